@@ -1,0 +1,25 @@
+# Targets of the tree: a library per folder, a test program per subject.
+
+# mvsms_library(NAME SOURCES ... LINKS ...): static library `mvsms_NAME` over the headers of the
+# whole tree; LINKS names the libraries directly below.
+function(mvsms_library name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LINKS" ${ARGN})
+  if(NOT ARG_SOURCES)
+    add_library(mvsms_${name} INTERFACE)
+    target_include_directories(mvsms_${name} INTERFACE ${PROJECT_SOURCE_DIR})
+    target_link_libraries(mvsms_${name} INTERFACE ${ARG_LINKS})
+    return()
+  endif()
+  add_library(mvsms_${name} STATIC ${ARG_SOURCES})
+  target_include_directories(mvsms_${name} PUBLIC ${PROJECT_SOURCE_DIR})
+  target_link_libraries(mvsms_${name} PUBLIC ${ARG_LINKS})
+endfunction()
+
+# mvsms_test(NAME SOURCES ... LINKS ...): GoogleTest program `NAME_test`, run by CTest as one test.
+function(mvsms_test name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LINKS" ${ARGN})
+  add_executable(${name}_test ${ARG_SOURCES})
+  target_include_directories(${name}_test PRIVATE ${PROJECT_SOURCE_DIR})
+  target_link_libraries(${name}_test PRIVATE ${ARG_LINKS} mvsms_gtest_main)
+  add_test(NAME ${name} COMMAND ${name}_test)
+endfunction()

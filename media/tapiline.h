@@ -1,0 +1,56 @@
+// TAPILine: the one medium of the system, a TAPI line in data-modem mode. It dials through its
+// TapiObject, takes over the serial port of the connected call, and polls the port every 100 ms
+// from a timer, collecting what arrives. Sending is fire-and-forget.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "media/apartment.h"
+#include "media/bascommon.h"
+#include "media/ctimer.h"
+#include "media/dwcomm.h"
+#include "media/ismsmedium.h"
+#include "media/tapiobject.h"
+
+namespace mvsms {
+
+class TAPILine : public ISMSMedium, private CommNotify {
+ public:
+  /// Receives the failures of the line and, unchanged, those of its device object.
+  using ErrorHandler = std::function<void(std::int32_t ErrNumber, const std::string& FunctionName,
+                                          const std::string& ErrMsg)>;
+
+  /// `on_error` is bound before the device object is initialised, so that a failure of the
+  /// creation reaches it too. `send_log` receives the port's diagnostic lines.
+  TAPILine(Apartment& apartment, ErrorHandler on_error, LogSink send_log);
+  ~TAPILine() override;
+  TAPILine(const TAPILine&) = delete;
+  TAPILine& operator=(const TAPILine&) = delete;
+
+  /// Number to dial; the device object translates it.
+  std::string PhoneNumber;
+  /// The dialable form of the number that the last Connect produced.
+  std::string TranslatedNumber() const;
+  /// Names of the usable modems, separated by TABs.
+  std::string GetDeviceList();
+  bool SetDevice(const std::string& DeviceName);
+  /// Line settings for the next Connect. Parity code 1 for every letter but "N". Always false.
+  bool SetParams(const std::string& NewBaudrate, const std::string& NewParity,
+                 std::int32_t NewDatabits, std::int32_t NewStopbits, bool NewUseXonXoff);
+  /// The same as Receive.
+  std::string InputString();
+
+  bool Connect(std::int32_t& ErrNumber, std::string& ErrMsg) override;
+  bool Disconnect(std::int32_t& ErrNumber, std::string& ErrMsg) override;
+  bool Send(const std::string& Message) override;
+  std::string Receive() override;
+  void AbortAction() override;
+
+  void CommInput(dwCOMM& thiscomm, const std::string& commdata) override;
+  void CommEvent(dwCOMM& thiscomm, const std::string& ev) override;
+};
+
+}  // namespace mvsms

@@ -1,0 +1,21 @@
+// The host's single-byte ANSI code page, Windows-1252 where the platform has none of its own: its
+// conversion from and to UTF-8 at the edges, and its case folding for names.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace mvsms {
+
+/// UTF-8 to Windows-1252. A character that has no code, and every malformed sequence, becomes "?".
+/// The five codes that Windows-1252 leaves open (129, 141, 143, 144, 157) map to the control
+/// characters of the same code, so that all 256 codes make the round trip.
+std::string AnsiFromUtf8(std::string_view utf8);
+
+/// Windows-1252 to UTF-8. Every code has a character, so nothing is lost.
+std::string Utf8FromAnsi(std::string_view ansi);
+
+/// The name folded to one case in Windows-1252, for comparing and ordering registry names.
+std::string FoldCase(std::string_view ansi);
+
+}  // namespace mvsms

@@ -1,0 +1,17 @@
+// Appending to text files in the ANSI code page.
+#pragma once
+
+#include <string>
+
+namespace mvsms {
+
+class TextFile {
+ public:
+  virtual ~TextFile() = default;
+  /// Opens the file for appending (creating it when missing), writes `text` as it stands and
+  /// closes it again, so that the file can be read, moved or deleted between two calls. Two
+  /// processes that append at once do not mix within one call. False on any failure.
+  virtual bool Append(const std::string& path, const std::string& text) = 0;
+};
+
+}  // namespace mvsms

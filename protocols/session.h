@@ -1,0 +1,38 @@
+// What a protocol session shares with the Sender that runs it: the open medium, the flags, and the
+// routines through which it reports. A Sender implements it; tests stand in for it.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "media/ismsmedium.h"
+
+namespace mvsms {
+
+class SessionHost {
+ public:
+  /// The connected medium of the running send.
+  virtual ISMSMedium& Medium() = 0;
+  /// One progress line: shown, logged, raised as an event.
+  virtual void AddStatus(const std::string& Text) = 0;
+  /// One failure: a progress line and an event. `ModuleName` is object, full stop, procedure.
+  virtual void ReportError(std::int32_t ErrNumber, const std::string& ErrDescription,
+                           const std::string& ModuleName) = 0;
+  /// Waits while the host's events are processed (basCommon::Pause).
+  virtual void Pause(std::int32_t Milliseconds) = 0;
+  /// Processes the host's pending events.
+  virtual void DoEvents() = 0;
+
+  /// True once the centre has let us in. The pipeline clears it when a send starts.
+  bool logged_in = false;
+  /// A later attempt may cure the failure. The pipeline clears it when a send starts and passes it
+  /// on as RetrySuggested.
+  bool retry = false;
+  /// Set by AbortAction and never cleared: a host makes a new Sender after aborting.
+  bool abort = false;
+
+ protected:
+  ~SessionHost() = default;
+};
+
+}  // namespace mvsms
