@@ -245,7 +245,7 @@ TEST_F(Routing, FindsWhatComparingEveryRouteFinds) {
   };
   for (int table = 0; table < 40; ++table) {
     const std::string alphabet = table % 2 == 0 ? "012" : "01aA\xE9\xC9";
-    for (unsigned route = random() % 25; route > 0; --route) {
+    for (auto route = random() % 25; route > 0; --route) {
       profile_.Route(text(alphabet, 5), random() % 6 == 0 ? "" : text("xyz", 3));
     }
     for (int probe = 0; probe < 100; ++probe) {
