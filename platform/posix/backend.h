@@ -12,7 +12,7 @@ namespace mvsms::posix {
 
 std::unique_ptr<Registry> MakeRegistry(const std::string& home);
 std::unique_ptr<Clock> MakeClock();
-std::unique_ptr<TextFile> MakeTextFile();
+std::unique_ptr<TextFile> MakeTextFile(const std::string& home);
 std::unique_ptr<Locale> MakeLocale(const std::string& home);
 std::unique_ptr<UserSettings> MakeUserSettings(const std::string& home);
 

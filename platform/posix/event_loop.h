@@ -20,8 +20,8 @@ class PosixEventLoop : public EventLoop, public Timers {
  public:
   /// Sleeps to the deadline even when signals come in between.
   void Sleep(std::chrono::milliseconds duration) override;
-  /// Runs the timers that are due and the deliveries that were posted before the call, in the
-  /// order in which they fell due. What a delivery posts waits for the next call.
+  /// Runs the deliveries posted before the call, in their order, then the timers that are due, in
+  /// the order in which they fell due. What a delivery posts waits for the next call.
   void DoEvents() override;
 
   /// The interval is at least 1 ms. Ticks fall due on a fixed grid from the start of the timer;
