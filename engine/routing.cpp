@@ -7,6 +7,7 @@
 
 #include "engine/basregistry.h"
 #include "platform/raised_error.h"
+#include "protocols/bastap.h"
 #include "protocols/convert.h"
 
 namespace mvsms {
@@ -16,18 +17,6 @@ constexpr std::string_view kSeparators = "-/ ()";
 constexpr std::size_t kLongestPrefix = 254;  // what EnumKeys can list
 
 bool IsDigit(char character) { return character >= '0' && character <= '9'; }
-
-std::string PlusAsZeros(const std::string& address) {
-  std::string result;
-  for (const char character : address) {
-    if (character == '+') {
-      result += "00";
-    } else {
-      result += character;
-    }
-  }
-  return result;
-}
 
 bool RouteExists(Registry& registry, RegKey routing, const std::string& prefix) {
   RegKey route = 0;
@@ -103,7 +92,7 @@ std::string FixAddress(Registry& registry, std::string& HostAppName, std::string
 
   std::string number = Address;
   if (replace_plus && number.starts_with('+')) {
-    number = PlusAsZeros(number);
+    number = basTAP::ReplaceAll(number, "+", "00");
   } else if (add_country && number.starts_with('0') && !number.starts_with("00")) {
     number.replace(0, 1, country);
   }
