@@ -14,7 +14,7 @@ using Kind = ResultCode::Kind;
 
 constexpr Millis kInitTime{3000};
 constexpr int kInitAttempts = 3;
-constexpr Millis kSettleTime{250};   // a modem says OK to a reset before it is through with it
+constexpr Millis kSettleTime{150};   // a modem says OK to a reset before it is through with it
 constexpr Millis kDialTime{90000};   // longer than any modem waits for a carrier
 constexpr Millis kGuardTime{1100};   // one second of silence is what the modem wants
 constexpr Millis kHangUpTime{2000};  // for the OK to ATH
