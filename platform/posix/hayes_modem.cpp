@@ -110,7 +110,7 @@ HayesModem::HayesModem(ModemPort& port, const std::string& init, const std::stri
 
 DialResult HayesModem::Dial(const std::string& number) {
   cancellable_ = true;
-  const DialResult result = Place(number);
+  DialResult result = Place(number);
   const bool given_up = result.cause != CallCause::kNone && port_.Cancelled();
   cancellable_ = false;
   if (!given_up) return result;
