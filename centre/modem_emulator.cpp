@@ -138,7 +138,7 @@ void ModemEmulator::Type(char c) {
   }
 }
 
-void ModemEmulator::Execute(std::string line) {
+void ModemEmulator::Execute(const std::string& line) {
   // Noise before the attention code, and after an escape, is common.
   const std::size_t attention = std::min(line.find("AT"), line.find("at"));
   const auto commands = ParseAtLine(attention == std::string::npos ? line : line.substr(attention));

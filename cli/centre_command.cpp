@@ -2,10 +2,9 @@
 // and the dialogue language are the centre's own; nothing of them is known here.
 #include "cli/centre_command.h"
 
-#include <signal.h>
-
 #include <CLI/CLI.hpp>
 #include <atomic>
+#include <csignal>
 #include <exception>
 #include <fstream>
 #include <iostream>
