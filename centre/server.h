@@ -50,7 +50,7 @@ class PtyServer : public Server {
   /// @param link symbolic link to the terminal, made and removed with the server; empty: none. An
   ///        old link is replaced, any other file of that name is an error.
   /// @throws std::system_error
-  PtyServer(std::string link, AnswererFactory factory);
+  PtyServer(std::string link, const AnswererFactory& factory);
   ~PtyServer() override;
   /// The terminal's own path, "/dev/pts/5" or the like.
   const std::string& path() const { return path_; }
