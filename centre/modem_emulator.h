@@ -40,7 +40,7 @@ class ModemEmulator : public Answerer {
   };
   static const Handler kHandlers[];
 
-  void Type(char c);
+  void Type(char typed);
   void Execute(std::string line);
   Result Run(const AtCommand& command);
   Result Echo(const AtCommand& command);
