@@ -124,8 +124,10 @@ void ModemEmulator::HungUp() {
   line_ = nullptr;
 }
 
-void ModemEmulator::Type(char c) {
-  if (echo_) Say({&c, 1});
+void ModemEmulator::Type(char typed) {
+  if (echo_) Say({&typed, 1});
+  // A modem learns the caller's framing from the "AT" and takes a parity bit off again.
+  const char c = static_cast<char>(typed & 0x7F);
   if (c == '\r')
     Execute(std::exchange(command_, {}));
   else if (c == kBackspace && !command_.empty())
