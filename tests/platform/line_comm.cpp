@@ -373,7 +373,7 @@ TEST_F(CommErrors, OfBeforeAWaitEndItAtOnce) {
 }
 
 TEST_F(CommErrors, OutsideTheMaskDoNotEndAWait) {
-  ASSERT_TRUE(comm_->SetCommMask(port_, 0));
+  ASSERT_TRUE(comm_->SetCommMask(port_, 0x40));
   ASSERT_EQ(Wait(), kErrorIoPending);
   ++line_->counts.frame;
   EXPECT_FALSE(wait_->Completed());

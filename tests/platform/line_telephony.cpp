@@ -265,7 +265,7 @@ TEST_F(ModemCall, LineSpeaksItsOwnFraming) {
 
 // --- giving up ---------------------------------------------------------------------------------
 
-TEST_F(ModemCall, DisconnectWhileDiallingStopsTheModemSoonWithoutAnEvent) {
+TEST_F(ModemCall, DisconnectWhileDiallingStopsTheModemSoon) {
   modem_.On("", "\r\nNO CARRIER\r\n");
   call_ = Call("Modem1", "123");
   call_->Connect(false);
@@ -277,7 +277,7 @@ TEST_F(ModemCall, DisconnectWhileDiallingStopsTheModemSoonWithoutAnEvent) {
   EXPECT_EQ(call_->GetCallState(), CallState::kDisconnected);
   EXPECT_FALSE(IsLocked());
   loop_.DoEvents();
-  EXPECT_TRUE(events_.empty());
+  EXPECT_THAT(events_, ElementsAre(Pair(CallState::kDisconnected, CallCause::kDisconnectNormal)));
 }
 
 TEST_F(ModemCall, CallReleasedWhileDiallingIsStopped) {
@@ -286,6 +286,7 @@ TEST_F(ModemCall, CallReleasedWhileDiallingIsStopped) {
   call_->Connect(false);
   call_.reset();
   EXPECT_FALSE(IsLocked());
+  tapi_.reset();
   loop_.DoEvents();
   EXPECT_TRUE(events_.empty());
 }
