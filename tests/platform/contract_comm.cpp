@@ -131,7 +131,7 @@ TEST_P(CommContract, ReadEndsEmptyWhenItsTimeIsOver) {
 }
 
 TEST_P(CommContract, ReadEndsWithWhatCameWhenItsTimeIsOver) {
-  Timeouts(0, 0, 60);
+  Timeouts(0, 0, 200);
   ASSERT_EQ(StartRead(50), kErrorIoPending);
   back_end_->Say("abc");
   EXPECT_FALSE(read_->Completed());
