@@ -93,8 +93,6 @@ void MemoryPort::FinishRead(std::uint32_t count) {
 
 std::uint32_t MemoryPort::Write(std::string bytes, const std::shared_ptr<Operation>& operation) {
   if (write_) return kErrorBusy;
-  requests.sent += bytes;
-  machine_.platform.sent.push_back({machine_.now(), bytes});
   write_ = operation;
   if (hardware.write_time <= Millis::zero()) {
     FinishWrite(operation, bytes);
@@ -112,6 +110,8 @@ void MemoryPort::FinishWrite(const std::shared_ptr<Operation>& operation,
   if (write_ != operation) return;  // closed in between
   write_.reset();
   operation->Finish(static_cast<std::uint32_t>(bytes.size()));
+  requests.sent += bytes;
+  machine_.platform.sent.push_back({machine_.now(), bytes});
   if (link_) link_->Transmit(bytes);
 }
 
