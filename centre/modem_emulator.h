@@ -41,7 +41,7 @@ class ModemEmulator : public Answerer {
   static const Handler kHandlers[];
 
   void Type(char typed);
-  void Execute(std::string line);
+  void Execute(const std::string& line);
   Result Run(const AtCommand& command);
   Result Echo(const AtCommand& command);
   Result Verbose(const AtCommand& command);

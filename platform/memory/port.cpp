@@ -20,8 +20,9 @@ std::uint32_t Outcome(const Operation& operation) {
 }  // namespace
 
 bool MemoryOverlapped::Completed() {
-  if (const auto port = port_.lock()) port->Settle();
-  return operation_ && !operation_->pending;
+  const auto port = port_.lock();
+  if (port) port->Settle();
+  return operation_ && (!port || !operation_->pending);
 }
 
 MemoryPort::MemoryPort(Machine& machine, const PortHardware& initial) : machine_(machine) {
@@ -117,7 +118,7 @@ void MemoryPort::FinishWrite(const std::shared_ptr<Operation>& operation,
 
 std::uint32_t MemoryPort::Wait(std::uint32_t& events, const std::shared_ptr<Operation>& operation) {
   if (wait_ && wait_->operation.expired()) wait_.reset();
-  if (wait_ || mask_ == 0) return kErrorInvalidWait;
+  if (wait_) return kErrorInvalidWait;
   wait_ = PendingWait{operation, &events};
   if (unreported_events_ != 0) FinishWait(std::exchange(unreported_events_, 0));
   return Outcome(*operation);
@@ -134,7 +135,7 @@ void MemoryPort::FinishWait(std::uint32_t events) {
 
 void MemoryPort::SetMask(std::uint32_t events) {
   mask_ = events;
-  unreported_events_ = 0;
+  unreported_events_ &= events;
   FinishWait(0);
 }
 
