@@ -118,7 +118,7 @@ void MemoryPort::FinishWrite(const std::shared_ptr<Operation>& operation,
 
 std::uint32_t MemoryPort::Wait(std::uint32_t& events, const std::shared_ptr<Operation>& operation) {
   if (wait_ && wait_->operation.expired()) wait_.reset();
-  if (wait_) return kErrorInvalidWait;
+  if (wait_ || mask_ == 0) return kErrorInvalidWait;
   wait_ = PendingWait{operation, &events};
   if (unreported_events_ != 0) FinishWait(std::exchange(unreported_events_, 0));
   return Outcome(*operation);
