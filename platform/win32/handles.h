@@ -70,6 +70,8 @@ class Bstr {
     ::SysFreeString(std::exchange(text_, nullptr));
     return &text_;
   }
+  /// The text itself, for an argument that a callee may replace.
+  BSTR* InOut() { return &text_; }
   BSTR Detach() { return std::exchange(text_, nullptr); }
   std::string Ansi() const;
 

@@ -5,7 +5,9 @@
 #ifndef NOMINMAX
 #define NOMINMAX
 #endif
+#include <ocidl.h>
 #include <ole2.h>
+#include <olectl.h>
 #include <windows.h>
 
 #undef SendMessage
