@@ -15,10 +15,15 @@ using Millis = std::chrono::milliseconds;
 class Line {
  public:
   virtual ~Line() = default;
+  /// Sends bytes; they arrive in order. Never calls the answerer back.
   virtual void Write(std::string_view bytes) = 0;
+  /// Drops the call once everything written has been sent. The answerer hears nothing more: no
+  /// bytes, no action, no HungUp; it must not use the line again.
   virtual void HangUp() = 0;
-  /// Runs `action` after `delay`, unless the line has gone by then.
+  /// Runs `action` after `delay`, unless the line has gone by then. Never from within this call,
+  /// not even for a delay of zero.
   virtual void After(Millis delay, std::function<void()> action) = 0;
+  /// The time, from an origin that the line chooses; the servers count from 1970 (UTC).
   virtual Millis Now() = 0;
 };
 
@@ -26,8 +31,9 @@ class Line {
 class Answerer {
  public:
   virtual ~Answerer() = default;
-  /// The caller is connected. `line` stays valid until HungUp.
+  /// The caller is connected. `line` stays valid until HungUp, or until the answerer hangs up.
   virtual void Connected(Line& line) = 0;
+  /// Bytes from the caller, cut anywhere.
   virtual void Received(std::string_view bytes) = 0;
   /// The caller has gone.
   virtual void HungUp() = 0;

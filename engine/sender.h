@@ -4,14 +4,17 @@
 // Everything happens on the thread of the Apartment. SendMessage returns when the attempt is over;
 // meanwhile the thread's events are processed, so a handler or a button of the host may call
 // AbortAction, read and assign the properties. A second SendMessage from inside an event is not
-// supported. Texts are in the ANSI code page.
+// supported. An exception that a handler throws ends with the handler: a host whose display fails
+// must not lose its page or leave the line open. Texts are in the ANSI code page.
 #pragma once
 
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
+#include "engine/settings.h"
 #include "engine/status_window.h"
 #include "media/apartment.h"
 #include "media/tapiline.h"
@@ -20,7 +23,7 @@
 
 namespace mvsms {
 
-class Sender : private SessionHost {
+class Sender final : private SessionHost {
  public:
   /// Event arguments are passed by reference, as the host's event interface has them.
   using ErrorEvent = std::function<void(std::int32_t& ErrNumber, std::string& ErrDescription,
@@ -52,6 +55,47 @@ class Sender : private SessionHost {
   std::string HostAppName;
   /// Full path of the send log; not empty forces logging.
   std::string LogFilePath;
+
+ private:
+  struct Attempt;
+
+  // The steps of a send, in their order. One that gives false has reported why.
+  void Begin(const Attempt& attempt);
+  bool LoadSettings();
+  bool TakeMessage(Attempt& attempt);
+  bool ResolveRecipient(Attempt& attempt);
+  bool ChooseService(Attempt& attempt);
+  bool CheckLength(const Attempt& attempt);
+  bool SetUpMedium(Attempt& attempt);
+  bool Connect(Attempt& attempt);
+  bool SendPieces(Attempt& attempt);
+  void CloseConnection(Attempt& attempt);
+  void End(bool sent);
+
+  bool Fail(std::int32_t number, const std::string& description);
+  std::string FixAddress(std::string& address);
+  void Show();
+  void Log(const std::string& text);
+  Registry& registry() { return apartment_.platform().registry(); }
+
+  ISMSMedium& Medium() override { return *medium_; }
+  void AddStatus(const std::string& Text) override;
+  void ReportError(std::int32_t ErrNumber, const std::string& ErrDescription,
+                   const std::string& ModuleName) override;
+  void Pause(std::int32_t Milliseconds) override;
+  void DoEvents() override;
+
+  Apartment& apartment_;
+  StatusWindowFactory make_status_window_;
+  std::unique_ptr<StatusWindow> status_window_;  // from the first line shown, for good
+  Settings settings_;                            // of the latest send
+  ISMSMedium* medium_ = nullptr;                 // the open medium of a send, else none
+  std::unique_ptr<TAPILine> objTapiLine_;        // last: its end may still report an error
 };
+
+/// The pieces in which a message goes out, each of `max_length` characters, the last one shorter.
+/// Their number is the quotient of the lengths plus 0.9999, rounded down: an excess below 0.0001
+/// of a piece is not sent, and a message below that is no piece at all. Never with `max_length` 0.
+std::vector<std::string> CutMessage(const std::string& message, std::int32_t max_length);
 
 }  // namespace mvsms

@@ -26,16 +26,20 @@ class MTimer {
 
   /// Starts a system timer for `timer` and keeps a counted reference to it. False, with the
   /// object's interval and identifier 0, when the system has no timer left. Throws the timer
-  /// error 13651 when all slots are taken.
+  /// error 13651, with the same state, when all slots are taken.
   bool StartTimer(const std::shared_ptr<CTimer>& timer);
   /// Stops the system timer of `timer` and frees its slot. False when it is not in the table.
   bool StopTimer(CTimer& timer);
 
  private:
+  using Slot = std::shared_ptr<CTimer>;
+
   void TimerProc(TimerId id);
+  Slot* FindRunning(TimerId id);
+  Slot* FirstEmpty();
 
   Timers& timers_;
-  std::array<std::shared_ptr<CTimer>, kSlots> slots_;
+  std::array<Slot, kSlots> slots_;
   std::int16_t high_water_ = 0;  // highest slot number (1-based) ever filled
 };
 

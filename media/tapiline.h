@@ -23,8 +23,9 @@ class TAPILine : public ISMSMedium, private CommNotify {
   using ErrorHandler = std::function<void(std::int32_t ErrNumber, const std::string& FunctionName,
                                           const std::string& ErrMsg)>;
 
-  /// `on_error` is bound before the device object is initialised, so that a failure of the
-  /// creation reaches it too. `send_log` receives the port's diagnostic lines.
+  /// `on_error` must not throw and must not destroy the line; it is bound before the device object
+  /// is initialised, so that a failure of the creation reaches it too. `send_log` receives the
+  /// port's diagnostic lines.
   TAPILine(Apartment& apartment, ErrorHandler on_error, LogSink send_log);
   ~TAPILine() override;
   TAPILine(const TAPILine&) = delete;
@@ -50,7 +51,31 @@ class TAPILine : public ISMSMedium, private CommNotify {
   void AbortAction() override;
 
   void CommInput(dwCOMM& thiscomm, const std::string& commdata) override;
+  /// Line events are ignored: a damaged frame shows in its checksum.
   void CommEvent(dwCOMM& thiscomm, const std::string& ev) override;
+
+ private:
+  void mTimer_ThatTime();
+  void TapiObject_Error(std::int32_t ErrNumber, const std::string& FunctionName,
+                        const std::string& ErrMsg);
+  dwCOMM& Port();
+  void ProgramPort();
+  void StartPolling();
+  void ReleaseTimer();
+  template <class Body>
+  bool Reporting(const char* function, Body&& body);
+
+  Apartment& apartment_;
+  ErrorHandler on_error_;
+  std::string input_;
+  std::int32_t baud_rate_ = 0;
+  std::uint8_t parity_ = 0;
+  std::int32_t data_bits_ = 0;
+  std::int32_t stop_bits_ = 0;
+  bool use_xon_xoff_ = false;
+  std::unique_ptr<dwCOMM> port_;
+  TapiObject device_;  // ends before the port: the call is dropped, then its port closed
+  std::shared_ptr<CTimer> mTimer_;  // while connected
 };
 
 }  // namespace mvsms

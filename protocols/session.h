@@ -35,4 +35,10 @@ class SessionHost {
   ~SessionHost() = default;
 };
 
+/// True, after the status line that says so, when the host has asked to stop. An abort is no error.
+inline bool AbortRequested(SessionHost& host) {
+  if (host.abort) host.AddStatus("Sending was aborted!");
+  return host.abort;
+}
+
 }  // namespace mvsms

@@ -18,8 +18,13 @@ struct Framing {
   bool operator==(const Framing&) const = default;
 };
 
-/// Parses three characters and an optional "-soft"; nothing when the text is not a framing.
+/// Parses three characters and an optional "-soft"; nothing when the text is not a framing, or is
+/// one that no serial driver knows (two stop bits with five data bits). The letter may be small.
 std::optional<Framing> ParseFraming(std::string_view text);
 std::string ToString(const Framing& framing);
+
+/// The same as codes of a Dcb (platform/comm.h): its Parity and its StopBits.
+std::uint8_t ParityCode(const Framing& framing);
+std::uint8_t StopBitsCode(const Framing& framing);
 
 }  // namespace mvsms::posix

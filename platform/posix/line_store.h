@@ -15,12 +15,12 @@ struct LineConfig {
   std::string name;  // ANSI code page; compared exactly
   LineKind kind = LineKind::kHayes;
   // The rest is for hayes lines.
-  std::string device;              // path of the serial device, UTF-8
-  std::string init;                // AT command sent before dialling; empty: "ATZ"
-  std::string dial = "ATD";        // what the number is put behind
-  std::uint32_t speed = 9600;      // bit/s
-  std::string framing = "8N1";     // see framing.h
-  std::string flow = "rtscts";     // "rtscts", "xonxoff" or "none"
+  std::string device;           // path of the serial device, UTF-8
+  std::string init;             // AT command sent before dialling; empty: "ATZ"
+  std::string dial = "ATD";     // what the number is put behind
+  std::uint32_t speed = 9600;   // bit/s
+  std::string framing = "8N1";  // see framing.h
+  std::string flow = "rtscts";  // "rtscts", "xonxoff" or "none"
 };
 
 /// Errors are thrown as RaisedError with a sentence that names the line or the file.

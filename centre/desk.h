@@ -1,0 +1,60 @@
+// What the calls of one message centre share: its settings, what it still has to refuse, and whom
+// it tells what it received. Refusals are counted over all calls, so that a caller who hangs up
+// and tries again is served in the end.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "centre/settings.h"
+
+namespace mvsms::centre {
+
+/// One thing that a caller asked for, and how it was answered.
+struct Request {
+  std::string protocol;   // "TAP" or "UCP"
+  std::string operation;  // TAP: "login", "page", "logout"; UCP: the operation type, "01", "51" …
+  std::string recipient;  // pager ID or AdC
+  std::string originator;  // OAdC; for a TAP login the identifier with its password
+  std::string text;        // the message in UTF-8
+  std::string raw;         // the bytes of the block or frame it came in
+  std::string type;        // "tone", "numeric", "alphanumeric", "transparent", or empty
+  std::string trn;         // UCP transaction reference
+  bool accepted = false;
+  std::string answer;  // the bytes sent back
+};
+
+using Recorder = std::function<void(const Request&)>;
+
+struct Desk {
+  explicit Desk(Settings all, Recorder who = {})
+      : settings(std::move(all)),
+        recorder(std::move(who)),
+        calls_to_fail(settings.failed_calls),
+        logins_to_refuse(settings.login_refusals),
+        messages_to_refuse(settings.refuse),
+        checksums_to_spoil(settings.wrong_checksums) {}
+
+  void Record(const Request& request) const {
+    if (recorder) recorder(request);
+  }
+  bool Serves(std::string_view recipient) const;
+
+  const Settings settings;
+  const Recorder recorder;
+  int calls_to_fail;
+  int logins_to_refuse;
+  int messages_to_refuse;
+  int checksums_to_spoil;
+};
+
+/// Takes one of what is left, if anything is.
+inline bool Take(int& left) {
+  if (left == 0) return false;
+  if (left != kAll) --left;
+  return true;
+}
+
+}  // namespace mvsms::centre

@@ -1,0 +1,68 @@
+// The message centre in the real world: on a TCP port, or on a pseudo-terminal that looks like a
+// serial port. Each call is a Line of its own; one thread serves them all.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "centre/line.h"
+#include "centre/server_loop.h"
+
+namespace mvsms::centre {
+
+/// Makes the answerer of the next call (of a port: the one that is there each time it is opened).
+using AnswererFactory = std::function<std::unique_ptr<Answerer>()>;
+
+class Server {
+ public:
+  virtual ~Server() = default;
+  /// Serves until Stop, or until Finish has been called and the calls have ended.
+  void Run() { loop_.Run(); }
+  /// Ends Run at once. From any thread, and from a signal handler.
+  void Stop() { loop_.Stop(); }
+  /// Takes no further call. From the thread of Run, for instance from an answerer.
+  virtual void Finish() = 0;
+
+ protected:
+  ServerLoop loop_;
+};
+
+/// Listens on 127.0.0.1 only: the centre is no service for a network.
+class TcpServer : public Server {
+ public:
+  /// @param port 0: any free one.
+  /// @throws std::system_error if the port cannot be had.
+  TcpServer(std::uint16_t port, AnswererFactory factory);
+  std::uint16_t port() const { return port_; }
+  void Finish() override;
+
+ private:
+  class Listener;
+  class Connection;
+  std::shared_ptr<Listener> listener_;
+  std::uint16_t port_ = 0;
+};
+
+class PtyServer : public Server {
+ public:
+  /// @param link symbolic link to the terminal, made and removed with the server; empty: none. An
+  ///        old link is replaced, any other file of that name is an error.
+  /// @throws std::system_error
+  PtyServer(std::string link, AnswererFactory factory);
+  ~PtyServer() override;
+  /// The terminal's own path, "/dev/pts/5" or the like.
+  const std::string& path() const { return path_; }
+  /// Waits for the program at the terminal to close it, at most five seconds.
+  void Finish() override;
+
+ private:
+  class Port;
+  void MakeLink();
+  std::shared_ptr<Port> port_;
+  std::string path_;
+  std::string link_;
+};
+
+}  // namespace mvsms::centre

@@ -1,0 +1,244 @@
+// One table says where each operation keeps its fields; reading, judging and answering are the
+// same for all of them, the login's password apart.
+#include "centre/ucp_centre.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <iterator>
+#include <utility>
+
+namespace mvsms::centre {
+namespace {
+
+constexpr int kSyntax = 2, kNotSupported = 3, kNotAllowed = 4, kChecksum = 1, kAdCInvalid = 6,
+              kAuthentication = 7, kTypeNotSupported = 23;
+
+struct ErrorText {
+  int code;
+  std::string_view text;
+};
+constexpr ErrorText kErrorTexts[] = {
+    {1, "Checksum error"},
+    {2, "Syntax error"},
+    {3, "Operation not supported by system"},
+    {4, "Operation not allowed"},
+    {5, "Call barring active"},
+    {6, "AdC invalid"},
+    {7, "Authentication failure"},
+    {8, "Legitimisation code for all calls, failure"},
+    {9, "GA not valid"},
+    {10, "Repetition not allowed"},
+    {11, "Legitimisation code for repetition, failure"},
+    {12, "Priority call not allowed"},
+    {13, "Legitimisation code for priority call, failure"},
+    {14, "Urgent message not allowed"},
+    {15, "Legitimisation code for urgent message, failure"},
+    {16, "Reverse charging not allowed"},
+    {17, "Legitimisation code for reverse charging, failure"},
+    {18, "Deferred delivery not allowed"},
+    {19, "New AC not valid"},
+    {20, "New legitimisation code not valid"},
+    {21, "Standard text not valid"},
+    {22, "Time period not valid"},
+    {23, "Message type not supported by system"},
+    {24, "Message too long"},
+    {25, "Requested standard text not valid"},
+    {26, "Message type not valid for the pager type"},
+    {27, "Message not found in SMSC"},
+    {30, "Subscriber hang-up"},
+    {31, "Fax group not supported"},
+    {32, "Fax message type not supported"},
+    {33, "Address already in list"},
+    {34, "Address not in list"},
+    {35, "List full, cannot add address"},
+    {36, "RPID already in use"},
+    {37, "Delivery in progress"},
+    {38, "Message forwarded"},
+};
+
+constexpr std::size_t kLoginPassword = 4;      // field PWD of operation 60
+constexpr std::size_t kTypeOfOriginator = 28;  // field OTOA of operation 51
+constexpr std::string_view kAlphanumeric = "5039";
+
+std::string TypeName(std::string_view type) {
+  constexpr std::string_view kNames[] = {"tone", "numeric", "alphanumeric", "transparent"};
+  const bool known = type.size() == 1 && type[0] >= '1' && type[0] <= '4';
+  return known ? std::string(kNames[type[0] - '1']) : std::string();
+}
+
+bool IsAddress(std::string_view address) {
+  return !address.empty() && address.find_first_not_of("0123456789+") == std::string_view::npos;
+}
+
+// DDMMYYhhmmss, the form of time stamps in system messages.
+std::string TimeStamp(Millis since_1970) {
+  const std::chrono::sys_time<Millis> now(since_1970);
+  const auto midnight = std::chrono::floor<std::chrono::days>(now);
+  const std::chrono::year_month_day date(midnight);
+  const std::chrono::hh_mm_ss<Millis> time(now - midnight);
+  char out[32];
+  std::snprintf(out, sizeof out, "%02u%02u%02d%02d%02d%02d", static_cast<unsigned>(date.day()),
+                static_cast<unsigned>(date.month()), static_cast<int>(date.year()) % 100,
+                static_cast<int>(time.hours().count()), static_cast<int>(time.minutes().count()),
+                static_cast<int>(time.seconds().count()));
+  return out;
+}
+
+std::string TwoDigits(int code) {
+  return {static_cast<char>('0' + code / 10 % 10), static_cast<char>('0' + code % 10)};
+}
+
+void ReplaceAll(std::string& text, std::string_view what, const std::string& by) {
+  for (std::size_t at = text.find(what); at != std::string::npos;
+       at = text.find(what, at + by.size()))
+    text.replace(at, what.size(), by);
+}
+
+std::string Field(const UcpFrame& frame, int index) {
+  return index < 0 ? std::string() : frame.fields[static_cast<std::size_t>(index)];
+}
+
+}  // namespace
+
+//   code fields | recipient originator type message | fields of the positive result
+const UcpCentre::Operation UcpCentre::kOperations[] = {
+    {"01", 5, 0, 1, 3, 4, 2},    {"30", 10, 0, 1, -1, 9, 3},   {"31", 2, 0, -1, -1, -1, 2},
+    {"51", 33, 0, 1, 18, 20, 3}, {"60", 12, -1, 0, -1, -1, 2},
+};
+
+std::string_view UcpErrorText(int code) {
+  for (const ErrorText& error : kErrorTexts)
+    if (error.code == code) return error.text;
+  return {};
+}
+
+const UcpCentre::Operation* UcpCentre::Find(std::string_view code) {
+  const auto found =
+      std::find_if(std::begin(kOperations), std::end(kOperations),
+                   [&](const Operation& operation) { return operation.code == code; });
+  return found == std::end(kOperations) ? nullptr : found;
+}
+
+UcpCentre::UcpCentre(Desk& desk) : desk_(desk), settings_(desk.settings) {}
+
+void UcpCentre::Connected(Line& line) {
+  line_ = &line;
+  WatchSilence();
+}
+
+void UcpCentre::Received(std::string_view bytes) {
+  for (const std::string& frame : reader_.Feed(bytes))
+    if (line_ != nullptr) On(frame);
+  WatchSilence();
+}
+
+void UcpCentre::HungUp() {
+  line_ = nullptr;
+  silence_.Clear();
+}
+
+void UcpCentre::On(const std::string& raw) {
+  const UcpFrame frame = ParseUcpFrame(raw);
+  // A result answers an operation that this centre never sends.
+  if (frame.kind == 'R' || FallsSilent(frame)) return;
+  Request request = Read(frame);
+  request.raw = raw;
+  const Verdict verdict = Judge(frame, request);
+  request.accepted = verdict.error == 0;
+  request.answer = Result(frame, verdict);
+  desk_.Record(request);
+  line_->Write(request.answer);
+}
+
+Request UcpCentre::Read(const UcpFrame& frame) const {
+  Request request;
+  request.protocol = "UCP";
+  request.operation = frame.operation;
+  request.trn = frame.trn;
+  const Operation* const operation = Find(frame.operation);
+  if (operation == nullptr || frame.fields.size() != operation->fields) return request;
+  request.recipient = Field(frame, operation->recipient);
+  request.originator = Field(frame, operation->originator);
+  if (operation->code == "51" && frame.fields[kTypeOfOriginator] == kAlphanumeric)
+    if (const auto name = DecodePackedAddress(request.originator))
+      request.originator = DecodeText(Alphabet::kGsm, *name);
+  if (operation->message < 0) return request;
+  const std::string message = Field(frame, operation->message);
+  request.type = operation->type < 0 ? "alphanumeric" : TypeName(Field(frame, operation->type));
+  request.text = message;
+  if (request.type == "alphanumeric")
+    request.text = DecodeText(settings_.ucp_alphabet, DecodeHex(message).value_or(""));
+  return request;
+}
+
+UcpCentre::Verdict UcpCentre::Judge(const UcpFrame& frame, const Request& request) {
+  if (!frame.checksum_ok) return {kChecksum, {}};
+  if (!frame.well_formed) return {kSyntax, {}};
+  const Operation* const operation = Find(frame.operation);
+  if (operation == nullptr) return {kNotSupported, {}};
+  if (frame.fields.size() != operation->fields) return {kSyntax, {}};
+  if (operation->code == "60") return JudgeLogin(frame);
+  if (settings_.login_required && !logged_in_) return {kNotAllowed, {}};
+  if (!IsAddress(request.recipient) || !desk_.Serves(request.recipient)) return {kAdCInvalid, {}};
+  if (operation->message < 0) return {0, "0000"};  // an alert: so many messages are waiting
+  if (request.type == "alphanumeric" && !DecodeHex(Field(frame, operation->message)))
+    return {kSyntax, {}};
+  return JudgeMessage(request);
+}
+
+UcpCentre::Verdict UcpCentre::JudgeLogin(const UcpFrame& frame) {
+  const auto password = DecodeHex(frame.fields[kLoginPassword]);
+  if (!password) return {kSyntax, {}};
+  const bool known = settings_.password.empty() || *password == settings_.password;
+  if (Take(desk_.logins_to_refuse) || !known) return {kAuthentication, {}};
+  logged_in_ = true;
+  return {0, {}};
+}
+
+UcpCentre::Verdict UcpCentre::JudgeMessage(const Request& request) {
+  if (request.type.empty()) return {kTypeNotSupported, {}};
+  if (request.type == "numeric" &&
+      request.text.find_first_not_of("0123456789") != std::string::npos)
+    return {kSyntax, {}};
+  if (Take(desk_.messages_to_refuse)) return {settings_.ucp_refusal, settings_.ucp_refusal_text};
+  return {0, SystemMessage(request.recipient)};
+}
+
+std::string UcpCentre::SystemMessage(std::string_view recipient) {
+  std::string text = settings_.system_message;
+  ReplaceAll(text, "{recipient}", std::string(recipient));
+  ReplaceAll(text, "{time}", TimeStamp(line_->Now()));
+  return text;
+}
+
+std::string UcpCentre::Result(const UcpFrame& frame, const Verdict& verdict) {
+  std::vector<std::string> fields = {"A", verdict.text};
+  const Operation* const operation = Find(frame.operation);
+  if (verdict.error != 0) {
+    const std::string text(verdict.text.empty() ? UcpErrorText(verdict.error) : verdict.text);
+    fields = {"N", TwoDigits(verdict.error), text};
+  } else if (operation->result_fields == 3) {
+    fields.insert(fields.begin() + 1, settings_.validity);
+  }
+  std::string result = BuildUcpResult(frame.trn, frame.operation, fields);
+  if (Take(desk_.checksums_to_spoil)) {
+    char& digit = result[result.size() - 2];
+    digit = digit == '0' ? '1' : '0';
+  }
+  return result;
+}
+
+bool UcpCentre::FallsSilent(const UcpFrame& frame) {
+  const SilentAt here = frame.operation == "60" ? SilentAt::kLogin : SilentAt::kMessage;
+  if (settings_.silent_at != here) return false;
+  HungUp();
+  return true;
+}
+
+void UcpCentre::WatchSilence() {
+  if (line_ == nullptr || settings_.idle_time == Millis{0}) return;
+  silence_.Set(*line_, settings_.idle_time, [this] { std::exchange(line_, nullptr)->HangUp(); });
+}
+
+}  // namespace mvsms::centre

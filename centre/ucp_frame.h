@@ -1,0 +1,49 @@
+// UCP on the wire: bytes in, frames out, whatever way the bytes were cut; and what the characters
+// of a frame's fields stand for. Knows no operation and no session.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace mvsms::centre {
+
+/// Sum of the characters modulo 256 in two uppercase hexadecimal digits.
+/// @param text from the first character of TRN through the last "/".
+std::string UcpChecksum(std::string_view text);
+
+class UcpReader {
+ public:
+  /// The frames that `bytes` complete, each without its STX and ETX. Anything outside of a frame
+  /// is noise; an STX within one starts afresh; a frame above 8192 characters is dropped.
+  std::vector<std::string> Feed(std::string_view bytes);
+
+ private:
+  std::optional<std::string> frame_;  // nothing: waiting for STX
+};
+
+/// A frame taken apart; of a malformed one, as much as could be read.
+struct UcpFrame {
+  std::string trn = "00";
+  char kind = 'O';               // 'O' operation, 'R' result
+  std::string operation = "00";  // two digits
+  std::vector<std::string> fields;
+  bool checksum_ok = false;
+  bool well_formed = false;  // TRN, LEN, kind and operation are what they must be
+};
+
+UcpFrame ParseUcpFrame(std::string_view frame);
+
+/// A whole result frame, with STX and ETX, length and checksum.
+std::string BuildUcpResult(std::string_view trn, std::string_view operation,
+                           const std::vector<std::string>& fields);
+
+/// The bytes that pairs of hexadecimal digits stand for; nothing if they are not such pairs.
+std::optional<std::string> DecodeHex(std::string_view digits);
+
+/// Codes packed seven bits each, the form of alphanumeric addresses: a pair of digits for the
+/// number of useful half-octets, then the octets. Nothing if it is not of that form.
+std::optional<std::string> DecodePackedAddress(std::string_view digits);
+
+}  // namespace mvsms::centre

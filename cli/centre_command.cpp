@@ -1,0 +1,275 @@
+// Puts a centre and a server together from the options, and prints what comes in. The settings
+// and the dialogue language are the centre's own; nothing of them is known here.
+#include "cli/centre_command.h"
+
+#include <signal.h>
+
+#include <CLI/CLI.hpp>
+#include <atomic>
+#include <exception>
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <utility>
+
+#include "centre/centre.h"
+#include "centre/dialogue.h"
+#include "centre/notation.h"
+#include "centre/scripted.h"
+#include "centre/server.h"
+#include "centre/traced.h"
+
+namespace mvsms::cli {
+namespace {
+
+using centre::Request;
+using centre::ToNotation;
+using nlohmann::json;
+
+json ToJson(const Request& request) {
+  return {{"protocol", request.protocol},
+          {"operation", request.operation},
+          {"recipient", ToNotation(request.recipient)},
+          {"originator", ToNotation(request.originator)},
+          {"text", request.text},
+          {"raw", ToNotation(request.raw)},
+          {"type", request.type},
+          {"trn", request.trn},
+          {"accepted", request.accepted},
+          {"answer", ToNotation(request.answer)}};
+}
+
+// Control characters would move a terminal's cursor; all else in the text is valid UTF-8.
+std::string Printable(const std::string& utf8) {
+  std::string out;
+  for (const char c : utf8) {
+    const bool control = static_cast<unsigned char>(c) < 32 || c == 127;
+    out += control ? ToNotation({&c, 1}) : std::string(1, c);
+  }
+  return out;
+}
+
+std::string ToLine(const Request& request) {
+  std::string out = request.protocol + "  " + request.operation;
+  if (!request.recipient.empty()) out += "  " + Printable(request.recipient);
+  if (!request.originator.empty()) out += "  from " + Printable(request.originator);
+  if (!request.type.empty()) out += "  \"" + Printable(request.text) + "\"";
+  return out + (request.accepted ? "  accepted" : "  refused: " + ToNotation(request.answer));
+}
+
+/// One run of the command: the centre, its server and its outputs.
+class Run {
+ public:
+  Run(const CentreOptions& options, std::ostream& out, std::ostream& err)
+      : options_(options), out_(out), err_(err) {
+    centre::Settings settings;
+    if (!options.script.empty()) dialogue_ = centre::LoadDialogue(options.script);
+    for (const std::string& setting : options.settings) centre::Set(settings, setting);
+    if (!options.record.empty()) OpenRecord();
+    centre_.emplace(Speaker(), settings, [this](const Request& request) { Record(request); });
+    if (options.tcp_port >= 0)
+      ListenOnTcp();
+    else
+      ListenOnPty();
+  }
+
+  int Serve(const std::function<void(centre::Server*)>& serving) {
+    serving(server_.get());
+    // For programs, too: it comes whole, at once, and even if all else is quiet.
+    out_ << (options_.json ? where_.dump() : "Listening on " + where_shown_) << std::endl;
+    server_->Run();
+    serving(nullptr);
+    return complaints_ == 0 ? 0 : 1;
+  }
+
+ private:
+  void OpenRecord() {
+    record_.open(options_.record, std::ios::app);
+    if (!record_) throw std::runtime_error(options_.record + ": cannot be written");
+  }
+
+  centre::Speaker Speaker() {
+    const centre::Speaker protocol =
+        options_.protocol == "ucp" ? centre::SpeakUcp() : centre::SpeakTap();
+    return [this, protocol](centre::Desk& desk) -> std::unique_ptr<centre::Answerer> {
+      if (!dialogue_) return Watched(protocol(desk));
+      return Watched(std::make_unique<centre::Scripted>(
+          *dialogue_, [this](const std::string& complaint) { Played(complaint); }));
+    };
+  }
+
+  std::unique_ptr<centre::Answerer> Watched(std::unique_ptr<centre::Answerer> answerer) {
+    centre::Traced::Observer observer;
+    if (options_.trace)
+      observer = [this](bool from_caller, std::string_view bytes) { Trace(from_caller, bytes); };
+    return std::make_unique<centre::Traced>(std::move(answerer), std::move(observer),
+                                            [this] { CallEnded(); });
+  }
+
+  void ListenOnTcp() {
+    auto server = std::make_unique<centre::TcpServer>(static_cast<std::uint16_t>(options_.tcp_port),
+                                                      [this] { return centre_->AnswerCall(); });
+    where_ = {{"listening", "tcp"}, {"address", "127.0.0.1"}, {"port", server->port()}};
+    where_shown_ = "127.0.0.1:" + std::to_string(server->port());
+    server_ = std::move(server);
+  }
+
+  void ListenOnPty() {
+    auto server = std::make_unique<centre::PtyServer>(options_.link,
+                                                      [this] { return centre_->AnswerModem(); });
+    where_ = {{"listening", "pty"}, {"path", server->path()}, {"link", options_.link}};
+    where_shown_ = options_.link.empty() ? server->path() : options_.link;
+    server_ = std::move(server);
+  }
+
+  void Record(const Request& request) {
+    const std::string line = ToJson(request).dump(-1, ' ', false, json::error_handler_t::replace);
+    if (record_.is_open()) record_ << line << std::endl;
+    Print(line, ToLine(request));
+  }
+
+  void Trace(bool from_caller, std::string_view bytes) {
+    const std::string shown = ToNotation(bytes);
+    Print(json{{from_caller ? "received" : "sent", shown}}.dump(),
+          (from_caller ? "< " : "> ") + shown);
+  }
+
+  void Played(const std::string& complaint) {
+    if (!complaint.empty()) ++complaints_;
+    const std::string result = complaint.empty() ? dialogue_->name + ": played" : complaint;
+    Print(json{{"script", dialogue_->name}, {"complaint", complaint}}.dump(), result);
+    if (!complaint.empty() && options_.quiet) err_ << complaint << std::endl;
+  }
+
+  void CallEnded() {
+    ++ended_;
+    if (options_.calls > 0 && ended_ == options_.calls) server_->Finish();
+  }
+
+  void Print(const std::string& machine, const std::string& human) {
+    if (!options_.quiet) out_ << (options_.json ? machine : human) << std::endl;
+  }
+
+  const CentreOptions& options_;
+  std::ostream& out_;
+  std::ostream& err_;
+  std::ofstream record_;
+  std::optional<centre::Dialogue> dialogue_;
+  std::optional<centre::Centre> centre_;
+  std::unique_ptr<centre::Server> server_;
+  json where_;
+  std::string where_shown_;
+  int ended_ = 0;
+  int complaints_ = 0;
+};
+
+std::atomic<centre::Server*> g_serving{nullptr};
+
+void StopOnSignal(int) {
+  if (centre::Server* const server = g_serving) server->Stop();
+}
+
+void ListSettings(bool as_json) {
+  std::string group;
+  json all = json::array();
+  for (const centre::SettingInfo& setting : centre::ListSettings()) {
+    all.push_back({{"name", setting.name},
+                   {"default", setting.value},
+                   {"values", setting.values},
+                   {"help", setting.help},
+                   {"group", setting.group}});
+    if (as_json) continue;
+    if (std::exchange(group, setting.group) != setting.group)
+      std::cout << (all.size() > 1 ? "\n" : "") << setting.group << ":\n";
+    std::cout << "  " << setting.name << "=" << setting.value << "  (" << setting.values << ")\n"
+              << "      " << setting.help << "\n";
+  }
+  if (as_json) std::cout << all.dump(2) << "\n";
+}
+
+std::string CheckSetting(const std::string& assignment) {
+  try {
+    centre::Settings trial;
+    centre::Set(trial, assignment);
+    return {};
+  } catch (const centre::SettingError& error) {
+    return error.what();
+  }
+}
+
+int ServeUntilSignalled(const CentreOptions& options) {
+  struct sigaction act {};
+  act.sa_handler = StopOnSignal;
+  ::sigaction(SIGINT, &act, nullptr);
+  ::sigaction(SIGTERM, &act, nullptr);
+  const int result =
+      RunCentre(options, std::cout, std::cerr, [](centre::Server* server) { g_serving = server; });
+  return result;
+}
+
+struct Arguments : CentreOptions {
+  bool pty = false;
+  bool once = false;
+  bool list_settings = false;
+};
+
+void AddOptions(CLI::App& command, Arguments& arguments) {
+  auto* const tcp = command.add_option("--tcp", arguments.tcp_port,
+                                       "listen on this port of 127.0.0.1; 0: any free one");
+  auto* const pty =
+      command.add_flag("--pty", arguments.pty, "offer a pseudo-terminal with an emulated modem");
+  tcp->check(CLI::Range(0, 65535))->type_name("PORT")->excludes(pty);
+  command.add_option("--link", arguments.link, "symbolic link to the pseudo-terminal")->needs(pty);
+  command.add_option("--protocol", arguments.protocol, "tap or ucp")
+      ->check(CLI::IsMember({"tap", "ucp"}))
+      ->capture_default_str();
+  command.add_option("--set", arguments.settings, "a behaviour of the centre, NAME=VALUE")
+      ->check(CLI::Validator(CheckSetting, "NAME=VALUE"))
+      ->type_size(1)
+      ->allow_extra_args(false);
+  command.add_flag("--settings", arguments.list_settings, "list what can be set");
+  command.add_option("--script", arguments.script, "play this dialogue file to every caller")
+      ->check(CLI::ExistingFile);
+  command.add_option("--record", arguments.record, "append what was received, as JSON lines");
+  auto* const once = command.add_flag("--once", arguments.once, "end after one answered call");
+  command.add_option("--calls", arguments.calls, "end after so many answered calls")
+      ->check(CLI::PositiveNumber)
+      ->excludes(once);
+  command.add_flag("--quiet", arguments.quiet, "print only where the centre listens");
+  command.add_flag("--trace", arguments.trace, "print every byte of every call");
+  command.add_flag("--json", arguments.json, "print JSON lines");
+}
+
+int Execute(const Arguments& arguments) {
+  if (arguments.list_settings) {
+    ListSettings(arguments.json);
+    return 0;
+  }
+  if (arguments.tcp_port < 0 && !arguments.pty) throw CLI::RequiredError("--tcp PORT or --pty");
+  CentreOptions options = arguments;
+  if (arguments.once) options.calls = 1;
+  return ServeUntilSignalled(options);
+}
+
+}  // namespace
+
+int RunCentre(const CentreOptions& options, std::ostream& out, std::ostream& err,
+              const std::function<void(centre::Server*)>& serving) {
+  try {
+    return Run(options, out, err).Serve(serving);
+  } catch (const std::exception& error) {
+    err << "mvsms centre: " << error.what() << std::endl;
+    return 1;
+  }
+}
+
+void AddCentreCommand(CLI::App& app, int& exit_code) {
+  auto* const command = app.add_subcommand("centre", "answer calls as a message centre");
+  const auto arguments = std::make_shared<Arguments>();
+  AddOptions(*command, *arguments);
+  command->callback([arguments, &exit_code] { exit_code = Execute(*arguments); });
+}
+
+}  // namespace mvsms::cli

@@ -1,0 +1,117 @@
+// The command line as a whole: the list of sub-commands, the parser's settings, and the one place
+// where an exception becomes a sentence and an exit code.
+#include <algorithm>
+
+#include "cli/centre_command.h"
+#include "cli/commands.h"
+#include "platform/ansi.h"
+#include "platform/raised_error.h"
+
+namespace mvsms::cli {
+namespace {
+
+constexpr char kOverview[] =
+    "Sends short text messages (SMS, pager): dials a message centre with a modem,\n"
+    "speaks TAP or UCP to it, and hangs up.";
+
+constexpr char kFooter[] =
+    "First steps:\n"
+    "  mvsms modem add Modem1 --kind hayes --device /dev/ttyUSB0\n"
+    "  mvsms service add Pager --set PhoneNumber=0123456789 --set Protocol=TAP\n"
+    "  mvsms config set DefaultModem Modem1\n"
+    "  mvsms config set DefaultService Pager\n"
+    "  mvsms send --to 01711234567 \"Pump 3 has stopped\"\n"
+    "No modem at hand: 'mvsms demo' shows messages travelling to the built-in centre.\n"
+    "\n"
+    "Exit codes: 0 accepted, 1 failed, 2 wrong usage, 75 failed but a retry makes sense.\n"
+    "State lies in the folder named by MVSMS_HOME, else in a system folder for root,\n"
+    "else in the user's configuration folder.";
+
+void AddSharedOptions(CLI::App& command, Context& context) {
+  command.add_option("--profile", context.profile, "Settings profile (default: Standard)");
+  command.add_flag("--json", context.json, "Print JSON");
+}
+
+void AddAllCommands(CLI::App& app, Context& context) {
+  AddSendCommand(app, context);
+  AddConfigCommand(app, context);
+  AddServiceCommand(app, context);
+  AddRouteCommand(app, context);
+  AddModemCommand(app, context);
+  AddLogCommand(app, context);
+  AddRegistryCommand(app, context);
+  AddCentreCommand(app, context.exit_code);
+  AddDemoCommand(app, context);
+}
+
+int Fail(Context& context, const std::string& sentence, int exit_code) {
+  context.out.flush();
+  context.Warn(sentence);
+  return exit_code;
+}
+
+// The innermost command that was named: its name is what "--help" goes behind.
+const CLI::App& ChosenCommand(const CLI::App& app) {
+  const auto chosen = app.get_subcommands();
+  return chosen.empty() ? app : ChosenCommand(*chosen.front());
+}
+
+std::string FullName(const CLI::App& command) {
+  const CLI::App* const parent = command.get_parent();
+  return parent == nullptr ? command.get_name() : FullName(*parent) + " " + command.get_name();
+}
+
+int HandleParseError(const CLI::App& app, const CLI::ParseError& error, Context& context) {
+  // Help and version come as "errors" with the exit code 0.
+  if (error.get_exit_code() == 0) return app.exit(error, context.out, context.err);
+  return Fail(context,
+              std::string(error.what()) + "\nTry '" + FullName(ChosenCommand(app)) + " --help'.",
+              kExitUsage);
+}
+
+int Parse(CLI::App& app, std::vector<std::string> arguments, Context& context) {
+  // The parser wants them last first.
+  std::reverse(arguments.begin(), arguments.end());
+  try {
+    app.parse(std::move(arguments));
+    return context.exit_code;
+  } catch (const CLI::ParseError& error) {
+    return HandleParseError(app, error, context);
+  } catch (const UsageError& error) {
+    return Fail(context, error.what(), kExitUsage);
+  } catch (const RaisedError& error) {
+    return Fail(context, Utf8FromAnsi(error.description()), kExitFailed);
+  } catch (const std::exception& error) {
+    return Fail(context, error.what(), kExitFailed);
+  }
+}
+
+}  // namespace
+
+CLI::App* AddCommand(CLI::App& parent, Context& context, const std::string& name,
+                     const std::string& what, const std::string& examples) {
+  CLI::App* const command = parent.add_subcommand(name, what);
+  AddSharedOptions(*command, context);
+  command->footer("Examples:\n" + examples);
+  return command;
+}
+
+CLI::App* AddGroup(CLI::App& parent, const std::string& name, const std::string& what) {
+  CLI::App* const group = parent.add_subcommand(name, what);
+  group->require_subcommand(1);
+  return group;
+}
+
+int RunCommandLine(std::vector<std::string> arguments, Context& context) {
+  CLI::App app(kOverview, "mvsms");
+  AddSharedOptions(app, context);
+  app.set_version_flag("--version", "mvsms " MVSMS_VERSION);
+  app.footer(kFooter);
+  // Exactly one: a message text that equals the name of a command stays a message text.
+  app.require_subcommand(1);
+  app.fallthrough();
+  AddAllCommands(app, context);
+  return Parse(app, std::move(arguments), context);
+}
+
+}  // namespace mvsms::cli

@@ -1,0 +1,81 @@
+// mvsms config: the options of a profile.
+#include <memory>
+#include <string>
+
+#include "cli/commands.h"
+#include "cli/setting_rules.h"
+#include "cli/store.h"
+#include "engine/settings.h"
+#include "platform/ansi.h"
+
+namespace mvsms::cli {
+namespace {
+
+// Numbers as numbers, texts as texts, and null for what nobody has set.
+Json ToJson(const ValueInfo& info, const std::string& text) {
+  if (text.empty() && info.type == RegType::kDword) return nullptr;
+  if (info.type == RegType::kDword) return std::stoll(text);
+  return Utf8FromAnsi(text);
+}
+
+void List(Context& context) {
+  ProfileStore store(context);
+  Json json = Json::object();
+  std::vector<std::vector<std::string>> rows{{"NAME", "VALUE", "MEANING"}};
+  for (const ValueInfo& info : kGlobalValues) {
+    const std::string text = store.Get("", info.name);
+    json[info.name] = ToJson(info, text);
+    rows.push_back({info.name, text.empty() ? "-" : Utf8FromAnsi(text), info.meaning});
+  }
+  context.json ? context.PrintJson(json) : context.PrintTable(rows);
+}
+
+void Get(Context& context, const std::string& name) {
+  const ValueInfo& info = FindValue(kGlobalValues, name);
+  const std::string text = ProfileStore(context).Get("", info.name);
+  if (context.json) return context.PrintJson({{info.name, ToJson(info, text)}});
+  context.out << Utf8FromAnsi(text) << '\n';
+}
+
+void Set(Context& context, const std::string& name, const std::string& value) {
+  const ValueInfo& info = FindValue(kGlobalValues, name);
+  ProfileStore store(context);
+  store.Set("", {{info.name, CheckedValue(context, store, info, value)}});
+}
+
+std::string Meanings() {
+  std::string text = "\nNames:\n";
+  for (const ValueInfo& info : kGlobalValues) {
+    text += "  " + std::string(info.name) + std::string(16 - std::string(info.name).size(), ' ') +
+            info.meaning + "\n";
+  }
+  return text;
+}
+
+}  // namespace
+
+void AddConfigCommand(CLI::App& app, Context& context) {
+  CLI::App* const group = AddGroup(app, "config", "The options of a profile");
+  CLI::App* const list =
+      AddCommand(*group, context, "list", "List all options; \"-\" is one that nobody has set",
+                 "  mvsms config list\n"
+                 "  mvsms config list --profile Alarms --json");
+  list->callback([&context] { List(context); });
+
+  auto name = std::make_shared<std::string>();
+  CLI::App* const get = AddCommand(*group, context, "get", "Print one option",
+                                   "  mvsms config get DefaultModem\n" + Meanings());
+  get->add_option("NAME", *name, "Name of the option")->required();
+  get->callback([&context, name] { Get(context, *name); });
+
+  auto value = std::make_shared<std::string>();
+  CLI::App* const set = AddCommand(*group, context, "set", "Change one option",
+                                   "  mvsms config set DefaultModem Modem1\n"
+                                   "  mvsms config set WriteLogfile 1\n" +
+                                       Meanings());
+  set->add_option("NAME", *name, "Name of the option")->required();
+  set->add_option("VALUE", *value, "Its new value; \"\" empties a text")->required();
+  set->callback([&context, name, value] { Set(context, *name, *value); });
+}
+
+}  // namespace mvsms::cli

@@ -1,0 +1,96 @@
+// The shared printing and failing of the sub-commands.
+#include "cli/context.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstdio>
+#include <ostream>
+#include <utility>
+
+#include "platform/posix/posix_platform.h"
+
+namespace mvsms::cli {
+namespace {
+
+constexpr std::array<const char*, 32> kControlNames = {
+    "NUL", "SOH", "STX", "ETX", "EOT", "ENQ", "ACK", "BEL", "BS",   "HT",  "LF",
+    "VT",  "FF",  "CR",  "SO",  "SI",  "DLE", "XON", "DC2", "XOFF", "DC4", "NAK",
+    "SYN", "ETB", "CAN", "EM",  "SUB", "ESC", "FS",  "GS",  "RS",   "US"};
+
+// Characters of a UTF-8 text: its bytes that do not continue another one.
+std::size_t Width(const std::string& utf8) {
+  return static_cast<std::size_t>(
+      std::count_if(utf8.begin(), utf8.end(), [](char c) { return (c & 0xC0) != 0x80; }));
+}
+
+std::vector<std::size_t> ColumnWidths(const std::vector<std::vector<std::string>>& rows) {
+  std::vector<std::size_t> widths;
+  for (const auto& row : rows) {
+    widths.resize(std::max(widths.size(), row.size()));
+    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], Width(row[i]));
+  }
+  return widths;
+}
+
+std::string PaddedLine(const std::vector<std::string>& row,
+                       const std::vector<std::size_t>& widths) {
+  std::string line;
+  for (std::size_t i = 0; i < row.size(); ++i) {
+    line += row[i] + std::string(widths[i] - Width(row[i]) + 2, ' ');
+  }
+  line.erase(line.find_last_not_of(' ') + 1);
+  return line;
+}
+
+}  // namespace
+
+Context::Context(std::string home_folder, std::istream& input, std::ostream& output,
+                 std::ostream& errors)
+    : home(std::move(home_folder)), in(input), out(output), err(errors) {}
+
+Platform& Context::platform() {
+  if (!platform_) platform_ = posix::MakePosixPlatform(home);
+  return *platform_;
+}
+
+void Context::PrintJson(const Json& document) {
+  // A path of this system may hold any bytes; what is not UTF-8 shows as U+FFFD.
+  out << document.dump(2, ' ', false, Json::error_handler_t::replace) << '\n';
+}
+
+void Context::PrintTable(const std::vector<std::vector<std::string>>& rows) {
+  const std::vector<std::size_t> widths = ColumnWidths(rows);
+  for (const auto& row : rows) out << PaddedLine(row, widths) << '\n';
+}
+
+void Context::Warn(const std::string& sentence) { err << "mvsms: " << sentence << '\n'; }
+
+std::string Printable(const std::string& text) {
+  std::string result;
+  for (const char c : text) {
+    const auto code = static_cast<unsigned char>(c);
+    if (code < kControlNames.size()) {
+      result += std::string("<") + kControlNames[code] + ">";
+    } else if (code == 0x7F) {
+      result += "<DEL>";
+    } else {
+      result += c;
+    }
+  }
+  return result;
+}
+
+long long ParseNumber(const std::string& what, const std::string& text, long long low,
+                      long long high) {
+  long long number = 0;
+  const char* const end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, number);
+  if (error != std::errc{} || stop != end || number < low || number > high) {
+    throw UsageError(what + " must be a number from " + std::to_string(low) + " to " +
+                     std::to_string(high) + ", not \"" + text + "\"");
+  }
+  return number;
+}
+
+}  // namespace mvsms::cli

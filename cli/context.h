@@ -1,0 +1,78 @@
+// What every sub-command of `mvsms` gets: the folder of all state, the options that all commands
+// share, the streams, and the ways to print and to fail. Streams and home are handed in, so that a
+// test runs a command line in its own process and reads what it printed.
+//
+// Text: arguments and output are UTF-8, everything behind this edge is in the ANSI code page. A
+// sub-command converts where it takes an argument and where it prints, nowhere else.
+#pragma once
+
+#include <iosfwd>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "platform/platform.h"
+
+namespace mvsms::cli {
+
+/// Objects keep the order in which their members were added.
+using Json = nlohmann::ordered_json;
+
+inline constexpr int kExitAccepted = 0;
+inline constexpr int kExitFailed = 1;
+inline constexpr int kExitUsage = 2;
+inline constexpr int kExitRetry = 75;  // sysexits.h EX_TEMPFAIL: failed, a later attempt may work
+
+/// A wrong command line or value. Nothing was changed; ends the command with kExitUsage.
+class UsageError : public std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+/// Something outside the command line stands in the way; ends the command with kExitFailed.
+class Failure : public std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+class Context {
+ public:
+  /// `home_folder` is a UTF-8 path. The streams outlive the context.
+  Context(std::string home_folder, std::istream& input, std::ostream& output, std::ostream& errors);
+
+  const std::string home;
+  std::istream& in;
+  std::ostream& out;
+  std::ostream& err;
+
+  /// Name of the settings profile, UTF-8.
+  std::string profile = "Standard";
+  bool json = false;
+  int exit_code = kExitAccepted;
+
+  /// The services of this process's one thread, made on first use.
+  Platform& platform();
+
+  void PrintJson(const Json& document);
+  /// Rows of UTF-8 cells, padded to columns; the first row is the heading.
+  void PrintTable(const std::vector<std::vector<std::string>>& rows);
+  /// One sentence on the error stream: "mvsms: …".
+  void Warn(const std::string& sentence);
+
+ private:
+  std::unique_ptr<Platform> platform_;
+};
+
+/// What stands for a password in all output that was not asked to show it.
+inline constexpr char kHiddenPassword[] = "(set)";
+
+/// The text with every control character made visible ("<CR>", "<STX>", "<1F>"), so that what a
+/// message centre sent cannot steer the terminal that shows it. UTF-8 or ANSI alike.
+std::string Printable(const std::string& text);
+
+/// The whole of `text` as a decimal number from `low` to `high`; otherwise a UsageError that names
+/// `what`.
+long long ParseNumber(const std::string& what, const std::string& text, long long low,
+                      long long high);
+
+}  // namespace mvsms::cli

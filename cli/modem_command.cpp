@@ -1,0 +1,251 @@
+// mvsms modem: the lines of this machine, which services name as their modem.
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "cli/commands.h"
+#include "cli/modem_test.h"
+#include "platform/ansi.h"
+#include "platform/posix/framing.h"
+#include "platform/posix/line_store.h"
+
+namespace mvsms::cli {
+namespace {
+
+using posix::LineConfig;
+using posix::LineKind;
+using posix::LineStore;
+
+// The options of add and set: what is not given stays as it was.
+struct LineOptions {
+  std::string name;
+  std::optional<std::string> kind, device, init, dial, speed, framing, flow;
+};
+
+std::string KindName(LineKind kind) { return kind == LineKind::kTcp ? "tcp" : "hayes"; }
+
+// A modem's name goes into lists joined by TABs, and some names stand for the default modem.
+void CheckName(const std::string& name) {
+  const bool control = std::any_of(name.begin(), name.end(),
+                                   [](char c) { return static_cast<unsigned char>(c) < ' '; });
+  if (name.empty() || control) {
+    throw UsageError("\"" + Printable(name) + "\" cannot be the name of a modem");
+  }
+  if (name == "Default" || name == "Standard") {
+    throw UsageError("\"" + name + "\" means the default modem; choose another name");
+  }
+}
+
+void CheckDevice(const std::string& device) {
+  struct stat status {};
+  if (stat(device.c_str(), &status) != 0) {
+    throw UsageError("the device \"" + device + "\" does not exist");
+  }
+  if (!S_ISCHR(status.st_mode)) throw UsageError("\"" + device + "\" is not a serial device");
+}
+
+void CheckFraming(const std::string& framing) {
+  if (!posix::ParseFraming(framing)) {
+    throw UsageError("\"" + framing + "\" is not a framing; use one such as 8N1, 7E1 or 7E1-soft");
+  }
+}
+
+void CheckFlow(const std::string& flow) {
+  static constexpr std::array kFlows = {"rtscts", "xonxoff", "none"};
+  if (std::find(kFlows.begin(), kFlows.end(), flow) == kFlows.end()) {
+    throw UsageError("\"" + flow + "\" is not a flow control; use rtscts, xonxoff or none");
+  }
+}
+
+// AT commands are lines: a line end inside would run the rest as a command of its own.
+void CheckCommand(const std::string& command) {
+  if (command.find_first_of("\r\n") != std::string::npos) {
+    throw UsageError("\"" + Printable(command) + "\" is not one AT command");
+  }
+}
+
+LineKind ParseKind(const std::string& kind) {
+  if (kind == "hayes") return LineKind::kHayes;
+  if (kind == "tcp") return LineKind::kTcp;
+  throw UsageError("\"" + kind + "\" is not a kind of modem; use hayes or tcp");
+}
+
+bool HasHayesOptions(const LineOptions& options) {
+  return options.device || options.init || options.dial || options.speed || options.framing ||
+         options.flow;
+}
+
+void Take(const std::optional<std::string>& given, std::string& field,
+          void (*check)(const std::string&)) {
+  if (!given) return;
+  check(*given);
+  field = *given;
+}
+
+void TakeHayesOptions(const LineOptions& options, LineConfig& line) {
+  Take(options.device, line.device, CheckDevice);
+  Take(options.init, line.init, CheckCommand);
+  Take(options.dial, line.dial, CheckCommand);
+  Take(options.framing, line.framing, CheckFraming);
+  Take(options.flow, line.flow, CheckFlow);
+  if (options.speed) {
+    line.speed = static_cast<std::uint32_t>(ParseNumber("--speed", *options.speed, 50, 4000000));
+  }
+  if (line.device.empty()) throw UsageError("a hayes modem needs --device");
+}
+
+LineConfig WithOptions(LineConfig line, const LineOptions& options) {
+  if (options.kind) line.kind = ParseKind(*options.kind);
+  if (line.kind == LineKind::kHayes) {
+    TakeHayesOptions(options, line);
+  } else if (HasHayesOptions(options)) {
+    throw UsageError("a tcp modem takes no other options: the number to dial is host:port");
+  }
+  return line;
+}
+
+LineConfig Existing(Context& context, const std::string& name) {
+  const auto line = LineStore(context.home).Find(AnsiFromUtf8(name));
+  if (!line) throw UsageError("there is no modem \"" + name + "\"");
+  return *line;
+}
+
+Json ToJson(const LineConfig& line) {
+  Json json{{"name", Utf8FromAnsi(line.name)}, {"kind", KindName(line.kind)}};
+  if (line.kind == LineKind::kTcp) return json;
+  json["device"] = line.device;
+  json["init"] = Utf8FromAnsi(line.init);
+  json["dial"] = Utf8FromAnsi(line.dial);
+  json["speed"] = line.speed;
+  json["framing"] = line.framing;
+  json["flow"] = line.flow;
+  return json;
+}
+
+void Add(Context& context, const LineOptions& options) {
+  LineConfig line;
+  line.name = AnsiFromUtf8(options.name);
+  CheckName(options.name);
+  LineStore store(context.home);
+  if (store.Find(line.name)) {
+    throw UsageError("there is a modem \"" + options.name + "\" already");
+  }
+  store.Put(WithOptions(line, options));
+}
+
+void Set(Context& context, const LineOptions& options) {
+  LineStore(context.home).Put(WithOptions(Existing(context, options.name), options));
+}
+
+void List(Context& context) {
+  Json json = Json::array();
+  std::vector<std::vector<std::string>> rows{{"NAME", "KIND", "DEVICE", "SPEED", "FRAMING"}};
+  for (const LineConfig& line : LineStore(context.home).List()) {
+    json.push_back(ToJson(line));
+    const bool tcp = line.kind == LineKind::kTcp;
+    rows.push_back({Utf8FromAnsi(line.name), KindName(line.kind), tcp ? "-" : line.device,
+                    tcp ? "-" : std::to_string(line.speed), tcp ? "-" : line.framing});
+  }
+  context.json ? context.PrintJson(json) : context.PrintTable(rows);
+}
+
+void Show(Context& context, const std::string& name) {
+  const Json json = ToJson(Existing(context, name));
+  if (context.json) return context.PrintJson(json);
+  for (const auto& [key, value] : json.items()) {
+    context.out << key << " = " << (value.is_string() ? value.get<std::string>() : value.dump())
+                << '\n';
+  }
+}
+
+void Delete(Context& context, const std::string& name) {
+  Existing(context, name);
+  LineStore(context.home).Delete(AnsiFromUtf8(name));
+}
+
+void Test(Context& context, const std::string& name, const std::string& number) {
+  const LineConfig line = Existing(context, name);
+  const std::string finding =
+      number.empty() ? TestModem(context, line) : TestCall(context, line, AnsiFromUtf8(number));
+  if (context.json) return context.PrintJson({{"modem", name}, {"finding", finding}});
+  context.out << name << ": " << finding << '\n';
+}
+
+void AddLineOptions(CLI::App& command, LineOptions& options) {
+  command.add_option("NAME", options.name, "Name of the modem, as services refer to it")
+      ->required();
+  command.add_option("--kind", options.kind,
+                     "hayes: an AT-command modem on a serial device; "
+                     "tcp: a connection, the number to dial being host:port");
+  command.add_option("--device", options.device, "hayes: the serial device, such as /dev/ttyUSB0");
+  command.add_option("--init", options.init, "hayes: AT command before dialling (default: ATZ)");
+  command.add_option("--dial", options.dial, "hayes: what the number is put behind (ATD)");
+  command.add_option("--speed", options.speed, "hayes: bit/s between computer and modem (9600)");
+  command.add_option("--framing", options.framing,
+                     "hayes: data bits, parity, stop bits; \"-soft\" makes 7E1 on an 8N1 device "
+                     "(8N1)");
+  command.add_option("--flow", options.flow, "hayes: rtscts, xonxoff or none (rtscts)");
+}
+
+void AddAddCommand(CLI::App& group, Context& context) {
+  auto options = std::make_shared<LineOptions>();
+  CLI::App* const command = AddCommand(
+      group, context, "add", "Add a modem",
+      "  mvsms modem add Modem1 --kind hayes --device /dev/ttyUSB0 --init \"ATZ\" --speed 9600\n"
+      "  mvsms modem add Internet --kind tcp");
+  AddLineOptions(*command, *options);
+  command->get_option("--kind")->required();
+  command->callback([&context, options] { Add(context, *options); });
+}
+
+void AddSetCommand(CLI::App& group, Context& context) {
+  auto options = std::make_shared<LineOptions>();
+  CLI::App* const command =
+      AddCommand(group, context, "set", "Change a modem; what is not named stays as it is",
+                 "  mvsms modem set Modem1 --dial ATDT0, --speed 2400");
+  AddLineOptions(*command, *options);
+  command->callback([&context, options] { Set(context, *options); });
+}
+
+// A command whose only argument is a modem's name.
+void AddNameCommand(CLI::App& group, Context& context, const std::string& name,
+                    const std::string& what, void (*run)(Context&, const std::string&)) {
+  auto modem = std::make_shared<std::string>();
+  CLI::App* const command =
+      AddCommand(group, context, name, what, "  mvsms modem " + name + " Modem1");
+  command->add_option("NAME", *modem, "Name of the modem")->required();
+  command->callback([&context, modem, run] { run(context, *modem); });
+}
+
+void AddTestCommand(CLI::App& group, Context& context) {
+  auto modem = std::make_shared<std::string>();
+  auto number = std::make_shared<std::string>();
+  CLI::App* const command =
+      AddCommand(group, context, "test",
+                 "Ask the modem whether it is there, or dial a number and hang up again",
+                 "  mvsms modem test Modem1\n"
+                 "  mvsms modem test Modem1 --dial 0123456789");
+  command->add_option("NAME", *modem, "Name of the modem")->required();
+  command->add_option("--dial", *number, "Number to dial; for a tcp modem host:port");
+  command->callback([&context, modem, number] { Test(context, *modem, *number); });
+}
+
+}  // namespace
+
+void AddModemCommand(CLI::App& app, Context& context) {
+  CLI::App* const group = AddGroup(app, "modem", "The modems of this machine");
+  AddAddCommand(*group, context);
+  AddSetCommand(*group, context);
+  AddNameCommand(*group, context, "show", "Show one modem", Show);
+  AddNameCommand(*group, context, "delete", "Delete a modem", Delete);
+  AddTestCommand(*group, context);
+  CLI::App* const list =
+      AddCommand(*group, context, "list", "List the modems", "  mvsms modem list --json");
+  list->callback([&context] { List(context); });
+}
+
+}  // namespace mvsms::cli

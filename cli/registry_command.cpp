@@ -1,0 +1,110 @@
+// mvsms registry: the settings of one profile or of all, as a file to keep, to read and to carry to
+// another machine.
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <memory>
+#include <string>
+
+#include "cli/commands.h"
+#include "cli/registry_tree.h"
+#include "cli/store.h"
+#include "engine/settings.h"
+#include "platform/ansi.h"
+
+namespace mvsms::cli {
+namespace {
+
+constexpr char kFormat[] = "mvsms registry";
+
+struct ExportOptions {
+  std::string file;
+  bool show_passwords = false;
+};
+
+// Takes every password out of the services of all profiles and returns how many there were.
+int RemovePasswords(RegistryTree& tree) {
+  int removed = 0;
+  for (auto value = tree.values.begin(); value != tree.values.end();) {
+    const bool password =
+        FoldCase(value->first) == FoldCase("Password") && !value->second.data.empty();
+    removed += password ? 1 : 0;
+    value = password ? tree.values.erase(value) : value + 1;
+  }
+  for (auto& [name, subtree] : tree.keys) removed += RemovePasswords(subtree);
+  return removed;
+}
+
+void Save(Context& context, const std::string& path, const Json& json) {
+  if (path.empty() || path == "-") return context.PrintJson(json);
+  std::ofstream file(path, std::ios::binary | std::ios::trunc);
+  file << json.dump(2) << '\n';
+  file.close();
+  if (!file) throw Failure("cannot write " + path);
+}
+
+void Export(Context& context, const ExportOptions& options) {
+  CheckStore(context);
+  RegistryTree tree = ReadTree(context.platform().registry(), kRootKey);
+  const int removed = options.show_passwords ? 0 : RemovePasswords(tree);
+  Save(context, options.file,
+       {{"format", kFormat}, {"version", 1}, {"key", kRootKey}, {"tree", ToJson(tree)}});
+  if (removed > 0) {
+    context.Warn(std::to_string(removed) +
+                 " password(s) left out; --show-passwords exports them too");
+  }
+}
+
+Json Load(Context& context, const std::string& path) {
+  std::ifstream file;
+  if (path != "-") {
+    file.open(path, std::ios::binary);
+    if (!file) throw Failure("cannot read " + path);
+  }
+  Json json = Json::parse(path == "-" ? context.in : file, nullptr, false);
+  if (json.is_discarded() || !json.is_object() || !json.contains("tree") ||
+      json.value("format", Json()) != kFormat || json.value("version", Json()) != 1) {
+    throw UsageError(path + " is not a file of 'mvsms registry export'");
+  }
+  return json;
+}
+
+void Import(Context& context, const std::string& path) {
+  const RegistryTree tree = TreeFromJson(Load(context, path)["tree"]);
+  CheckStore(context);
+  WriteTree(context.platform().registry(), kRootKey, tree);
+}
+
+void AddExportCommand(CLI::App& group, Context& context) {
+  auto options = std::make_shared<ExportOptions>();
+  CLI::App* const command =
+      AddCommand(group, context, "export",
+                 "Write the settings of all profiles as JSON. Passwords are left out, with a "
+                 "warning, unless asked for",
+                 "  mvsms registry export settings.json\n"
+                 "  mvsms registry export --show-passwords > settings.json");
+  command->add_option("FILE", options->file, "Where to (default: standard output)");
+  command->add_flag("--show-passwords", options->show_passwords, "Include the passwords");
+  command->callback([&context, options] { Export(context, *options); });
+}
+
+void AddImportCommand(CLI::App& group, Context& context) {
+  auto path = std::make_shared<std::string>();
+  CLI::App* const command =
+      AddCommand(group, context, "import",
+                 "Read settings that 'mvsms registry export' wrote; what the file does not name "
+                 "stays as it is",
+                 "  mvsms registry import settings.json");
+  command->add_option("FILE", *path, "The file; \"-\" is standard input")->required();
+  command->callback([&context, path] { Import(context, *path); });
+}
+
+}  // namespace
+
+void AddRegistryCommand(CLI::App& app, Context& context) {
+  CLI::App* const group = AddGroup(app, "registry", "Save and load the settings");
+  AddExportCommand(*group, context);
+  AddImportCommand(*group, context);
+}
+
+}  // namespace mvsms::cli

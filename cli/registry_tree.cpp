@@ -1,0 +1,181 @@
+// Walking the registry, and the JSON form of what was found.
+#include "cli/registry_tree.h"
+
+#include <cstdint>
+#include <cstdio>
+
+#include "platform/ansi.h"
+
+namespace mvsms::cli {
+namespace {
+
+constexpr std::size_t kNameBuffer = 256;  // a key name has at most 255 characters
+constexpr std::uint64_t kMaxDword = 0xFFFFFFFFU;
+
+// An open key that closes itself.
+class OpenKey {
+ public:
+  OpenKey(Registry& registry, RegKey key) : registry_(registry), key_(key) {}
+  ~OpenKey() { registry_.CloseKey(key_); }
+  OpenKey(const OpenKey&) = delete;
+  OpenKey& operator=(const OpenKey&) = delete;
+
+ private:
+  Registry& registry_;
+  RegKey key_;
+};
+
+[[noreturn]] void Fail(const std::string& what, const std::string& path, RegStatus status) {
+  throw Failure("cannot " + what + " the key \"" + Utf8FromAnsi(path) + "\" (error " +
+                std::to_string(status) + ")");
+}
+
+std::vector<std::string> ValueNames(Registry& registry, RegKey key) {
+  std::vector<std::string> names;
+  std::string name;
+  for (std::uint32_t i = 0; registry.EnumValue(key, i, name) == kErrorSuccess; ++i) {
+    names.push_back(name);
+  }
+  return names;
+}
+
+std::vector<std::string> KeyNames(Registry& registry, RegKey key) {
+  std::vector<std::string> names;
+  std::string name;
+  for (std::uint32_t i = 0; registry.EnumKey(key, i, kNameBuffer, name) == kErrorSuccess; ++i) {
+    names.push_back(name);
+  }
+  return names;
+}
+
+std::uint32_t ToDword(const std::string& data) {
+  std::uint32_t number = 0;
+  for (std::size_t i = 4; i-- > 0;) number = (number << 8) | static_cast<unsigned char>(data[i]);
+  return number;
+}
+
+std::string ToHex(const std::string& data) {
+  std::string hex;
+  for (const char c : data) {
+    char digits[3];
+    std::snprintf(digits, sizeof digits, "%02x",
+                  static_cast<unsigned>(static_cast<unsigned char>(c)));
+    hex += digits;
+  }
+  return hex;
+}
+
+std::string FromHex(const std::string& hex) {
+  if (hex.size() % 2 != 0 || hex.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos) {
+    throw UsageError("\"" + hex + "\" is not a row of hexadecimal bytes");
+  }
+  std::string data;
+  for (std::size_t i = 0; i < hex.size(); i += 2) {
+    data += static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16));
+  }
+  return data;
+}
+
+Json ToJson(const RegistryValue& value) {
+  if (value.type == RegType::kSz) return Utf8FromAnsi(value.data);
+  if (value.type == RegType::kDword && value.data.size() == 4) return ToDword(value.data);
+  return {{"type", static_cast<std::uint32_t>(value.type)}, {"hex", ToHex(value.data)}};
+}
+
+RegistryValue ValueFromJson(const std::string& name, const Json& json) {
+  if (json.is_string()) return TextValue(AnsiFromUtf8(json.get<std::string>()));
+  if (json.is_number_unsigned() && json.get<std::uint64_t>() <= kMaxDword) {
+    return NumberValue(json.get<std::uint32_t>());
+  }
+  if (json.is_object() && json.size() == 2 && json.contains("type") && json.contains("hex") &&
+      json["type"].is_number_unsigned() && json["type"].get<std::uint64_t>() <= kMaxDword &&
+      json["hex"].is_string()) {
+    return {static_cast<RegType>(json["type"].get<std::uint32_t>()),
+            FromHex(json["hex"].get<std::string>())};
+  }
+  throw UsageError("the value \"" + name + "\" is not one of the registry");
+}
+
+void CheckKeyName(const std::string& name) {
+  if (name.empty() || name.size() >= kNameBuffer || name.find('\\') != std::string::npos) {
+    throw UsageError("\"" + Utf8FromAnsi(name) + "\" cannot be the name of a key");
+  }
+}
+
+const Json& Part(const Json& json, const char* name) {
+  static const Json kNone = Json::object();
+  const auto part = json.find(name);
+  if (part == json.end()) return kNone;
+  if (!part->is_object()) throw UsageError(std::string("\"") + name + "\" is not an object");
+  return *part;
+}
+
+}  // namespace
+
+RegistryValue TextValue(const std::string& ansi) { return {RegType::kSz, ansi}; }
+
+RegistryValue NumberValue(std::uint32_t number) {
+  std::string data;
+  for (unsigned shift = 0; shift < 32; shift += 8) {
+    data += static_cast<char>((number >> shift) & 0xFF);
+  }
+  return {RegType::kDword, data};
+}
+
+RegistryTree ReadTree(Registry& registry, const std::string& path) {
+  RegKey key = 0;
+  const RegStatus status = registry.OpenKey(kHKeyLocalMachine, path, kMaximumAllowed, key);
+  if (status == kErrorFileNotFound) return {};
+  if (status != kErrorSuccess) Fail("read", path, status);
+  const OpenKey closer(registry, key);
+
+  RegistryTree tree;
+  for (const std::string& name : ValueNames(registry, key)) {
+    RegistryValue value;
+    const RegStatus query = registry.QueryValue(key, name, value.type, value.data);
+    if (query != kErrorSuccess) Fail("read a value of", path, query);
+    tree.values.emplace_back(name, value);
+  }
+  for (const std::string& name : KeyNames(registry, key)) {
+    tree.keys.emplace_back(name, ReadTree(registry, path + "\\" + name));
+  }
+  return tree;
+}
+
+void WriteTree(Registry& registry, const std::string& path, const RegistryTree& tree) {
+  RegKey key = 0;
+  const RegStatus status = registry.CreateKey(kHKeyLocalMachine, path, key);
+  if (status != kErrorSuccess) Fail("create", path, status);
+  const OpenKey closer(registry, key);
+
+  for (const auto& [name, value] : tree.values) {
+    const RegStatus set = registry.SetValue(key, name, value.type, value.data);
+    if (set != kErrorSuccess) Fail("write to", path, set);
+  }
+  for (const auto& [name, subtree] : tree.keys) {
+    WriteTree(registry, path + "\\" + name, subtree);
+  }
+}
+
+Json ToJson(const RegistryTree& tree) {
+  Json json = Json::object();
+  for (const auto& [name, value] : tree.values) json["values"][Utf8FromAnsi(name)] = ToJson(value);
+  for (const auto& [name, subtree] : tree.keys) json["keys"][Utf8FromAnsi(name)] = ToJson(subtree);
+  return json;
+}
+
+RegistryTree TreeFromJson(const Json& json) {
+  if (!json.is_object()) throw UsageError("a key is not an object");
+  RegistryTree tree;
+  for (const auto& [name, value] : Part(json, "values").items()) {
+    tree.values.emplace_back(AnsiFromUtf8(name), ValueFromJson(name, value));
+  }
+  for (const auto& [name, subtree] : Part(json, "keys").items()) {
+    const std::string key = AnsiFromUtf8(name);
+    CheckKeyName(key);
+    tree.keys.emplace_back(key, TreeFromJson(subtree));
+  }
+  return tree;
+}
+
+}  // namespace mvsms::cli

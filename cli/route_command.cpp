@@ -1,0 +1,148 @@
+// mvsms route: which service serves which number prefix.
+#include <memory>
+#include <string>
+
+#include "cli/commands.h"
+#include "cli/store.h"
+#include "engine/routing.h"
+#include "engine/settings.h"
+#include "platform/ansi.h"
+
+namespace mvsms::cli {
+namespace {
+
+constexpr char kRouting[] = "Routing";
+
+struct RouteOptions {
+  std::string prefix;
+  std::string service;
+};
+
+using Run = void (*)(Context&, const RouteOptions&);
+
+std::string ExistingRoute(ProfileStore& store, const std::string& utf8) {
+  std::string prefix = KeyName("route", utf8);
+  if (!store.Exists(RoutePath(prefix))) throw UsageError("there is no route \"" + utf8 + "\"");
+  return prefix;
+}
+
+Json ToJson(ProfileStore& store, const std::string& prefix) {
+  return {{"prefix", Utf8FromAnsi(prefix)},
+          {"service", Utf8FromAnsi(store.Get(RoutePath(prefix), kUseService))}};
+}
+
+void List(Context& context, const RouteOptions&) {
+  ProfileStore store(context);
+  Json json = Json::array();
+  std::vector<std::vector<std::string>> rows{{"PREFIX", "SERVICE"}};
+  for (const std::string& prefix : store.Keys(kRouting)) {
+    const Json route = ToJson(store, prefix);
+    const std::string service = route["service"];
+    rows.push_back({route["prefix"], service.empty() ? "-" : service});
+    json.push_back(route);
+  }
+  context.json ? context.PrintJson(json) : context.PrintTable(rows);
+}
+
+void Show(Context& context, const RouteOptions& options) {
+  ProfileStore store(context);
+  const Json route = ToJson(store, ExistingRoute(store, options.prefix));
+  if (context.json) return context.PrintJson(route);
+  context.out << route["service"].get<std::string>() << '\n';
+}
+
+void Write(ProfileStore& store, const std::string& prefix, const std::string& service) {
+  store.Set(RoutePath(prefix), {{kUseService, TextValue(ExistingService(store, service))}});
+}
+
+// A prefix is compared with a number in digits, so nothing else could ever match.
+void Add(Context& context, const RouteOptions& options) {
+  ProfileStore store(context);
+  const std::string prefix = KeyName("route", options.prefix);
+  if (prefix.find_first_not_of("0123456789") != std::string::npos) {
+    throw UsageError("the prefix \"" + options.prefix +
+                     "\" must be digits, with 00 for the international \"+\"");
+  }
+  if (store.Exists(RoutePath(prefix))) {
+    throw UsageError("there is a route \"" + options.prefix + "\" already");
+  }
+  Write(store, prefix, options.service);
+}
+
+void Set(Context& context, const RouteOptions& options) {
+  ProfileStore store(context);
+  Write(store, ExistingRoute(store, options.prefix), options.service);
+}
+
+void Delete(Context& context, const RouteOptions& options) {
+  ProfileStore store(context);
+  store.Delete(RoutePath(ExistingRoute(store, options.prefix)));
+}
+
+// The number as it would be dialled into the routing table, and where that leads.
+void Test(Context& context, const RouteOptions& options) {
+  ProfileStore store(context);
+  Registry& registry = context.platform().registry();
+  std::string profile = AnsiFromUtf8(context.profile);
+  std::string address = AnsiFromUtf8(options.prefix);
+  std::string reason = "the number is empty";
+  const auto note = [&reason](std::int32_t, const std::string& text, const std::string&) {
+    reason = Utf8FromAnsi(text);
+  };
+  const std::string number = FixAddress(registry, profile, address, note);
+  if (number.empty()) throw UsageError(reason);
+
+  const std::string routed = FindService(registry, profile, number);
+  const std::string service = routed.empty() ? store.Get("", "DefaultService") : routed;
+  if (context.json) {
+    return context.PrintJson({{"number", Utf8FromAnsi(number)},
+                              {"service", Utf8FromAnsi(service)},
+                              {"routed", !routed.empty()}});
+  }
+  context.out << Utf8FromAnsi(number) << ": "
+              << (service.empty() ? "no service" : Utf8FromAnsi(service))
+              << (routed.empty() ? " (no route; the default service)" : "") << '\n';
+}
+
+struct RouteCommand {
+  const char* name;
+  const char* what;
+  const char* example;
+  const char* argument;  // what the prefix is called; null for none
+  bool takes_service;
+  Run run;
+};
+
+constexpr RouteCommand kCommands[] = {
+    {"list", "List the routes", "  mvsms route list", nullptr, false, List},
+    {"show", "Print the service of a route", "  mvsms route show 0049171", "PREFIX", false, Show},
+    {"add", "Route a number prefix to a service",
+     "  mvsms route add 0049171 Pager\n"
+     "The longest prefix that a number begins with wins; numbers are compared as digits, with 00\n"
+     "for the international \"+\" while ReplacePlus is on.",
+     "PREFIX", true, Add},
+    {"set", "Route a prefix to another service", "  mvsms route set 0049171 City", "PREFIX", true,
+     Set},
+    {"delete", "Delete a route", "  mvsms route delete 0049171", "PREFIX", false, Delete},
+    {"test", "Show which service a number would go to", "  mvsms route test \"+49 (171) 123-456\"",
+     "NUMBER", false, Test},
+};
+
+}  // namespace
+
+void AddRouteCommand(CLI::App& app, Context& context) {
+  CLI::App* const group = AddGroup(app, "route", "Which service serves which number prefix");
+  const auto options = std::make_shared<RouteOptions>();
+  for (const RouteCommand& entry : kCommands) {
+    CLI::App* const command = AddCommand(*group, context, entry.name, entry.what, entry.example);
+    if (entry.argument != nullptr) {
+      command->add_option(entry.argument, options->prefix, "Number or prefix")->required();
+    }
+    if (entry.takes_service) {
+      command->add_option("SERVICE", options->service, "Name of the service")->required();
+    }
+    command->callback([&context, options, run = entry.run] { run(context, *options); });
+  }
+}
+
+}  // namespace mvsms::cli

@@ -1,0 +1,207 @@
+// mvsms service: the message centres of a profile.
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "cli/commands.h"
+#include "cli/setting_rules.h"
+#include "cli/store.h"
+#include "engine/settings.h"
+#include "platform/ansi.h"
+
+namespace mvsms::cli {
+namespace {
+
+constexpr char kPassword[] = "Password";
+
+using Values = std::vector<std::pair<std::string, RegistryValue>>;
+
+struct ServiceOptions {
+  std::string name;
+  std::string key;
+  std::vector<std::string> assignments;  // "KEY=VALUE", by --set
+  std::vector<std::string> more;         // the same, as they stand
+  bool show_passwords = false;
+};
+
+std::string Shown(const ServiceOptions& options, const ValueInfo& info, const std::string& text) {
+  const bool hide = std::string_view(info.name) == kPassword && !options.show_passwords;
+  return hide && !text.empty() ? kHiddenPassword : Utf8FromAnsi(text);
+}
+
+Json ToJson(ProfileStore& store, const ServiceOptions& options, const std::string& service) {
+  Json json{{"name", Utf8FromAnsi(service)}};
+  for (const ValueInfo& info : kServiceValues) {
+    json[info.name] = Shown(options, info, store.Get(ServicePath(service), info.name));
+  }
+  return json;
+}
+
+// All assignments are checked before the first is written.
+Values ParseAssignments(Context& context, ProfileStore& store, const ServiceOptions& options) {
+  std::vector<std::string> assignments = options.assignments;
+  assignments.insert(assignments.end(), options.more.begin(), options.more.end());
+  Values values;
+  for (const std::string& assignment : assignments) {
+    const std::size_t equals = assignment.find('=');
+    if (equals == std::string::npos) {
+      throw UsageError("\"" + assignment + "\" is not of the form KEY=VALUE");
+    }
+    const ValueInfo& info = FindValue(kServiceValues, assignment.substr(0, equals));
+    values.emplace_back(info.name,
+                        CheckedValue(context, store, info, assignment.substr(equals + 1)));
+  }
+  return values;
+}
+
+// A blank service, as the dialog for a new one makes it.
+Values BlankService() {
+  Values values;
+  for (const ValueInfo& info : kServiceValues) values.emplace_back(info.name, InitialValue(info));
+  return values;
+}
+
+void List(Context& context, const ServiceOptions& options) {
+  ProfileStore store(context);
+  Json json = Json::array();
+  std::vector<std::vector<std::string>> rows{{"NAME", "PROTOCOL", "NUMBER", "MODEM", "PASSWORD"}};
+  for (const std::string& service : store.Keys(kServices)) {
+    const Json values = ToJson(store, options, service);
+    const auto text = [&values](const char* name) { return values[name].get<std::string>(); };
+    const std::string modem = text("ModemName");
+    rows.push_back({text("name"), text("Protocol"), text("PhoneNumber"),
+                    modem.empty() ? "(default)" : modem, text(kPassword)});
+    json.push_back(values);
+  }
+  context.json ? context.PrintJson(json) : context.PrintTable(rows);
+}
+
+void Show(Context& context, const ServiceOptions& options) {
+  ProfileStore store(context);
+  const Json json = ToJson(store, options, ExistingService(store, options.name));
+  if (context.json) return context.PrintJson(json);
+  for (const auto& [key, value] : json.items()) {
+    context.out << key << " = " << value.get<std::string>() << '\n';
+  }
+}
+
+void Get(Context& context, const ServiceOptions& options) {
+  ProfileStore store(context);
+  const std::string service = ExistingService(store, options.name);
+  const ValueInfo& info = FindValue(kServiceValues, options.key);
+  const std::string text = Shown(options, info, store.Get(ServicePath(service), info.name));
+  if (context.json) return context.PrintJson({{info.name, text}});
+  context.out << text << '\n';
+}
+
+void Add(Context& context, const ServiceOptions& options) {
+  ProfileStore store(context);
+  const std::string service = KeyName("service", options.name);
+  if (store.Exists(ServicePath(service))) {
+    throw UsageError("there is a service \"" + options.name + "\" already");
+  }
+  Values values = BlankService();
+  for (auto& [name, value] : ParseAssignments(context, store, options)) {
+    for (auto& blank : values) {
+      if (blank.first == name) blank.second = value;
+    }
+  }
+  store.Set(ServicePath(service), values);
+}
+
+void Set(Context& context, const ServiceOptions& options) {
+  ProfileStore store(context);
+  const std::string service = ExistingService(store, options.name);
+  const Values values = ParseAssignments(context, store, options);
+  if (values.empty()) throw UsageError("nothing to set; name at least one KEY=VALUE");
+  store.Set(ServicePath(service), values);
+}
+
+// The routes of a deleted service stay, and point to no service.
+void Delete(Context& context, const ServiceOptions& options) {
+  ProfileStore store(context);
+  const std::string service = ExistingService(store, options.name);
+  store.Delete(ServicePath(service));
+  for (const std::string& prefix : store.Keys("Routing")) {
+    if (FoldCase(store.Get(RoutePath(prefix), kUseService)) == FoldCase(service)) {
+      store.Set(RoutePath(prefix), {{kUseService, TextValue("")}});
+    }
+  }
+}
+
+std::string Meanings() {
+  std::string text = "\nKEY is one of (what a new service starts with in brackets):\n";
+  for (const ValueInfo& info : kServiceValues) {
+    text += "  " + std::string(info.name) + std::string(14 - std::string(info.name).size(), ' ') +
+            info.meaning + (*info.initial != '\0' ? " [" + std::string(info.initial) + "]" : "") +
+            "\n";
+  }
+  return text;
+}
+
+using Run = void (*)(Context&, const ServiceOptions&);
+
+// A command about one service; further options are the caller's.
+CLI::App* AddServiceCommandNamed(CLI::App& group, Context& context,
+                                 const std::shared_ptr<ServiceOptions>& options,
+                                 const std::string& name, const std::string& what,
+                                 const std::string& examples, Run run) {
+  CLI::App* const command = AddCommand(group, context, name, what, examples);
+  command->add_option("NAME", options->name, "Name of the service")->required();
+  command->callback([&context, options, run] { run(context, *options); });
+  return command;
+}
+
+void AddAssignments(CLI::App& command, ServiceOptions& options) {
+  command.add_option("--set", options.assignments, "KEY=VALUE, as often as needed")
+      ->allow_extra_args(false);
+  command.add_option("KEY=VALUE", options.more, "The same without --set");
+}
+
+void AddShowPasswords(CLI::App& command, ServiceOptions& options) {
+  command.add_flag("--show-passwords", options.show_passwords,
+                   "Show passwords; otherwise one that is set shows as \"(set)\"");
+}
+
+}  // namespace
+
+void AddServiceCommand(CLI::App& app, Context& context) {
+  CLI::App* const group = AddGroup(app, "service", "The message centres of a profile");
+  const auto options = std::make_shared<ServiceOptions>();
+
+  CLI::App* const list =
+      AddCommand(*group, context, "list", "List the services", "  mvsms service list --json");
+  AddShowPasswords(*list, *options);
+  list->callback([&context, options] { List(context, *options); });
+
+  CLI::App* const show =
+      AddServiceCommandNamed(*group, context, options, "show", "Show all values of a service",
+                             "  mvsms service show Pager", Show);
+  AddShowPasswords(*show, *options);
+
+  CLI::App* const get =
+      AddServiceCommandNamed(*group, context, options, "get", "Print one value of a service",
+                             "  mvsms service get Pager PhoneNumber\n" + Meanings(), Get);
+  get->add_option("KEY", options->key, "Name of the value")->required();
+  AddShowPasswords(*get, *options);
+
+  CLI::App* const add = AddServiceCommandNamed(
+      *group, context, options, "add", "Add a service",
+      "  mvsms service add Pager --set PhoneNumber=0123456789 --set Password=PG1\n"
+      "  mvsms service add City Protocol=UCP UCPCommand=51 PhoneNumber=0123456780\n" +
+          Meanings(),
+      Add);
+  AddAssignments(*add, *options);
+
+  CLI::App* const set = AddServiceCommandNamed(
+      *group, context, options, "set", "Change values of a service",
+      "  mvsms service set Pager MaxMessages=2 TimeOut=3000\n" + Meanings(), Set);
+  AddAssignments(*set, *options);
+
+  AddServiceCommandNamed(*group, context, options, "delete",
+                         "Delete a service; its routes stay and point to no service",
+                         "  mvsms service delete Pager", Delete);
+}
+
+}  // namespace mvsms::cli

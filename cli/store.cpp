@@ -1,0 +1,92 @@
+// ProfileStore over the registry of the platform.
+#include "cli/store.h"
+
+#include <algorithm>
+
+#include "engine/basregistry.h"
+#include "engine/settings.h"
+#include "platform/ansi.h"
+#include "platform/posix/store.h"
+
+namespace mvsms::cli {
+namespace {
+
+// A longer name could be stored, but no list of names would show it.
+constexpr std::size_t kLongestName = 254;
+
+std::string ProfileKey(Context& context) {
+  std::string profile = AnsiFromUtf8(context.profile);
+  if (!profile.empty()) KeyName("profile", context.profile);
+  return BaseKey(profile);
+}
+
+}  // namespace
+
+void CheckStore(Context& context) {
+  const std::string problem = posix::StoreProblem(context.home);
+  if (!problem.empty()) throw Failure(problem);
+}
+
+ProfileStore::ProfileStore(Context& context)
+    : registry_(context.platform().registry()), base_key_(ProfileKey(context)) {
+  CheckStore(context);
+}
+
+std::string ProfileStore::Path(const std::string& key) const {
+  return key.empty() ? base_key_ : base_key_ + "\\" + key;
+}
+
+bool ProfileStore::Exists(const std::string& key) {
+  RegKey open = 0;
+  if (registry_.OpenKey(kSettingsHive, Path(key), kMaximumAllowed, open) != kErrorSuccess) {
+    return false;
+  }
+  registry_.CloseKey(open);
+  return true;
+}
+
+std::string ProfileStore::Get(const std::string& key, const std::string& name) {
+  return ToText(basRegistry::GetValue(registry_, kSettingsHive, Path(key), name, {}));
+}
+
+std::vector<std::string> ProfileStore::Keys(const std::string& key) {
+  std::vector<std::string> names = basRegistry::EnumKeys(registry_, kSettingsHive, Path(key));
+  if (names.front().empty()) names.clear();
+  return names;
+}
+
+void ProfileStore::Set(const std::string& key,
+                       const std::vector<std::pair<std::string, RegistryValue>>& values) {
+  WriteTree(registry_, Path(key), {values, {}});
+}
+
+void ProfileStore::Delete(const std::string& key) {
+  if (!basRegistry::DeleteKey(registry_, kSettingsHive, Path(key))) {
+    throw Failure("cannot delete the key \"" + Utf8FromAnsi(Path(key)) + "\"");
+  }
+}
+
+std::string ServicePath(const std::string& service) {
+  return std::string(kServices) + "\\" + service;
+}
+
+std::string RoutePath(const std::string& prefix) { return "Routing\\" + prefix; }
+
+std::string KeyName(const std::string& what, const std::string& utf8) {
+  std::string name = AnsiFromUtf8(utf8);
+  const bool unfit = std::any_of(name.begin(), name.end(), [](char c) {
+    return c == '\\' || static_cast<unsigned char>(c) < ' ';
+  });
+  if (name.empty() || unfit || name.size() > kLongestName) {
+    throw UsageError("\"" + Printable(utf8) + "\" cannot be the name of a " + what);
+  }
+  return name;
+}
+
+std::string ExistingService(ProfileStore& store, const std::string& utf8) {
+  std::string name = KeyName("service", utf8);
+  if (!store.Exists(ServicePath(name))) throw UsageError("there is no service \"" + utf8 + "\"");
+  return name;
+}
+
+}  // namespace mvsms::cli

@@ -1,0 +1,53 @@
+// The settings of the chosen profile, as the command reads and changes them. Unlike basRegistry it
+// reports every access that fails: whoever types a command wants to know that it did nothing.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "cli/context.h"
+#include "cli/registry_tree.h"
+
+namespace mvsms::cli {
+
+/// Throws Failure with what stands in the way when the settings file cannot be used at all.
+void CheckStore(Context& context);
+
+/// Key paths are relative to the profile's key ("" is that key itself); names and texts are in the
+/// ANSI code page. Every failure of the store is thrown as Failure.
+class ProfileStore {
+ public:
+  /// Checks the profile's name and the store.
+  explicit ProfileStore(Context& context);
+
+  bool Exists(const std::string& key);
+  /// The value as a text: digits for a number, "" when there is none.
+  std::string Get(const std::string& key, const std::string& name);
+  /// Names of the subkeys in the store's order.
+  std::vector<std::string> Keys(const std::string& key);
+  /// Writes values, creating the key where needed.
+  void Set(const std::string& key,
+           const std::vector<std::pair<std::string, RegistryValue>>& values);
+  /// Deletes a key with all below it.
+  void Delete(const std::string& key);
+
+ private:
+  std::string Path(const std::string& key) const;
+
+  Registry& registry_;
+  std::string base_key_;
+};
+
+/// Key names within a profile.
+inline constexpr char kServices[] = "Services";
+std::string ServicePath(const std::string& service);
+std::string RoutePath(const std::string& prefix);
+
+/// `utf8` in the ANSI code page when it can be the name of a profile, service or route (`what`),
+/// else a UsageError.
+std::string KeyName(const std::string& what, const std::string& utf8);
+
+/// The name of an existing service, else a UsageError.
+std::string ExistingService(ProfileStore& store, const std::string& utf8);
+
+}  // namespace mvsms::cli

@@ -1,0 +1,307 @@
+// The send pipeline: its order stands in SendMessage, with one function per step below.
+//
+// There are two ways to fail. A failure that a step foresees is reported by it, and the send goes
+// on to its closing steps: hang up, end line, status window. An error that nobody foresaw is
+// reported once and ends the send where it stands; the connection then stays open until the next
+// send or the end of the object.
+#include "engine/sender.h"
+
+#include <cmath>
+#include <cstddef>
+#include <exception>
+#include <limits>
+#include <utility>
+
+#include "engine/routing.h"
+#include "media/bascommon.h"
+#include "platform/raised_error.h"
+#include "protocols/convert.h"
+#include "protocols/tap_session.h"
+#include "protocols/ucp_session.h"
+
+namespace mvsms {
+namespace {
+
+constexpr std::int32_t kErrNotConfigured = 5;
+constexpr std::int32_t kErrEmptyMessage = 6;
+constexpr std::int32_t kErrNoRecipient = 12;
+constexpr std::int32_t kErrNoServiceInfo = 22;
+constexpr std::int32_t kErrMessageTooLong = 24;
+constexpr std::int32_t kErrModemUnusable = 25;
+constexpr std::int32_t kErrInternal = 51;
+constexpr std::int32_t kErrObjectNotSet = 91;
+
+constexpr char kModuleName[] = "Sender.SendMessage";
+constexpr char kFrame[] = "****************** ";
+
+constexpr std::int32_t kTransaction = 0;  // the same for every piece
+
+/// What the pipeline has to know about a protocol.
+struct Protocol {
+  const char* name;
+  bool software_flow_control;
+  bool (*send_piece)(SessionHost& host, const std::string& Recipient, const std::string& Sender,
+                     std::string& Message, ServiceRecord& Service, std::int32_t TRN);
+};
+constexpr Protocol kProtocols[] = {
+    {"TAP", true, SendTapMessage},
+    {"UCP", false, SendUCPMessage},
+};
+
+const Protocol* FindProtocol(const std::string& name) {
+  for (const Protocol& protocol : kProtocols) {
+    if (name == protocol.name) return &protocol;
+  }
+  return nullptr;
+}
+
+std::string DateAndTime(Clock& clock) { return clock.ShortDate() + " " + clock.TimeOfDay(); }
+
+std::int32_t Capacity(const ServiceRecord& service) {
+  const std::int64_t product = std::int64_t{service.MaxMessages} * service.MaxLength;
+  if (product < std::numeric_limits<std::int32_t>::min() ||
+      product > std::numeric_limits<std::int32_t>::max()) {
+    RaiseOverflow();
+  }
+  return static_cast<std::int32_t>(product);
+}
+
+/// Raises an event to the host. The handler is a copy, for it may unbind itself.
+template <class Event, class... Arguments>
+void Raise(Event handler, Arguments&... arguments) {
+  try {
+    if (handler) handler(arguments...);
+  } catch (...) {
+    // The host's own failure, see the header.
+  }
+}
+
+}  // namespace
+
+/// One call of SendMessage: the host's variables, and what the steps found.
+struct Sender::Attempt {
+  std::string& recipient;
+  const std::string& originator;
+  std::string& message;
+  std::string& service_name;
+  std::string routing_address{};
+  ServiceRecord service{};
+  const Protocol* protocol = nullptr;
+  std::int32_t medium_error = 0;  // as the medium last set it
+  std::string medium_message{};
+};
+
+Sender::Sender(Apartment& apartment, StatusWindowFactory status_window)
+    : apartment_(apartment), make_status_window_(std::move(status_window)) {}
+
+Sender::~Sender() = default;
+
+bool Sender::SendMessage(std::string& Recipient, std::string& Originator, std::string& Message,
+                         std::string& ServiceName) {
+  Attempt attempt{Recipient, Originator, Message, ServiceName};
+  try {
+    Begin(attempt);
+    const bool sent = LoadSettings() && TakeMessage(attempt) && ResolveRecipient(attempt) &&
+                      ChooseService(attempt) && CheckLength(attempt) && SetUpMedium(attempt) &&
+                      Connect(attempt) && SendPieces(attempt);
+    CloseConnection(attempt);
+    End(sent);
+    return sent;
+  } catch (const RaisedError& error) {  // unforeseen: no closing steps
+    return Fail(error.number(), error.description());
+  } catch (const std::exception& error) {
+    return Fail(kErrInternal, error.what());
+  }
+}
+
+void Sender::AbortAction() {
+  if (medium_ != nullptr) medium_->AbortAction();
+  abort = true;
+}
+
+void Sender::Begin(const Attempt& attempt) {
+  RetrySuggested = false;
+  logged_in = false;
+  retry = false;
+  AddStatus(kFrame + DateAndTime(apartment_.platform().clock()) + " - Begin send message to " +
+            attempt.recipient + "\r\n");
+}
+
+bool Sender::LoadSettings() {
+  return GetSettings(registry(), HostAppName, settings_) ||
+         Fail(kErrNotConfigured, "Unable to load settings. SMS must be configured first!");
+}
+
+bool Sender::TakeMessage(Attempt& attempt) {
+  attempt.message = Trim(attempt.message);
+  if (attempt.message.empty()) {
+    return Fail(kErrEmptyMessage, "Message is empty! Please specify a message!");
+  }
+  AddStatus("Preparing input data.");
+  return true;
+}
+
+bool Sender::ResolveRecipient(Attempt& attempt) {
+  attempt.routing_address = FixAddress(attempt.recipient);
+  attempt.recipient = FixAddress(attempt.recipient);
+  return (!attempt.routing_address.empty() && !attempt.recipient.empty()) ||
+         Fail(kErrNoRecipient, "Unable to parse recipient address.");
+}
+
+bool Sender::ChooseService(Attempt& attempt) {
+  std::string& name = attempt.service_name;
+  if (name.empty()) name = FindService(registry(), HostAppName, attempt.routing_address);
+  AddStatus(name.empty() ? "Entry not found in routing table; using default service: " +
+                               settings_.DefaultService
+                         : "Found entry in routing table; using service: " + name);
+  return GetServiceInfo(registry(), HostAppName, settings_, attempt.service, name) ||
+         Fail(kErrNoServiceInfo, "Unable to get service information for " + name);
+}
+
+bool Sender::CheckLength(const Attempt& attempt) {
+  const std::size_t length = attempt.message.size();
+  const std::int32_t capacity = Capacity(attempt.service);
+  if (static_cast<std::int64_t>(length) <= capacity) return true;
+  return Fail(kErrMessageTooLong,
+              "Message is too long (" + std::to_string(length) + ") to send in one session. (" +
+                  std::to_string(attempt.service.MaxMessages) + " messages per session * " +
+                  std::to_string(attempt.service.MaxLength) +
+                  " chars per message = " + std::to_string(capacity) + ")");
+}
+
+/// A service with an unknown protocol gets no medium; that shows when it is to connect.
+bool Sender::SetUpMedium(Attempt& attempt) {
+  const ServiceRecord& service = attempt.service;
+  attempt.protocol = FindProtocol(service.Protocol);
+  if (attempt.protocol == nullptr) return true;
+
+  medium_ = nullptr;
+  objTapiLine_.reset();  // a line that an earlier send left open must free its modem first
+  objTapiLine_ = std::make_unique<TAPILine>(
+      apartment_,
+      [this](std::int32_t ErrNumber, const std::string& FunctionName, const std::string& ErrMsg) {
+        ReportError(ErrNumber, ErrMsg, FunctionName);
+      },
+      [this](const std::string& text) { Log(text); });
+  if (!objTapiLine_->SetDevice(service.ModemName)) {
+    return Fail(kErrModemUnusable, "The selected modem (" + service.ModemName + ") cannot be used");
+  }
+  objTapiLine_->SetParams(service.BaudRate, service.Parity, service.DataBits, service.StopBits,
+                          attempt.protocol->software_flow_control);
+  objTapiLine_->PhoneNumber = service.PhoneNumber;
+  AddStatus("Dialling " + service.Name + " (" + service.PhoneNumber +
+            ") using modem: " + service.ModemName);
+  medium_ = objTapiLine_.get();
+  return true;
+}
+
+bool Sender::Connect(Attempt& attempt) {
+  if (attempt.protocol == nullptr) {
+    throw RaisedError(kErrObjectNotSet, kModuleName,
+                      "Object reference is not set: there is no medium for the protocol \"" +
+                          attempt.service.Protocol + "\"");
+  }
+  const bool connected = medium_->Connect(attempt.medium_error, attempt.medium_message);
+  AddStatus("Dialed number: " + objTapiLine_->TranslatedNumber());
+  if (!connected) return Fail(attempt.medium_error, attempt.medium_message);
+  AddStatus("Connected.");
+  return true;
+}
+
+bool Sender::SendPieces(Attempt& attempt) {
+  bool accepted = false;
+  for (std::string& piece : CutMessage(attempt.message, attempt.service.MaxLength)) {
+    accepted = attempt.protocol->send_piece(*this, attempt.recipient, attempt.originator, piece,
+                                            attempt.service, kTransaction);
+    if (!accepted) break;
+  }
+  return accepted;
+}
+
+void Sender::CloseConnection(Attempt& attempt) {
+  if (medium_ != nullptr) {
+    AddStatus("Closing connection..");
+    if (medium_->Disconnect(attempt.medium_error, attempt.medium_message)) {
+      AddStatus("Connection closed.");
+    } else {
+      Fail(attempt.medium_error, "Error closing connection: " + attempt.medium_message);
+    }
+  }
+  medium_ = nullptr;
+  objTapiLine_.reset();
+}
+
+void Sender::End(bool sent) {
+  AddStatus(kFrame + DateAndTime(apartment_.platform().clock()) +
+            " - End sending message. Result:  " + (sent ? "Success" : "Failed"));
+  if (status_window_) status_window_->StartHide();
+}
+
+/// Reports a failure of the pipeline itself.
+bool Sender::Fail(std::int32_t number, const std::string& description) {
+  ReportError(number, description, kModuleName);
+  return false;
+}
+
+std::string Sender::FixAddress(std::string& address) {
+  return mvsms::FixAddress(
+      registry(), HostAppName, address,
+      [this](std::int32_t number, const std::string& description, const std::string& module_name) {
+        ReportError(number, description, module_name);
+      });
+}
+
+void Sender::AddStatus(const std::string& Text) {
+  if (std::exchange(retry, false)) RetrySuggested = true;
+  Status += "\r\n";
+  Status += Text;
+  if (settings_.ShowStatus) Show();
+  Log(Text);
+  Raise(OnStatusChange, Status);
+}
+
+/// Brings the text to the status window. A window that cannot be made or written is done without.
+void Sender::Show() {
+  try {
+    if (!status_window_ && make_status_window_) {
+      status_window_ = make_status_window_();
+      status_window_->Show();
+    }
+    if (status_window_) status_window_->SetText(Status);
+  } catch (const std::exception&) {
+    // The text and the events do not depend on it.
+  }
+}
+
+void Sender::Log(const std::string& text) {
+  if (LogFilePath.empty() && !settings_.WriteLogfile) return;
+  basCommon::WriteLog(apartment_.platform(), text, LogFilePath);
+}
+
+void Sender::ReportError(std::int32_t ErrNumber, const std::string& ErrDescription,
+                         const std::string& ModuleName) {
+  AddStatus(std::to_string(ErrNumber) + ": " + ErrDescription);
+  std::string description = ErrDescription;
+  std::string module_name = ModuleName;
+  Raise(OnError, ErrNumber, description, module_name);
+  Raise(OnStatusChange, Status);
+}
+
+void Sender::Pause(std::int32_t Milliseconds) {
+  basCommon::Pause(apartment_.platform().loop(), Milliseconds);
+}
+
+void Sender::DoEvents() { apartment_.platform().loop().DoEvents(); }
+
+std::vector<std::string> CutMessage(const std::string& message, std::int32_t max_length) {
+  const double quotient = static_cast<double>(message.size()) / max_length;
+  const double count = std::floor(quotient + 0.9999);
+  std::vector<std::string> pieces;
+  for (std::size_t position = 0; static_cast<double>(pieces.size()) < count;) {
+    pieces.push_back(message.substr(position, static_cast<std::size_t>(max_length)));
+    position += static_cast<std::size_t>(max_length);
+  }
+  return pieces;
+}
+
+}  // namespace mvsms

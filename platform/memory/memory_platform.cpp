@@ -1,0 +1,58 @@
+// Assembles the services of the in-memory machine.
+#include "platform/memory/memory_platform.h"
+
+#include "platform/memory/comm.h"
+#include "platform/memory/event_loop.h"
+#include "platform/memory/machine.h"
+#include "platform/memory/registry.h"
+#include "platform/memory/small_services.h"
+#include "platform/memory/telephony.h"
+
+namespace mvsms::memory {
+
+struct MemoryPlatform::Impl {
+  explicit Impl(MemoryPlatform& platform) : machine(platform) {}
+
+  Machine machine;
+  MemoryEventLoop loop{machine};
+  MemoryRegistry registry{machine};
+  MemoryComm comm{machine};
+  Exchange exchange{machine, comm};
+  MemoryTelephony telephony{exchange};
+  MemoryClock clock{machine};
+  MemoryTextFile text_file{machine};
+  MemoryLocale locale{machine};
+  MemoryUserSettings user_settings{machine};
+};
+
+MemoryPlatform::MemoryPlatform() : impl_(std::make_unique<Impl>(*this)) {}
+MemoryPlatform::~MemoryPlatform() = default;
+
+Registry& MemoryPlatform::registry() { return impl_->registry; }
+Comm& MemoryPlatform::comm() { return impl_->comm; }
+Telephony& MemoryPlatform::telephony() { return impl_->telephony; }
+EventLoop& MemoryPlatform::loop() { return impl_->loop; }
+Timers& MemoryPlatform::timers() { return impl_->loop; }
+Clock& MemoryPlatform::clock() { return impl_->clock; }
+TextFile& MemoryPlatform::text_file() { return impl_->text_file; }
+Locale& MemoryPlatform::locale() { return impl_->locale; }
+UserSettings& MemoryPlatform::user_settings() { return impl_->user_settings; }
+
+void MemoryPlatform::After(Millis delay, std::function<void()> action) {
+  impl_->machine.After(delay, std::move(action));
+}
+
+void MemoryPlatform::PostTapiEvent(std::int32_t tapi_event,
+                                   std::optional<std::pair<CallState, CallCause>> state) {
+  impl_->exchange.Post(tapi_event, state, false);
+}
+
+Millis MemoryPlatform::slept() { return impl_->machine.now(); }
+std::size_t MemoryPlatform::open_ports() { return impl_->comm.open_ports(); }
+std::size_t MemoryPlatform::open_keys() { return impl_->registry.open_keys(); }
+std::size_t MemoryPlatform::running_timers() { return impl_->loop.running(); }
+std::size_t MemoryPlatform::active_calls() { return impl_->exchange.active_calls(); }
+std::size_t MemoryPlatform::tapi_sessions() { return impl_->exchange.sessions(); }
+std::size_t MemoryPlatform::registrations() { return impl_->exchange.registrations(); }
+
+}  // namespace mvsms::memory

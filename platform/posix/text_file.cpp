@@ -1,0 +1,58 @@
+// Appending with O_APPEND: the kernel puts each write at the end, so the lines of two processes do
+// not mix.
+#include "platform/text_file.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <string_view>
+#include <utility>
+
+#include "platform/ansi.h"
+#include "platform/posix/backend.h"
+
+namespace mvsms::posix {
+namespace {
+
+bool WriteAll(int file, std::string_view rest) {
+  while (!rest.empty()) {
+    const ssize_t written = write(file, rest.data(), rest.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) return false;
+    rest.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return true;
+}
+
+class PosixTextFile : public TextFile {
+ public:
+  explicit PosixTextFile(std::string home) : home_(std::move(home)) {}
+
+  bool Append(const std::string& path, const std::string& text) override {
+    const int file =
+        open(SystemPath(path).c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
+    if (file < 0) return false;
+    const bool written = WriteAll(file, text);
+    return close(file) == 0 && written;
+  }
+
+ private:
+  /// Paths come in the ANSI code page. Inside the home folder, which the core knows as
+  /// Locale::ComponentFolder, that loses nothing even where the folder's name has other characters.
+  std::string SystemPath(const std::string& path) const {
+    const std::string ansi_home = AnsiFromUtf8(home_) + "/";
+    if (!path.starts_with(ansi_home)) return Utf8FromAnsi(path);
+    return home_ + "/" + Utf8FromAnsi(path.substr(ansi_home.size()));
+  }
+
+  std::string home_;
+};
+
+}  // namespace
+
+std::unique_ptr<TextFile> MakeTextFile(const std::string& home) {
+  return std::make_unique<PosixTextFile>(home);
+}
+
+}  // namespace mvsms::posix

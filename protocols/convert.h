@@ -1,0 +1,38 @@
+// Texts and numbers: how settings, answers and pager texts are read as numbers, and the run-time
+// errors that a failing conversion raises. Independent of the locale, so that a setting means the
+// same on every machine.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace mvsms {
+
+inline constexpr std::int32_t kErrOverflow = 6;
+inline constexpr std::int32_t kErrTypeMismatch = 13;
+
+/// Throws RaisedError 6, "Overflow".
+[[noreturn]] void RaiseOverflow();
+/// Throws RaisedError 13, "Type mismatch".
+[[noreturn]] void RaiseTypeMismatch();
+
+/// The number that `text` begins with: optional blanks, sign, digits with a decimal point, decimal
+/// exponent. 0 when it begins with none; infinite when the number is too large for a double.
+double Val(std::string_view text);
+
+/// The nearest whole number, the even one when two are equally near. Throws RaisedError 6 outside
+/// 32 bits and for a value that is no number.
+std::int32_t ToLong(double value);
+/// The whole of `text`, surrounding blanks aside, read as a number and rounded likewise. Empty
+/// text is 0, because an absent setting reads as empty. Throws RaisedError 13 for any other text
+/// that is not a number and RaisedError 6 outside 32 bits.
+std::int32_t ToLong(std::string_view text);
+
+/// `text` without the blanks (code 32, nothing else) at both ends.
+std::string Trim(std::string_view text);
+
+/// The decimal digits of `text`, in order.
+std::string KeepDigits(std::string_view text);
+
+}  // namespace mvsms

@@ -1,0 +1,36 @@
+# The Debian packages that building and checking need, in one place. Sourced by the other scripts.
+
+build_packages=(
+  build-essential
+  ccache
+  cmake
+  libcli11-dev
+  libsqlite3-dev
+  ninja-build
+  nlohmann-json3-dev
+  pkg-config
+)
+
+check_packages=(
+  clang-format
+  git
+  googletest
+  libgmock-dev
+  libgtest-dev
+)
+
+# install_missing PACKAGE...: installs what is not there yet, as root or through sudo.
+install_missing() {
+  local missing=() package
+  for package in "$@"; do
+    dpkg-query --show --showformat='${db:Status-Status}' "$package" 2>/dev/null |
+      grep --quiet '^installed' || missing+=("$package")
+  done
+  [ ${#missing[@]} -eq 0 ] && return
+  echo "Installing ${missing[*]}"
+  local as_root=()
+  [ "$(id -u)" -eq 0 ] || as_root=(sudo)
+  "${as_root[@]}" apt-get update --quiet=2
+  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+    apt-get install --yes --quiet=2 --no-install-recommends "${missing[@]}"
+}

@@ -1,0 +1,193 @@
+// The command line as a whole: help, usage errors, and texts that look like something else.
+#include <fstream>
+
+#include "tests/cli/command_test.h"
+
+namespace mvsms::cli {
+namespace {
+
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+class CommandLine : public CommandTest {};
+class SendCommand : public CommandTest {};
+class LogCommand : public CommandTest {
+ protected:
+  void Write(const std::string& name, const std::string& text) {
+    std::ofstream(Path(name), std::ios::binary | std::ios::app) << text;
+  }
+};
+
+TEST_F(CommandLine, WithoutACommandItIsWrongUsage) {
+  Refuse({}, "A subcommand is required");
+  Refuse({"modem"}, "A subcommand is required");
+}
+
+TEST_F(CommandLine, AnUnknownCommandOrOptionIsNamed) {
+  Refuse({"fax"}, "fax");
+  Refuse({"modem", "list", "--colour"}, "--colour");
+  Refuse({"modem", "list", "more"}, "more");
+}
+
+TEST_F(CommandLine, UsageErrorsPointToTheHelpOfTheirCommand) {
+  Refuse({"send", "text"}, "Try 'mvsms send --help'");
+  Refuse({"modem", "add"}, "Try 'mvsms modem add --help'");
+}
+
+TEST_F(CommandLine, EveryHelpHasAnExample) {
+  for (const std::vector<std::string>& line :
+       std::vector<std::vector<std::string>>{{"send"},
+                                             {"log"},
+                                             {"demo"},
+                                             {"modem", "add"},
+                                             {"modem", "list"},
+                                             {"modem", "test"},
+                                             {"config", "set"},
+                                             {"service", "add"},
+                                             {"service", "delete"},
+                                             {"route", "test"},
+                                             {"registry", "export"},
+                                             {"registry", "import"}}) {
+    auto help = line;
+    help.push_back("--help");
+    std::string command = "  mvsms";
+    for (const std::string& word : line) command += " " + word;
+    EXPECT_THAT(Do(help), AllOf(HasSubstr("Examples:"), HasSubstr(command), HasSubstr("--profile"),
+                                HasSubstr("--json")));
+  }
+}
+
+TEST_F(CommandLine, HelpNamesTheExitCodesAndTheFolder) {
+  EXPECT_THAT(Do({"--help"}), AllOf(HasSubstr("75"), HasSubstr("MVSMS_HOME")));
+  EXPECT_THAT(Do({"--version"}), HasSubstr("mvsms "));
+}
+
+TEST_F(CommandLine, ABrokenSettingsFileIsAFailureThatNamesIt) {
+  std::ofstream(Path("settings.db")) << std::string(4096, 'x');
+  for (const std::vector<std::string>& line : {std::vector<std::string>{"config", "list"},
+                                               {"service", "list"},
+                                               {"route", "list"},
+                                               {"send", "--to", "1", "text"},
+                                               {"config", "set", "Retries", "1"},
+                                               {"registry", "export"}}) {
+    const Outcome outcome = Run(line);
+    EXPECT_EQ(outcome.exit_code, kExitFailed);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_THAT(outcome.err, HasSubstr("settings.db"));
+  }
+}
+
+// --- send
+
+TEST_F(SendCommand, WithoutSettingsItSaysSoAndFails) {
+  const Outcome outcome = Run({"send", "--to", "0171", "text"});
+  EXPECT_EQ(outcome.exit_code, kExitFailed);
+  EXPECT_THAT(outcome.err, HasSubstr("Unable to load settings. SMS must be configured first!"));
+  EXPECT_THAT(outcome.out, HasSubstr("End sending message. Result:  Failed"));
+}
+
+TEST_F(SendCommand, QuietPrintsNothingButErrors) {
+  const Outcome outcome = Run({"send", "--quiet", "--to", "0171", "text"});
+  EXPECT_EQ(outcome.out, "");
+  EXPECT_THAT(outcome.err, HasSubstr("error 5: "));
+}
+
+TEST_F(SendCommand, JsonIsOneObjectWithEverything) {
+  const Outcome outcome = Run({"send", "--json", "--to", "0171", "text"});
+  const Json json = Json::parse(outcome.out);
+  EXPECT_EQ(json["result"], false);
+  EXPECT_EQ(json["retry_suggested"], false);
+  EXPECT_EQ(json["aborted"], false);
+  EXPECT_EQ(json["recipient"], "0171");
+  EXPECT_EQ(json["errors"][0]["number"], 5);
+  EXPECT_EQ(json["errors"][0]["module"], "Sender.SendMessage");
+  EXPECT_EQ(json["status"][1], "5: Unable to load settings. SMS must be configured first!");
+}
+
+TEST_F(SendCommand, AnUnknownServiceIsWrongUsage) {
+  Refuse({"send", "--to", "0171", "--service", "Nowhere", "text"},
+         "there is no service \"Nowhere\"");
+  Refuse({"send", "--to", "0171"}, "TEXT is required");
+}
+
+// The error tells how long the message is, so it shows what arrived of the text.
+class MessageText : public CommandTest {
+ protected:
+  MessageText() {
+    Do({"modem", "add", "Net", "--kind", "tcp"});
+    Do({"service", "add", "Short", "MaxLength=1", "PhoneNumber=localhost:1"});
+    Do({"config", "set", "DefaultModem", "Net"});
+    Do({"config", "set", "DefaultService", "Short"});
+  }
+  void ExpectLength(std::size_t length, std::vector<std::string> arguments,
+                    const std::string& input = "") {
+    SCOPED_TRACE(arguments.back());
+    arguments.insert(arguments.begin(), {"send", "--quiet", "--to", "0171"});
+    EXPECT_THAT(Run(arguments, input).err,
+                HasSubstr("Message is too long (" + std::to_string(length) + ")"));
+  }
+};
+
+TEST_F(MessageText, MayLookLikeACommandOrAList) {
+  for (const char* text : {"log", "list", "send", "modem", "[a,b]", "\"quoted\"", "{}", "a=b"}) {
+    ExpectLength(std::string(text).size(), {text});
+  }
+  ExpectLength(10, {"--", "-5 degrees"});
+  ExpectLength(6, {"--", "--json"});
+}
+
+TEST_F(MessageText, IsCountedInCharactersOfTheCodePage) {
+  ExpectLength(5, {"Größe"});
+  ExpectLength(2, {"日本"});
+  ExpectLength(2, {"\xFFz"});
+}
+
+TEST_F(MessageText, ComesFromStandardInputWithoutItsLastLineEnd) {
+  ExpectLength(8, {"-"}, "from far\n");
+  ExpectLength(4, {"-"}, "a\r\nb\r\n");
+}
+
+TEST_F(MessageText, EmptyIsRefusedBeforeAnythingIsDialled) {
+  EXPECT_THAT(Run({"send", "--to", "0171", "  "}).err, HasSubstr("error 6: Message is empty!"));
+  EXPECT_THAT(Run({"send", "--to", "0171", ""}).err, HasSubstr("error 6: Message is empty!"));
+  EXPECT_THAT(Run({"send", "--to", "0171", "-"}, "\n").err, HasSubstr("error 6: "));
+}
+
+TEST_F(MessageText, ANumberThatIsNoneIsNamed) {
+  const Outcome outcome = Run({"send", "--to", "Karl", "x"});
+  EXPECT_EQ(outcome.exit_code, kExitFailed);
+  EXPECT_THAT(outcome.err, HasSubstr("error 45: The recipient address contains invalid "
+                                     "characters: Karl"));
+}
+
+// --- log
+
+TEST_F(LogCommand, WithoutALogItSaysHowToGetOne) {
+  Refuse({"log"}, "config set WriteLogfile 1", kExitFailed);
+  Refuse({"log", "--file", Path("none.log")}, "none.log", kExitFailed);
+}
+
+TEST_F(LogCommand, PrintsTheLogInUtf8WithControlCharactersNamed) {
+  Write("SMSLog.txt",
+        "2026-01-02 03:04:05\tGr\xFC\xDF"
+        "e\x06\r\n");
+  EXPECT_EQ(Do({"log"}), "2026-01-02 03:04:05\tGrüße<ACK>\n");
+}
+
+TEST_F(LogCommand, JsonIsOneObjectALine) {
+  Write("SMSLog.txt", "2026-01-02 03:04:05\tBegin\r\n\r\n2026-01-02 03:04:06\tEnd\r\n");
+  EXPECT_EQ(Do({"log", "--json"}),
+            "{\"time\":\"2026-01-02 03:04:05\",\"text\":\"Begin\"}\n"
+            "{\"time\":\"\",\"text\":\"\"}\n"
+            "{\"time\":\"2026-01-02 03:04:06\",\"text\":\"End\"}\n");
+}
+
+TEST_F(LogCommand, ASendWritesTheLogThatItIsGiven) {
+  Run({"send", "--to", "0171", "--log", Path("my.log"), "text"});
+  EXPECT_THAT(Do({"log", "--file", Path("my.log")}),
+              AllOf(HasSubstr("\t5: Unable to load settings."), HasSubstr("Result:  Failed")));
+}
+
+}  // namespace
+}  // namespace mvsms::cli

@@ -1,0 +1,150 @@
+// The settings as a file: lossless for every type and byte, and never half read.
+#include "cli/registry_tree.h"
+
+#include <fstream>
+#include <random>
+
+#include "engine/settings.h"
+#include "platform/posix/posix_platform.h"
+#include "tests/cli/command_test.h"
+
+namespace mvsms::cli {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+class RandomTree {
+ public:
+  explicit RandomTree(unsigned seed) : random_(seed) {}
+
+  RegistryTree Make(int depth = 3) {
+    RegistryTree tree;
+    for (unsigned i = Number(4); i > 0; --i) tree.values.emplace_back(Name(i), Value());
+    if (depth == 0) return tree;
+    for (unsigned i = Number(4); i > 0; --i) tree.keys.emplace_back(Name(i), Make(depth - 1));
+    return tree;
+  }
+
+ private:
+  unsigned Number(unsigned below) { return static_cast<unsigned>(random_() % below); }
+  // Different for every `index`, with any code but the backslash.
+  std::string Name(unsigned index) {
+    std::string name = std::to_string(index);
+    for (unsigned i = Number(6); i > 0; --i) {
+      const unsigned code = 1 + Number(255);
+      if (code != '\\') name += static_cast<char>(code);
+    }
+    return name;
+  }
+  std::string Bytes() {
+    std::string bytes;
+    for (unsigned i = Number(9); i > 0; --i) bytes += static_cast<char>(Number(256));
+    return bytes;
+  }
+  RegistryValue Value() {
+    static constexpr RegType kTypes[] = {
+        RegType::kNone,  RegType::kSz,      RegType::kExpandSz,      RegType::kBinary,
+        RegType::kDword, RegType::kMultiSz, static_cast<RegType>(77)};
+    if (Number(3) == 0) return NumberValue(static_cast<std::uint32_t>(random_()));
+    return {kTypes[Number(std::size(kTypes))], Bytes()};
+  }
+
+  std::mt19937 random_;
+};
+
+TEST(RegistryTree, EveryTreeSurvivesItsJson) {
+  for (unsigned seed = 0; seed < 300; ++seed) {
+    const RegistryTree tree = RandomTree(seed).Make();
+    const std::string text = ToJson(tree).dump();
+    EXPECT_EQ(TreeFromJson(Json::parse(text)), tree) << text;
+  }
+}
+
+TEST(RegistryTree, JsonIsWhatAReaderExpects) {
+  const RegistryTree tree{{{"Name", TextValue("M\xFCller")},
+                           {"Zero", {RegType::kSz, std::string("x\0", 2)}},
+                           {"Count", NumberValue(7)},
+                           {"Odd", {RegType::kDword, "abc"}},
+                           {"Raw", {RegType::kBinary, "\x01\xFF"}}},
+                          {}};
+  EXPECT_EQ(ToJson(tree), Json::parse(R"({"values": {"Name": "Müller", "Zero": "x\u0000",
+      "Count": 7, "Odd": {"type": 4, "hex": "616263"}, "Raw": {"type": 3, "hex": "01ff"}}})"));
+}
+
+TEST(RegistryTree, WhatIsNoTreeIsRefused) {
+  for (const char* text :
+       {"[]", "7", R"({"values": []})", R"({"keys": 1})", R"({"values": {"A": true}})",
+        R"({"values": {"A": -1}})", R"({"values": {"A": 4294967296}})", R"({"values": {"A": 1.5}})",
+        R"({"values": {"A": {"type": 3}}})", R"({"values": {"A": {"type": 3, "hex": "0"}}})",
+        R"({"values": {"A": {"type": 3, "hex": "0g"}}})",
+        R"({"values": {"A": {"type": -3, "hex": "00"}}})", R"({"keys": {"": {}}})",
+        R"({"keys": {"a\\b": {}}})"}) {
+    EXPECT_THROW(TreeFromJson(Json::parse(text)), UsageError) << text;
+  }
+}
+
+class RegistryCommand : public CommandTest {
+ protected:
+  void FillStore() {
+    const auto platform = posix::MakePosixPlatform(home_.string());
+    WriteTree(platform->registry(), kRootKey, tree_);
+  }
+  RegistryTree tree_ = RandomTree(4711).Make();
+};
+
+TEST_F(RegistryCommand, ExportAndImportCarryEverythingToAnotherHome) {
+  FillStore();
+  Do({"registry", "export", "--show-passwords", Path("all.json")});
+  const std::string before = State();
+  std::filesystem::remove(Path("settings.db"));
+  EXPECT_NE(State(), before);
+  Do({"registry", "import", Path("all.json")});
+  EXPECT_EQ(State(), before);
+}
+
+TEST_F(RegistryCommand, ImportReadsStandardInput) {
+  AddService("Pager");
+  const std::string exported = Do({"registry", "export"});
+  Do({"service", "delete", "Pager"});
+  Do({"registry", "import", "-"}, exported);
+  EXPECT_EQ(Do({"service", "get", "Pager", "TimeOut"}), "2000\n");
+}
+
+TEST_F(RegistryCommand, PasswordsAreLeftOutWithAWarning) {
+  Do({"service", "add", "Pager", "Password=Geheim7"});
+  AddService("Open");
+  const Outcome outcome = Run({"registry", "export"});
+  EXPECT_EQ(outcome.exit_code, kExitAccepted);
+  EXPECT_THAT(outcome.out, Not(HasSubstr("Geheim7")));
+  EXPECT_THAT(outcome.err, HasSubstr("1 password(s) left out"));
+  EXPECT_THAT(Do({"registry", "export", "--show-passwords"}), HasSubstr("Geheim7"));
+}
+
+TEST_F(RegistryCommand, AnImportWithoutPasswordsKeepsTheOnesThatAreThere) {
+  Do({"service", "add", "Pager", "Password=Geheim7"});
+  const std::string exported = Run({"registry", "export"}).out;
+  Do({"registry", "import", "-"}, exported);
+  EXPECT_EQ(Do({"service", "get", "Pager", "Password", "--show-passwords"}), "Geheim7\n");
+}
+
+TEST_F(RegistryCommand, AFileThatIsNoExportChangesNothing) {
+  AddService("Pager");
+  Refuse({"registry", "import", Path("none.json")}, "none.json", kExitFailed);
+  for (const char* text :
+       {"", "not json", "{}", R"({"format": "mvsms registry", "version": 2, "tree": {}})",
+        R"({"format": "other", "version": 1, "tree": {}})", R"({"format": 1, "version": "1"})"}) {
+    std::ofstream(Path("bad.json")) << text;
+    Refuse({"registry", "import", Path("bad.json")}, "is not a file of 'mvsms registry export'");
+  }
+  std::ofstream(Path("bad.json")) << R"({"format": "mvsms registry", "version": 1, "tree":
+      {"keys": {"Standard": {"values": {"Retries": 9, "Broken": true}}}}})";
+  Refuse({"registry", "import", Path("bad.json")}, "\"Broken\"");
+}
+
+TEST_F(RegistryCommand, AnExportThatCannotBeWrittenFails) {
+  Refuse({"registry", "export", Path("no/such/folder.json")}, "cannot write", kExitFailed);
+}
+
+}  // namespace
+}  // namespace mvsms::cli

@@ -1,0 +1,329 @@
+// mvsms modem, config, service, route: what they store, what they print, what they refuse.
+#include "tests/cli/command_test.h"
+
+namespace mvsms::cli {
+namespace {
+
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+class ModemCommand : public CommandTest {};
+class ConfigCommand : public CommandTest {};
+class ServiceCommand : public CommandTest {};
+class RouteCommand : public CommandTest {};
+
+// --- modem
+
+TEST_F(ModemCommand, AddedModemIsShownWithWhatWasGivenAndTheRestAsUsual) {
+  Do({"modem", "add", "Modem1", "--kind", "hayes", "--device", "/dev/null", "--speed", "2400",
+      "--framing", "7E1-soft", "--flow", "none"});
+  EXPECT_EQ(Ask({"modem", "show", "Modem1"}),
+            Json::parse(R"({"name": "Modem1", "kind": "hayes", "device": "/dev/null", "init": "",
+                            "dial": "ATD", "speed": 2400, "framing": "7E1-soft",
+                            "flow": "none"})"));
+}
+
+TEST_F(ModemCommand, ATcpModemHasNothingButItsName) {
+  Do({"modem", "add", "Internet", "--kind", "tcp"});
+  EXPECT_EQ(Ask({"modem", "show", "Internet"}),
+            Json::parse(R"({"name": "Internet", "kind": "tcp"})"));
+}
+
+TEST_F(ModemCommand, ListKeepsTheOrderOfAdding) {
+  AddModem("Zulu");
+  AddModem("Alpha");
+  const Json list = Ask({"modem", "list"});
+  ASSERT_EQ(list.size(), 2U);
+  EXPECT_EQ(list[0]["name"], "Zulu");
+  EXPECT_EQ(list[1]["name"], "Alpha");
+}
+
+TEST_F(ModemCommand, AnEmptyListIsOnlyItsHeading) {
+  EXPECT_THAT(Do({"modem", "list"}), AllOf(HasSubstr("NAME"), HasSubstr("DEVICE")));
+  EXPECT_EQ(Ask({"modem", "list"}), Json::array());
+}
+
+TEST_F(ModemCommand, SetChangesOnlyWhatIsNamed) {
+  AddModem("Modem1");
+  Do({"modem", "set", "Modem1", "--dial", "ATDT0,"});
+  const Json modem = Ask({"modem", "show", "Modem1"});
+  EXPECT_EQ(modem["dial"], "ATDT0,");
+  EXPECT_EQ(modem["device"], "/dev/null");
+  EXPECT_EQ(modem["speed"], 9600);
+}
+
+TEST_F(ModemCommand, DeletedModemIsGone) {
+  AddModem("Modem1");
+  Do({"modem", "delete", "Modem1"});
+  EXPECT_EQ(Ask({"modem", "list"}), Json::array());
+}
+
+TEST_F(ModemCommand, WrongValuesAreRefusedByName) {
+  AddModem("Modem1");
+  const auto add = [](std::vector<std::string> more) {
+    std::vector<std::string> line{"modem", "add", "New"};
+    line.insert(line.end(), more.begin(), more.end());
+    return line;
+  };
+  Refuse(add({}), "--kind");
+  Refuse(add({"--kind", "isdn"}), "\"isdn\" is not a kind of modem");
+  Refuse(add({"--kind", "hayes"}), "a hayes modem needs --device");
+  Refuse(add({"--kind", "hayes", "--device", "/dev/no-such-device"}),
+         "the device \"/dev/no-such-device\" does not exist");
+  Refuse(add({"--kind", "hayes", "--device", "/etc/passwd"}), "is not a serial device");
+  Refuse(add({"--kind", "tcp", "--device", "/dev/null"}), "a tcp modem takes no other options");
+  Refuse(add({"--kind", "hayes", "--device", "/dev/null", "--framing", "8X1"}),
+         "\"8X1\" is not a framing");
+  Refuse(add({"--kind", "hayes", "--device", "/dev/null", "--flow", "dtr"}),
+         "\"dtr\" is not a flow control");
+  Refuse(add({"--kind", "hayes", "--device", "/dev/null", "--speed", "fast"}),
+         "--speed must be a number");
+  Refuse(add({"--kind", "hayes", "--device", "/dev/null", "--init", "ATZ\rATH"}),
+         "is not one AT command");
+  Refuse({"modem", "add", "Modem1", "--kind", "tcp"}, "there is a modem \"Modem1\" already");
+  Refuse({"modem", "add", "Standard", "--kind", "tcp"}, "means the default modem");
+  Refuse({"modem", "add", "a\tb", "--kind", "tcp"}, "cannot be the name of a modem");
+}
+
+TEST_F(ModemCommand, AnUnknownModemIsNamedByEveryCommand) {
+  for (const char* command : {"show", "set", "delete", "test"}) {
+    Refuse({"modem", command, "Nowhere"}, "there is no modem \"Nowhere\"");
+  }
+}
+
+TEST_F(ModemCommand, TestOfADeviceThatIsNoModemFailsNamingIt) {
+  AddModem("Modem1");
+  Refuse({"modem", "test", "Modem1"}, "/dev/null", kExitFailed);
+}
+
+// --- config
+
+TEST_F(ConfigCommand, SetValueIsReadBack) {
+  Do({"config", "set", "Retries", "5"});
+  Do({"config", "set", "WriteLogfile", "1"});
+  EXPECT_EQ(Do({"config", "get", "Retries"}), "5\n");
+  EXPECT_EQ(Ask({"config", "get", "WriteLogfile"}), Json::parse(R"({"WriteLogfile": 1})"));
+}
+
+TEST_F(ConfigCommand, ListNamesEveryOptionAndLeavesUnsetOnesEmpty) {
+  Do({"config", "set", "Country", "0049"});
+  EXPECT_EQ(Ask({"config", "list"}),
+            Json::parse(R"({"ReplacePlus": null, "AddCountry": null, "Country": "0049",
+                            "Retries": null, "RetryDelay": null, "DefaultModem": "",
+                            "DefaultService": "", "ShowStatus": null, "WriteLogfile": null})"));
+}
+
+TEST_F(ConfigCommand, ProfilesAreSeparate) {
+  Do({"config", "set", "Retries", "7", "--profile", "Alarms"});
+  EXPECT_EQ(Do({"config", "get", "Retries"}), "\n");
+  EXPECT_EQ(Do({"--profile", "Alarms", "config", "get", "Retries"}), "7\n");
+}
+
+TEST_F(ConfigCommand, AnEmptyProfileIsStandard) {
+  Do({"config", "set", "Retries", "7", "--profile", ""});
+  EXPECT_EQ(Do({"config", "get", "Retries", "--profile", "Standard"}), "7\n");
+}
+
+TEST_F(ConfigCommand, NamesMayBeWrittenInAnyCase) {
+  Do({"config", "set", "retrydelay", "2"});
+  EXPECT_EQ(Do({"config", "get", "RetryDelay"}), "2\n");
+}
+
+TEST_F(ConfigCommand, DefaultsMustExistOrBeEmpty) {
+  AddModem("Modem1");
+  AddService("Pager");
+  Do({"config", "set", "DefaultModem", "Modem1"});
+  Do({"config", "set", "DefaultService", "Pager"});
+  Refuse({"config", "set", "DefaultModem", "Other"}, "there is no modem \"Other\"");
+  Refuse({"config", "set", "DefaultService", "Other"}, "there is no service \"Other\"");
+  Do({"config", "set", "DefaultModem", ""});
+  EXPECT_EQ(Do({"config", "get", "DefaultModem"}), "\n");
+}
+
+TEST_F(ConfigCommand, WrongNamesAndValuesAreRefused) {
+  Refuse({"config", "set", "Colour", "1"}, "there is no setting \"Colour\"");
+  Refuse({"config", "get", "Colour"}, "ReplacePlus, AddCountry");
+  Refuse({"config", "set", "Retries", "often"}, "Retries must be a number");
+  Refuse({"config", "set", "Retries", "3x"}, "not \"3x\"");
+  Refuse({"config", "set", "Retries", "99999999999"}, "Retries must be a number");
+  Refuse({"config", "set", "Retries", ""}, "Retries must be a number");
+  Refuse({"config", "set", "WriteLogfile", "yes"}, "WriteLogfile must be 0 or 1");
+  Refuse({"config", "set", "Country", "+49"}, "Country must be digits");
+  Refuse({"config", "set", "Retries"}, "VALUE is required");
+  Refuse({"config", "list", "--profile", "a\\b"}, "cannot be the name of a profile");
+}
+
+// --- service
+
+TEST_F(ServiceCommand, ANewServiceIsTheBlankOne) {
+  AddService("Pager");
+  EXPECT_EQ(Ask({"service", "show", "Pager"}),
+            Json::parse(R"({"name": "Pager", "CountryCode": "", "Protocol": "TAP",
+                            "PhoneNumber": "", "Password": "", "MaxLength": "160",
+                            "MaxMessages": "1", "UCPCommand": "", "MessageType": "3",
+                            "TimeOut": "2000", "BaudRate": "Auto", "ModemSetting": "7E1",
+                            "ModemName": ""})"));
+}
+
+TEST_F(ServiceCommand, ValuesMayBeGivenWithSetOrAsTheyStand) {
+  Do({"service", "add", "City", "--set", "Protocol=UCP", "PhoneNumber=localhost:5000", "--set",
+      "UCPCommand=51"});
+  Do({"service", "set", "City", "TimeOut=500", "--set", "Password=a=b"});
+  EXPECT_EQ(Do({"service", "get", "City", "Protocol"}), "UCP\n");
+  EXPECT_EQ(Do({"service", "get", "City", "PhoneNumber"}), "localhost:5000\n");
+  EXPECT_EQ(Do({"service", "get", "City", "UCPCommand"}), "51\n");
+  EXPECT_EQ(Do({"service", "get", "City", "TimeOut"}), "500\n");
+  EXPECT_EQ(Do({"service", "get", "City", "Password", "--show-passwords"}), "a=b\n");
+}
+
+TEST_F(ServiceCommand, PasswordsShowOnlyWhenAskedFor) {
+  Do({"service", "add", "Pager", "Password=Geheim7"});
+  for (const std::vector<std::string>& line : {std::vector<std::string>{"service", "list"},
+                                               {"service", "show", "Pager"},
+                                               {"service", "get", "Pager", "Password"}}) {
+    auto json = line, shown = line;
+    json.push_back("--json");
+    shown.push_back("--show-passwords");
+    EXPECT_THAT(Do(line), AllOf(HasSubstr("(set)"), Not(HasSubstr("Geheim7"))));
+    EXPECT_THAT(Do(json), AllOf(HasSubstr("(set)"), Not(HasSubstr("Geheim7"))));
+    EXPECT_THAT(Do(shown), AllOf(HasSubstr("Geheim7"), Not(HasSubstr("(set)"))));
+  }
+}
+
+TEST_F(ServiceCommand, AnEmptyPasswordShowsAsEmpty) {
+  AddService("Pager");
+  EXPECT_THAT(Do({"service", "show", "Pager"}), Not(HasSubstr("(set)")));
+}
+
+TEST_F(ServiceCommand, TheNamesOfTheDefaultModemAreStoredAsEmpty) {
+  AddModem("Modem1");
+  Do({"service", "add", "Pager", "ModemName=Modem1"});
+  EXPECT_EQ(Do({"service", "get", "Pager", "ModemName"}), "Modem1\n");
+  for (const char* name : {"Default", "Standard"}) {
+    Do({"service", "set", "Pager", std::string("ModemName=") + name});
+    EXPECT_EQ(Do({"service", "get", "Pager", "ModemName"}), "\n");
+  }
+}
+
+TEST_F(ServiceCommand, NamesCompareWithoutCase) {
+  AddService("Pager");
+  Refuse({"service", "add", "PAGER"}, "there is a service \"PAGER\" already");
+  EXPECT_EQ(Do({"service", "get", "pager", "Protocol"}), "TAP\n");
+}
+
+TEST_F(ServiceCommand, DeleteEmptiesTheRoutesThatNamedIt) {
+  AddService("Pager");
+  AddService("City");
+  Do({"route", "add", "0049171", "Pager"});
+  Do({"route", "add", "0043", "City"});
+  Do({"config", "set", "DefaultService", "Pager"});
+  Do({"service", "delete", "Pager"});
+  EXPECT_EQ(Ask({"route", "list"}), Json::parse(R"([{"prefix": "0043", "service": "City"},
+                            {"prefix": "0049171", "service": ""}])"));
+  EXPECT_EQ(Do({"config", "get", "DefaultService"}), "Pager\n");
+  EXPECT_EQ(Ask({"service", "list"}).size(), 1U);
+}
+
+TEST_F(ServiceCommand, WrongNamesAndValuesAreRefused) {
+  AddService("Pager");
+  const auto set = [this](const std::string& assignment, const std::string& sentence) {
+    Refuse({"service", "set", "Pager", assignment}, sentence);
+    Refuse({"service", "add", "New", "--set", assignment}, sentence);
+  };
+  set("Protocol=IXO", "Protocol must be TAP or UCP, not \"IXO\"");
+  set("Protocol=tap", "Protocol must be TAP or UCP");
+  set("MaxLength=many", "MaxLength must be a number");
+  set("MaxLength=0", "MaxLength must be a number from 1");
+  set("MaxMessages=-1", "MaxMessages must be a number");
+  set("MessageType=4", "MessageType must be 2 (numeric) or 3 (alphanumeric), not \"4\"");
+  set("TimeOut=soon", "TimeOut must be a number");
+  set("UCPCommand=52", "UCPCommand must be 01, 30 or 51");
+  set("BaudRate=quick", "BaudRate must be Auto, ISDN or a number");
+  set("ModemSetting=8,N,1", "ModemSetting must be three characters");
+  set("ModemSetting=8n1", "ModemSetting must be three characters");
+  set("ModemName=Nowhere", "there is no modem \"Nowhere\"");
+  set("PhoneNumber=1\r2", "PhoneNumber must be one line of text");
+  set("Colour=red", "there is no setting \"Colour\"");
+  set("Protocol", "\"Protocol\" is not of the form KEY=VALUE");
+  Refuse({"service", "set", "Pager"}, "nothing to set");
+  Refuse({"service", "add", "a\\b"}, "cannot be the name of a service");
+  Refuse({"service", "add", ""}, "cannot be the name of a service");
+  Refuse({"service", "add", std::string(255, 'x')}, "cannot be the name of a service");
+}
+
+TEST_F(ServiceCommand, OneWrongValueStoresNoneOfThem) {
+  AddService("Pager");
+  Refuse({"service", "set", "Pager", "MaxLength=80", "Protocol=IXO"}, "Protocol");
+  EXPECT_EQ(Do({"service", "get", "Pager", "MaxLength"}), "160\n");
+}
+
+TEST_F(ServiceCommand, AnUnknownServiceIsNamedByEveryCommand) {
+  Refuse({"service", "show", "Nowhere"}, "there is no service \"Nowhere\"");
+  Refuse({"service", "get", "Nowhere", "Protocol"}, "there is no service \"Nowhere\"");
+  Refuse({"service", "set", "Nowhere", "Protocol=TAP"}, "there is no service \"Nowhere\"");
+  Refuse({"service", "delete", "Nowhere"}, "there is no service \"Nowhere\"");
+}
+
+TEST_F(ServiceCommand, UmlautsMakeTheRoundTripAndOthersBecomeQuestionMarks) {
+  AddService("Müller & Söhne €");
+  EXPECT_EQ(Ask({"service", "list"})[0]["name"], "Müller & Söhne €");
+  EXPECT_EQ(Do({"service", "get", "MÜLLER & SÖHNE €", "MaxLength"}), "160\n");
+  AddService("日本");
+  EXPECT_EQ(Do({"service", "get", "??", "MaxLength"}), "160\n");
+}
+
+// --- route
+
+TEST_F(RouteCommand, AddedRouteIsListedAndShown) {
+  AddService("Pager");
+  Do({"route", "add", "0049171", "Pager"});
+  EXPECT_EQ(Do({"route", "show", "0049171"}), "Pager\n");
+  EXPECT_THAT(Do({"route", "list"}), AllOf(HasSubstr("0049171"), HasSubstr("Pager")));
+}
+
+TEST_F(RouteCommand, SetAndDeleteChangeAnExistingRoute) {
+  AddService("Pager");
+  AddService("City");
+  Do({"route", "add", "0049", "Pager"});
+  Do({"route", "set", "0049", "City"});
+  EXPECT_EQ(Do({"route", "show", "0049"}), "City\n");
+  Do({"route", "delete", "0049"});
+  EXPECT_EQ(Ask({"route", "list"}), Json::array());
+}
+
+TEST_F(RouteCommand, TestShowsTheNumberAndTheLongestPrefix) {
+  AddService("Pager");
+  AddService("City");
+  Do({"config", "set", "ReplacePlus", "1"});
+  Do({"route", "add", "0049", "Pager"});
+  Do({"route", "add", "004917", "City"});
+  EXPECT_EQ(Do({"route", "test", "+49 (171) 123-456"}), "0049171123456: City\n");
+  EXPECT_EQ(Ask({"route", "test", "0049301234"}),
+            Json::parse(R"({"number": "0049301234", "service": "Pager", "routed": true})"));
+}
+
+TEST_F(RouteCommand, TestFallsBackToTheDefaultService) {
+  EXPECT_EQ(Do({"route", "test", "0171"}), "0171: no service (no route; the default service)\n");
+  AddService("Pager");
+  Do({"config", "set", "DefaultService", "Pager"});
+  EXPECT_EQ(Do({"route", "test", "0171"}), "0171: Pager (no route; the default service)\n");
+}
+
+TEST_F(RouteCommand, WrongArgumentsAreRefused) {
+  AddService("Pager");
+  Do({"route", "add", "0049", "Pager"});
+  Refuse({"route", "add", "+49", "Pager"}, "the prefix \"+49\" must be digits");
+  Refuse({"route", "add", "", "Pager"}, "cannot be the name of a route");
+  Refuse({"route", "add", "0049", "Pager"}, "there is a route \"0049\" already");
+  Refuse({"route", "add", "0043", "Nowhere"}, "there is no service \"Nowhere\"");
+  Refuse({"route", "set", "0049", "Nowhere"}, "there is no service \"Nowhere\"");
+  Refuse({"route", "set", "0043", "Pager"}, "there is no route \"0043\"");
+  Refuse({"route", "show", "0043"}, "there is no route \"0043\"");
+  Refuse({"route", "delete", "0043"}, "there is no route \"0043\"");
+  Refuse({"route", "test", "call me"}, "invalid characters");
+  Refuse({"route", "test", " "}, "the number is empty");
+}
+
+}  // namespace
+}  // namespace mvsms::cli

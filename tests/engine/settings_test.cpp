@@ -1,0 +1,129 @@
+// The settings of a profile and the tables that name them.
+#include "engine/settings.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+#include <string>
+
+#include "platform/memory/memory_platform.h"
+#include "tests/support/profile.h"
+
+namespace mvsms {
+namespace {
+
+class SettingsOfAProfile : public testing::Test {
+ protected:
+  bool Load() { return GetSettings(platform_.registry(), host_, settings_); }
+
+  memory::MemoryPlatform platform_;
+  test::Profile profile_{platform_.registry()};
+  std::string host_;
+  Settings settings_;
+};
+
+TEST_F(SettingsOfAProfile, EmptyHostNameBecomesStandard) {
+  EXPECT_EQ(BaseKey(host_), "Software\\MIRVALEN\\PAGOREX\\Standard");
+  EXPECT_EQ(host_, "Standard");
+}
+
+TEST_F(SettingsOfAProfile, HostNameSelectsTheKey) {
+  host_ = "Ward 7";
+  EXPECT_EQ(BaseKey(host_), "Software\\MIRVALEN\\PAGOREX\\Ward 7");
+  EXPECT_EQ(host_, "Ward 7");
+}
+
+TEST_F(SettingsOfAProfile, KeysLieBelowTheProfile) {
+  EXPECT_EQ(ServiceKey("P", "Pager"), "P\\Services\\Pager");
+  EXPECT_EQ(RouteKey("P", "0049"), "P\\Routing\\0049");
+  EXPECT_EQ(ServicesKey("P"), "P\\Services");
+  EXPECT_EQ(RoutingKey("P"), "P\\Routing");
+}
+
+TEST_F(SettingsOfAProfile, AreLoaded) {
+  profile_.Set("Retries", 4);
+  profile_.Set("DefaultModem", "Modem");
+  profile_.Set("DefaultService", "Pager");
+  profile_.Set("ShowStatus", 1);
+  profile_.Set("WriteLogfile", -1);
+  EXPECT_TRUE(Load());
+  EXPECT_EQ(settings_.Retries, 4);
+  EXPECT_EQ(settings_.DefaultModem, "Modem");
+  EXPECT_EQ(settings_.DefaultService, "Pager");
+  EXPECT_TRUE(settings_.ShowStatus);
+  EXPECT_TRUE(settings_.WriteLogfile);
+}
+
+TEST_F(SettingsOfAProfile, AbsentValuesReadAsEmpty) {
+  settings_ = {"m", "s", 9, true, true};
+  EXPECT_FALSE(Load());
+  EXPECT_EQ(host_, "Standard");
+  EXPECT_EQ(settings_.Retries, 0);
+  EXPECT_EQ(settings_.DefaultModem, "");
+  EXPECT_FALSE(settings_.ShowStatus);
+  EXPECT_FALSE(settings_.WriteLogfile);
+}
+
+TEST_F(SettingsOfAProfile, NeedADefaultModemAndADefaultService) {
+  profile_.Set("DefaultModem", "Modem");
+  EXPECT_FALSE(Load());
+  profile_.Set("DefaultService", "Pager");
+  EXPECT_TRUE(Load());
+  profile_.Set("DefaultModem", "");
+  EXPECT_FALSE(Load());
+}
+
+TEST_F(SettingsOfAProfile, RetriesIsTheNumberItsTextBeginsWith) {
+  profile_.Set("Retries", "5 times");
+  Load();
+  EXPECT_EQ(settings_.Retries, 5);
+}
+
+TEST_F(SettingsOfAProfile, ErrorWhileReadingMeansFailure) {
+  profile_.Set("DefaultModem", "Modem");
+  profile_.Set("DefaultService", "Pager");
+  profile_.Set("ShowStatus", "yes");
+  EXPECT_FALSE(Load());
+  profile_.Set("ShowStatus", 0);
+  profile_.Set("Retries", "3000000000");
+  EXPECT_FALSE(Load());
+}
+
+TEST(SettingTables, NameEveryValueOnce) {
+  std::set<std::string> names;
+  for (const ValueInfo& value : kGlobalValues) names.insert(value.name);
+  EXPECT_EQ(names.size(), kGlobalValues.size());
+  names.clear();
+  for (const ValueInfo& value : kServiceValues) names.insert(value.name);
+  EXPECT_EQ(names.size(), kServiceValues.size());
+}
+
+TEST(SettingTables, TextsAreWrittenAsTextsAndSwitchesAsNumbers) {
+  for (const ValueInfo& value : kGlobalValues) {
+    EXPECT_EQ(value.type == RegType::kSz, value.kind == ValueKind::kText) << value.name;
+  }
+  for (const ValueInfo& value : kServiceValues) EXPECT_EQ(value.type, RegType::kSz) << value.name;
+}
+
+TEST(SettingTables, InitialStateOfAProfile) {
+  std::string line;
+  for (const ValueInfo& value : kGlobalValues) {
+    line += std::string(value.name) + "=" + value.initial + " ";
+  }
+  EXPECT_EQ(line,
+            "ReplacePlus=1 AddCountry=0 Country= Retries=3 RetryDelay=1 DefaultModem= "
+            "DefaultService= ShowStatus=0 WriteLogfile=0 ");
+}
+
+TEST(SettingTables, BlankService) {
+  std::string line;
+  for (const ValueInfo& value : kServiceValues) {
+    line += std::string(value.name) + "=" + value.initial + " ";
+  }
+  EXPECT_EQ(line,
+            "CountryCode= Protocol=TAP PhoneNumber= Password= MaxLength=160 MaxMessages=1 "
+            "UCPCommand= MessageType=3 TimeOut=2000 BaudRate=Auto ModemSetting=7E1 ModemName= ");
+}
+
+}  // namespace
+}  // namespace mvsms

@@ -1,0 +1,120 @@
+// Reading numbers from texts.
+#include "protocols/convert.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <string>
+
+#include "platform/raised_error.h"
+
+namespace mvsms {
+namespace {
+
+using ::testing::IsEmpty;
+
+// The error that reading `value` raises, as "number: description"; "none" when there is none.
+template <typename Value>
+std::string ErrorOfToLong(Value value) {
+  try {
+    ToLong(value);
+    return "none";
+  } catch (const RaisedError& error) {
+    return std::to_string(error.number()) + ": " + error.description();
+  }
+}
+
+TEST(Val, ReadsTheNumberThatTheTextBeginsWith) {
+  EXPECT_EQ(Val("51"), 51);
+  EXPECT_EQ(Val("01"), 1);
+  EXPECT_EQ(Val("  7 days"), 7);
+  EXPECT_EQ(Val("-3x"), -3);
+  EXPECT_EQ(Val("+4"), 4);
+  EXPECT_EQ(Val("1.5,2"), 1.5);
+  EXPECT_EQ(Val(".25"), 0.25);
+  EXPECT_EQ(Val("5."), 5);
+  EXPECT_EQ(Val("2e3"), 2000);
+  EXPECT_EQ(Val("2E-1"), 0.2);
+  EXPECT_EQ(Val("3e"), 3);
+  EXPECT_EQ(Val("3e+"), 3);
+}
+
+TEST(Val, IsZeroForATextThatBeginsWithNoNumber) {
+  for (const char* text : {"", " ", "abc", "x5", "-", "+", ".", "-.", "e5", "--1", "+-1", "- 1",
+                           "inf", "nan", "infinity", "-inf", "\t5", "&HFF", "0x10"})
+    EXPECT_EQ(Val(text), 0) << text;
+}
+
+TEST(Val, OfATextThatIsNoCStringStopsAtItsEnd) {
+  EXPECT_EQ(Val(std::string_view("123456", 3)), 123);
+  EXPECT_EQ(Val(std::string_view("\0"
+                                 "12",
+                                 3)),
+            0);
+}
+
+TEST(Val, IsInfiniteBeyondTheRangeOfADouble) {
+  EXPECT_EQ(Val("1e999"), std::numeric_limits<double>::infinity());
+  EXPECT_EQ(Val("-1e999"), -std::numeric_limits<double>::infinity());
+  EXPECT_EQ(Val("1e-999"), 0);
+}
+
+TEST(ToLong, RoundsHalvesToTheEvenNumber) {
+  EXPECT_EQ(ToLong(0.5), 0);
+  EXPECT_EQ(ToLong(1.5), 2);
+  EXPECT_EQ(ToLong(2.5), 2);
+  EXPECT_EQ(ToLong(-0.5), 0);
+  EXPECT_EQ(ToLong(-1.5), -2);
+  EXPECT_EQ(ToLong(2.4999), 2);
+  EXPECT_EQ(ToLong(2.5001), 3);
+}
+
+TEST(ToLong, OverflowsOutside32Bits) {
+  EXPECT_EQ(ToLong(2147483647.0), 2147483647);
+  EXPECT_EQ(ToLong(2147483647.4), 2147483647);
+  EXPECT_EQ(ToLong(-2147483648.0), std::numeric_limits<std::int32_t>::min());
+  EXPECT_EQ(ToLong(-2147483648.5), std::numeric_limits<std::int32_t>::min());
+  EXPECT_EQ(ErrorOfToLong(2147483647.5), "6: Overflow");
+  EXPECT_EQ(ErrorOfToLong(-2147483649.0), "6: Overflow");
+  EXPECT_EQ(ErrorOfToLong(std::numeric_limits<double>::infinity()), "6: Overflow");
+  EXPECT_EQ(ErrorOfToLong(std::numeric_limits<double>::quiet_NaN()), "6: Overflow");
+  EXPECT_EQ(ErrorOfToLong(std::string_view("2147483648")), "6: Overflow");
+  EXPECT_EQ(ErrorOfToLong(std::string_view("1e999")), "6: Overflow");
+}
+
+TEST(ToLong, ReadsATextThatIsANumber) {
+  EXPECT_EQ(ToLong("160"), 160);
+  EXPECT_EQ(ToLong(" 160 "), 160);
+  EXPECT_EQ(ToLong("-1"), -1);
+  EXPECT_EQ(ToLong("+08"), 8);
+  EXPECT_EQ(ToLong("2.5"), 2);
+  EXPECT_EQ(ToLong("3."), 3);
+  EXPECT_EQ(ToLong("1e2"), 100);
+}
+
+TEST(ToLong, OfAnEmptyTextIsZero) { EXPECT_EQ(ToLong(""), 0); }
+
+TEST(ToLong, OfAnyOtherTextIsATypeMismatch) {
+  for (const char* text : {" ", "abc", "12a", "1 2", "--1", "-", ".", "1e", "1,5", "12\r\n", "inf",
+                           "nan", "\t1", "0x10"})
+    EXPECT_EQ(ErrorOfToLong(std::string_view(text)), "13: Type mismatch") << text;
+}
+
+TEST(Trim, RemovesBlanksAtBothEndsAndNothingElse) {
+  EXPECT_EQ(Trim("  a b  "), "a b");
+  EXPECT_EQ(Trim("a"), "a");
+  EXPECT_EQ(Trim("\t a\r\n "), "\t a\r\n");
+  EXPECT_EQ(Trim(" \xA0 "), "\xA0");
+  EXPECT_THAT(Trim("   "), IsEmpty());
+  EXPECT_THAT(Trim(""), IsEmpty());
+}
+
+TEST(KeepDigits, DropsEveryOtherCharacter) {
+  EXPECT_EQ(KeepDigits("123-456 7"), "1234567");
+  EXPECT_EQ(KeepDigits("\xB2\xB3\xB9"), "");  // superscript digits are none
+  EXPECT_EQ(KeepDigits(""), "");
+}
+
+}  // namespace
+}  // namespace mvsms
