@@ -76,14 +76,18 @@ std::string TAPILine::InputString() { return Receive(); }
 
 bool TAPILine::Connect(std::int32_t& ErrNumber, std::string& ErrMsg) {
   return Reporting("ISMSMedium_Connect", [&] {
+    // A timer that outlived its connection would take the new call, still ringing, for an ended
+    // one.
+    if (mTimer_ && !device_.IsConnected()) ReleaseTimer();
+    dwCOMM& port = Port();
     CommHandle comm_handle = kNoComm;
     if (!device_.Connect(PhoneNumber, comm_handle)) {
       ErrNumber = kErrConnect;
       ErrMsg = "Unable to connect to the specified phone number";
       return false;
     }
-    Port().OpenCommByHandle(comm_handle, *this);
-    ProgramPort();
+    port.OpenCommByHandle(comm_handle, *this);
+    ProgramPort(port);
     StartPolling();
     return true;
   });
@@ -91,8 +95,8 @@ bool TAPILine::Connect(std::int32_t& ErrNumber, std::string& ErrMsg) {
 
 /// What is not set here keeps the value that the call's port came with. A device that refuses the
 /// record goes on with its own, which often is what the modem negotiated.
-void TAPILine::ProgramPort() {
-  dwDCB& dcb = Port().dcb;
+void TAPILine::ProgramPort(dwCOMM& port) {
+  dwDCB& dcb = port.dcb;
   dcb.SetfNull(true);
   dcb.SetfErrorChar(true);
   dcb.SetErrorChar("~");
@@ -102,7 +106,7 @@ void TAPILine::ProgramPort() {
   dcb.SetStopBits(stop_bits_);
   dcb.SetfOutX(use_xon_xoff_);
   dcb.SetfInX(use_xon_xoff_);
-  Port().SetCommState();
+  port.SetCommState();
 }
 
 void TAPILine::StartPolling() {
@@ -131,7 +135,7 @@ void TAPILine::mTimer_ThatTime() {
 
 bool TAPILine::Disconnect(std::int32_t&, std::string&) {
   return Reporting("ISMSMedium_Disconnect", [this] {
-    Port().CloseComm();
+    if (port_) port_->CloseComm();
     if (!device_.Disconnect()) {
       throw RaisedError(kErrDisconnect, "Disconnect", "Unable to disconnect");
     }

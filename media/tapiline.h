@@ -59,7 +59,7 @@ class TAPILine : public ISMSMedium, private CommNotify {
   void TapiObject_Error(std::int32_t ErrNumber, const std::string& FunctionName,
                         const std::string& ErrMsg);
   dwCOMM& Port();
-  void ProgramPort();
+  void ProgramPort(dwCOMM& port);
   void StartPolling();
   void ReleaseTimer();
   template <class Body>

@@ -4,7 +4,8 @@
 //
 // Errors: an operation that fails throws RaisedError (number: the HRESULT or a system error code;
 // description: a sentence that names what failed and where). Ownership: shared pointers; a call
-// or address may outlive neither its ITTAPI nor that one's Shutdown.
+// or address is of no use after its ITTAPI or that one's Shutdown, but a call may still be
+// disconnected then, and both may be released.
 // Thread: everything on the thread of the Platform; events arrive inside EventLoop::DoEvents.
 #pragma once
 

@@ -146,7 +146,7 @@ bool HayesModem::Initialise() {
 
 void HayesModem::LeaveDataMode() {
   Pause(kGuardTime);
-  port_.Write("+++");
+  Write("+++");
   Pause(kGuardTime);
   Send("ATH");
   AwaitResult(kHangUpTime);
@@ -178,7 +178,7 @@ bool HayesModem::CarrierComesOn() {
 }
 
 void HayesModem::StopDialling() {
-  port_.Write("\r");  // any character ends a dialling
+  Write("\r");  // any character ends a dialling
   DropDtr();
   const auto result = AwaitResult(kStopTime);
   if (result && result->kind == Kind::kConnect) LeaveDataMode();  // it came up just then
@@ -212,7 +212,11 @@ bool HayesModem::DropDtr() {
 
 void HayesModem::Send(const std::string& command) {
   DiscardInput();
-  port_.Write(command + "\r");
+  Write(command + "\r");
+}
+
+void HayesModem::Write(std::string_view bytes) {
+  if (!Stopped()) port_.Write(bytes);
 }
 
 void HayesModem::DiscardInput() {

@@ -86,7 +86,9 @@ class HayesModem {
   void StopDialling();
   bool DropDtr();
 
+  // Each step ends soon, having done nothing more, once the dialogue is to stop.
   void Send(const std::string& command);
+  void Write(std::string_view bytes);
   void DiscardInput();
   std::optional<ResultCode> AwaitResult(Millis time);
   std::optional<std::string> ReadLine(Millis deadline);

@@ -290,7 +290,9 @@ class PosixRegistry : public Registry {
     const bool next = position.index && index == *position.index + 1 && position.version == version;
     Rows rows = next ? store->Query(listing.after, {RowOf(key), Blob{position.folded}})
                      : store->Query(listing.at, {RowOf(key), std::int64_t{index}});
-    if (!rows.Next()) return kErrorNoMoreItems;
+    if (!rows.Next()) {
+      return store->Value(kKeyExists, {RowOf(key)}) ? kErrorNoMoreItems : kErrorFileNotFound;
+    }
     position = {index, rows.Bytes(1), version};
     name = AnsiFromUtf8(rows.Bytes(0));
     return kErrorSuccess;

@@ -21,37 +21,37 @@ constexpr std::int64_t kSchemaVersion = 1;
 /// Row ids of keys are never given twice, so an open key that was deleted stays deleted. The one
 /// key without a parent is the hive, with the row id 1.
 constexpr const char* kSchema[] = {
-    "CREATE TABLE keys("
-    " id INTEGER PRIMARY KEY AUTOINCREMENT,"
-    " parent INTEGER REFERENCES keys(id),"
-    " name TEXT NOT NULL,"
-    " folded BLOB NOT NULL,"
-    " UNIQUE(parent, folded))",
-    "CREATE TABLE key_values("
-    " key INTEGER NOT NULL REFERENCES keys(id),"
-    " name TEXT NOT NULL,"
-    " folded BLOB NOT NULL,"
-    " type INTEGER NOT NULL,"
-    " data BLOB NOT NULL,"
-    " PRIMARY KEY(key, folded)) WITHOUT ROWID",
-    "CREATE TABLE user_settings("
-    " application TEXT NOT NULL,"
-    " section TEXT NOT NULL,"
-    " key TEXT NOT NULL,"
-    " value TEXT NOT NULL,"
-    " PRIMARY KEY(application, section, key)) WITHOUT ROWID",
-    "CREATE TABLE lines("
-    " position INTEGER PRIMARY KEY AUTOINCREMENT,"
-    " name TEXT NOT NULL UNIQUE,"
-    " kind TEXT NOT NULL,"
-    " device TEXT NOT NULL,"
-    " init TEXT NOT NULL,"
-    " dial TEXT NOT NULL,"
-    " speed INTEGER NOT NULL,"
-    " framing TEXT NOT NULL,"
-    " flow TEXT NOT NULL)",
-    "INSERT INTO keys(id, name, folded)"
-    " VALUES(1, 'HKEY_LOCAL_MACHINE', CAST('HKEY_LOCAL_MACHINE' AS BLOB))",
+    R"(CREATE TABLE keys(
+        id INTEGER PRIMARY KEY AUTOINCREMENT,
+        parent INTEGER REFERENCES keys(id),
+        name TEXT NOT NULL,
+        folded BLOB NOT NULL,
+        UNIQUE(parent, folded)))",
+    R"(CREATE TABLE key_values(
+        key INTEGER NOT NULL REFERENCES keys(id),
+        name TEXT NOT NULL,
+        folded BLOB NOT NULL,
+        type INTEGER NOT NULL,
+        data BLOB NOT NULL,
+        PRIMARY KEY(key, folded)) WITHOUT ROWID)",
+    R"(CREATE TABLE user_settings(
+        application TEXT NOT NULL,
+        section TEXT NOT NULL,
+        key TEXT NOT NULL,
+        value TEXT NOT NULL,
+        PRIMARY KEY(application, section, key)) WITHOUT ROWID)",
+    R"(CREATE TABLE lines(
+        position INTEGER PRIMARY KEY AUTOINCREMENT,
+        name TEXT NOT NULL UNIQUE,
+        kind TEXT NOT NULL,
+        device TEXT NOT NULL,
+        init TEXT NOT NULL,
+        dial TEXT NOT NULL,
+        speed INTEGER NOT NULL,
+        framing TEXT NOT NULL,
+        flow TEXT NOT NULL))",
+    R"(INSERT INTO keys(id, name, folded)
+        VALUES(1, 'HKEY_LOCAL_MACHINE', CAST('HKEY_LOCAL_MACHINE' AS BLOB)))",
     "PRAGMA user_version = 1"};
 
 std::string FileIn(const std::string& home) { return home + "/settings.db"; }

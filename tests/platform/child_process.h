@@ -2,10 +2,10 @@
 // without the rights of root.
 #pragma once
 
-#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <functional>
 
 namespace mvsms {

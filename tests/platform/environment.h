@@ -1,8 +1,7 @@
 // An environment variable that a test sets or removes, and that comes back afterwards.
 #pragma once
 
-#include <stdlib.h>
-
+#include <cstdlib>
 #include <optional>
 #include <string>
 #include <utility>
@@ -12,7 +11,8 @@ namespace mvsms {
 class ScopedVariable {
  public:
   /// No value removes the variable.
-  ScopedVariable(std::string name, std::optional<std::string> value) : name_(std::move(name)) {
+  ScopedVariable(std::string name, const std::optional<std::string>& value)
+      : name_(std::move(name)) {
     if (const char* before = getenv(name_.c_str())) before_ = before;
     Set(value);
   }

@@ -227,6 +227,8 @@ TEST_F(PosixRegistry, AKeyThatWasDeletedWhileOpenStaysDeleted) {
   RegType type = RegType::kNone;
   std::string data;
   RegKey key = 0;
+  EXPECT_EQ(registry->EnumKey(sub, 0, 255, data), kErrorFileNotFound);
+  EXPECT_EQ(registry->EnumValue(sub, 0, data), kErrorFileNotFound);
   EXPECT_EQ(registry->QueryValue(sub, "N", type, data), kErrorFileNotFound);
   EXPECT_EQ(registry->SetValue(sub, "N", RegType::kSz, "3"), kErrorFileNotFound);
   EXPECT_EQ(registry->OpenKey(sub, "", kKeyAllAccess, key), kErrorFileNotFound);

@@ -1,8 +1,7 @@
 // A folder of its own for a test, gone with everything in it afterwards.
 #pragma once
 
-#include <stdlib.h>
-
+#include <cstdlib>
 #include <filesystem>
 #include <stdexcept>
 #include <string>
