@@ -3,9 +3,11 @@
 //
 // Every call returns a Win32 error code (kErrorSuccess when it worked) and never throws; a call
 // that fails leaves its output arguments as they were. Key paths use "\" between components,
-// relative to an open key or a predefined hive. Key and value names compare without regard to
-// case (in the ANSI code page); values keep their type and their raw bytes. A written value is on
-// stable storage when SetValue returns. Several processes may use one store at once.
+// relative to an open key or a predefined hive; one that begins with "\" is refused with
+// kErrorBadPathname, while "\" at the end or doubled does not count. Key and value names compare
+// without regard to case (in the ANSI code page) and keep the spelling of their creation; values
+// keep their type and their raw bytes. A written value is on stable storage when SetValue returns.
+// Several processes may use one store at once.
 //
 // Thread: a Registry object belongs to the thread of its Platform.
 #pragma once
@@ -39,6 +41,7 @@ inline constexpr RegStatus kErrorAccessDenied = 5;
 inline constexpr RegStatus kErrorInvalidHandle = 6;
 inline constexpr RegStatus kErrorWriteFault = 29;
 inline constexpr RegStatus kErrorInvalidParameter = 87;
+inline constexpr RegStatus kErrorBadPathname = 161;
 inline constexpr RegStatus kErrorMoreData = 234;
 inline constexpr RegStatus kErrorNoMoreItems = 259;
 

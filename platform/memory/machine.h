@@ -1,13 +1,10 @@
-// The machine behind the services of one MemoryPlatform: its time, its pending messages, and the
-// record of what was asked of it. Time moves only in AdvanceBy.
+// What the services of one memory platform share: the virtual time with the hardware events that
+// lie ahead, the record of calls, and the fault hook.
 #pragma once
 
-#include <deque>
 #include <functional>
 #include <map>
-#include <string>
 #include <string_view>
-#include <vector>
 
 #include "platform/memory/memory_platform.h"
 
@@ -15,29 +12,28 @@ namespace mvsms::memory {
 
 class Machine {
  public:
-  explicit Machine(MemoryPlatform& platform) : platform_(platform) {}
+  explicit Machine(MemoryPlatform& arranged) : platform(arranged) {}
+  Machine(const Machine&) = delete;
+  Machine& operator=(const Machine&) = delete;
 
-  MemoryPlatform& platform() { return platform_; }
+  /// Virtual time since the start.
   Millis now() const { return now_; }
+  /// Runs `action` when a Sleep reaches `delay` from now; a negative delay counts as none.
+  void After(Millis delay, std::function<void()> action);
+  /// Advances the time, with everything that falls due on the way, the clock set to each. An
+  /// action may sleep itself; the time never goes back.
+  void Sleep(Millis duration);
 
-  /// Records a seam operation; true when the test wants it to fail. `operation` is a literal.
+  /// Records a seam operation (a literal, kept by reference) and tells whether the test wants it
+  /// to fail.
   bool Refuses(std::string_view operation);
 
-  /// Runs `action` when time has moved on by `delay`, like hardware would.
-  void After(Millis delay, std::function<void()> action);
-  /// Lets time pass, with everything that falls due, in order.
-  void AdvanceBy(Millis duration);
-
-  /// Queues a message for the next delivery.
-  void Post(std::function<void()> message) { messages_.push_back(std::move(message)); }
-  /// Delivers the messages that are queued now.
-  void DeliverMessages();
+  /// The machine as the test arranged it, and its records.
+  MemoryPlatform& platform;
 
  private:
-  MemoryPlatform& platform_;
   Millis now_{0};
-  std::multimap<Millis, std::function<void()>> due_;
-  std::deque<std::function<void()>> messages_;
+  std::multimap<Millis, std::function<void()>> ahead_;  // equal times keep their order
 };
 
 }  // namespace mvsms::memory

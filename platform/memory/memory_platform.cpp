@@ -1,11 +1,14 @@
-// Assembles the services of the in-memory machine.
+// See memory_platform.h. The services are one file each; here they are put together.
 #include "platform/memory/memory_platform.h"
 
+#include <utility>
+
+#include "platform/memory/clock.h"
 #include "platform/memory/comm.h"
 #include "platform/memory/event_loop.h"
+#include "platform/memory/files.h"
 #include "platform/memory/machine.h"
 #include "platform/memory/registry.h"
-#include "platform/memory/small_services.h"
 #include "platform/memory/telephony.h"
 
 namespace mvsms::memory {
@@ -14,11 +17,10 @@ struct MemoryPlatform::Impl {
   explicit Impl(MemoryPlatform& platform) : machine(platform) {}
 
   Machine machine;
-  MemoryEventLoop loop{machine};
   MemoryRegistry registry{machine};
   MemoryComm comm{machine};
-  Exchange exchange{machine, comm};
-  MemoryTelephony telephony{exchange};
+  MemoryEventLoop loop{machine};
+  MemoryTelephony telephony{machine, loop, comm};
   MemoryClock clock{machine};
   MemoryTextFile text_file{machine};
   MemoryLocale locale{machine};
@@ -44,15 +46,15 @@ void MemoryPlatform::After(Millis delay, std::function<void()> action) {
 
 void MemoryPlatform::PostTapiEvent(std::int32_t tapi_event,
                                    std::optional<std::pair<CallState, CallCause>> state) {
-  impl_->exchange.Post(tapi_event, state, false);
+  impl_->telephony.Post(tapi_event, state);
 }
 
 Millis MemoryPlatform::slept() { return impl_->machine.now(); }
 std::size_t MemoryPlatform::open_ports() { return impl_->comm.open_ports(); }
 std::size_t MemoryPlatform::open_keys() { return impl_->registry.open_keys(); }
-std::size_t MemoryPlatform::running_timers() { return impl_->loop.running(); }
-std::size_t MemoryPlatform::active_calls() { return impl_->exchange.active_calls(); }
-std::size_t MemoryPlatform::tapi_sessions() { return impl_->exchange.sessions(); }
-std::size_t MemoryPlatform::registrations() { return impl_->exchange.registrations(); }
+std::size_t MemoryPlatform::running_timers() { return impl_->loop.running_timers(); }
+std::size_t MemoryPlatform::active_calls() { return impl_->telephony.active_calls(); }
+std::size_t MemoryPlatform::tapi_sessions() { return impl_->telephony.sessions(); }
+std::size_t MemoryPlatform::registrations() { return impl_->telephony.registrations(); }
 
 }  // namespace mvsms::memory

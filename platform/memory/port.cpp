@@ -1,170 +1,160 @@
-// One serial port and what is at the other end of it, see comm.h.
+// See port.h.
+#include "platform/memory/port.h"
+
 #include <algorithm>
-#include <optional>
+#include <iterator>
 #include <utility>
 
-#include "platform/memory/comm.h"
+#include "platform/memory/link.h"
 
 namespace mvsms::memory {
+namespace {
 
-Connection::Connection(Machine& machine, MemoryPort& port, std::unique_ptr<FarEnd> far_end,
-                       std::function<void()> on_far_hang_up)
-    : machine_(machine),
-      port_(port),
-      far_end_(std::move(far_end)),
-      on_far_hang_up_(std::move(on_far_hang_up)) {}
+constexpr std::uint32_t kErrorInvalidWait = 87;  // winerror.h ERROR_INVALID_PARAMETER
+constexpr std::uint32_t kErrorBusy = 170;        // winerror.h ERROR_BUSY
 
-void Connection::Start() {
-  up_ = true;
-  if (far_end_) far_end_->Connected(*this);
+std::uint32_t Outcome(const Operation& operation) {
+  return operation.pending ? kErrorIoPending : 0;
 }
 
-void Connection::Sent(std::string_view bytes) {
-  if (up_ && far_end_) far_end_->Received(bytes);
+}  // namespace
+
+bool MemoryOverlapped::Completed() {
+  if (const auto port = port_.lock()) port->Settle();
+  return operation_ && !operation_->pending;
 }
 
-void Connection::NearHangUp() {
-  if (!std::exchange(up_, false)) return;
-  if (far_end_) far_end_->HungUp();
+MemoryPort::MemoryPort(Machine& machine, const PortHardware& initial) : machine_(machine) {
+  hardware = initial;
 }
 
-void Connection::Write(std::string_view bytes) {
-  if (up_) port_.Receive(bytes);
+MemoryPort::~MemoryPort() = default;
+
+void MemoryPort::Connect(std::unique_ptr<FarEnd> far_end, std::function<void()> on_drop) {
+  link_ = std::make_unique<Link>(machine_, *this, std::move(far_end), std::move(on_drop));
+  link_->Connect();
 }
 
-void Connection::HangUp() {
-  if (std::exchange(up_, false) && on_far_hang_up_) on_far_hang_up_();
+void MemoryPort::HangUp() {
+  LoseCarrier();
+  if (link_) link_->HangUpFromNear();
 }
 
-void Connection::After(Millis delay, std::function<void()> action) {
-  machine_.After(delay, [weak = weak_from_this(), action = std::move(action)] {
-    const auto connection = weak.lock();
-    if (connection && connection->up_) action();
-  });
-}
-
-struct MemoryPort::Read : Operation {
-  Read(MemoryPort& owner, char* target, std::uint32_t wanted)
-      : port(owner), buffer(target), count(wanted), start(owner.machine_.now()) {}
-
-  void Settle() override {
-    const auto end = Ending();
-    if (!end || end->first > port.machine_.now()) return;
-    for (std::uint32_t index = 0; index < end->second; ++index) {
-      buffer[index] = port.input_.front().second;
-      port.input_.pop_front();
-    }
-    Complete(end->second);
-  }
-
-  /// When the read ends and with how many bytes, as far as the bytes that are there decide it.
-  std::optional<std::pair<Millis, std::uint32_t>> Ending() const {
-    const CommTimeouts& limits = port.hardware.timeouts;
-    const Millis total{std::uint64_t{limits.ReadTotalTimeoutMultiplier} * count +
-                       limits.ReadTotalTimeoutConstant};
-    const Millis gap{limits.ReadIntervalTimeout};
-    const Millis never = Millis::max();
-    Millis end = total.count() > 0 ? start + total : never;
-    std::uint32_t taken = 0;
-    for (const auto& [arrival, byte] : port.input_) {
-      const Millis time = std::max(arrival, start);
-      if (time > end) break;
-      if (++taken == count) return std::pair(time, taken);
-      if (gap.count() > 0) end = std::min(total.count() > 0 ? start + total : never, time + gap);
-    }
-    if (end == never) return std::nullopt;
-    return std::pair(end, taken);
-  }
-
-  MemoryPort& port;
-  char* buffer;
-  std::uint32_t count;
-  Millis start;
-};
-
-struct MemoryPort::Wait : Operation {
-  explicit Wait(std::uint32_t& target) : events(target) {}
-  std::uint32_t& events;
-};
-
-MemoryPort::MemoryPort(Machine& machine, PortHardware hardware_state) : machine_(machine) {
-  hardware = std::move(hardware_state);
+void MemoryPort::LoseCarrier() {
+  if (hardware.modem_status) *hardware.modem_status &= ~kMsRlsdOn;
 }
 
 void MemoryPort::Receive(std::string_view bytes) {
-  for (const char byte : bytes) input_.emplace_back(machine_.now(), byte);
+  Settle();
+  const bool discard_nul = hardware.dcb.flags & dcb_flag::kNull;
+  std::copy_if(bytes.begin(), bytes.end(), std::back_inserter(input_),
+               [discard_nul](char byte) { return byte != '\0' || !discard_nul; });
+  last_arrival_ = machine_.now();
+  Settle();
+}
+
+std::uint32_t MemoryPort::Read(char* buffer, std::uint32_t count,
+                               const std::shared_ptr<Operation>& operation) {
+  Settle();
+  if (read_) return kErrorBusy;
+  read_ = PendingRead{operation, buffer, count, hardware.timeouts, machine_.now()};
+  Settle();
+  return Outcome(*operation);
+}
+
+void MemoryPort::Settle() {
+  if (!read_) return;
+  if (read_->operation.expired()) {
+    read_.reset();
+  } else if (IsOver(*read_)) {
+    FinishRead(std::min<std::uint32_t>(read_->count, static_cast<std::uint32_t>(input_.size())));
+  }
+}
+
+bool MemoryPort::IsOver(const PendingRead& read) const {
+  if (input_.size() >= read.count) return true;
+  const CommTimeouts& limits = read.timeouts;
+  const Millis gap(limits.ReadIntervalTimeout);
+  const Millis total(std::int64_t{limits.ReadTotalTimeoutMultiplier} * read.count +
+                     limits.ReadTotalTimeoutConstant);
+  const Millis now = machine_.now();
+  const bool gap_over = gap > Millis::zero() && !input_.empty() && now >= last_arrival_ + gap;
+  return gap_over || (total > Millis::zero() && now >= read.start + total);
+}
+
+void MemoryPort::FinishRead(std::uint32_t count) {
+  const PendingRead read = *std::exchange(read_, std::nullopt);
+  const auto operation = read.operation.lock();
+  if (!operation) return;
+  std::copy_n(input_.begin(), count, read.buffer);
+  input_.erase(0, count);
+  operation->Finish(count);
+}
+
+std::uint32_t MemoryPort::Write(std::string bytes, const std::shared_ptr<Operation>& operation) {
+  if (write_) return kErrorBusy;
+  requests.sent += bytes;
+  machine_.platform.sent.push_back({machine_.now(), bytes});
+  write_ = operation;
+  if (hardware.write_time <= Millis::zero()) {
+    FinishWrite(operation, bytes);
+  } else {
+    machine_.After(hardware.write_time,
+                   [self = weak_from_this(), operation, bytes = std::move(bytes)] {
+                     if (const auto port = self.lock()) port->FinishWrite(operation, bytes);
+                   });
+  }
+  return Outcome(*operation);
+}
+
+void MemoryPort::FinishWrite(const std::shared_ptr<Operation>& operation,
+                             const std::string& bytes) {
+  if (write_ != operation) return;  // closed in between
+  write_.reset();
+  operation->Finish(static_cast<std::uint32_t>(bytes.size()));
+  if (link_) link_->Transmit(bytes);
+}
+
+std::uint32_t MemoryPort::Wait(std::uint32_t& events, const std::shared_ptr<Operation>& operation) {
+  if (wait_ && wait_->operation.expired()) wait_.reset();
+  if (wait_ || mask_ == 0) return kErrorInvalidWait;
+  wait_ = PendingWait{operation, &events};
+  if (unreported_events_ != 0) FinishWait(std::exchange(unreported_events_, 0));
+  return Outcome(*operation);
+}
+
+void MemoryPort::FinishWait(std::uint32_t events) {
+  if (!wait_) return;
+  const PendingWait wait = *std::exchange(wait_, std::nullopt);
+  const auto operation = wait.operation.lock();
+  if (!operation) return;
+  *wait.events = events;
+  operation->Finish(0);
+}
+
+void MemoryPort::SetMask(std::uint32_t events) {
+  mask_ = events;
+  unreported_events_ = 0;
+  FinishWait(0);
 }
 
 void MemoryPort::RaiseLineErrors(std::uint32_t bits) {
   line_errors_ |= bits;
-  latched_events_ |= kEvErr & mask_;
-  if (wait_ && latched_events_ != 0) EndWait(std::exchange(latched_events_, 0));
-}
-
-std::shared_ptr<Operation> MemoryPort::StartRead(char* buffer, std::uint32_t count) {
-  auto read = std::make_shared<Read>(*this, buffer, count);
-  read->Settle();
-  if (!read->done) Pend(read);
-  return read;
-}
-
-std::shared_ptr<Operation> MemoryPort::StartWrite(std::string bytes) {
-  auto write = std::make_shared<Operation>();
-  const auto count = static_cast<std::uint32_t>(bytes.size());
-  if (hardware.write_time.count() == 0) {
-    Deliver(bytes);
-    write->Complete(count);
-    return write;
+  if ((mask_ & kEvErr) == 0) return;
+  if (wait_ && !wait_->operation.expired()) {
+    FinishWait(kEvErr);
+  } else {
+    unreported_events_ |= kEvErr;
   }
-  Pend(write);
-  machine_.After(hardware.write_time,
-                 [self = shared_from_this(), write, count, bytes = std::move(bytes)] {
-                   if (write->done) return;  // the port was closed first
-                   self->Deliver(bytes);
-                   write->Complete(count);
-                 });
-  return write;
 }
 
-std::shared_ptr<Operation> MemoryPort::StartEventWait(std::uint32_t& events) {
-  EndWait(0);  // a second wait ends the first
-  auto wait = std::make_shared<Wait>(events);
-  wait_ = wait;
-  if (latched_events_ != 0) EndWait(std::exchange(latched_events_, 0));
-  return wait;
-}
-
-void MemoryPort::SetMask(std::uint32_t mask) {
-  mask_ = mask;
-  latched_events_ &= mask;
-  EndWait(0);
-}
-
-void MemoryPort::EndWait(std::uint32_t events) {
-  const auto wait = std::exchange(wait_, nullptr);
-  if (!wait) return;
-  wait->events = events;
-  wait->Complete(0);
-}
+std::uint32_t MemoryPort::TakeLineErrors() { return std::exchange(line_errors_, 0); }
 
 void MemoryPort::Close() {
-  EndWait(0);
-  for (const auto& operation : pending_) {
-    operation->Settle();  // it may have ended before
-    if (!operation->done) operation->Complete(0);
-  }
-  pending_.clear();
-}
-
-void MemoryPort::Pend(std::shared_ptr<Operation> operation) {
-  std::erase_if(pending_, [](const auto& other) { return other->done; });
-  pending_.push_back(std::move(operation));
-}
-
-void MemoryPort::Deliver(const std::string& bytes) {
-  machine_.platform().sent.push_back({machine_.now(), bytes});
-  requests.sent += bytes;
-  if (connection) connection->Sent(bytes);
+  Settle();
+  if (read_) FinishRead(0);
+  if (write_) std::exchange(write_, nullptr)->Finish(0);
+  FinishWait(0);
 }
 
 }  // namespace mvsms::memory

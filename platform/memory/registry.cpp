@@ -1,4 +1,5 @@
-// Registry tree, see registry.h.
+// See registry.h. A handle keeps its key alive after the key was deleted, so that it never speaks
+// of another key of the same name; every use of it then finds no key.
 #include "platform/memory/registry.h"
 
 #include <algorithm>
@@ -23,64 +24,54 @@ std::vector<std::string> Split(std::string_view path) {
   return components;
 }
 
-template <typename Node>
-void MarkDeleted(Node& node) {
-  node.deleted = true;
-  for (auto& [folded, key] : node.keys) MarkDeleted(*key);
+using KeyPointer = std::shared_ptr<RegistryKey>;
+
+KeyPointer Find(KeyPointer key, const std::string& path) {
+  for (const std::string& name : Split(path)) {
+    const auto found = key->subkeys.find(FoldCase(name));
+    if (found == key->subkeys.end()) return nullptr;
+    key = found->second;
+  }
+  return key;
+}
+
+KeyPointer FindOrAdd(KeyPointer key, const std::string& path) {
+  for (const std::string& name : Split(path)) {
+    KeyPointer& subkey = key->subkeys[FoldCase(name)];
+    if (!subkey) {
+      subkey = std::make_shared<RegistryKey>();
+      subkey->name = name;
+    }
+    key = subkey;
+  }
+  return key;
+}
+
+void MarkDeleted(RegistryKey& key) {
+  key.deleted = true;
+  for (const auto& [folded, subkey] : key.subkeys) MarkDeleted(*subkey);
 }
 
 }  // namespace
 
-MemoryRegistry::MemoryRegistry(Machine& machine) : machine_(machine) {
-  open_[kHKeyLocalMachine] = std::make_shared<Node>();
-}
-
-RegStatus MemoryRegistry::Find(RegKey key, NodePtr& node) const {
-  const auto found = open_.find(key);
-  if (found == open_.end()) return kErrorInvalidHandle;
-  if (found->second->deleted) return kErrorFileNotFound;
-  node = found->second;
-  return kErrorSuccess;
-}
-
-RegStatus MemoryRegistry::FindPath(RegKey parent, const std::string& path, NodePtr& node,
-                                   NodePtr& above) const {
-  const RegStatus status = Find(parent, node);
-  if (status != kErrorSuccess) return status;
-  for (const std::string& name : Split(path)) {
-    const auto found = node->keys.find(FoldCase(name));
-    if (found == node->keys.end()) return kErrorFileNotFound;
-    above = std::exchange(node, found->second);
-  }
-  return kErrorSuccess;
-}
-
-RegKey MemoryRegistry::Remember(NodePtr node) {
-  open_[++last_] = std::move(node);
-  return last_;
-}
-
 RegStatus MemoryRegistry::OpenKey(RegKey parent, const std::string& path, std::uint32_t,
                                   RegKey& key) {
   if (machine_.Refuses("Registry.OpenKey")) return kRefusedByRegistry;
-  NodePtr node;
-  NodePtr above;
-  const RegStatus status = FindPath(parent, path, node, above);
-  if (status == kErrorSuccess) key = Remember(std::move(node));
-  return status;
+  KeyPointer from;
+  if (const RegStatus status = Look(parent, from)) return status;
+  if (path.starts_with('\\')) return kErrorBadPathname;
+  const KeyPointer found = Find(from, path);
+  if (!found) return kErrorFileNotFound;
+  key = Remember(found);
+  return kErrorSuccess;
 }
 
 RegStatus MemoryRegistry::CreateKey(RegKey parent, const std::string& path, RegKey& key) {
   if (machine_.Refuses("Registry.CreateKey")) return kRefusedByRegistry;
-  NodePtr node;
-  const RegStatus status = Find(parent, node);
-  if (status != kErrorSuccess) return status;
-  for (const std::string& name : Split(path)) {
-    NodePtr& child = node->keys[FoldCase(name)];
-    if (!child) child = std::make_shared<Node>(Node{.name = name, .keys = {}, .values = {}});
-    node = NodePtr(child);
-  }
-  key = Remember(std::move(node));
+  KeyPointer from;
+  if (const RegStatus status = Look(parent, from)) return status;
+  if (path.starts_with('\\')) return kErrorBadPathname;
+  key = Remember(FindOrAdd(from, path));
   return kErrorSuccess;
 }
 
@@ -90,23 +81,11 @@ RegStatus MemoryRegistry::CloseKey(RegKey key) {
   return open_.erase(key) > 0 ? kErrorSuccess : kErrorInvalidHandle;
 }
 
-RegStatus MemoryRegistry::FindValue(RegKey key, const std::string& name,
-                                    const Value*& value) const {
-  NodePtr node;
-  const RegStatus status = Find(key, node);
-  if (status != kErrorSuccess) return status;
-  const auto found = node->values.find(FoldCase(name));
-  if (found == node->values.end()) return kErrorFileNotFound;
-  value = &found->second;
-  return kErrorSuccess;
-}
-
 RegStatus MemoryRegistry::QueryValueInfo(RegKey key, const std::string& name, RegType& type,
                                          std::uint32_t& size) {
   if (machine_.Refuses("Registry.QueryValueInfo")) return kRefusedByRegistry;
-  const Value* value = nullptr;
-  const RegStatus status = FindValue(key, name, value);
-  if (status != kErrorSuccess) return status;
+  const RegistryKey::Value* value = nullptr;
+  if (const RegStatus status = LookUpValue(key, name, value)) return status;
   type = value->type;
   size = static_cast<std::uint32_t>(value->data.size());
   return kErrorSuccess;
@@ -115,9 +94,8 @@ RegStatus MemoryRegistry::QueryValueInfo(RegKey key, const std::string& name, Re
 RegStatus MemoryRegistry::QueryValue(RegKey key, const std::string& name, RegType& type,
                                      std::string& data) {
   if (machine_.Refuses("Registry.QueryValue")) return kRefusedByRegistry;
-  const Value* value = nullptr;
-  const RegStatus status = FindValue(key, name, value);
-  if (status != kErrorSuccess) return status;
+  const RegistryKey::Value* value = nullptr;
+  if (const RegStatus status = LookUpValue(key, name, value)) return status;
   type = value->type;
   data = value->data;
   return kErrorSuccess;
@@ -126,25 +104,22 @@ RegStatus MemoryRegistry::QueryValue(RegKey key, const std::string& name, RegTyp
 RegStatus MemoryRegistry::SetValue(RegKey key, const std::string& name, RegType type,
                                    const std::string& data) {
   if (machine_.Refuses("Registry.SetValue")) return kRefusedByRegistry;
-  NodePtr node;
-  const RegStatus status = Find(key, node);
-  if (status != kErrorSuccess) return status;
-  const auto [entry, added] = node->values.try_emplace(FoldCase(name), Value{name, type, data});
-  if (!added) {
-    entry->second.type = type;
-    entry->second.data = data;
-  }
+  KeyPointer opened;
+  if (const RegStatus status = Look(key, opened)) return status;
+  auto& value =
+      opened->values.try_emplace(FoldCase(name), RegistryKey::Value{name, type, {}}).first->second;
+  value.type = type;
+  value.data = data;
   return kErrorSuccess;
 }
 
 RegStatus MemoryRegistry::EnumKey(RegKey key, std::uint32_t index, std::size_t buffer_size,
                                   std::string& name) {
   if (machine_.Refuses("Registry.EnumKey")) return kRefusedByRegistry;
-  NodePtr node;
-  const RegStatus status = Find(key, node);
-  if (status != kErrorSuccess) return status;
-  if (index >= node->keys.size()) return kErrorNoMoreItems;
-  const std::string& found = std::next(node->keys.begin(), index)->second->name;
+  KeyPointer opened;
+  if (const RegStatus status = Look(key, opened)) return status;
+  if (index >= opened->subkeys.size()) return kErrorNoMoreItems;
+  const std::string& found = std::next(opened->subkeys.begin(), index)->second->name;
   if (found.size() + 1 > buffer_size) return kErrorMoreData;
   name = found;
   return kErrorSuccess;
@@ -152,36 +127,65 @@ RegStatus MemoryRegistry::EnumKey(RegKey key, std::uint32_t index, std::size_t b
 
 RegStatus MemoryRegistry::EnumValue(RegKey key, std::uint32_t index, std::string& name) {
   if (machine_.Refuses("Registry.EnumValue")) return kRefusedByRegistry;
-  NodePtr node;
-  const RegStatus status = Find(key, node);
-  if (status != kErrorSuccess) return status;
-  if (index >= node->values.size()) return kErrorNoMoreItems;
-  name = std::next(node->values.begin(), index)->second.name;
-  return kErrorSuccess;
-}
-
-RegStatus MemoryRegistry::Remove(RegKey parent, const std::string& name, bool with_subkeys) {
-  NodePtr node;
-  NodePtr above;
-  const RegStatus status = FindPath(parent, name, node, above);
-  if (status != kErrorSuccess) return status;
-  if (!above) return kErrorInvalidParameter;  // an open key cannot delete itself
-  if (!with_subkeys && !node->keys.empty()) return kErrorAccessDenied;
-  MarkDeleted(*node);
-  above->keys.erase(FoldCase(node->name));
+  KeyPointer opened;
+  if (const RegStatus status = Look(key, opened)) return status;
+  if (index >= opened->values.size()) return kErrorNoMoreItems;
+  name = std::next(opened->values.begin(), index)->second.name;
   return kErrorSuccess;
 }
 
 RegStatus MemoryRegistry::DeleteKey(RegKey parent, const std::string& name) {
   if (machine_.Refuses("Registry.DeleteKey")) return kRefusedByRegistry;
-  return Remove(parent, name, false);
+  return Delete(parent, name, false);
 }
 
 bool MemoryRegistry::HasDeleteTree() { return !machine_.Refuses("Registry.HasDeleteTree"); }
 
 RegStatus MemoryRegistry::DeleteTree(RegKey parent, const std::string& name) {
   if (machine_.Refuses("Registry.DeleteTree")) return kRefusedByRegistry;
-  return Remove(parent, name, true);
+  return Delete(parent, name, true);
+}
+
+RegStatus MemoryRegistry::Look(RegKey handle, KeyPointer& key) const {
+  if (handle == kHKeyLocalMachine) {
+    key = hive_;
+    return kErrorSuccess;
+  }
+  const auto found = open_.find(handle);
+  if (found == open_.end()) return kErrorInvalidHandle;
+  if (found->second->deleted) return kErrorFileNotFound;
+  key = found->second;
+  return kErrorSuccess;
+}
+
+RegStatus MemoryRegistry::LookUpValue(RegKey handle, const std::string& name,
+                                      const RegistryKey::Value*& value) const {
+  KeyPointer key;
+  if (const RegStatus status = Look(handle, key)) return status;
+  const auto found = key->values.find(FoldCase(name));
+  if (found == key->values.end()) return kErrorFileNotFound;
+  value = &found->second;
+  return kErrorSuccess;
+}
+
+RegStatus MemoryRegistry::Delete(RegKey parent, const std::string& path, bool with_subkeys) {
+  KeyPointer from;
+  if (const RegStatus status = Look(parent, from)) return status;
+  if (path.starts_with('\\')) return kErrorBadPathname;
+  std::vector<std::string> names = Split(path);
+  if (names.empty()) return kErrorInvalidParameter;
+  const KeyPointer key = Find(from, path);
+  if (!key) return kErrorFileNotFound;
+  if (!with_subkeys && !key->subkeys.empty()) return kErrorAccessDenied;
+  MarkDeleted(*key);
+  for (std::size_t i = 0; i + 1 < names.size(); ++i) from = Find(from, names[i]);
+  from->subkeys.erase(FoldCase(names.back()));
+  return kErrorSuccess;
+}
+
+RegKey MemoryRegistry::Remember(KeyPointer key) {
+  open_[++last_handle_] = std::move(key);
+  return last_handle_;
 }
 
 }  // namespace mvsms::memory

@@ -9,9 +9,23 @@
 
 namespace mvsms::memory {
 
+/// A key of the tree. Subkeys and values are found and ordered by their folded names; each keeps
+/// the spelling of its creation.
+struct RegistryKey {
+  struct Value {
+    std::string name;
+    RegType type;
+    std::string data;
+  };
+  std::string name;
+  bool deleted = false;
+  std::map<std::string, std::shared_ptr<RegistryKey>> subkeys;
+  std::map<std::string, Value> values;
+};
+
 class MemoryRegistry : public Registry {
  public:
-  explicit MemoryRegistry(Machine& machine);
+  explicit MemoryRegistry(Machine& machine) : machine_(machine) {}
 
   RegStatus OpenKey(RegKey parent, const std::string& path, std::uint32_t access,
                     RegKey& key) override;
@@ -30,32 +44,23 @@ class MemoryRegistry : public Registry {
   bool HasDeleteTree() override;
   RegStatus DeleteTree(RegKey parent, const std::string& name) override;
 
-  /// Keys that are open besides the predefined ones.
-  std::size_t open_keys() const { return open_.size() - 1; }
+  std::size_t open_keys() const { return open_.size(); }
 
  private:
-  struct Value {
-    std::string name;
-    RegType type;
-    std::string data;
-  };
-  struct Node {
-    std::string name;
-    bool deleted = false;
-    std::map<std::string, std::shared_ptr<Node>> keys;  // by folded name
-    std::map<std::string, Value> values;                // by folded name
-  };
-  using NodePtr = std::shared_ptr<Node>;
+  using KeyPointer = std::shared_ptr<RegistryKey>;
 
-  RegStatus Find(RegKey key, NodePtr& node) const;
-  RegStatus FindValue(RegKey key, const std::string& name, const Value*& value) const;
-  RegStatus FindPath(RegKey parent, const std::string& path, NodePtr& node, NodePtr& above) const;
-  RegStatus Remove(RegKey parent, const std::string& name, bool with_subkeys);
-  RegKey Remember(NodePtr node);
+  /// The key behind a handle.
+  RegStatus Look(RegKey handle, KeyPointer& key) const;
+  /// The value of an open key; `value` points into the tree.
+  RegStatus LookUpValue(RegKey handle, const std::string& name,
+                        const RegistryKey::Value*& value) const;
+  RegStatus Delete(RegKey parent, const std::string& path, bool with_subkeys);
+  RegKey Remember(KeyPointer key);
 
   Machine& machine_;
-  std::map<RegKey, NodePtr> open_;
-  RegKey last_ = 0;
+  KeyPointer hive_ = std::make_shared<RegistryKey>();
+  std::map<RegKey, KeyPointer> open_;
+  RegKey last_handle_ = 0;
 };
 
 }  // namespace mvsms::memory

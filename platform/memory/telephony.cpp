@@ -1,302 +1,208 @@
-// Sessions, addresses and calls, see telephony.h.
+// See telephony.h. An address is an index into the machine's lines, so that a test can change a
+// line while the program under test holds its address.
 #include "platform/memory/telephony.h"
 
 #include <algorithm>
-#include <set>
+#include <iterator>
+#include <string>
+#include <string_view>
 #include <utility>
 
-#include "platform/raised_error.h"
+#include "platform/memory/call.h"
 
 namespace mvsms::memory {
-
-/// A call on one line; it takes the line as it is when it is started.
-class MemoryCall : public ITBasicCallControl, public std::enable_shared_from_this<MemoryCall> {
- public:
-  MemoryCall(Exchange& exchange, std::string line_name, std::string number)
-      : exchange_(exchange), line_name_(std::move(line_name)), number_(std::move(number)) {}
-  ~MemoryCall() override {
-    if (port_ && port_->connection) port_->connection->NearHangUp();
-  }
-
-  CallState GetCallState() override {
-    exchange_.Check("ITCallInfo.GetCallState");
-    return state_;
-  }
-
-  void Connect(bool) override {
-    exchange_.Check("ITBasicCallControl.Connect");
-    const auto& lines = exchange_.machine.platform().lines;
-    const auto found = std::find_if(lines.begin(), lines.end(),
-                                    [&](const Line& line) { return line.name == line_name_; });
-    if (found == lines.end()) throw RaisedError(kRefusedByTelephony, "TAPI", "The line has gone");
-    line_ = *found;
-    state_ = CallState::kInProgress;
-    exchange_.calls.push_back(weak_from_this());
-    exchange_.machine.After(line_.ring_time, [weak = weak_from_this()] {
-      if (const auto call = weak.lock()) call->Finish();
-    });
-  }
-
-  void Disconnect(std::int32_t) override {
-    exchange_.Check("ITBasicCallControl.Disconnect");
-    if (line_.hang_up_fails) {
-      throw RaisedError(kRefusedByTelephony, "TAPI", "The line does not hang up");
-    }
-    if (!Active()) return;
-    if (port_ && port_->connection) port_->connection->NearHangUp();
-    Change(CallState::kDisconnected, CallCause::kDisconnectNormal);
-  }
-
-  bool Active() const {
-    return state_ == CallState::kInProgress || state_ == CallState::kConnected;
-  }
-  const Line& line() const { return line_; }
-  const std::shared_ptr<MemoryPort>& port() const { return port_; }
-
- private:
-  /// The end of the ringing.
-  void Finish() {
-    if (state_ != CallState::kInProgress || line_.outcome == CallState::kInProgress) return;
-    Change(line_.outcome, line_.cause);
-    if (state_ == CallState::kConnected) BringUp();
-  }
-
-  void BringUp() {
-    port_ = std::make_shared<MemoryPort>(exchange_.machine, line_.port);
-    exchange_.machine.platform().ports.push_back(port_);
-    port_->connection = std::make_shared<Connection>(
-        exchange_.machine, *port_, line_.far_end ? line_.far_end(number_) : nullptr,
-        [weak = weak_from_this()] {
-          const auto call = weak.lock();
-          if (call) call->Change(CallState::kDisconnected, CallCause::kDisconnectNormal);
-        });
-    port_->connection->Start();
-  }
-
-  void Change(CallState state, CallCause cause) {
-    state_ = state;
-    exchange_.Post(kTeCallState, std::pair(state, cause), true);
-  }
-
-  Exchange& exchange_;
-  std::string line_name_;
-  std::string number_;
-  Line line_;
-  CallState state_ = CallState::kIdle;
-  std::shared_ptr<MemoryPort> port_;  // once connected
-};
-
 namespace {
 
-/// The number without what people put between its digits.
-std::string WithoutSeparators(std::string number) {
-  std::erase_if(number,
-                [](char c) { return std::string_view(" ()-/").find(c) != std::string::npos; });
-  return number;
+constexpr std::string_view kPortDeviceClass = "comm/datamodem";
+
+std::string WithoutPunctuation(const std::string& number) {
+  std::string dialable;
+  std::copy_if(number.begin(), number.end(), std::back_inserter(dialable), [](char sign) {
+    return std::string_view(" ()-/").find(sign) == std::string_view::npos;
+  });
+  return dialable;
 }
 
-class TranslationInfo : public ITAddressTranslationInfo {
+class MemoryTranslation : public ITAddressTranslationInfo {
  public:
-  TranslationInfo(Exchange& exchange, std::string dialable)
-      : exchange_(exchange), dialable_(std::move(dialable)) {}
+  MemoryTranslation(Machine& machine, std::string dialable)
+      : machine_(machine), dialable_(std::move(dialable)) {}
+
   std::string DialableString() override {
-    exchange_.Check("ITAddressTranslationInfo.DialableString");
+    Begin(machine_, "ITAddressTranslationInfo.DialableString");
     return dialable_;
   }
 
  private:
-  Exchange& exchange_;
+  Machine& machine_;
   std::string dialable_;
 };
 
-class Address : public ITAddress {
+class MemoryAddress : public ITAddress {
  public:
-  Address(Exchange& exchange, Line line) : exchange_(exchange), line_(std::move(line)) {}
+  MemoryAddress(const std::shared_ptr<Session>& session, std::size_t index)
+      : machine_(session->machine), session_(session), index_(index) {}
 
   std::string AddressName() override {
-    exchange_.Check("ITAddress.AddressName");
-    return line_.name;
+    Begin(session_, machine_, "ITAddress.AddressName");
+    return line().name;
   }
+
   bool QueryMediaType(std::int32_t media_type) override {
-    exchange_.Check("ITMediaSupport.QueryMediaType");
-    return media_type == kTapiMediaTypeDataModem && line_.data_modem;
+    Begin(session_, machine_, "ITAddress.QueryMediaType");
+    return Carries(media_type);
   }
+
   std::shared_ptr<ITAddressTranslationInfo> TranslateAddress(const std::string& number,
                                                              std::int32_t, std::int32_t) override {
-    exchange_.Check("ITAddressTranslation.TranslateAddress");
-    return std::make_shared<TranslationInfo>(
-        exchange_, line_.translate ? line_.translate(number) : WithoutSeparators(number));
+    Begin(session_, machine_, "ITAddress.TranslateAddress");
+    const auto& translate = line().translate;
+    return std::make_shared<MemoryTranslation>(
+        machine_, translate ? translate(number) : WithoutPunctuation(number));
   }
+
   std::shared_ptr<ITBasicCallControl> CreateCall(const std::string& destination, std::int32_t,
-                                                 std::int32_t) override {
-    exchange_.Check("ITAddress.CreateCall");
-    return std::make_shared<MemoryCall>(exchange_, line_.name, destination);
+                                                 std::int32_t media_types) override {
+    constexpr char kOperation[] = "ITAddress.CreateCall";
+    const auto session = Begin(session_, machine_, kOperation);
+    if (!Carries(media_types)) {
+      throw RaisedError(kInvalidMediaType, kOperation, "The line has no such media type");
+    }
+    return std::make_shared<MemoryCall>(session, index_, destination);
   }
+
+  const Line& line() const { return LineAt(machine_, index_); }
 
  private:
-  Exchange& exchange_;
-  Line line_;
-};
-
-class CallStateEvent : public ITCallStateEvent {
- public:
-  CallStateEvent(Exchange& exchange, std::pair<CallState, CallCause> state)
-      : exchange_(exchange), state_(state) {}
-  CallState State() override {
-    exchange_.Check("ITCallStateEvent.State");
-    return state_.first;
-  }
-  CallCause Cause() override {
-    exchange_.Check("ITCallStateEvent.Cause");
-    return state_.second;
+  bool Carries(std::int32_t media_types) const {
+    return media_types == kTapiMediaTypeDataModem && line().data_modem;
   }
 
- private:
-  Exchange& exchange_;
-  std::pair<CallState, CallCause> state_;
+  Machine& machine_;
+  std::weak_ptr<Session> session_;
+  std::size_t index_;
 };
-
-class MemoryPortHandleProvider : public PortHandleProvider {
- public:
-  explicit MemoryPortHandleProvider(Exchange& exchange) : exchange_(exchange) {}
-
-  std::int32_t GetPortHandle(const std::string& device_class, ITBasicCallControl& call,
-                             CommHandle& handle) override {
-    if (exchange_.machine.Refuses("PortHandleProvider.GetPortHandle")) return kRefusedByTelephony;
-    const auto& memory_call = static_cast<MemoryCall&>(call);
-    if (memory_call.line().port_error != 0) return memory_call.line().port_error;
-    if (device_class != "comm/datamodem" || !memory_call.port()) return kRefusedByTelephony;
-    handle = exchange_.comm.Open(memory_call.port());
-    return 0;
-  }
-
- private:
-  Exchange& exchange_;
-};
-
-}  // namespace
 
 class MemoryTapi : public ITTAPI {
  public:
-  explicit MemoryTapi(Exchange& exchange) : exchange_(exchange) {}
-  ~MemoryTapi() override { std::erase(exchange_.open_sessions, this); }
+  MemoryTapi(Machine& machine, std::shared_ptr<Session> session)
+      : machine_(machine), session_(std::move(session)) {}
+  ~MemoryTapi() override { session_->ShutDown(); }
 
   void Initialize() override {
-    exchange_.Check("ITTAPI.Initialize");
-    exchange_.open_sessions.push_back(this);
+    Begin(machine_, "ITTAPI.Initialize");
+    session_->initialized = true;
   }
+
   void Shutdown() override {
-    exchange_.Check("ITTAPI.Shutdown");
-    RequireOpen();
-    std::erase(exchange_.open_sessions, this);
-    registrations_.clear();
+    Begin(machine_, "ITTAPI.Shutdown");
+    session_->ShutDown();
   }
+
   void PutEventFilter(std::int32_t mask) override {
-    exchange_.Check("ITTAPI.PutEventFilter");
-    RequireOpen();
-    filter_ = mask;
+    Begin(session_, machine_, "ITTAPI.PutEventFilter");
+    session_->filter = mask;
   }
+
   void SetEventSink(EventSink sink) override {
-    exchange_.Check("ITTAPI.SetEventSink");
-    sink_ = std::move(sink);
+    Begin(machine_, "ITTAPI.SetEventSink");
+    session_->sink = std::move(sink);
   }
 
   std::vector<std::shared_ptr<ITAddress>> GetAddresses() override {
-    exchange_.Check("ITTAPI.GetAddresses");
-    RequireOpen();
+    Begin(session_, machine_, "ITTAPI.GetAddresses");
     std::vector<std::shared_ptr<ITAddress>> addresses;
-    for (const Line& line : exchange_.machine.platform().lines) {
-      addresses.push_back(std::make_shared<Address>(exchange_, line));
+    for (std::size_t index = 0; index < machine_.platform.lines.size(); ++index) {
+      addresses.push_back(std::make_shared<MemoryAddress>(session_, index));
     }
     return addresses;
   }
 
   std::int32_t RegisterCallNotifications(const std::shared_ptr<ITAddress>& address, bool, bool,
                                          std::int32_t, std::int32_t) override {
-    exchange_.Check("ITTAPI.RegisterCallNotifications");
-    RequireOpen();
-    const std::string name = address->AddressName();
-    for (const Line& line : exchange_.machine.platform().lines) {
-      if (line.name == name && line.in_use) {
-        throw RaisedError(kRefusedByTelephony, "TAPI", "The line is in use");
-      }
+    constexpr char kOperation[] = "ITTAPI.RegisterCallNotifications";
+    Begin(session_, machine_, kOperation);
+    const Line& line = std::static_pointer_cast<MemoryAddress>(address)->line();
+    if (line.in_use) {
+      throw RaisedError(kAllocated, kOperation, "The line is in use by another program");
     }
-    registrations_.insert(++last_registration_);
+    session_->registrations.insert(++last_registration_);
     return last_registration_;
   }
+
   void UnregisterNotifications(std::int32_t registration) override {
-    exchange_.Check("ITTAPI.UnregisterNotifications");
-    RequireOpen();
-    if (registrations_.erase(registration) == 0) {
-      throw RaisedError(kRefusedByTelephony, "TAPI", "There is no such registration");
+    constexpr char kOperation[] = "ITTAPI.UnregisterNotifications";
+    Begin(session_, machine_, kOperation);
+    if (session_->registrations.erase(registration) == 0) {
+      throw RaisedError(kInvalidArgument, kOperation, "There is no such registration");
     }
   }
-
-  bool Wants(std::int32_t tapi_event) const { return (filter_ & tapi_event) != 0; }
-  void Deliver(std::int32_t tapi_event, std::optional<std::pair<CallState, CallCause>> state) {
-    const EventSink sink = sink_;  // the receiver may unbind itself
-    if (!sink) return;
-    if (!state) return sink(tapi_event, nullptr);
-    CallStateEvent event(exchange_, *state);
-    sink(tapi_event, &event);
-  }
-  std::size_t registrations() const { return registrations_.size(); }
 
  private:
-  void RequireOpen() const {
-    if (std::count(exchange_.open_sessions.begin(), exchange_.open_sessions.end(), this) == 0) {
-      throw RaisedError(kRefusedByTelephony, "TAPI", "The telephony session is not initialised");
-    }
-  }
-
-  Exchange& exchange_;
-  EventSink sink_;
-  std::int32_t filter_ = 0;
-  std::set<std::int32_t> registrations_;
+  Machine& machine_;
+  std::shared_ptr<Session> session_;
   std::int32_t last_registration_ = 0;
 };
 
-void Exchange::Check(std::string_view operation) {
-  if (machine.Refuses(operation)) {
-    throw RaisedError(kRefusedByTelephony, "TAPI", "Operation failed: " + std::string(operation));
+class MemoryPortHandleProvider : public PortHandleProvider {
+ public:
+  MemoryPortHandleProvider(Machine& machine, MemoryComm& comm) : machine_(machine), comm_(comm) {}
+
+  std::int32_t GetPortHandle(const std::string& device_class, ITBasicCallControl& call,
+                             CommHandle& handle) override {
+    if (machine_.Refuses("PortHandleProvider.GetPortHandle")) return kRefusedByTelephony;
+    const auto& connected = static_cast<const MemoryCall&>(call);
+    if (device_class != kPortDeviceClass) return kInvalidArgument;
+    if (connected.state() != CallState::kConnected) return kInvalidCallState;
+    if (connected.settings().port_error != 0) return connected.settings().port_error;
+    handle = comm_.Open(connected.port());
+    return 0;
   }
-}
 
-void Exchange::Post(std::int32_t tapi_event, std::optional<std::pair<CallState, CallCause>> state,
-                    bool filtered) {
-  machine.Post([this, tapi_event, state, filtered] {
-    const std::vector<MemoryTapi*> sessions_now = open_sessions;
-    for (MemoryTapi* session : sessions_now) {
-      // A receiver may have ended another session meanwhile.
-      if (std::count(open_sessions.begin(), open_sessions.end(), session) == 0) continue;
-      if (!filtered || session->Wants(tapi_event)) session->Deliver(tapi_event, state);
-    }
-  });
-}
+ private:
+  Machine& machine_;
+  MemoryComm& comm_;
+};
 
-std::size_t Exchange::active_calls() const {
-  return static_cast<std::size_t>(std::count_if(calls.begin(), calls.end(), [](const auto& weak) {
-    const auto call = weak.lock();
-    return call && call->Active();
-  }));
-}
-
-std::size_t Exchange::sessions() const { return open_sessions.size(); }
-
-std::size_t Exchange::registrations() const {
-  std::size_t count = 0;
-  for (const MemoryTapi* session : open_sessions) count += session->registrations();
-  return count;
-}
+}  // namespace
 
 std::unique_ptr<ITTAPI> MemoryTelephony::CreateTapi() {
-  exchange_.Check("Telephony.CreateTapi");
-  return std::make_unique<MemoryTapi>(exchange_);
+  Begin(machine_, "Telephony.CreateTapi");
+  auto session = std::make_shared<Session>(machine_, loop_);
+  std::erase_if(sessions_, [](const auto& ended) { return ended.expired(); });
+  sessions_.push_back(session);
+  return std::make_unique<MemoryTapi>(machine_, std::move(session));
 }
 
 std::unique_ptr<PortHandleProvider> MemoryTelephony::CreatePortHandleProvider() {
-  exchange_.Check("Telephony.CreatePortHandleProvider");
-  return std::make_unique<MemoryPortHandleProvider>(exchange_);
+  Begin(machine_, "Telephony.CreatePortHandleProvider");
+  return std::make_unique<MemoryPortHandleProvider>(machine_, comm_);
+}
+
+void MemoryTelephony::Post(std::int32_t tapi_event, std::optional<StateChange> change) {
+  for (const auto& weak : sessions_) {
+    if (const auto session = weak.lock()) session->Post(tapi_event, change, false);
+  }
+}
+
+std::size_t MemoryTelephony::sessions() const {
+  return Sum([](const Session& session) { return std::size_t{session.initialized}; });
+}
+
+std::size_t MemoryTelephony::registrations() const {
+  return Sum([](const Session& session) { return session.registrations.size(); });
+}
+
+std::size_t MemoryTelephony::active_calls() const {
+  return Sum([](const Session& session) { return session.calls.size(); });
+}
+
+std::size_t MemoryTelephony::Sum(const std::function<std::size_t(const Session&)>& count) const {
+  std::size_t sum = 0;
+  for (const auto& weak : sessions_) {
+    if (const auto session = weak.lock()) sum += count(*session);
+  }
+  return sum;
 }
 
 }  // namespace mvsms::memory

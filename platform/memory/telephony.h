@@ -1,44 +1,39 @@
-// The telephony service over the lines of the in-memory machine.
+// The telephony service over the lines of the machine.
 #pragma once
 
+#include <cstddef>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "platform/memory/comm.h"
+#include "platform/memory/event_loop.h"
+#include "platform/memory/session.h"
 
 namespace mvsms::memory {
 
-class MemoryCall;
-class MemoryTapi;
-
-/// What all sessions of the machine share: the calls, and who gets their events.
-class Exchange {
- public:
-  Exchange(Machine& of_machine, MemoryComm& ports) : machine(of_machine), comm(ports) {}
-
-  /// Queues an event for the sessions whose filter lets it through; `filtered` false: for all.
-  void Post(std::int32_t tapi_event, std::optional<std::pair<CallState, CallCause>> state,
-            bool filtered);
-  /// Fails like a telephony operation does, when the test wants `operation` to.
-  void Check(std::string_view operation);
-  std::size_t active_calls() const;
-  std::size_t sessions() const;
-  std::size_t registrations() const;
-
-  Machine& machine;
-  MemoryComm& comm;
-  std::vector<std::weak_ptr<MemoryCall>> calls;
-  std::vector<MemoryTapi*> open_sessions;
-};
-
 class MemoryTelephony : public Telephony {
  public:
-  explicit MemoryTelephony(Exchange& exchange) : exchange_(exchange) {}
+  MemoryTelephony(Machine& machine, MemoryEventLoop& loop, MemoryComm& comm)
+      : machine_(machine), loop_(loop), comm_(comm) {}
+
   std::unique_ptr<ITTAPI> CreateTapi() override;
   std::unique_ptr<PortHandleProvider> CreatePortHandleProvider() override;
 
+  /// Queues an event for every session that is initialised.
+  void Post(std::int32_t tapi_event, std::optional<StateChange> change);
+  std::size_t sessions() const;
+  std::size_t registrations() const;
+  std::size_t active_calls() const;
+
  private:
-  Exchange& exchange_;
+  std::size_t Sum(const std::function<std::size_t(const Session&)>& count) const;
+
+  Machine& machine_;
+  MemoryEventLoop& loop_;
+  MemoryComm& comm_;
+  std::vector<std::weak_ptr<Session>> sessions_;
 };
 
 }  // namespace mvsms::memory

@@ -18,6 +18,11 @@ bool MeansLater(int error) { return error == EAGAIN || error == EINTR; }
 
 }  // namespace
 
+std::size_t Channel::Available(std::size_t wanted) {
+  Fill(wanted);
+  return input_.size();
+}
+
 std::size_t Channel::Read(char* buffer, std::size_t count) {
   Fill();
   const std::size_t taken = input_.copy(buffer, count);
@@ -72,9 +77,10 @@ bool Channel::SetState(const Dcb& state) {
   return true;
 }
 
-void Channel::Fill() {
+void Channel::Fill(std::size_t wanted) {
   std::array<char, 1024> chunk{};
-  while (fd_ && input_.size() < kBufferSize) {
+  const std::size_t limit = std::max(wanted, kBufferSize);
+  while (fd_ && input_.size() < limit) {
     const ssize_t count = read(fd_.get(), chunk.data(), chunk.size());
     if (count < 0 && MeansLater(errno)) return;
     if (count <= 0) {

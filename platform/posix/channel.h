@@ -28,6 +28,8 @@ class Channel {
   Channel(const Channel&) = delete;
   Channel& operator=(const Channel&) = delete;
 
+  /// How many bytes are there to be read; more than `wanted` need not be counted.
+  std::size_t Available(std::size_t wanted);
   /// Takes up to `count` bytes of what is there and returns how many.
   std::size_t Read(char* buffer, std::size_t count);
   /// Returns how many bytes the line took. One without a far end takes and forgets all, as a modem
@@ -70,7 +72,7 @@ class Channel {
   /// Just before the descriptor is closed.
   virtual void Closing() {}
 
-  void Fill();
+  void Fill(std::size_t wanted = 0);
 
   UniqueFd fd_;
   Dcb state_{.BaudRate = 9600, .flags = dcb_flag::kBinary, .ByteSize = 8};

@@ -37,13 +37,17 @@ class ReadOperation : public Operation {
         total_limit_(static_cast<std::int64_t>(timeouts.ReadTotalTimeoutMultiplier) * count +
                      timeouts.ReadTotalTimeoutConstant) {}
 
+  // What comes stays in the channel until the read is complete: bytes in the hands of a pending
+  // read would be missing there when somebody asks whether all that came has been read.
   bool Advance(Port& port) override {
     const auto now = steady_clock::now();
-    const std::size_t came = port.channel->Read(buffer_ + transferred_, count_ - transferred_);
-    transferred_ += static_cast<std::uint32_t>(came);
-    if (came > 0) last_came_ = now;
-    return transferred_ == count_ || IsOver(now - start_, total_limit_) ||
-           (transferred_ > 0 && IsOver(now - last_came_, gap_limit_));
+    const std::size_t here = std::min<std::size_t>(port.channel->Available(count_), count_);
+    if (here > seen_) last_came_ = now;
+    seen_ = here;
+    const bool complete = seen_ == count_ || IsOver(now - start_, total_limit_) ||
+                          (seen_ > 0 && IsOver(now - last_came_, gap_limit_));
+    if (complete) transferred_ = static_cast<std::uint32_t>(port.channel->Read(buffer_, seen_));
+    return complete;
   }
 
  private:
@@ -56,6 +60,7 @@ class ReadOperation : public Operation {
   milliseconds gap_limit_;
   milliseconds total_limit_;
   steady_clock::time_point start_ = steady_clock::now();
+  std::size_t seen_ = 0;
   steady_clock::time_point last_came_;
 };
 

@@ -3,13 +3,14 @@
 #include "platform/posix/device_lock.h"
 
 #include <fcntl.h>
-#include <signal.h>
+#include <sys/file.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -108,6 +109,17 @@ bool WriteFile(const std::string& path, const std::string& text) {
   return fd && write(fd.get(), text.data(), text.size()) == static_cast<ssize_t>(text.size());
 }
 
+// Of several that found the same stale lock only one may remove it, or the last would remove the
+// new lock of the first; so each looks again while it has the file to itself.
+void RemoveStale(const std::string& file) {
+  const UniqueFd fd(open(file.c_str(), O_RDONLY | O_CLOEXEC));
+  struct stat held {};
+  struct stat present {};
+  if (!fd || flock(fd.get(), LOCK_EX) != 0 || fstat(fd.get(), &held) != 0) return;
+  if (stat(file.c_str(), &present) != 0 || present.st_ino != held.st_ino) return;
+  if (LiveOwner(file) == 0) unlink(file.c_str());
+}
+
 // Makes the lock file. Returns the live process that has it instead, 0 when there is none; `made`
 // tells whether the file could be made.
 pid_t Claim(const std::string& file, bool& made) {
@@ -120,7 +132,7 @@ pid_t Claim(const std::string& file, bool& made) {
     for (int attempt = 0; attempt < 3 && !made && owner == 0; ++attempt) {
       made = link(draft.c_str(), file.c_str()) == 0;
       if (!made && errno == EEXIST) owner = LiveOwner(file);
-      if (!made && owner == 0) unlink(file.c_str());
+      if (!made && owner == 0) RemoveStale(file);
     }
   } else {
     owner = LiveOwner(file);

@@ -14,7 +14,7 @@ using Kind = ResultCode::Kind;
 
 constexpr Millis kInitTime{3000};
 constexpr int kInitAttempts = 3;
-constexpr Millis kSettleTime{250};   // a modem says OK to a reset before it is through with it
+constexpr Millis kSettleTime{150};   // a modem says OK to a reset before it is through with it
 constexpr Millis kDialTime{90000};   // longer than any modem waits for a carrier
 constexpr Millis kGuardTime{1100};   // one second of silence is what the modem wants
 constexpr Millis kHangUpTime{2000};  // for the OK to ATH
@@ -110,7 +110,7 @@ HayesModem::HayesModem(ModemPort& port, const std::string& init, const std::stri
 
 DialResult HayesModem::Dial(const std::string& number) {
   cancellable_ = true;
-  const DialResult result = Place(number);
+  DialResult result = Place(number);
   const bool given_up = result.cause != CallCause::kNone && port_.Cancelled();
   cancellable_ = false;
   if (!given_up) return result;

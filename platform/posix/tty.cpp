@@ -93,8 +93,8 @@ bool IsNear(speed_t actual, speed_t wanted) {
 
 std::uint8_t ParityOf(tcflag_t flags) {
   if ((flags & PARENB) == 0) return 0;
-  for (std::uint8_t code = 1; code < std::size(kParities); ++code) {
-    if ((flags & kParityBits) == kParities[code]) return code;
+  for (std::size_t code = 1; code < std::size(kParities); ++code) {
+    if ((flags & kParityBits) == kParities[code]) return static_cast<std::uint8_t>(code);
   }
   return 0;
 }

@@ -250,7 +250,7 @@ TEST_F(ModemDialogue, LineEndThatComesInPiecesIsNotData) {
 
 TEST_F(ModemDialogue, CarrierThatComesOnWithTheCallTells) {
   modem_.has_lines = true;
-  modem_.After(2500, [this] { modem_.carrier = true; });  // CONNECT comes at 2350
+  modem_.After(2380, [this] { modem_.carrier = true; });  // 130 ms after CONNECT
   Modem("\r\nCONNECT\r\n");
   EXPECT_EQ(Dial(), CallCause::kNone);
   EXPECT_TRUE(result_.carrier_tells);

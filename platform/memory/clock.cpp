@@ -1,0 +1,49 @@
+// See clock.h. The start has a different number in every place, so that a test sees two of them
+// swapped.
+#include "platform/memory/clock.h"
+
+#include <array>
+#include <cstdio>
+
+namespace mvsms::memory {
+namespace {
+
+using std::chrono::days;
+using std::chrono::floor;
+using namespace std::chrono_literals;
+
+using TimePoint = std::chrono::sys_time<Millis>;
+
+constexpr TimePoint kStart =
+    std::chrono::sys_days{std::chrono::year{2026} / 1 / 2} + 3h + 4min + 5s;
+
+template <typename... Numbers>
+std::string Print(const char* format, Numbers... numbers) {
+  std::array<char, 64> text{};
+  std::snprintf(text.data(), text.size(), format, numbers...);
+  return text.data();
+}
+
+}  // namespace
+
+std::chrono::milliseconds MemoryClock::Now() {
+  machine_.Refuses("Clock.Now");
+  return machine_.now();
+}
+
+std::string MemoryClock::ShortDate() {
+  machine_.Refuses("Clock.ShortDate");
+  const std::chrono::year_month_day date{floor<days>(kStart + machine_.now())};
+  return Print("%04d-%02u-%02u", static_cast<int>(date.year()), static_cast<unsigned>(date.month()),
+               static_cast<unsigned>(date.day()));
+}
+
+std::string MemoryClock::TimeOfDay() {
+  machine_.Refuses("Clock.TimeOfDay");
+  const TimePoint now = kStart + machine_.now();
+  const std::chrono::hh_mm_ss time{now - floor<days>(now)};
+  return Print("%02d:%02d:%02d", static_cast<int>(time.hours().count()),
+               static_cast<int>(time.minutes().count()), static_cast<int>(time.seconds().count()));
+}
+
+}  // namespace mvsms::memory

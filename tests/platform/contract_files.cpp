@@ -1,0 +1,74 @@
+// Text files, user settings and the component's place, over every back end.
+#include <string>
+
+#include "tests/platform/contract.h"
+
+namespace mvsms {
+namespace {
+
+class FilesContract : public Contract {};
+
+TEST_P(FilesContract, AppendingCreatesTheFileAndAddsTheBytesAsTheyStand) {
+  const std::string path = back_end_->PathTo("Log.txt");
+  EXPECT_EQ(back_end_->Contents(path), std::nullopt);
+  EXPECT_TRUE(platform_.text_file().Append(path, "one \xE4\r\n"));
+  EXPECT_TRUE(platform_.text_file().Append(path, "\r\n"));
+  EXPECT_TRUE(platform_.text_file().Append(path, "two\t\x80\n"));
+  EXPECT_EQ(back_end_->Contents(path), "one \xE4\r\n\r\ntwo\t\x80\n");
+}
+
+TEST_P(FilesContract, AppendingToAMissingFolderFails) {
+  const std::string path = back_end_->PathNowhere();
+  EXPECT_FALSE(platform_.text_file().Append(path, "one"));
+  EXPECT_EQ(back_end_->Contents(path), std::nullopt);
+}
+
+TEST_P(FilesContract, TheComponentHasAPlaceANameAndAVersion) {
+  Locale& locale = platform_.locale();
+  EXPECT_NE(locale.ComponentFolder(), "");
+  EXPECT_NE(locale.ComponentFolder().back(), locale.PathSeparator());
+  EXPECT_NE(locale.ComponentFolder().find(locale.PathSeparator()), std::string::npos);
+  EXPECT_EQ(locale.ComponentName(), "mvSMS");
+  EXPECT_NE(locale.ComponentVersion(), "");
+}
+
+class UserSettingsContract : public Contract {
+ protected:
+  std::string Get(const std::string& application, const std::string& section,
+                  const std::string& key) {
+    return platform_.user_settings().GetSetting(application, section, key, "fallback");
+  }
+  void Save(const std::string& application, const std::string& section, const std::string& key,
+            const std::string& value) {
+    EXPECT_TRUE(platform_.user_settings().SaveSetting(application, section, key, value));
+  }
+};
+
+TEST_P(UserSettingsContract, WhatWasNeverSavedGivesTheFallback) {
+  EXPECT_EQ(Get("mvSMS", "Test", "Sender"), "fallback");
+}
+
+TEST_P(UserSettingsContract, TheLastTextSavedComesBack) {
+  Save("mvSMS", "Test", "Sender", "Anna");
+  Save("mvSMS", "Test", "Sender", "J\xFCrgen \x80\r\n");
+  EXPECT_EQ(Get("mvSMS", "Test", "Sender"), "J\xFCrgen \x80\r\n");
+}
+
+TEST_P(UserSettingsContract, AnEmptyTextIsATextAndNotTheFallback) {
+  Save("mvSMS", "Test", "Sender", "");
+  EXPECT_EQ(Get("mvSMS", "Test", "Sender"), "");
+}
+
+TEST_P(UserSettingsContract, ApplicationsSectionsAndKeysAreApart) {
+  Save("mvSMS", "Test", "Sender", "Anna");
+  EXPECT_EQ(Get("Other", "Test", "Sender"), "fallback");
+  EXPECT_EQ(Get("mvSMS", "Other", "Sender"), "fallback");
+  EXPECT_EQ(Get("mvSMS", "Test", "Other"), "fallback");
+  EXPECT_EQ(Get("mvSMST", "est", "Sender"), "fallback");
+}
+
+MVSMS_FOR_EACH_BACK_END(FilesContract);
+MVSMS_FOR_EACH_BACK_END(UserSettingsContract);
+
+}  // namespace
+}  // namespace mvsms
