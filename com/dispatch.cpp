@@ -1,0 +1,168 @@
+// Late binding, see dispatch.h.
+#include "com/dispatch.h"
+
+#include <vector>
+
+namespace mvsms::com {
+namespace {
+
+/// A VARIANT that is cleared in the end.
+class Variant {
+ public:
+  Variant() { ::VariantInit(&value_); }
+  Variant(Variant&& other) noexcept : value_(other.value_) { ::VariantInit(&other.value_); }
+  Variant(const Variant&) = delete;
+  Variant& operator=(const Variant&) = delete;
+  Variant& operator=(Variant&&) = delete;
+  ~Variant() { ::VariantClear(&value_); }
+  VARIANT* Get() { return &value_; }
+
+ private:
+  VARIANT value_;
+};
+
+/// The description of one member, given back in the end.
+class Member {
+ public:
+  Member(ITypeInfo* info, DISPID id, WORD flags) : info_(info) {
+    for (UINT index = 0; SUCCEEDED(info_->GetFuncDesc(index, &description_)); ++index) {
+      if (description_->memid == id && (description_->invkind & flags) != 0) return;
+      info_->ReleaseFuncDesc(std::exchange(description_, nullptr));
+    }
+    description_ = nullptr;
+  }
+  Member(const Member&) = delete;
+  Member& operator=(const Member&) = delete;
+  ~Member() {
+    if (description_) info_->ReleaseFuncDesc(description_);
+  }
+
+  explicit operator bool() const { return description_ != nullptr; }
+  WORD Kind() const { return static_cast<WORD>(description_->invkind); }
+  /// Number of arguments that a caller can give: all but the result.
+  UINT Arguments() const {
+    UINT count = static_cast<UINT>(description_->cParams);
+    if (count > 0 && (Flags(count - 1) & PARAMFLAG_FRETVAL) != 0) --count;
+    return count;
+  }
+  bool IsByReference(UINT index) const { return Type(index).vt == VT_PTR; }
+  VARTYPE ValueType(UINT index) const {
+    return IsByReference(index) ? Type(index).lptdesc->vt : Type(index).vt;
+  }
+  bool IsOptional(UINT index) const { return (Flags(index) & PARAMFLAG_FOPT) != 0; }
+  /// The declared default of an argument, or null.
+  const VARIANT* Default(UINT index) const {
+    if ((Flags(index) & PARAMFLAG_FHASDEFAULT) == 0) return nullptr;
+    return &description_->lprgelemdescParam[index].paramdesc.pparamdescex->varDefaultValue;
+  }
+
+ private:
+  const TYPEDESC& Type(UINT index) const { return description_->lprgelemdescParam[index].tdesc; }
+  USHORT Flags(UINT index) const {
+    return description_->lprgelemdescParam[index].paramdesc.wParamFlags;
+  }
+
+  ITypeInfo* info_;
+  FUNCDESC* description_ = nullptr;
+};
+
+bool IsMissing(const VARIANT* argument) {
+  return !argument || (argument->vt == VT_ERROR && argument->scode == DISP_E_PARAMNOTFOUND);
+}
+
+/// The caller's arguments by position: a positional one counts from the end of the array, a named
+/// one says its position. False when there are more than the member takes.
+bool ByPosition(const DISPPARAMS& given, UINT count, std::vector<VARIANT*>& arguments) {
+  arguments.assign(count, nullptr);
+  for (UINT index = 0; index < given.cArgs; ++index) {
+    UINT position = given.cArgs - 1 - index;
+    if (index < given.cNamedArgs) {
+      const DISPID name = given.rgdispidNamedArgs[index];
+      position = name == DISPID_PROPERTYPUT ? count - 1 : static_cast<UINT>(name);
+    }
+    if (position >= count) return false;
+    arguments[position] = &given.rgvarg[index];
+  }
+  return true;
+}
+
+/// Points `reference` at the value of `local`, as a by-reference argument of that type.
+void MakeReference(VARIANT* local, VARIANT& reference) {
+  reference.vt = static_cast<VARTYPE>(VT_BYREF | local->vt);
+  reference.byref = &local->byref;  // all members of the union begin at one place
+}
+
+/// Puts the value back into the variable that the caller passed by reference, in its own type.
+HRESULT WriteBack(VARIANT* value, VARIANT* caller) {
+  if (!caller || (caller->vt & VT_BYREF) == 0) return S_OK;
+  if (caller->vt == (VT_BYREF | VT_VARIANT)) return ::VariantCopy(caller->pvarVal, value);
+  Variant converted;
+  const auto type = static_cast<VARTYPE>(caller->vt & ~VT_BYREF);
+  const HRESULT result = ::VariantChangeType(converted.Get(), value, 0, type);
+  if (FAILED(result)) return result;
+  if (type == VT_BSTR) {
+    std::swap(*caller->pbstrVal, converted.Get()->bstrVal);
+  } else if (type == VT_BOOL) {
+    *caller->pboolVal = converted.Get()->boolVal;
+  } else if (type == VT_I4) {
+    *caller->plVal = converted.Get()->lVal;
+  }
+  return S_OK;
+}
+
+}  // namespace
+
+HRESULT InvokeMember(ITypeInfo* info, void* instance, DISPID id, WORD flags, DISPPARAMS* given,
+                     VARIANT* result, EXCEPINFO* exception, UINT* bad) {
+  if (!given) return E_INVALIDARG;
+  const Member member(info, id, flags);
+  if (!member) return DISP_E_MEMBERNOTFOUND;
+
+  const UINT count = member.Arguments();
+  std::vector<VARIANT*> callers;
+  if (!ByPosition(*given, count, callers)) return DISP_E_BADPARAMCOUNT;
+
+  std::vector<Variant> values(count);
+  std::vector<VARIANT> passed(count);  // in the order of DISPPARAMS: the last argument first
+  for (UINT position = 0; position < count; ++position) {
+    const VARIANT* source = callers[position];
+    if (IsMissing(source)) {
+      if (!member.IsOptional(position)) return DISP_E_BADPARAMCOUNT;
+      source = member.Default(position);
+    }
+    VARIANT* local = values[position].Get();
+    VARIANT nothing;
+    ::VariantInit(&nothing);
+    Variant direct;
+    HRESULT converted =
+        ::VariantCopyInd(direct.Get(), const_cast<VARIANT*>(source ? source : &nothing));
+    if (SUCCEEDED(converted)) {
+      converted = ::VariantChangeType(local, direct.Get(), 0, member.ValueType(position));
+    }
+    if (FAILED(converted)) {
+      if (bad) *bad = given->cArgs - 1 - position;
+      return converted;
+    }
+    VARIANT& slot = passed[count - 1 - position];
+    if (member.IsByReference(position)) {
+      MakeReference(local, slot);
+    } else {
+      slot = *local;  // borrowed for the call
+    }
+  }
+
+  DISPID put = DISPID_PROPERTYPUT;
+  const bool is_put = (member.Kind() & (INVOKE_PROPERTYPUT | INVOKE_PROPERTYPUTREF)) != 0;
+  DISPPARAMS arguments{passed.data(), is_put ? &put : nullptr, count, is_put ? 1U : 0U};
+  const HRESULT called =
+      info->Invoke(instance, id, member.Kind(), &arguments, result, exception, bad);
+  if (FAILED(called)) return called;
+  for (UINT position = 0; position < count; ++position) {
+    if (!member.IsByReference(position)) continue;
+    const HRESULT written = WriteBack(values[position].Get(), callers[position]);
+    if (FAILED(written)) return written;
+  }
+  return called;
+}
+
+}  // namespace mvsms::com

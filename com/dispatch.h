@@ -1,0 +1,47 @@
+// Late binding: IDispatch over type information, with the arguments brought into the declared form
+// first. The system's own dispatcher wants by-reference arguments of exactly the declared type;
+// hosts pass variables of any type, literals, and leave optional arguments out.
+#pragma once
+
+#include "com/module.h"
+
+namespace mvsms::com {
+
+/// Invokes a member of `instance`, which implements the dual interface that `info` describes.
+/// By-reference arguments are written back into the caller's variables when the call succeeded.
+/// A number where a text is wanted is converted; Null is a type mismatch.
+HRESULT InvokeMember(ITypeInfo* info, void* instance, DISPID member, WORD flags,
+                     DISPPARAMS* arguments, VARIANT* result, EXCEPINFO* exception, UINT* bad);
+
+/// The four dispatch methods of the dual interface `Interface`, over the type information of
+/// `kIid`.
+template <typename Interface, const IID& kIid>
+class DispatchOver : public Interface {
+ public:
+  HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override {
+    if (!count) return E_POINTER;
+    *count = 1;
+    return S_OK;
+  }
+  HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT index, LCID, ITypeInfo** info) override {
+    if (!info) return E_POINTER;
+    *info = nullptr;
+    if (index != 0) return DISP_E_BADINDEX;
+    *info = TypeInfoOf(kIid).Detach();
+    return *info ? S_OK : TYPE_E_CANTLOADLIBRARY;
+  }
+  HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID,
+                                          DISPID* ids) override {
+    const auto info = TypeInfoOf(kIid);
+    return info ? info->GetIDsOfNames(names, count, ids) : TYPE_E_CANTLOADLIBRARY;
+  }
+  HRESULT STDMETHODCALLTYPE Invoke(DISPID member, REFIID, LCID, WORD flags, DISPPARAMS* arguments,
+                                   VARIANT* result, EXCEPINFO* exception, UINT* bad) override {
+    const auto info = TypeInfoOf(kIid);
+    if (!info) return TYPE_E_CANTLOADLIBRARY;
+    return InvokeMember(info.Get(), static_cast<Interface*>(this), member, flags, arguments, result,
+                        exception, bad);
+  }
+};
+
+}  // namespace mvsms::com

@@ -1,0 +1,5 @@
+// Definitions of the component's identifiers, which every other file only declares.
+#include <initguid.h>
+
+#include "mvSMS.h"
+#include "platform/win32/win.h"

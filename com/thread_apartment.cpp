@@ -1,0 +1,33 @@
+// The apartment of the calling thread, see thread_apartment.h.
+#include "com/thread_apartment.h"
+
+#include <memory>
+
+#include "com/module.h"
+#include "platform/win32/win32_platform.h"
+
+namespace mvsms::com {
+namespace {
+
+/// Keeps the DLL mapped until the process ends: the timers that connections leave behind, on any
+/// thread, call into it.
+void PinModule() {
+  HMODULE module = nullptr;
+  ::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
+                       reinterpret_cast<LPCWSTR>(&PinModule), &module);
+}
+
+struct ThreadState {
+  ThreadState() { PinModule(); }
+  std::unique_ptr<Platform> platform = win32::MakeWin32Platform();
+  Apartment apartment{*platform};
+};
+
+}  // namespace
+
+Apartment& ThreadApartment() {
+  thread_local ThreadState state;
+  return state.apartment;
+}
+
+}  // namespace mvsms::com

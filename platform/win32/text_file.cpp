@@ -1,0 +1,26 @@
+// Appending to text files.
+#include "platform/win32/backend.h"
+#include "platform/win32/handles.h"
+
+namespace mvsms::win32 {
+namespace {
+
+class Win32TextFile : public TextFile {
+ public:
+  bool Append(const std::string& path, const std::string& text) override {
+    constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+    const HANDLE file = ::CreateFileA(path.c_str(), FILE_APPEND_DATA, kShareAll, nullptr,
+                                      OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file == INVALID_HANDLE_VALUE) return false;
+    const UniqueHandle owner(file);
+    DWORD written = 0;
+    return ::WriteFile(file, text.data(), static_cast<DWORD>(text.size()), &written, nullptr) &&
+           written == text.size();
+  }
+};
+
+}  // namespace
+
+std::unique_ptr<TextFile> MakeTextFile() { return std::make_unique<Win32TextFile>(); }
+
+}  // namespace mvsms::win32

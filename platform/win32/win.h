@@ -1,0 +1,18 @@
+// The one way to <windows.h>: included by the sources of platform/win32/ and com/ only, before any
+// other header of the tree. It takes back the macros that would rename operations of ours.
+#pragma once
+
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#include <ocidl.h>
+#include <ole2.h>
+#include <olectl.h>
+#include <windows.h>
+
+#undef SendMessage
+#undef CreateFile
+#undef GetMessage
+#undef PeekMessage
+#undef GetObject
+#undef Yield

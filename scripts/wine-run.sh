@@ -1,0 +1,21 @@
+#!/usr/bin/env bash
+# Runs a Windows program under Wine in a prefix of its own inside the build folder. The prefix is
+# made once, under a lock: several programs may start at the same time, but not on a prefix that is
+# still being made.
+set -eu
+here=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+export WINEPREFIX=${MVSMS_WINEPREFIX:-$here/build/wine}
+export WINEDEBUG=${WINEDEBUG:--all} WINEDLLOVERRIDES="mscoree,mshtml="
+mkdir -p "$WINEPREFIX"
+(
+  flock 9
+  if [ ! -e "$WINEPREFIX/ready" ]; then
+    env -u DISPLAY wineboot -i >"$WINEPREFIX/boot.log" 2>&1
+    # Windows without a screen: dialogs and their controls work all the same.
+    env -u DISPLAY wine reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f \
+      >>"$WINEPREFIX/boot.log" 2>&1
+    env -u DISPLAY wineserver -k >>"$WINEPREFIX/boot.log" 2>&1 || true
+    touch "$WINEPREFIX/ready"
+  fi
+) 9>"$WINEPREFIX/lock"
+exec wine "$@" 2>>"$WINEPREFIX/stderr.log"
