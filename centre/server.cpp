@@ -207,6 +207,13 @@ class PtyServer::Port : public DescriptorLine {
     MakeRaw();
     Open();
   }
+  /// Begins when a program opens the terminal. A terminal that was never open does not look closed,
+  /// so it is opened once first.
+  void Await() {
+    MakeRaw();
+    Descriptor(::open(Path().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
+    Watch();
+  }
   void Finish() {
     finished_ = true;
     loop_.After(kLinger, weak_from_this(), [this] { lingered_ = true; });
@@ -261,13 +268,16 @@ Descriptor OpenMaster() {
 }
 }  // namespace
 
-PtyServer::PtyServer(std::string link, AnswererFactory factory)
+PtyServer::PtyServer(std::string link, AnswererFactory factory, Connects when)
     : port_(std::make_shared<Port>(loop_, OpenMaster(), factory())),
       path_(port_->Path()),
       link_(std::move(link)) {
   if (!link_.empty()) MakeLink();
   loop_.Watch(port_);
-  port_->Begin();
+  if (when == Connects::kAtOnce)
+    port_->Begin();
+  else
+    port_->Await();
 }
 
 PtyServer::~PtyServer() {
