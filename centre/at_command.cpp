@@ -21,7 +21,7 @@ class Cursor {
   explicit Cursor(std::string_view text) : text_(text) {}
   bool AtEnd() const { return text_.empty(); }
   std::string Take(std::size_t count) {
-    const std::string out(text_.substr(0, count));
+    std::string out(text_.substr(0, count));
     text_.remove_prefix(out.size());
     return out;
   }

@@ -54,7 +54,7 @@ void LineFaults::Write(std::string_view bytes) {
   if (settings_.truncate_answers > 0)
     answer.resize(std::min(answer.size(), static_cast<std::size_t>(settings_.truncate_answers)));
   if (!std::exchange(flooded_, true)) answer.insert(0, RandomBytes(settings_.flood));
-  Queue(std::move(answer), settings_.answer_delay);
+  Queue(answer, settings_.answer_delay);
 }
 
 void LineFaults::HangUp() {
@@ -71,7 +71,7 @@ void LineFaults::After(Millis delay, std::function<void()> action) {
 
 Millis LineFaults::Now() { return outer_->Now(); }
 
-void LineFaults::Queue(std::string bytes, Millis delay) {
+void LineFaults::Queue(const std::string& bytes, Millis delay) {
   if (bytes.empty()) return;
   const Millis start = std::max(Now() + delay, last_due_);
   const auto size =

@@ -30,7 +30,7 @@ class LineFaults : public Answerer, private Line {
   void After(Millis delay, std::function<void()> action) override;
   Millis Now() override;
 
-  void Queue(std::string bytes, Millis delay);
+  void Queue(const std::string& bytes, Millis delay);
   void QueuePiece(std::string piece, Millis due);
   void SendNext();
   void Transmit(std::string bytes);

@@ -37,6 +37,13 @@ bool IsIgnored(const std::string& name) {
   return std::find(kIgnoredWords.begin(), kIgnoredWords.end(), name) != kIgnoredWords.end();
 }
 
+/// For commands that are switches: 0 (or nothing) off, 1 on, anything else an error.
+bool Switch(const std::string& argument, bool& value) {
+  if (argument.size() > 1 || (!argument.empty() && argument > "1")) return false;
+  value = argument == "1";
+  return true;
+}
+
 int Number(const std::string& digits) { return std::atoi(digits.substr(0, 6).c_str()); }
 
 }  // namespace
@@ -117,8 +124,10 @@ void ModemEmulator::HungUp() {
   line_ = nullptr;
 }
 
-void ModemEmulator::Type(char c) {
-  if (echo_) Say({&c, 1});
+void ModemEmulator::Type(char typed) {
+  if (echo_) Say({&typed, 1});
+  // A modem learns the caller's framing from the "AT" and takes a parity bit off again.
+  const char c = static_cast<char>(typed & 0x7F);
   if (c == '\r')
     Execute(std::exchange(command_, {}));
   else if (c == kBackspace && !command_.empty())
@@ -131,7 +140,7 @@ void ModemEmulator::Type(char c) {
   }
 }
 
-void ModemEmulator::Execute(std::string line) {
+void ModemEmulator::Execute(const std::string& line) {
   // Noise before the attention code, and after an escape, is common.
   const std::size_t attention = std::min(line.find("AT"), line.find("at"));
   const auto commands = ParseAtLine(attention == std::string::npos ? line : line.substr(attention));
@@ -150,15 +159,6 @@ ModemEmulator::Result ModemEmulator::Run(const AtCommand& command) {
     if (handler.name == command.name) return (this->*handler.run)(command);
   return IsIgnored(command.name) ? Result::kOk : Result::kError;
 }
-
-namespace {
-/// For commands that are switches: 0 (or nothing) off, 1 on, anything else an error.
-bool Switch(const std::string& argument, bool& value) {
-  if (argument.size() > 1 || (!argument.empty() && argument > "1")) return false;
-  value = argument == "1";
-  return true;
-}
-}  // namespace
 
 ModemEmulator::Result ModemEmulator::Echo(const AtCommand& command) {
   return Switch(command.argument, echo_) ? Result::kOk : Result::kError;

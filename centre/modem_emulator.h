@@ -40,8 +40,8 @@ class ModemEmulator : public Answerer {
   };
   static const Handler kHandlers[];
 
-  void Type(char c);
-  void Execute(std::string line);
+  void Type(char typed);
+  void Execute(const std::string& line);
   Result Run(const AtCommand& command);
   Result Echo(const AtCommand& command);
   Result Verbose(const AtCommand& command);

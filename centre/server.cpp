@@ -6,13 +6,13 @@
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
-#include <stdlib.h>
 #include <sys/socket.h>
 #include <termios.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
+#include <cstdlib>
 #include <filesystem>
 #include <system_error>
 #include <utility>
@@ -268,7 +268,7 @@ Descriptor OpenMaster() {
 }
 }  // namespace
 
-PtyServer::PtyServer(std::string link, AnswererFactory factory, Connects when)
+PtyServer::PtyServer(std::string link, const AnswererFactory& factory, Connects when)
     : port_(std::make_shared<Port>(loop_, OpenMaster(), factory())),
       path_(port_->Path()),
       link_(std::move(link)) {

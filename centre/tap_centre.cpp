@@ -89,7 +89,7 @@ void TapCentre::Prompt() {
 void TapCentre::Login(const std::string& login) {
   if (FallsSilent(SilentAt::kLogin)) return;
   Request request = NewRequest("login");
-  request.originator = login;
+  request.originator = DecodeText(Alphabet::kAscii, login);
   request.raw = kEsc + login + kCr;
   const Verdict verdict = JudgeLogin(login);
   Carry(verdict, std::move(request));
@@ -137,7 +137,7 @@ TapCentre::Verdict TapCentre::JudgeBlock(const TapBlock& block, std::string_view
 Request TapCentre::PageRequest(std::string_view contents) const {
   const TapPage page = ReadTapPage(contents);
   Request request = NewRequest("page");
-  request.recipient = page.pager;
+  request.recipient = DecodeText(Alphabet::kAscii, page.pager);
   request.text = DecodeText(settings_.tap_alphabet, page.text);
   request.type = TypeOf(page.text);
   request.raw = contents;

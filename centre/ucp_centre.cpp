@@ -158,18 +158,22 @@ Request UcpCentre::Read(const UcpFrame& frame) const {
   request.trn = frame.trn;
   const Operation* const operation = Find(frame.operation);
   if (operation == nullptr || frame.fields.size() != operation->fields) return request;
-  request.recipient = Field(frame, operation->recipient);
-  request.originator = Field(frame, operation->originator);
-  if (operation->code == "51" && frame.fields[kTypeOfOriginator] == kAlphanumeric)
-    if (const auto name = DecodePackedAddress(request.originator))
-      request.originator = DecodeText(Alphabet::kGsm, *name);
+  request.recipient = DecodeText(Alphabet::kAscii, Field(frame, operation->recipient));
+  request.originator = ReadOriginator(frame, *operation);
   if (operation->message < 0) return request;
-  const std::string message = Field(frame, operation->message);
   request.type = operation->type < 0 ? "alphanumeric" : TypeName(Field(frame, operation->type));
-  request.text = message;
-  if (request.type == "alphanumeric")
-    request.text = DecodeText(settings_.ucp_alphabet, DecodeHex(message).value_or(""));
+  const std::string message = Field(frame, operation->message);
+  request.text = request.type == "alphanumeric"
+                     ? DecodeText(settings_.ucp_alphabet, DecodeHex(message).value_or(""))
+                     : DecodeText(Alphabet::kAscii, message);
   return request;
+}
+
+std::string UcpCentre::ReadOriginator(const UcpFrame& frame, const Operation& operation) {
+  const std::string address = Field(frame, operation.originator);
+  const bool packed = operation.code == "51" && frame.fields[kTypeOfOriginator] == kAlphanumeric;
+  const auto name = packed ? DecodePackedAddress(address) : std::nullopt;
+  return name ? DecodeText(Alphabet::kGsm, *name) : DecodeText(Alphabet::kAscii, address);
 }
 
 UcpCentre::Verdict UcpCentre::Judge(const UcpFrame& frame, const Request& request) {

@@ -40,6 +40,7 @@ class UcpCentre : public Answerer {
 
   void On(const std::string& raw);
   Request Read(const UcpFrame& frame) const;
+  static std::string ReadOriginator(const UcpFrame& frame, const Operation& operation);
   Verdict Judge(const UcpFrame& frame, const Request& request);
   Verdict JudgeLogin(const UcpFrame& frame);
   Verdict JudgeMessage(const Request& request);

@@ -2,10 +2,9 @@
 // and the dialogue language are the centre's own; nothing of them is known here.
 #include "cli/centre_command.h"
 
-#include <signal.h>
-
 #include <CLI/CLI.hpp>
 #include <atomic>
+#include <csignal>
 #include <exception>
 #include <fstream>
 #include <iostream>
@@ -28,17 +27,19 @@ using centre::Request;
 using centre::ToNotation;
 using nlohmann::json;
 
+constexpr char kExamples[] =
+    "Examples:\n"
+    "  mvsms centre --pty --link /tmp/modem\n"
+    "  mvsms centre --tcp 4000 --protocol ucp --set refuse=2 --set ucp-refusal=4\n"
+    "  mvsms centre --pty --set call=busy --set failed-calls=1\n"
+    "  mvsms centre --tcp 0 --script slow.dialogue --once --trace";
+
 json ToJson(const Request& request) {
-  return {{"protocol", request.protocol},
-          {"operation", request.operation},
-          {"recipient", ToNotation(request.recipient)},
-          {"originator", ToNotation(request.originator)},
-          {"text", request.text},
-          {"raw", ToNotation(request.raw)},
-          {"type", request.type},
-          {"trn", request.trn},
-          {"accepted", request.accepted},
-          {"answer", ToNotation(request.answer)}};
+  return {{"protocol", request.protocol},   {"operation", request.operation},
+          {"recipient", request.recipient}, {"originator", request.originator},
+          {"text", request.text},           {"raw", ToNotation(request.raw)},
+          {"type", request.type},           {"trn", request.trn},
+          {"accepted", request.accepted},   {"answer", ToNotation(request.answer)}};
 }
 
 // Control characters would move a terminal's cursor; all else in the text is valid UTF-8.
@@ -128,7 +129,7 @@ class Run {
   }
 
   void Record(const Request& request) {
-    const std::string line = ToJson(request).dump(-1, ' ', false, json::error_handler_t::replace);
+    const std::string line = ToJson(request).dump();
     if (record_.is_open()) record_ << line << std::endl;
     Print(line, ToLine(request));
   }
@@ -220,31 +221,36 @@ struct Arguments : CentreOptions {
 
 void AddOptions(CLI::App& command, Arguments& arguments) {
   auto* const tcp = command.add_option("--tcp", arguments.tcp_port,
-                                       "listen on this port of 127.0.0.1; 0: any free one");
+                                       "Listen on this port of 127.0.0.1; 0: any free one");
   auto* const pty =
-      command.add_flag("--pty", arguments.pty, "offer a pseudo-terminal with an emulated modem");
+      command.add_flag("--pty", arguments.pty, "Offer a pseudo-terminal with an emulated modem");
   tcp->check(CLI::Range(0, 65535))->type_name("PORT")->excludes(pty);
-  command.add_flag("--line", arguments.line, "no modem: opening the pseudo-terminal is the call")
+  command.add_flag("--line", arguments.line, "No modem: opening the pseudo-terminal is the call")
       ->needs(pty);
-  command.add_option("--link", arguments.link, "symbolic link to the pseudo-terminal")->needs(pty);
-  command.add_option("--protocol", arguments.protocol, "tap or ucp")
+  command.add_option("--link", arguments.link, "Symbolic link to the pseudo-terminal")
+      ->type_name("PATH")
+      ->needs(pty);
+  command.add_option("--protocol", arguments.protocol, "What it speaks, tap or ucp")
       ->check(CLI::IsMember({"tap", "ucp"}))
+      ->type_name("")
       ->capture_default_str();
-  command.add_option("--set", arguments.settings, "a behaviour of the centre, NAME=VALUE")
-      ->check(CLI::Validator(CheckSetting, "NAME=VALUE"))
-      ->type_size(1)
+  command.add_option("--set", arguments.settings, "A behaviour of the centre, see --settings")
+      ->check(CLI::Validator(CheckSetting, ""))
+      ->type_name("NAME=VALUE")
       ->allow_extra_args(false);
-  command.add_flag("--settings", arguments.list_settings, "list what can be set");
-  command.add_option("--script", arguments.script, "play this dialogue file to every caller")
+  command.add_flag("--settings", arguments.list_settings, "List what can be set, and end");
+  command.add_option("--script", arguments.script, "Play this dialogue file to every caller")
       ->check(CLI::ExistingFile);
-  command.add_option("--record", arguments.record, "append what was received, as JSON lines");
-  auto* const once = command.add_flag("--once", arguments.once, "end after one answered call");
-  command.add_option("--calls", arguments.calls, "end after so many answered calls")
+  command.add_option("--record", arguments.record, "Append what was received, as JSON lines")
+      ->type_name("FILE");
+  auto* const once = command.add_flag("--once", arguments.once, "End after one answered call");
+  command.add_option("--calls", arguments.calls, "End after so many answered calls")
       ->check(CLI::PositiveNumber)
+      ->type_name("N")
       ->excludes(once);
-  command.add_flag("--quiet", arguments.quiet, "print only where the centre listens");
-  command.add_flag("--trace", arguments.trace, "print every byte of every call");
-  command.add_flag("--json", arguments.json, "print JSON lines");
+  command.add_flag("--quiet", arguments.quiet, "Print only where the centre listens");
+  command.add_flag("--trace", arguments.trace, "Print every byte of every call");
+  command.add_flag("--json", arguments.json, "Print JSON lines");
 }
 
 int Execute(const Arguments& arguments) {
@@ -271,10 +277,16 @@ int RunCentre(const CentreOptions& options, std::ostream& out, std::ostream& err
 }
 
 void AddCentreCommand(CLI::App& app, int& exit_code) {
-  auto* const command = app.add_subcommand("centre", "answer calls as a message centre");
+  auto* const command =
+      app.add_subcommand("centre", "Answer calls as a message centre, to try and to test with");
   const auto arguments = std::make_shared<Arguments>();
   AddOptions(*command, *arguments);
-  command->callback([arguments, &exit_code] { exit_code = Execute(*arguments); });
+  command->footer(kExamples);
+  command->callback([&app, arguments, &exit_code] {
+    const CLI::Option* const json_for_all = app.get_option_no_throw("--json");
+    if (json_for_all != nullptr && !json_for_all->empty()) arguments->json = true;
+    exit_code = Execute(*arguments);
+  });
 }
 
 }  // namespace mvsms::cli

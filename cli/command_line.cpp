@@ -61,11 +61,18 @@ std::string FullName(const CLI::App& command) {
   return parent == nullptr ? command.get_name() : FullName(*parent) + " " + command.get_name();
 }
 
+// The parser only says that a command is missing, also where a wrong one stands in its place.
+std::string Sentence(const CLI::App& app, const CLI::App& command, const CLI::ParseError& error) {
+  const std::vector<std::string> rest = app.remaining(true);
+  if (command.get_require_subcommand_min() == 0 || rest.empty()) return error.what();
+  return "there is no command \"" + FullName(command) + " " + rest.front() + "\"";
+}
+
 int HandleParseError(const CLI::App& app, const CLI::ParseError& error, Context& context) {
   // Help and version come as "errors" with the exit code 0.
   if (error.get_exit_code() == 0) return app.exit(error, context.out, context.err);
-  return Fail(context,
-              std::string(error.what()) + "\nTry '" + FullName(ChosenCommand(app)) + " --help'.",
+  const CLI::App& command = ChosenCommand(app);
+  return Fail(context, Sentence(app, command, error) + "\nTry '" + FullName(command) + " --help'.",
               kExitUsage);
 }
 
@@ -106,11 +113,12 @@ int RunCommandLine(std::vector<std::string> arguments, Context& context) {
   CLI::App app(kOverview, "mvsms");
   AddSharedOptions(app, context);
   app.set_version_flag("--version", "mvsms " MVSMS_VERSION);
-  app.footer(kFooter);
   // Exactly one: a message text that equals the name of a command stays a message text.
   app.require_subcommand(1);
   app.fallthrough();
   AddAllCommands(app, context);
+  // Last, for the commands added after a footer would take it over.
+  app.footer(kFooter);
   return Parse(app, std::move(arguments), context);
 }
 

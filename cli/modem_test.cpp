@@ -102,6 +102,7 @@ std::string TestCall(Context& context, const posix::LineConfig& line, const std:
   Apartment apartment(context.platform());
   TAPILine call(apartment, note, {});
   call.PhoneNumber = number;
+  call.SetParams("", "N", 8, 1, false);
   std::int32_t error = 0;
   std::string message;
   if (!call.SetDevice(line.name) || !call.Connect(error, message)) {

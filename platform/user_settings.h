@@ -1,4 +1,5 @@
-// The per-user settings store: texts by application, section and key.
+// The per-user settings store: texts by application, section and key, which compare without regard
+// to case.
 #pragma once
 
 #include <string>

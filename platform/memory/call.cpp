@@ -56,7 +56,7 @@ void MemoryCall::Disconnect(std::int32_t) {
   Begin(machine_, "ITBasicCallControl.Disconnect");
   if (line_.hang_up_fails) {
     throw RaisedError(kRefusedByTelephony, "ITBasicCallControl.Disconnect",
-                      "The modem does not hang up");
+                      "The line does not hang up");
   }
   Drop();
 }

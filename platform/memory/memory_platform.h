@@ -75,7 +75,7 @@ struct PortRequests {
   std::vector<CommTimeouts> timeouts;
   std::vector<Dcb> dcbs;  // refused ones too
   std::vector<std::uint32_t> masks;
-  std::string sent;  // all bytes written
+  std::string sent;  // all bytes of the completed writes
 };
 
 /// A serial port as the owner of the machine sees it.
@@ -165,7 +165,8 @@ class MemoryPlatform : public Platform {
   // --- records -----------------------------------------------------------------------------
   /// Every seam operation that was called, in order.
   std::vector<std::string_view> calls;
-  /// Everything written to the ports, in order, with the virtual time of each write.
+  /// Everything written to the ports, in order, with the virtual time at which each write
+  /// completed. What a closed port did not get rid of is not there.
   struct Sent {
     Millis time;
     std::string bytes;

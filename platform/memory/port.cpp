@@ -20,8 +20,9 @@ std::uint32_t Outcome(const Operation& operation) {
 }  // namespace
 
 bool MemoryOverlapped::Completed() {
-  if (const auto port = port_.lock()) port->Settle();
-  return operation_ && !operation_->pending;
+  const auto port = port_.lock();
+  if (port) port->Settle();
+  return operation_ && (!port || !operation_->pending);
 }
 
 MemoryPort::MemoryPort(Machine& machine, const PortHardware& initial) : machine_(machine) {
@@ -93,8 +94,6 @@ void MemoryPort::FinishRead(std::uint32_t count) {
 
 std::uint32_t MemoryPort::Write(std::string bytes, const std::shared_ptr<Operation>& operation) {
   if (write_) return kErrorBusy;
-  requests.sent += bytes;
-  machine_.platform.sent.push_back({machine_.now(), bytes});
   write_ = operation;
   if (hardware.write_time <= Millis::zero()) {
     FinishWrite(operation, bytes);
@@ -112,6 +111,8 @@ void MemoryPort::FinishWrite(const std::shared_ptr<Operation>& operation,
   if (write_ != operation) return;  // closed in between
   write_.reset();
   operation->Finish(static_cast<std::uint32_t>(bytes.size()));
+  requests.sent += bytes;
+  machine_.platform.sent.push_back({machine_.now(), bytes});
   if (link_) link_->Transmit(bytes);
 }
 
@@ -134,7 +135,7 @@ void MemoryPort::FinishWait(std::uint32_t events) {
 
 void MemoryPort::SetMask(std::uint32_t events) {
   mask_ = events;
-  unreported_events_ = 0;
+  unreported_events_ &= events;
   FinishWait(0);
 }
 

@@ -15,7 +15,9 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-constexpr std::uint32_t kErrorInvalidPort = 6;  // winerror.h ERROR_INVALID_HANDLE
+// Codes of winerror.h.
+constexpr std::uint32_t kErrorInvalidPort = 6;        // ERROR_INVALID_HANDLE
+constexpr std::uint32_t kErrorNothingToWaitFor = 87;  // ERROR_INVALID_PARAMETER
 
 class Operation {
  public:
@@ -238,6 +240,7 @@ std::uint32_t PosixComm::WaitCommEvent(CommHandle handle, std::uint32_t& events,
                                        Overlapped& overlapped) {
   const auto port = Find(handle);
   if (!port) return kErrorInvalidPort;
+  if (port->mask == 0) return kErrorNothingToWaitFor;
   std::uint32_t none = 0;
   return Start(port, overlapped, std::make_unique<WaitOperation>(events, *port), none);
 }

@@ -40,10 +40,7 @@ LineCall::~LineCall() { Disconnect(kDcNormal); }
 
 CallState LineCall::GetCallState() {
   if (state_ == CallState::kConnected && dialler_->channel()->Ended()) {
-    state_ = CallState::kDisconnected;
-    loop_.Post([outlet = outlet_] {
-      outlet->Deliver(CallState::kDisconnected, CallCause::kDisconnectNormal);
-    });
+    End();
   }
   return state_;
 }
@@ -72,7 +69,15 @@ void LineCall::Disconnect(std::int32_t /*code*/) {
     worker_.join();
   }
   dialler_->HangUp();
+  if (state_ == CallState::kInProgress || state_ == CallState::kConnected) End();
   state_ = CallState::kDisconnected;
+}
+
+void LineCall::End() {
+  state_ = CallState::kDisconnected;
+  loop_.Post([outlet = outlet_] {
+    outlet->Deliver(CallState::kDisconnected, CallCause::kDisconnectNormal);
+  });
 }
 
 std::shared_ptr<Channel> LineCall::channel() const {

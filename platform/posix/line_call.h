@@ -50,6 +50,7 @@ class LineCall : public ITBasicCallControl, public std::enable_shared_from_this<
  private:
   CallCause Dial(const std::stop_token& stop);
   void Finished(CallCause cause);
+  void End();
 
   std::unique_ptr<Dialler> dialler_;
   PosixEventLoop& loop_;

@@ -240,6 +240,7 @@ class PosixRegistry : public Registry {
 
   RegStatus Open(RegKey parent, const std::string& path, RegKey& key) {
     if (!opened_.count(parent)) return kErrorInvalidHandle;
+    if (path.starts_with('\\')) return kErrorBadPathname;
     RowId row = kNoKey;
     if (Connection* store = store_.Read()) {
       Transaction reading(*store, Transaction::Kind::kRead);
@@ -303,6 +304,7 @@ class PosixRegistry : public Registry {
   RegStatus Delete(RegKey parent, const std::string& path, Remove remove) {
     return Guarded([&] {
       if (!opened_.count(parent)) return kErrorInvalidHandle;
+      if (path.starts_with('\\')) return kErrorBadPathname;
       if (Split(path).empty()) return kErrorInvalidParameter;
       Connection* store = store_.Read();
       if (!store) return kErrorFileNotFound;

@@ -13,7 +13,6 @@
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
-#include <optional>
 #include <thread>
 #include <utility>
 
@@ -35,13 +34,15 @@ struct FreeAddresses {
 };
 using Addresses = std::unique_ptr<addrinfo, FreeAddresses>;
 
-Addresses LookUpNow(const TcpAddress& address) {
+// Returns an EAI_* error, 0 when there are addresses.
+int LookUpNow(const TcpAddress& address, Addresses& addresses) {
   addrinfo hints{};
   hints.ai_family = AF_UNSPEC;
   hints.ai_socktype = SOCK_STREAM;
   addrinfo* list = nullptr;
   const int error = getaddrinfo(address.host.c_str(), address.port.c_str(), &hints, &list);
-  return Addresses(error == 0 ? list : nullptr);
+  if (error == 0) addresses.reset(list);
+  return error;
 }
 
 // Shared by the one who waits and the thread that looks up, whichever lasts longer.
@@ -49,22 +50,26 @@ struct LookUp {
   std::mutex mutex;
   std::condition_variable_any changed;
   bool done = false;
+  int error = EAI_AGAIN;
   Addresses addresses;
 };
 
-// Null when there is no such host, or when `stop` came first.
-Addresses Resolve(const TcpAddress& address, const std::stop_token& stop) {
+// As LookUpNow; EAI_AGAIN when the time is over or `stop` came first.
+int Resolve(const TcpAddress& address, const std::stop_token& stop, Addresses& addresses) {
   const auto look_up = std::make_shared<LookUp>();
   std::thread([look_up, address] {
-    Addresses addresses = LookUpNow(address);
+    Addresses found;
+    const int error = LookUpNow(address, found);
     const std::lock_guard guard(look_up->mutex);
-    look_up->addresses = std::move(addresses);
+    look_up->error = error;
+    look_up->addresses = std::move(found);
     look_up->done = true;
     look_up->changed.notify_all();
   }).detach();
   std::unique_lock guard(look_up->mutex);
   look_up->changed.wait_for(guard, stop, kCallTime, [&] { return look_up->done; });
-  return std::move(look_up->addresses);
+  addresses = std::move(look_up->addresses);
+  return look_up->error;
 }
 
 // Waits for the outcome of a connect under way. Returns its error, ETIMEDOUT, or ECANCELED.
@@ -111,6 +116,11 @@ CallCause CauseOf(int error) {
   }
 }
 
+// A name service that cannot be reached says nothing about the name.
+CallCause CauseOfLookUp(int error) {
+  return error == EAI_NONAME ? CallCause::kDisconnectBadAddress : CallCause::kDisconnectFailed;
+}
+
 class TcpDialler : public Dialler {
  public:
   explicit TcpDialler(std::string destination) : destination_(std::move(destination)) {}
@@ -122,9 +132,10 @@ class TcpDialler : public Dialler {
     const auto address = ParseTcpAddress(destination_);
     if (!address) return CallCause::kDisconnectBadAddress;
     const auto deadline = steady_clock::now() + kCallTime;
-    const Addresses addresses = Resolve(*address, stop);
+    Addresses addresses;
+    const int error = Resolve(*address, stop, addresses);
     if (stop.stop_requested()) return CallCause::kDisconnectCancelled;
-    if (!addresses) return CallCause::kDisconnectBadAddress;
+    if (error != 0) return CauseOfLookUp(error);
     return CauseOf(ConnectToAny(*addresses, deadline, stop));
   }
 

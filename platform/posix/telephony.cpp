@@ -77,6 +77,8 @@ class Tapi : public ITTAPI {
  public:
   Tapi(PosixEventLoop& loop, std::string home) : loop_(loop), home_(std::move(home)) {}
 
+  ~Tapi() override { SetEventSink({}); }
+
   void Initialize() override { initialised_ = true; }
 
   void Shutdown() override {
@@ -86,7 +88,7 @@ class Tapi : public ITTAPI {
 
   void PutEventFilter(std::int32_t mask) override { outlet_->PutFilter(mask); }
 
-  void SetEventSink(EventSink sink) override { outlet_->SetSink(std::move(sink)); }
+  void SetEventSink(EventSink sink) final { outlet_->SetSink(std::move(sink)); }
 
   std::vector<std::shared_ptr<ITAddress>> GetAddresses() override {
     RequireInitialised();

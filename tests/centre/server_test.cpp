@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <optional>
 #include <system_error>
 #include <thread>
 
@@ -53,10 +52,10 @@ class LastWord : public Answerer {
   Line* line_ = nullptr;
 };
 
-/// Calls Finish when a call ends.
-class CountsCalls : public Answerer {
+/// Says hello, and tells when the caller has gone.
+class Greets : public Answerer {
  public:
-  explicit CountsCalls(std::function<void()> ended) : ended_(std::move(ended)) {}
+  explicit Greets(std::function<void()> ended) : ended_(std::move(ended)) {}
   void Connected(Line& line) override { line.Write("hello"); }
   void Received(std::string_view) override {}
   void HungUp() override { ended_(); }
@@ -126,16 +125,15 @@ TEST(TcpServer, ATakenPortIsAnError) {
 }
 
 TEST(TcpServer, FinishEndsItAfterTheCallsUnderWay) {
-  std::optional<Running<TcpServer>> server;
-  server.emplace(std::uint16_t{0},
-                 [&] { return std::make_unique<CountsCalls>([&] { (**server).Finish(); }); });
-  auto first = Caller::Tcp((*server)->port());
-  auto second = Caller::Tcp((*server)->port());
+  TcpServer server(0, [&] { return std::make_unique<Greets>([&server] { server.Finish(); }); });
+  std::thread serving([&] { server.Run(); });
+  auto first = Caller::Tcp(server.port());
+  auto second = Caller::Tcp(server.port());
   EXPECT_EQ(first.HearsUpTo("o"), "hello");
   EXPECT_EQ(second.HearsUpTo("o"), "hello");
   first.HangUp();
   second.HangUp();
-  server->Wait();
+  serving.join();
 }
 
 TEST(TcpServer, StopEndsItWithCallsUnderWay) {

@@ -25,7 +25,8 @@ TEST_F(CommandLine, WithoutACommandItIsWrongUsage) {
 }
 
 TEST_F(CommandLine, AnUnknownCommandOrOptionIsNamed) {
-  Refuse({"fax"}, "fax");
+  Refuse({"fax"}, "there is no command \"mvsms fax\"");
+  Refuse({"modem", "sell", "Modem1"}, "there is no command \"mvsms modem sell\"");
   Refuse({"modem", "list", "--colour"}, "--colour");
   Refuse({"modem", "list", "more"}, "more");
 }

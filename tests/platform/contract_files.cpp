@@ -67,6 +67,11 @@ TEST_P(UserSettingsContract, ApplicationsSectionsAndKeysAreApart) {
   EXPECT_EQ(Get("mvSMST", "est", "Sender"), "fallback");
 }
 
+TEST_P(UserSettingsContract, NamesCompareWithoutCase) {
+  Save("mvSMS", "Test", "S\xE4nder", "Anna");
+  EXPECT_EQ(Get("MVSMS", "tEST", "s\xC4NDER"), "Anna");
+}
+
 MVSMS_FOR_EACH_BACK_END(FilesContract);
 MVSMS_FOR_EACH_BACK_END(UserSettingsContract);
 

@@ -84,6 +84,28 @@ TEST_P(RegistryContract, PathsAreRelativeToTheOpenKey) {
   EXPECT_EQ(TryOpen("Software", product), kErrorFileNotFound);
 }
 
+TEST_P(RegistryContract, APathThatBeginsWithABackslashIsRefused) {
+  Create("R\\a");
+  RegKey key = 4711;
+  for (const char* path : {"\\R", "\\R\\a", "\\New", "\\"}) {
+    EXPECT_EQ(registry_.OpenKey(kHKeyLocalMachine, path, kKeyAllAccess, key), kErrorBadPathname);
+    EXPECT_EQ(registry_.CreateKey(kHKeyLocalMachine, path, key), kErrorBadPathname);
+    EXPECT_EQ(registry_.DeleteKey(kHKeyLocalMachine, path), kErrorBadPathname);
+    EXPECT_EQ(registry_.DeleteTree(kHKeyLocalMachine, path), kErrorBadPathname);
+  }
+  EXPECT_EQ(key, 4711U);
+  EXPECT_THAT(Subkeys(kHKeyLocalMachine), ElementsAre("R"));
+}
+
+TEST_P(RegistryContract, BackslashesAtTheEndOrDoubledDoNotCount) {
+  Create("R\\\\a\\\\");
+  EXPECT_EQ(TryOpen("R\\a"), kErrorSuccess);
+  EXPECT_EQ(TryOpen("R\\a\\"), kErrorSuccess);
+  EXPECT_THAT(Subkeys(Create("R\\")), ElementsAre("a"));
+  EXPECT_EQ(registry_.DeleteKey(kHKeyLocalMachine, "R\\a\\"), kErrorSuccess);
+  EXPECT_EQ(TryOpen("R\\a"), kErrorFileNotFound);
+}
+
 TEST_P(RegistryContract, AnEmptyPathOpensTheSameKeyOnceMore) {
   const RegKey first = Create("Software");
   RegKey second = 0;

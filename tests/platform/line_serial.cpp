@@ -401,7 +401,9 @@ TEST(NoCarrier, InsideALineIsData) {
 
 TEST(NoCarrier, IsSeenAfterALongLine) {
   NoCarrierWatch watch;
-  EXPECT_TRUE(watch.Feed(std::string(100000, 'x') + "\rNO CARRIER\r"));
+  std::string line(100000, 'x');
+  line += "\rNO CARRIER\r";
+  EXPECT_TRUE(watch.Feed(line));
 }
 
 }  // namespace

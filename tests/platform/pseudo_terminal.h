@@ -6,7 +6,6 @@
 #include <stdlib.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <chrono>
 #include <map>
 #include <mutex>
@@ -84,7 +83,7 @@ class PseudoTerminal {
 /// back nothing else, and records what it got.
 class PtyModem {
  public:
-  PtyModem() { answers_["ATZ"] = "\r\nOK\r\n"; }
+  PtyModem() = default;
   ~PtyModem() { Vanish(); }
 
   const std::string& device() const { return terminal_.device(); }
@@ -122,7 +121,7 @@ class PtyModem {
 
   PseudoTerminal terminal_;
   std::mutex mutex_;
-  std::map<std::string, std::string> answers_;
+  std::map<std::string, std::string> answers_{{"ATZ", "\r\nOK\r\n"}};
   std::string command_;
   std::string received_;
   std::jthread thread_{[this](const std::stop_token& stop) { Run(stop); }};

@@ -1,0 +1,297 @@
+// Messages on their whole way: mvsms send, the modem or socket, the line, the message centre, and
+// what the command says in the end.
+#include <fcntl.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <cstdlib>
+
+#include "tests/e2e/trip.h"
+
+namespace mvsms::cli {
+namespace {
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+// A pseudo-terminal at whose other end nobody reads.
+class SilentTerminal {
+ public:
+  SilentTerminal() : master_(posix_openpt(O_RDWR | O_NOCTTY)) {
+    grantpt(master_);
+    unlockpt(master_);
+  }
+  ~SilentTerminal() { close(master_); }
+  SilentTerminal(const SilentTerminal&) = delete;
+  SilentTerminal& operator=(const SilentTerminal&) = delete;
+
+  std::string path() const { return ptsname(master_); }
+
+ private:
+  int master_;
+};
+
+class SendTrip : public Trip {
+ protected:
+  static void ExpectAccepted(const Ending& ending) {
+    EXPECT_EQ(ending.exit_code, kExitAccepted) << ending.out << ending.err;
+    EXPECT_EQ(ending.err, "");
+    EXPECT_EQ(ending.json()["result"], true);
+    EXPECT_EQ(ending.json()["errors"], Json::array());
+  }
+  static void ExpectFailed(const Ending& ending, int exit_code, const std::string& status) {
+    EXPECT_EQ(ending.exit_code, exit_code) << ending.out << ending.err;
+    const Json json = ending.json();
+    EXPECT_EQ(json["result"], false);
+    EXPECT_EQ(json["retry_suggested"], exit_code == kExitRetry);
+    EXPECT_THAT(json["status"].dump(), HasSubstr(status));
+    EXPECT_THAT(ending.err, HasSubstr("the message was not accepted"));
+  }
+};
+
+// --- accepted
+
+TEST_F(SendTrip, TapOverAModem) {
+  CentreOnModem("tap");
+  ExpectAccepted(Send({"Pump 3 has stopped"}));
+  EXPECT_THAT(Received(), ElementsAre("0172: Pump 3 has stopped, accepted"));
+}
+
+TEST_F(SendTrip, TapOverTcp) {
+  CentreOnTcp("tap");
+  ExpectAccepted(Send({"Pump 3 has stopped"}));
+  EXPECT_THAT(Received(), ElementsAre("0172: Pump 3 has stopped, accepted"));
+}
+
+TEST_F(SendTrip, TapInTwoPiecesOverOneCall) {
+  CentreOnModem("tap", {}, {"MaxLength=4", "MaxMessages=2"});
+  ExpectAccepted(Send({"abcdefg"}));
+  EXPECT_THAT(Received(), ElementsAre("0172: abcd, accepted", "0172: efg, accepted"));
+}
+
+TEST_F(SendTrip, TapWithAPasswordAfterARefusedLogin) {
+  CentreOnModem("tap", {"login-refusals=1", "password=geheim"}, {"Password=PG1geheim"});
+  ExpectAccepted(Send({"text"}));
+  EXPECT_THAT(Received(), ElementsAre("0172: text, accepted"));
+}
+
+TEST_F(SendTrip, TapThroughNoiseAndAnswersInPieces) {
+  CentreOnModem("tap", {"chunk-bytes=1", "chunk-gap=5", "noise=<xFF>~~", "connect-text=2400/V42"});
+  ExpectAccepted(Send({"text"}));
+  EXPECT_THAT(Received(), ElementsAre("0172: text, accepted"));
+}
+
+TEST_F(SendTrip, TapToACentreThatWantsEvenParity) {
+  CentreOnModem("tap", {"even-parity=on"});
+  Do({"modem", "set", "Modem", "--framing", "7E1-soft"});
+  ExpectAccepted(Send({"text"}));
+  EXPECT_THAT(Received(), ElementsAre("0172: text, accepted"));
+}
+
+TEST_F(SendTrip, UcpOverAModemWithCharactersBeyondAscii) {
+  CentreOnModem("ucp");
+  ExpectAccepted(Send({"--from", "0301230", "Höhe 3 é: 5£"}));
+  EXPECT_THAT(Received(), ElementsAre("0172: Höhe 3 é: 5£, accepted"));
+}
+
+TEST_F(SendTrip, UcpOverTcpWithTheOldOperation) {
+  CentreOnTcp("ucp", {}, {"UCPCommand=01"});
+  ExpectAccepted(Send({"Backup has finished"}));
+  EXPECT_THAT(Received(), ElementsAre("0172: Backup has finished, accepted"));
+}
+
+TEST_F(SendTrip, RoutesANumberAndNormalisesIt) {
+  CentreOnTcp("ucp");
+  Do({"config", "set", "DefaultService", ""});
+  Do({"service", "add", "Other"});
+  Do({"config", "set", "DefaultService", "Other"});
+  Do({"config", "set", "ReplacePlus", "1"});
+  Do({"route", "add", "0049", "Pager"});
+  const Ending ending = Run({"send", "--json", "--to", "+49 (171) 123-456", "text"});
+  ExpectAccepted(ending);
+  EXPECT_EQ(ending.json()["recipient"], "0049171123456");
+  EXPECT_EQ(ending.json()["service"], "Pager");
+  EXPECT_THAT(Received(), ElementsAre("0049171123456: text, accepted"));
+}
+
+// --- refused by the centre
+
+TEST_F(SendTrip, TapRefusalSuggestsARetry) {
+  CentreOnModem("tap", {"refuse=all"});
+  ExpectFailed(Send({"text"}), kExitRetry, "Response received: 511 Invalid pager ID");
+  EXPECT_THAT(Received(), ElementsAre("0172: text, refused"));
+}
+
+TEST_F(SendTrip, UcpRefusalSuggestsARetryByItsCode) {
+  CentreOnModem("ucp", {"refuse=all", "ucp-refusal=4"});
+  ExpectFailed(Send({"text"}), kExitRetry, "Failed to send message: ");
+}
+
+TEST_F(SendTrip, UcpRefusalForGoodSuggestsNone) {
+  CentreOnTcp("ucp", {"refuse=all", "ucp-refusal=2"});
+  ExpectFailed(Send({"text"}), kExitFailed, "Failed to send message: ");
+}
+
+TEST_F(SendTrip, UcpAnswerWithAWrongChecksumSuggestsARetry) {
+  CentreOnTcp("ucp", {"wrong-checksums=all"});
+  ExpectFailed(Send({"text"}), kExitRetry, "Wrong checksum");
+}
+
+// --- no call
+
+TEST_F(SendTrip, BusyLine) {
+  CentreOnModem("tap", {"call=busy"});
+  const Ending ending = Send({"text"});
+  ExpectFailed(ending, kExitFailed, "Unable to connect, reason: Busy");
+  EXPECT_THAT(ending.err, HasSubstr("error 4462: Unable to connect, reason: Busy"));
+}
+
+TEST_F(SendTrip, NoAnswer) {
+  CentreOnModem("ucp", {"call=no-answer"});
+  ExpectFailed(Send({"text"}), kExitFailed, "Unable to connect, reason: No answer");
+}
+
+TEST_F(SendTrip, NobodyListensOnTheSocket) {
+  CentreOnTcp("ucp");
+  centre_.reset();
+  ExpectFailed(Send({"text"}), kExitFailed, "Unable to connect, reason: ");
+}
+
+TEST_F(SendTrip, NoModemOnTheDevice) {
+  CentreOnModem("tap");
+  const SilentTerminal nobody;
+  Do({"modem", "set", "Modem", "--device", nobody.path()});
+  ExpectFailed(Send({"text"}), kExitFailed, "4570: Unable to connect");
+  const Ending test = Run({"modem", "test", "Modem"});
+  EXPECT_EQ(test.exit_code, kExitFailed);
+  EXPECT_THAT(test.err, HasSubstr("no modem answers on " + nobody.path()));
+}
+
+// --- the call breaks, or the centre says nothing
+
+TEST_F(SendTrip, TapDroppedBeforeThePrompt) {
+  CentreOnModem("tap", {"carrier-loss=700"});
+  ExpectFailed(Send({"text"}), kExitFailed, "Time limit exceeded waiting for TAP login prompt");
+  EXPECT_THAT(Received(), IsEmpty());
+}
+
+TEST_F(SendTrip, TapDroppedInTheBlock) {
+  CentreOnTcp("tap", {"hang-up-after-received=20"});
+  ExpectFailed(Send({"text"}), kExitFailed,
+               "Retry limit exceeded waiting for TAP message response");
+  EXPECT_THAT(Received(), IsEmpty());
+}
+
+TEST_F(SendTrip, UcpDroppedInTheFrame) {
+  CentreOnTcp("ucp", {"hang-up-after-received=10"}, {"TimeOut=50"});
+  ExpectFailed(Send({"text"}), kExitRetry, "No response received within timeout!");
+  EXPECT_THAT(Received(), IsEmpty());
+}
+
+TEST_F(SendTrip, TapCentreWithoutAPrompt) {
+  CentreOnModem("tap", {"silent-at=prompt"});
+  ExpectFailed(Send({"text"}), kExitFailed, "Time limit exceeded waiting for TAP login prompt");
+}
+
+TEST_F(SendTrip, UcpCentreWithoutAnAnswer) {
+  CentreOnTcp("ucp", {"silent-at=message"}, {"TimeOut=50"});
+  ExpectFailed(Send({"text"}), kExitRetry, "No response received within timeout!");
+}
+
+// --- aborted
+
+TEST_F(SendTrip, CtrlCDuringTheLoginHangsUp) {
+  CentreOnModem("tap", {"silent-at=login"});
+  const auto send = Start({"send", "--to", "0172", "text"});
+  ASSERT_TRUE(WaitForLine(*send, "Sending Terminal ID"));
+  send->Signal(SIGINT);
+  EXPECT_TRUE(CallEnds());
+  const Ending ending = Finish(*send);
+  EXPECT_EQ(ending.exit_code, kExitFailed);
+  EXPECT_THAT(ending.out, HasSubstr("Sending was aborted!"));
+  EXPECT_THAT(ending.out, HasSubstr("Connection closed."));
+  EXPECT_THAT(ending.err, HasSubstr("the send was aborted"));
+}
+
+TEST_F(SendTrip, SigtermWhileDiallingGivesUpTheCall) {
+  CentreOnModem("tap", {"ring-time=30000"});
+  const auto send = Start(SendCommand({"text"}));
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_FALSE(send->Wait(std::chrono::seconds(2)).has_value());
+  send->Signal(SIGTERM);
+  const Ending ending = Finish(*send);
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(15));
+  EXPECT_EQ(ending.exit_code, kExitFailed);
+  EXPECT_EQ(ending.json()["aborted"], true);
+}
+
+TEST_F(SendTrip, ASecondCtrlCEndsTheProgramAtOnce) {
+  CentreOnModem("tap", {"silent-at=prompt"});
+  const auto send = Start({"send", "--to", "0172", "text"});
+  ASSERT_TRUE(WaitForLine(*send, "Sending <CR>"));
+  send->Signal(SIGINT);
+  // Two signals that are pending at the same time count as one.
+  EXPECT_FALSE(send->Wait(std::chrono::milliseconds(100)).has_value());
+  send->Signal(SIGINT);
+  EXPECT_EQ(send->Wait(std::chrono::seconds(5)), 128 + SIGINT);
+}
+
+// --- two at once, progress, log
+
+TEST_F(SendTrip, AModemInUseIsReportedWithItsOwner) {
+  CentreOnModem("tap", {"silent-at=prompt"});
+  const auto first = Start({"send", "--to", "0172", "text"});
+  ASSERT_TRUE(WaitForLine(*first, "Connected."));
+  const Ending second = Send({"text"});
+  ExpectFailed(second, kExitFailed, "The selected modem (Modem) cannot be used");
+  EXPECT_THAT(second.err, HasSubstr(device_));
+  EXPECT_THAT(second.err, HasSubstr("mvsms"));
+}
+
+TEST_F(SendTrip, ProgressComesLineByLineAndGoesIntoTheLog) {
+  CentreOnTcp("ucp");
+  const auto follow = Start({"log", "--follow", "--file", home_ / "my.log"});
+  const auto send = Start({"send", "--to", "0172", "--log", home_ / "my.log", "text"});
+  EXPECT_TRUE(WaitForLine(*send, "Preparing input data."));
+  EXPECT_FALSE(send->Wait({}).has_value());
+  EXPECT_TRUE(WaitForLine(*send, "Connected."));
+  EXPECT_FALSE(send->Wait({}).has_value());
+  const Ending ending = Finish(*send);
+  EXPECT_EQ(ending.exit_code, kExitAccepted);
+  EXPECT_THAT(ending.out, HasSubstr("<STX>00/"));
+  EXPECT_TRUE(WaitForLine(*follow, "Result:  Success"));
+  follow->Signal(SIGINT);
+  EXPECT_EQ(follow->Wait(std::chrono::seconds(5)), kExitAccepted);
+}
+
+// --- trying a modem
+
+TEST_F(SendTrip, ModemTestHearsTheModemAndCalls) {
+  CentreOnModem("ucp");
+  const Ending ask = Run({"modem", "test", "Modem"});
+  EXPECT_EQ(ask.exit_code, kExitAccepted) << ask.err;
+  EXPECT_THAT(ask.out, HasSubstr("answers"));
+  const Ending call = Run({"modem", "test", "Modem", "--dial", "0301234"});
+  EXPECT_EQ(call.exit_code, kExitAccepted) << call.err;
+  EXPECT_THAT(call.out, HasSubstr("connected to 0301234"));
+}
+
+TEST_F(SendTrip, ModemTestTellsWhyThereIsNoCall) {
+  CentreOnModem("ucp", {"call=busy"});
+  const Ending call = Run({"modem", "test", "Modem", "--dial", "0301234"});
+  EXPECT_EQ(call.exit_code, kExitFailed);
+  EXPECT_THAT(call.err, HasSubstr("Busy"));
+}
+
+// --- the demonstration
+
+TEST(Demo, EveryMessageGoesAsItShould) {
+  ChildProcess demo({MVSMS_PROGRAM, "demo"}, {});
+  EXPECT_EQ(demo.Wait(std::chrono::seconds(100)), kExitAccepted) << demo.out() << demo.err();
+  EXPECT_THAT(demo.out(), HasSubstr("centre Pager | TAP  page  00491711234567"));
+}
+
+}  // namespace
+}  // namespace mvsms::cli

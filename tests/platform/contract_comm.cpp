@@ -1,0 +1,197 @@
+// Serial ports with overlapped operations, over every back end.
+#include "tests/platform/contract_line.h"
+
+namespace mvsms {
+namespace {
+
+using std::chrono::milliseconds;
+
+class CommContract : public LineContract {
+ protected:
+  void SetUp() override {
+    port_ = comm_.CreateFile(back_end_->device());
+    ASSERT_NE(port_, kInvalidComm);
+    ASSERT_NE(port_, kNoComm);
+  }
+  void Timeouts(std::uint32_t gap, std::uint32_t multiplier, std::uint32_t constant) {
+    CommTimeouts timeouts;
+    timeouts.ReadIntervalTimeout = gap;
+    timeouts.ReadTotalTimeoutMultiplier = multiplier;
+    timeouts.ReadTotalTimeoutConstant = constant;
+    ASSERT_TRUE(comm_.SetCommTimeouts(port_, timeouts));
+  }
+  std::uint32_t StartRead(std::uint32_t count) {
+    return comm_.ReadFile(port_, buffer_, count, transferred_, *read_);
+  }
+  bool AwaitRead() {
+    return Await([this] { return read_->Completed(); });
+  }
+  std::string Result() { return {buffer_, read_->Transferred()}; }
+  Dcb State() {
+    Dcb dcb;
+    EXPECT_TRUE(comm_.GetCommState(port_, dcb));
+    return dcb;
+  }
+
+  CommHandle port_ = kInvalidComm;
+  std::unique_ptr<Overlapped> read_ = comm_.CreateOverlapped();
+  std::unique_ptr<Overlapped> write_ = comm_.CreateOverlapped();
+  std::unique_ptr<Overlapped> wait_ = comm_.CreateOverlapped();
+  char buffer_[100] = {};
+  std::uint32_t transferred_ = 4711;
+};
+
+TEST_P(CommContract, OpeningIsUnsharedAndFailsForUnknownDevices) {
+  EXPECT_EQ(comm_.CreateFile(back_end_->device()), kInvalidComm);
+  EXPECT_EQ(comm_.CreateFile("no such device"), kInvalidComm);
+  EXPECT_TRUE(comm_.CloseHandle(port_));
+  EXPECT_NE(comm_.CreateFile(back_end_->device()), kInvalidComm);
+}
+
+TEST_P(CommContract, ClosedHandleIsRefused) {
+  EXPECT_TRUE(comm_.CloseHandle(port_));
+  Dcb dcb;
+  std::uint32_t value = 0;
+  EXPECT_FALSE(comm_.CloseHandle(port_));
+  EXPECT_FALSE(comm_.SetupComm(port_, 8192, 1024));
+  EXPECT_FALSE(comm_.GetCommState(port_, dcb));
+  EXPECT_FALSE(comm_.ClearCommError(port_, value));
+  EXPECT_EQ(StartRead(1), 6U);
+  EXPECT_EQ(comm_.WriteFile(port_, "a", 1, value, *write_), 6U);
+  EXPECT_EQ(comm_.WaitCommEvent(port_, value, *wait_), 6U);
+}
+
+TEST_P(CommContract, UnusedRecordIsNotComplete) { EXPECT_FALSE(read_->Completed()); }
+
+TEST_P(CommContract, TimeoutsAreKept) {
+  Timeouts(1, 2, 3);
+  CommTimeouts timeouts;
+  ASSERT_TRUE(comm_.GetCommTimeouts(port_, timeouts));
+  EXPECT_EQ(timeouts, (CommTimeouts{1, 2, 3, 0, 0}));
+}
+
+TEST_P(CommContract, ValidSettingsAreKept) {
+  Dcb dcb = State();
+  EXPECT_EQ(dcb.DCBlength, 28U);
+  dcb.BaudRate = 2400;
+  dcb.ErrorChar = '~';
+  dcb.flags |= dcb_flag::kErrorChar;
+  EXPECT_TRUE(comm_.SetCommState(port_, dcb));
+  EXPECT_EQ(State(), dcb);
+}
+
+TEST_P(CommContract, OneAndAHalfStopBitsWithEightDataBitsChangeNothing) {
+  const Dcb before = State();
+  Dcb dcb = before;
+  dcb.BaudRate = 300;
+  dcb.ByteSize = 8;
+  dcb.StopBits = 1;
+  EXPECT_FALSE(comm_.SetCommState(port_, dcb));
+  EXPECT_EQ(State(), before);
+}
+
+TEST_P(CommContract, ReadOfBytesThatAreThereIsCompleteAtOnce) {
+  back_end_->Say("abcd");
+  EXPECT_EQ(StartRead(3), 0U);
+  EXPECT_EQ(transferred_, 3U);
+  EXPECT_TRUE(read_->Completed());
+  EXPECT_EQ(Result(), "abc");
+  EXPECT_EQ(StartRead(1), 0U);
+  EXPECT_EQ(Result(), "d");
+}
+
+TEST_P(CommContract, ReadEndsWhenItsCountIsThere) {
+  Timeouts(0, 0, 0);
+  EXPECT_EQ(StartRead(4), kErrorIoPending);
+  back_end_->Say("ab");
+  EXPECT_FALSE(read_->Completed());
+  back_end_->Say("cdef");
+  EXPECT_TRUE(read_->Completed());
+  EXPECT_EQ(Result(), "abcd");
+}
+
+TEST_P(CommContract, ReadEndsAfterAGap) {
+  Timeouts(40, 0, 0);
+  ASSERT_EQ(StartRead(50), kErrorIoPending);
+  platform_.loop().Sleep(milliseconds(60));
+  EXPECT_FALSE(read_->Completed());
+  back_end_->Say("abc");
+  EXPECT_FALSE(read_->Completed());
+  EXPECT_TRUE(AwaitRead());
+  EXPECT_EQ(Result(), "abc");
+}
+
+TEST_P(CommContract, ReadEndsEmptyWhenItsTimeIsOver) {
+  Timeouts(1, 1, 20);
+  const milliseconds start = platform_.clock().Now();
+  ASSERT_EQ(StartRead(20), kErrorIoPending);
+  EXPECT_TRUE(AwaitRead());
+  EXPECT_GE(platform_.clock().Now() - start, milliseconds(40));
+  EXPECT_EQ(read_->Transferred(), 0U);
+}
+
+TEST_P(CommContract, ReadEndsWithWhatCameWhenItsTimeIsOver) {
+  Timeouts(0, 0, 200);
+  ASSERT_EQ(StartRead(50), kErrorIoPending);
+  back_end_->Say("abc");
+  EXPECT_FALSE(read_->Completed());
+  EXPECT_TRUE(AwaitRead());
+  EXPECT_EQ(Result(), "abc");
+}
+
+TEST_P(CommContract, CompletedReadTakesNoLaterBytes) {
+  Timeouts(1, 0, 5);
+  StartRead(50);
+  ASSERT_TRUE(AwaitRead());
+  back_end_->Say("abc");
+  EXPECT_EQ(read_->Transferred(), 0U);
+  StartRead(3);
+  EXPECT_EQ(Result(), "abc");
+}
+
+TEST_P(CommContract, ZeroBytesAreDiscardedOnRequest) {
+  Dcb dcb = State();
+  dcb.flags |= dcb_flag::kNull;
+  ASSERT_TRUE(comm_.SetCommState(port_, dcb));
+  back_end_->Say(std::string("a\0b\0c", 5));
+  EXPECT_EQ(StartRead(3), 0U);
+  EXPECT_EQ(Result(), "abc");
+}
+
+TEST_P(CommContract, WriteReachesTheFarSide) {
+  const std::uint32_t result = comm_.WriteFile(port_, "hello", 5, transferred_, *write_);
+  EXPECT_TRUE(result == 0 || result == kErrorIoPending);
+  EXPECT_TRUE(Await([this] { return write_->Completed(); }));
+  EXPECT_EQ(write_->Transferred(), 5U);
+  EXPECT_EQ(back_end_->Heard(5), "hello");
+}
+
+TEST_P(CommContract, ClosingCompletesWhatIsPendingWithNothing) {
+  Timeouts(0, 0, 0);
+  std::uint32_t events = 4711;
+  ASSERT_TRUE(comm_.SetCommMask(port_, kEvErr));
+  ASSERT_EQ(StartRead(10), kErrorIoPending);
+  ASSERT_EQ(comm_.WaitCommEvent(port_, events, *wait_), kErrorIoPending);
+  back_end_->Say("abc");
+  comm_.CloseHandle(port_);
+  EXPECT_TRUE(read_->Completed());
+  EXPECT_EQ(read_->Transferred(), 0U);
+  EXPECT_TRUE(wait_->Completed());
+  EXPECT_EQ(events, 0U);
+}
+
+TEST_P(CommContract, WaitEndsWithoutAnEventWhenTheMaskIsSetAgain) {
+  std::uint32_t events = 4711;
+  EXPECT_EQ(comm_.WaitCommEvent(port_, events, *wait_), 87U);  // nothing to wait for
+  ASSERT_TRUE(comm_.SetCommMask(port_, kEvErr));
+  ASSERT_EQ(comm_.WaitCommEvent(port_, events, *wait_), kErrorIoPending);
+  EXPECT_FALSE(wait_->Completed());
+  ASSERT_TRUE(comm_.SetCommMask(port_, kEvErr));
+  EXPECT_TRUE(wait_->Completed());
+  EXPECT_EQ(events, 0U);
+}
+
+MVSMS_FOR_EACH_LINE_BACK_END(CommContract);
+
+}  // namespace
+}  // namespace mvsms
