@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
 # Runs a Windows program under Wine in a prefix of its own inside the build folder. The prefix is
 # made once, under a lock: several programs may start at the same time, but not on a prefix that is
-# still being made.
+# still being made. A program that crashes ends, without a debugger that would wait for somebody.
 set -eu
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 export WINEPREFIX=${MVSMS_WINEPREFIX:-$here/build/wine}
-export WINEDEBUG=${WINEDEBUG:--all} WINEDLLOVERRIDES="mscoree,mshtml="
+export WINEDEBUG=${WINEDEBUG:--all} WINEDLLOVERRIDES="mscoree,mshtml,winedbg.exe="
 mkdir -p "$WINEPREFIX"
 (
   flock 9

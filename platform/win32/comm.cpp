@@ -59,11 +59,10 @@ class Win32Comm : public Comm {
 
   bool CloseHandle(CommHandle handle) override {
     // The driver must not touch the buffers of pending operations any more when this returns.
+    std::erase_if(pending_, [](const auto& entry) { return entry.second->Completed(); });
     ::CancelIoEx(Native(handle), nullptr);
     const auto [first, last] = pending_.equal_range(handle);
-    for (auto entry = first; entry != last; ++entry) {
-      if (!entry->second->Completed()) entry->second->AwaitCancelled();
-    }
+    for (auto entry = first; entry != last; ++entry) entry->second->AwaitCancelled();
     pending_.erase(first, last);
     return ::CloseHandle(Native(handle)) != FALSE;
   }

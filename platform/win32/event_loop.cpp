@@ -1,5 +1,7 @@
 // The message loop of the thread and its windowless timers.
 #include <map>
+#include <set>
+#include <utility>
 
 #include "platform/win32/backend.h"
 #include "platform/win32/win.h"
@@ -39,15 +41,29 @@ void CALLBACK TimerCallback(HWND, UINT, UINT_PTR id, DWORD) {
 
 class Win32Timers : public Timers {
  public:
+  Win32Timers() { running.size(); }  // so that the table outlives this object when a thread ends
+  Win32Timers(const Win32Timers&) = delete;
+  Win32Timers& operator=(const Win32Timers&) = delete;
+  /// Stops what still runs: the callbacks belong to the thread's own objects.
+  ~Win32Timers() override {
+    for (const TimerId id : std::exchange(started_, {})) KillTimer(id);
+  }
+
   TimerId SetTimer(std::uint32_t interval_ms, TimerProc proc) override {
     const TimerId id = ::SetTimer(nullptr, 0, interval_ms, TimerCallback);
-    if (id != 0) running[id] = std::move(proc);
+    if (id == 0) return 0;
+    running[id] = std::move(proc);
+    started_.insert(id);
     return id;
   }
   bool KillTimer(TimerId id) override {
+    started_.erase(id);
     if (running.erase(id) == 0) return false;
     return ::KillTimer(nullptr, id) != FALSE;
   }
+
+ private:
+  std::set<TimerId> started_;
 };
 
 }  // namespace

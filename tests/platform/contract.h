@@ -26,6 +26,11 @@ class BackEnd {
   virtual std::string PathNowhere() = 0;
   /// What a file holds; nothing when it does not exist.
   virtual std::optional<std::string> Contents(const std::string& path) = 0;
+  /// What the component is called here: a test program may be its own component.
+  virtual std::string ComponentName() { return "mvSMS"; }
+  /// How date and time are written here, with "9" for every number.
+  virtual std::string DateForm() { return "9-9-9"; }
+  virtual std::string TimeForm() { return "9:9:9"; }
 };
 
 struct NamedBackEnd {
@@ -34,7 +39,14 @@ struct NamedBackEnd {
 };
 inline void PrintTo(const NamedBackEnd& back_end, std::ostream* out) { *out << back_end.name; }
 
+/// The back end of this system: in posix_back_end.cpp or win32_back_end.cpp.
+NamedBackEnd SystemBackEnd();
+/// That one and the one in memory.
 std::vector<NamedBackEnd> AllBackEnds();
+template <typename Kind>
+std::unique_ptr<BackEnd> MakeBackEnd() {
+  return std::make_unique<Kind>();
+}
 inline std::string BackEndName(const testing::TestParamInfo<NamedBackEnd>& test) {
   return test.param.name;
 }

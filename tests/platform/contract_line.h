@@ -28,6 +28,9 @@ class LineBackEnd {
   virtual std::string Heard(std::size_t count) = 0;
   /// The far side of the call hangs up.
   virtual void HangUp() = 0;
+  /// False where a stand-in for the device lacks what every real one has: unshared opening, line
+  /// events, discarding of bytes.
+  virtual bool IsRealPort() { return true; }
 };
 
 struct NamedLineBackEnd {
@@ -36,7 +39,14 @@ struct NamedLineBackEnd {
 };
 inline void PrintTo(const NamedLineBackEnd& back_end, std::ostream* out) { *out << back_end.name; }
 
+/// The lines of this system: in posix_line_back_end.cpp or win32_line_back_end.cpp.
+NamedLineBackEnd SystemLineBackEnd();
+/// Those and the ones in memory.
 std::vector<NamedLineBackEnd> AllLineBackEnds();
+template <typename Kind>
+std::unique_ptr<LineBackEnd> MakeLineBackEnd() {
+  return std::make_unique<Kind>();
+}
 
 class LineContract : public testing::TestWithParam<NamedLineBackEnd> {
  protected:

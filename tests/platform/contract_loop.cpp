@@ -1,5 +1,7 @@
 // The message loop, its timers and the clock, over every back end. On some of them this is real
-// time, so the tests say what may not come too early, and leave room for what comes late.
+// time, so the tests say what may not come too early, and leave room for what comes late. A system
+// may have no shorter timer than 10 ms.
+#include <regex>
 #include <string>
 
 #include "tests/platform/contract.h"
@@ -13,6 +15,10 @@ class LoopContract : public Contract {
  protected:
   Timers::TimerProc Note(const std::string& text) {
     return [this, text](TimerId) { notes_ += text; };
+  }
+  /// A text with every run of digits as one "9".
+  static std::string FormOf(const std::string& text) {
+    return std::regex_replace(text, std::regex("[0-9]+"), "9");
   }
   void SleepAndDeliver(int ms) {
     loop_.Sleep(milliseconds(ms));
@@ -40,26 +46,22 @@ TEST_P(LoopContract, SleepingForNothingReturnsAtOnce) {
 }
 
 TEST_P(LoopContract, DateAndTimeHaveTheirForms) {
-  const std::string date = clock_.ShortDate();
-  ASSERT_EQ(date.size(), 10U);
-  EXPECT_EQ(std::string({date[4], date[7]}), "--");
-  const std::string time = clock_.TimeOfDay();
-  ASSERT_EQ(time.size(), 8U);
-  EXPECT_EQ(std::string({time[2], time[5]}), "::");
+  EXPECT_EQ(FormOf(clock_.ShortDate()), back_end_->DateForm());
+  EXPECT_EQ(FormOf(clock_.TimeOfDay()), back_end_->TimeForm());
 }
 
 TEST_P(LoopContract, TimersTickInDoEventsAndNotBefore) {
-  timers_.SetTimer(10, Note("t"));
+  timers_.SetTimer(20, Note("t"));
   loop_.DoEvents();
-  loop_.Sleep(milliseconds(15));
+  loop_.Sleep(milliseconds(30));
   EXPECT_EQ(notes_, "");
   loop_.DoEvents();
   EXPECT_EQ(notes_, "t");
 }
 
 TEST_P(LoopContract, ATimerTicksAgainAndAgain) {
-  timers_.SetTimer(5, Note("t"));
-  for (int i = 0; i < 4; ++i) SleepAndDeliver(6);
+  timers_.SetTimer(20, Note("t"));
+  for (int i = 0; i < 4; ++i) SleepAndDeliver(25);
   EXPECT_EQ(notes_, "tttt");
 }
 
@@ -73,21 +75,21 @@ TEST_P(LoopContract, TheTickKnowsItsTimer) {
   TimerId told = 0;
   const TimerId id = timers_.SetTimer(5, [&](TimerId self) { told = self; });
   EXPECT_NE(id, 0U);
-  SleepAndDeliver(10);
+  SleepAndDeliver(20);
   EXPECT_EQ(told, id);
 }
 
 TEST_P(LoopContract, TicksComeInTheOrderInWhichTheyFellDue) {
-  timers_.SetTimer(20, Note("c"));
-  timers_.SetTimer(10, Note("b"));
-  timers_.SetTimer(5, Note("a"));
-  SleepAndDeliver(20);
+  timers_.SetTimer(60, Note("c"));
+  timers_.SetTimer(40, Note("b"));
+  timers_.SetTimer(20, Note("a"));
+  SleepAndDeliver(65);
   EXPECT_EQ(notes_, "abc");
 }
 
 TEST_P(LoopContract, AKilledTimerIsSilentAndCannotBeKilledTwice) {
   const TimerId id = timers_.SetTimer(5, Note("t"));
-  loop_.Sleep(milliseconds(10));
+  loop_.Sleep(milliseconds(20));
   EXPECT_TRUE(timers_.KillTimer(id));
   loop_.DoEvents();
   EXPECT_EQ(notes_, "");
@@ -102,20 +104,20 @@ TEST_P(LoopContract, ATickMayStopItsOwnTimerAndOthers) {
     timers_.KillTimer(other);
     notes_ += "t";
   });
-  other = timers_.SetTimer(6, Note("o"));
-  SleepAndDeliver(20);
-  SleepAndDeliver(20);
+  other = timers_.SetTimer(20, Note("o"));
+  SleepAndDeliver(40);
+  SleepAndDeliver(40);
   EXPECT_EQ(notes_, "t");
 }
 
 TEST_P(LoopContract, ATickMayStartATimerWhichThenWaitsForItsTime) {
   timers_.SetTimer(5, [&](TimerId self) {
     timers_.KillTimer(self);
-    timers_.SetTimer(5, Note("n"));
+    timers_.SetTimer(50, Note("n"));
   });
-  SleepAndDeliver(10);
+  SleepAndDeliver(20);
   EXPECT_EQ(notes_, "");
-  SleepAndDeliver(10);
+  SleepAndDeliver(60);
   EXPECT_EQ(notes_, "n");
 }
 
