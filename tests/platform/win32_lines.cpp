@@ -19,6 +19,7 @@ constexpr char kOtherEnd[] = "\\\\.\\COM32";
 class LinesOnWindows : public LineBackEnd {
  public:
   LinesOnWindows() {
+    _putenv("FAKE_TAPI_LINE=Line");  // the one line of the substitute telephony service
     ::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
     far_.reset(::CreateFileA(kOtherEnd, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
                              FILE_FLAG_OVERLAPPED, nullptr));
