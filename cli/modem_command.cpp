@@ -170,7 +170,7 @@ void Delete(Context& context, const std::string& name) {
 void Test(Context& context, const std::string& name, const std::string& number) {
   const LineConfig line = Existing(context, name);
   const std::string finding =
-      number.empty() ? TestModem(context, line) : TestCall(context, line, AnsiFromUtf8(number));
+      number.empty() ? TestModem(line) : TestCall(context, line, AnsiFromUtf8(number));
   if (context.json) return context.PrintJson({{"modem", name}, {"finding", finding}});
   context.out << name << ": " << finding << '\n';
 }

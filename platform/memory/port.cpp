@@ -79,7 +79,8 @@ bool MemoryPort::IsOver(const PendingRead& read) const {
   const Millis total(std::int64_t{limits.ReadTotalTimeoutMultiplier} * read.count +
                      limits.ReadTotalTimeoutConstant);
   const Millis now = machine_.now();
-  const bool gap_over = gap > Millis::zero() && !input_.empty() && now >= last_arrival_ + gap;
+  const bool gap_over =
+      gap > Millis::zero() && !input_.empty() && now >= std::max(last_arrival_, read.start) + gap;
   return gap_over || (total > Millis::zero() && now >= read.start + total);
 }
 

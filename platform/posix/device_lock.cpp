@@ -13,10 +13,14 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <mutex>
 #include <set>
+#include <sstream>
 #include <utility>
 
 #include "platform/ansi.h"
@@ -56,16 +60,39 @@ std::string LockFile(const std::string& device) {
 
 bool IsAlive(pid_t process) { return kill(process, 0) == 0 || errno == EPERM; }
 
+// Others make the file first and write into it afterwards, so a fresh one without a number is the
+// lock of somebody who is about to.
+constexpr std::time_t kTimeToWrite = 10;  // seconds
+bool IsFresh(const std::string& file) {
+  struct stat status {};
+  return stat(file.c_str(), &status) == 0 && std::time(nullptr) - status.st_mtime < kTimeToWrite;
+}
+
+// The process number in a lock file: decimal text, or four bytes as some programs write it. 0 when
+// there is none.
+pid_t NumberIn(const std::string& file) {
+  std::ifstream stream(file, std::ios::binary);
+  const std::string content(std::istreambuf_iterator<char>(stream), {});
+  std::istringstream text(content);
+  long long number = 0;
+  if (text >> number) return number > 0 && number <= INT_MAX ? static_cast<pid_t>(number) : 0;
+  std::int32_t binary = 0;
+  if (content.size() == sizeof binary) std::memcpy(&binary, content.data(), sizeof binary);
+  return std::max(binary, 0);
+}
+
+constexpr pid_t kUnknownProcess = -1;
+
 // The live owner of a lock file, 0 when there is none. Asked for files that this process does not
 // hold, so its own number in one means nothing.
 pid_t LiveOwner(const std::string& file) {
-  long long owner = 0;
-  if (!(std::ifstream(file) >> owner) || owner <= 0 || owner > INT_MAX) return 0;
-  const auto process = static_cast<pid_t>(owner);
+  const pid_t process = NumberIn(file);
+  if (process == 0) return IsFresh(file) ? kUnknownProcess : 0;
   return process != getpid() && IsAlive(process) ? process : 0;
 }
 
 std::string Owner(pid_t process) {
+  if (process == kUnknownProcess) return "another program";
   std::string program;
   std::getline(std::ifstream("/proc/" + std::to_string(process) + "/comm"), program);
   const std::string number = "process " + std::to_string(process);

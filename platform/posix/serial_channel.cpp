@@ -40,9 +40,15 @@ Framing FramingOf(const LineConfig& line) {
   Refuse("\"" + line.framing + "\" is not a framing");
 }
 
+std::uint8_t Coded(std::uint8_t code, std::uint8_t parity) {
+  return static_cast<std::uint8_t>(WithParity(static_cast<char>(code), parity));
+}
+
 Dcb LineState(const LineConfig& line, const Framing& framing) {
+  // As a Windows driver has it: a line with parity checks it.
+  const std::uint32_t check = framing.parity == 'N' ? 0 : dcb_flag::kParity;
   return {.BaudRate = line.speed,
-          .flags = dcb_flag::kBinary | FlowOf(line),
+          .flags = dcb_flag::kBinary | check | FlowOf(line),
           .ByteSize = framing.data_bits,
           .Parity = ParityCode(framing),
           .StopBits = StopBitsCode(framing),
@@ -106,6 +112,9 @@ bool SerialChannel::SetState(const Dcb& wanted) {
   if (soft) {
     device.ByteSize = 8;
     device.Parity = 0;
+    // The driver compares whole bytes, so the characters of flow control carry their parity too.
+    device.XonChar = Coded(wanted.XonChar, wanted.Parity);
+    device.XoffChar = Coded(wanted.XoffChar, wanted.Parity);
   }
   if (!ApplyTtyState(fd(), device)) return false;
   soft_parity_ = soft ? wanted.Parity : 0;

@@ -83,12 +83,28 @@ TEST_F(PortTest, ADeviceThatDoesNotOpenRaises31010) {
   comm.next_handle = kInvalidComm;
   EXPECT_EQ(RaisedBy([&] { port.OpenComm("COM9", *this); }), kOpenFailed);
   EXPECT_EQ(port.hCommDev(), kNoComm);
+  EXPECT_EQ(port.DeviceName(), "COM9");
   EXPECT_THAT(comm.calls, ElementsAre("CreateFile COM9"));
 }
 
 TEST_F(PortTest, AnInvalidHandleRaises31010) {
   EXPECT_EQ(RaisedBy([&] { port.OpenCommByHandle(kInvalidComm, *this); }), kOpenFailed);
   EXPECT_THAT(comm.calls, IsEmpty());
+}
+
+TEST_F(PortTest, AdoptingAHandleClosesAnOpenPortFirst) {
+  OpenIdle();
+  comm.calls.clear();
+  port.OpenCommByHandle(43, *this);
+  EXPECT_EQ(comm.calls[0], "CloseHandle 42");
+  EXPECT_EQ(port.hCommDev(), 43);
+}
+
+TEST_F(PortTest, AnInvalidHandleClosesAnOpenPortAllTheSame) {
+  OpenIdle();
+  comm.calls.clear();
+  EXPECT_EQ(RaisedBy([&] { port.OpenCommByHandle(kInvalidComm, *this); }), kOpenFailed);
+  EXPECT_THAT(comm.calls, ElementsAre("CloseHandle 42"));
 }
 
 TEST_F(PortTest, NoHandleAtAllCountsAsAClosedPort) {
@@ -540,12 +556,13 @@ TEST_F(PortTest, NoErrorIsReportedOnceTheTargetHasClosedThePort) {
 TEST_F(PortTest, AnEventOfAClosedPortIsIgnored) {
   Open();
   port.Poll();
+  comm.line_errors = kCeFrame;
   comm.RaiseEvent(kEvErr);
   port.CloseComm();
   comm.calls.clear();
-  Open();
-  port.Poll();
+  RaisedBy([&] { port.Poll(); });
   EXPECT_THAT(events, IsEmpty());
+  EXPECT_THAT(comm.calls, IsEmpty());  // not even looked at
 }
 
 TEST_F(PortTest, APollAttendsToWriteThenReadThenEvents) {

@@ -614,13 +614,28 @@ TEST_F(LineTest, AfterDisconnectThePollingEndsWithoutAReport) {
 TEST_F(LineTest, ACallThatDoesNotHangUpGives4571) {
   machine.lines[0].hang_up_fails = true;
   Online();
+  error = 7;
+  message = "before";
   EXPECT_FALSE(Disconnect());
   EXPECT_THAT(reports,
               ElementsAre(Report(kRefused, "TAPIObject.Disconnect", "The line does not hang up"),
                           Report(4571, "TAPILine.ISMSMedium_Disconnect", "Unable to disconnect")));
-  EXPECT_EQ(error, 0);
-  EXPECT_EQ(message, "");
+  EXPECT_EQ(error, 7);  // not written
+  EXPECT_EQ(message, "before");
   EXPECT_EQ(machine.open_ports(), 0U);
+}
+
+TEST(Medium, OfItselfDoesNothing) {
+  ISMSMedium medium;
+  std::int32_t number = 7;
+  std::string text = "before";
+  EXPECT_FALSE(medium.Connect(number, text));
+  EXPECT_FALSE(medium.Disconnect(number, text));
+  EXPECT_FALSE(medium.Send(text));
+  EXPECT_EQ(medium.Receive(), "");
+  medium.AbortAction();
+  EXPECT_EQ(number, 7);
+  EXPECT_EQ(text, "before");
 }
 
 TEST_F(LineTest, ASecondConnectionGetsATimerOfItsOwn) {

@@ -95,6 +95,19 @@ TEST_P(CommContract, ValidSettingsAreKept) {
   EXPECT_EQ(State(), dcb);
 }
 
+TEST(ValidFraming, IsThatOfASerialDriver) {
+  for (std::uint8_t bits = 0; bits < 12; ++bits) {
+    for (std::uint8_t parity = 0; parity < 7; ++parity) {
+      for (std::uint8_t stop = 0; stop < 6; ++stop) {
+        const bool stop_fits = stop == 0 || (stop == 1 && bits < 6) || (stop == 2 && bits > 5);
+        EXPECT_EQ(IsValidFraming(bits, parity, stop),
+                  bits >= 4 && bits <= 8 && parity <= 4 && stop_fits)
+            << int{bits} << " " << int{parity} << " " << int{stop};
+      }
+    }
+  }
+}
+
 TEST_P(CommContract, OneAndAHalfStopBitsWithEightDataBitsChangeNothing) {
   const Dcb before = State();
   Dcb dcb = before;
@@ -129,6 +142,16 @@ TEST_P(CommContract, ReadEndsAfterAGap) {
   EXPECT_FALSE(read_->Completed());
   back_end_->Say("abc");
   EXPECT_FALSE(read_->Completed());
+  EXPECT_TRUE(AwaitRead());
+  EXPECT_EQ(Result(), "abc");
+}
+
+TEST_P(CommContract, GapOfBytesThatCameBeforeCountsFromTheRead) {
+  MVSMS_NEEDS(Ability::kReadPending);
+  Timeouts(40, 0, 0);
+  back_end_->Say("abc");
+  platform_.loop().Sleep(milliseconds(60));
+  EXPECT_EQ(StartRead(50), kErrorIoPending);
   EXPECT_TRUE(AwaitRead());
   EXPECT_EQ(Result(), "abc");
 }

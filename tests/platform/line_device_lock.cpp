@@ -5,6 +5,8 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 
@@ -29,6 +31,11 @@ class DeviceLocks : public testing::Test {
     return {std::istreambuf_iterator<char>(file), {}};
   }
   void WriteLock(const std::string& content) const { std::ofstream(File()) << content; }
+  /// As if it had been written a minute ago.
+  void Age() const {
+    std::filesystem::last_write_time(
+        File(), std::filesystem::file_time_type::clock::now() - std::chrono::minutes(1));
+  }
   bool Exists() const { return std::filesystem::exists(File()); }
   /// Number of a process that has ended.
   static pid_t DeadProcess() {
@@ -112,12 +119,27 @@ TEST_F(DeviceLocks, WithOurOwnNumberThatWeDoNotHoldAreReplaced) {
   EXPECT_NO_THROW(DeviceLock{kDevice});
 }
 
-TEST_F(DeviceLocks, WithoutANumberAreReplaced) {
+TEST_F(DeviceLocks, WithoutANumberAreReplacedWhenTheyAreOld) {
   for (const char* content : {"", "garbage", "-1", "0", "99999999999999999999"}) {
     WriteLock(content);
+    Age();
     EXPECT_EQ(DeviceInUse(kDevice), "") << content;
     EXPECT_NO_THROW(DeviceLock{kDevice}) << content;
   }
+}
+
+TEST_F(DeviceLocks, WithoutANumberYetBelongToTheirMaker) {
+  WriteLock("");
+  EXPECT_THAT(DeviceInUse(kDevice), HasSubstr("in use by another program"));
+  EXPECT_THROW(DeviceLock{kDevice}, RaisedError);
+  EXPECT_EQ(Content(), "");
+}
+
+TEST_F(DeviceLocks, MayHoldTheNumberInFourBytes) {
+  const std::int32_t parent = getppid();
+  WriteLock(std::string(reinterpret_cast<const char*>(&parent), sizeof parent));
+  EXPECT_THAT(DeviceInUse(kDevice), HasSubstr(std::to_string(parent)));
+  EXPECT_THROW(DeviceLock{kDevice}, RaisedError);
 }
 
 TEST_F(DeviceLocks, AreOneForAllNamesOfADevice) {

@@ -382,6 +382,36 @@ TEST_F(SerialLine, CarrierLineEndsTheLineOnceAllWasRead) {
   EXPECT_TRUE(channel_->Ended());
 }
 
+TEST_F(SerialLine, XoffStopsTheOutputUntilXonInEveryFraming) {
+  struct Case {
+    const char *framing, *xoff, *xon, *x;
+  };
+  for (const Case& c : {Case{"8N1", "\x13", "\x11", "x"}, Case{"7E1-soft", "\x93", "\x11", "x"},
+                        Case{"7O1-soft", "\x13", "\x91", "\xF8"}}) {
+    channel_.reset();
+    LineConfig line = Line(c.framing);
+    line.flow = "xonxoff";
+    channel_ = OpenLine(line);
+    terminal_.Write(c.xoff);
+    channel_->WaitForInput(Channel::Millis(30));
+    EXPECT_EQ(channel_->Available(1), 0U) << c.framing;  // not data
+    EXPECT_EQ(channel_->Write("x"), 0U) << c.framing;
+    terminal_.Write(c.xon);
+    channel_->WaitForInput(Channel::Millis(30));
+    EXPECT_EQ(channel_->Write("x"), 1U) << c.framing;
+    EXPECT_EQ(terminal_.ReadUntil(c.x), c.x) << c.framing;
+  }
+}
+
+TEST_F(SerialLine, LineWithParityChecksIt) {
+  Open("7E1-soft");
+  Dcb state = channel_->state();
+  state.flags |= dcb_flag::kErrorChar;
+  state.ErrorChar = '~';
+  ASSERT_TRUE(channel_->SetState(state));
+  EXPECT_EQ(Arrive("A\xC1"), "A~");
+}
+
 TEST(NoCarrier, IsSeenAsALineOfItsOwnHoweverItIsCut) {
   const std::string text = "abc\r\nNO CARRIER\r\n";
   for (std::size_t cut = 0; cut < text.size() - 1; ++cut) {
