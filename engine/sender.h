@@ -21,7 +21,7 @@
 #include "protocols/service_record.h"
 #include "protocols/session.h"
 
-// Where a program has included <windows.h>, this name is a macro; ours it is not.
+// The headers of Windows make this name a macro; ours it is not.
 #undef SendMessage
 
 namespace mvsms {

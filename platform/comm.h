@@ -22,7 +22,7 @@
 #include <memory>
 #include <string>
 
-// Where a program has included <windows.h>, this name is a macro; ours it is not.
+// The headers of Windows make this name a macro; ours it is not.
 #undef CreateFile
 
 namespace mvsms {
