@@ -166,7 +166,7 @@ TEST_F(SendTrip, NoModemOnTheDevice) {
   ExpectFailed(Send({"text"}), kExitFailed, "4570: Unable to connect");
   const Ending test = Run({"modem", "test", "Modem"});
   EXPECT_EQ(test.exit_code, kExitFailed);
-  EXPECT_THAT(test.err, HasSubstr("no modem answers on " + nobody.path()));
+  EXPECT_THAT(test.err, HasSubstr("No modem answers on " + nobody.path()));
 }
 
 // --- the call breaks, or the centre says nothing
