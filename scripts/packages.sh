@@ -19,6 +19,10 @@ check_packages=(
   libgtest-dev
 )
 
+fuzz_packages=(
+  clang
+)
+
 # install_missing PACKAGE...: installs what is not there yet, as root or through sudo.
 install_missing() {
   local missing=() package

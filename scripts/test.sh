@@ -23,10 +23,17 @@ build_and_test() {
   ctest --preset "$1"
 }
 
-# Further kinds of checks (Windows tests under Wine, a short fuzz of every target) are functions
-# here, called at the end before the last build_and_test.
+# Long enough to tell that a target still works; scripts/fuzz.sh is for long runs.
+fuzz_briefly() {
+  step "Fuzz: a few seconds for each target"
+  scripts/fuzz.sh 5
+}
+
+# Further kinds of checks (Windows tests under Wine) are functions here, called at the end before the
+# last build_and_test.
 
 install_missing "${build_packages[@]}" "${check_packages[@]}"
 check_format
 build_and_test dev
+fuzz_briefly
 build_and_test release
