@@ -67,6 +67,8 @@ class DescriptorLine : public ServerLoop::Watcher,
     unsent_.clear();
     answerer_->Connected(*this);
   }
+  /// Who answers from the next Open on.
+  void Replace(std::unique_ptr<Answerer> answerer) { answerer_ = std::move(answerer); }
   /// The other side has gone; actions that were pending will not run.
   void Gone() {
     open_.reset();
@@ -204,8 +206,17 @@ class PtyServer::Port : public DescriptorLine {
   using DescriptorLine::DescriptorLine;
 
   void Begin() {
+    if (each_call_) Replace(each_call_());
     MakeRaw();
     Open();
+  }
+  /// Begins with a fresh answerer each time that a program opens the terminal. A terminal that was
+  /// never open does not look closed, so it is opened once first.
+  void Await(AnswererFactory each_call) {
+    each_call_ = std::move(each_call);
+    MakeRaw();
+    Descriptor(::open(Path().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
+    Watch();
   }
   void Finish() {
     finished_ = true;
@@ -248,6 +259,7 @@ class PtyServer::Port : public DescriptorLine {
     return ::write(fd_.get(), bytes.data(), bytes.size());
   }
 
+  AnswererFactory each_call_;  // empty: the one from the start answers always
   bool finished_ = false;
   bool lingered_ = false;
 };
@@ -261,13 +273,16 @@ Descriptor OpenMaster() {
 }
 }  // namespace
 
-PtyServer::PtyServer(std::string link, const AnswererFactory& factory)
+PtyServer::PtyServer(std::string link, const AnswererFactory& factory, Connects when)
     : port_(std::make_shared<Port>(loop_, OpenMaster(), factory())),
       path_(port_->Path()),
       link_(std::move(link)) {
   if (!link_.empty()) MakeLink();
   loop_.Watch(port_);
-  port_->Begin();
+  if (when == Connects::kAtOnce)
+    port_->Begin();
+  else
+    port_->Await(factory);
 }
 
 PtyServer::~PtyServer() {

@@ -47,10 +47,13 @@ class TcpServer : public Server {
 
 class PtyServer : public Server {
  public:
+  enum class Connects { kAtOnce, kWhenOpened };
   /// @param link symbolic link to the terminal, made and removed with the server; empty: none. An
   ///        old link is replaced, any other file of that name is an error.
+  /// @param when whether the answerer is there from the start, as a modem is, or connected each
+  ///        time that a program opens the terminal, as the far end of a direct line is.
   /// @throws std::system_error
-  PtyServer(std::string link, const AnswererFactory& factory);
+  PtyServer(std::string link, const AnswererFactory& factory, Connects when = Connects::kAtOnce);
   ~PtyServer() override;
   /// The terminal's own path, "/dev/pts/5" or the like.
   const std::string& path() const { return path_; }

@@ -118,8 +118,11 @@ class Run {
   }
 
   void ListenOnPty() {
-    auto server = std::make_unique<centre::PtyServer>(options_.link,
-                                                      [this] { return centre_->AnswerModem(); });
+    using Connects = centre::PtyServer::Connects;
+    auto server = std::make_unique<centre::PtyServer>(
+        options_.link,
+        [this] { return options_.line ? centre_->AnswerCall() : centre_->AnswerModem(); },
+        options_.line ? Connects::kWhenOpened : Connects::kAtOnce);
     where_ = {{"listening", "pty"}, {"path", server->path()}, {"link", options_.link}};
     where_shown_ = options_.link.empty() ? server->path() : options_.link;
     server_ = std::move(server);
@@ -222,6 +225,8 @@ void AddOptions(CLI::App& command, Arguments& arguments) {
   auto* const pty =
       command.add_flag("--pty", arguments.pty, "Offer a pseudo-terminal with an emulated modem");
   tcp->check(CLI::Range(0, 65535))->type_name("PORT")->excludes(pty);
+  command.add_flag("--line", arguments.line, "No modem: opening the pseudo-terminal is the call")
+      ->needs(pty);
   command.add_option("--link", arguments.link, "Symbolic link to the pseudo-terminal")
       ->type_name("PATH")
       ->needs(pty);

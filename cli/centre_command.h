@@ -19,6 +19,7 @@ namespace mvsms::cli {
 /// What the command line asks for.
 struct CentreOptions {
   int tcp_port = -1;  // 0: any free port; -1: a pseudo-terminal with a modem
+  bool line = false;  // the pseudo-terminal is the line itself, without a modem
   std::string link;   // to the pseudo-terminal; empty: none
   std::string protocol = "tap";
   std::vector<std::string> settings;  // NAME=VALUE

@@ -29,9 +29,7 @@ class ConfigObject final
     return S_OK;
   }
   HRESULT STDMETHODCALLTYPE GetClassInfo(ITypeInfo** info) override {
-    if (!info) return E_POINTER;
-    *info = TypeInfoOf(CLSID_Config).Detach();
-    return *info ? S_OK : TYPE_E_CANTLOADLIBRARY;
+    return Guarded(IID_IProvideClassInfo, [&] { return GiveTypeInfo(CLSID_Config, info); });
   }
   HRESULT STDMETHODCALLTYPE InterfaceSupportsErrorInfo(REFIID iid) override {
     return iid == IID__Config ? S_OK : S_FALSE;

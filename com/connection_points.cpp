@@ -52,12 +52,16 @@ HRESULT Sinks::Unadvise(DWORD cookie) {
   return S_OK;
 }
 
-void Sinks::Fire(DISPID event, std::vector<VARIANT>& arguments) {
+void Sinks::Fire(DISPID event, const std::vector<VARIANT>& arguments) {
   const std::vector<Entry> now = sinks_;
   for (const Entry& entry : now) {
-    DISPPARAMS parameters{arguments.data(), nullptr, static_cast<UINT>(arguments.size()), 0};
-    entry.sink->Invoke(event, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &parameters, nullptr,
-                       nullptr, nullptr);
+    std::vector<VARIANT> own = arguments;  // a sink may do with its array as it likes
+    DISPPARAMS parameters{own.data(), nullptr, static_cast<UINT>(own.size()), 0};
+    try {
+      entry.sink->Invoke(event, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &parameters,
+                         nullptr, nullptr, nullptr);
+    } catch (...) {  // a sink in C++ that lets one out must not cost the others their event
+    }
   }
 }
 

@@ -15,7 +15,7 @@ class Sinks {
   HRESULT Advise(IUnknown* sink, REFIID event_interface, DWORD* cookie);
   HRESULT Unadvise(DWORD cookie);
   /// Calls every sink with arguments in the order of DISPPARAMS (the last one first).
-  void Fire(DISPID event, std::vector<VARIANT>& arguments);
+  void Fire(DISPID event, const std::vector<VARIANT>& arguments);
   HRESULT Enumerate(IEnumConnections** enumerator);
   std::size_t size() const { return sinks_.size(); }
 

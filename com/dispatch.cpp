@@ -67,6 +67,7 @@ class Member {
 };
 
 bool IsMissing(const VARIANT* argument) {
+  if (argument && argument->vt == (VT_BYREF | VT_VARIANT)) argument = argument->pvarVal;
   return !argument || (argument->vt == VT_ERROR && argument->scode == DISP_E_PARAMNOTFOUND);
 }
 
@@ -92,14 +93,18 @@ void MakeReference(VARIANT* local, VARIANT& reference) {
   reference.byref = &local->byref;  // all members of the union begin at one place
 }
 
-/// Puts the value back into the variable that the caller passed by reference, in its own type.
-HRESULT WriteBack(VARIANT* value, VARIANT* caller) {
-  if (!caller || (caller->vt & VT_BYREF) == 0) return S_OK;
-  if (caller->vt == (VT_BYREF | VT_VARIANT)) return ::VariantCopy(caller->pvarVal, value);
+/// Puts the value back into the variable that the caller passed by reference, in its own type. One
+/// that cannot take it keeps what it has: the call has been made, and its result counts.
+void WriteBack(VARIANT* value, VARIANT* caller) {
+  if (!caller || (caller->vt & VT_BYREF) == 0) return;
+  if (caller->vt == (VT_BYREF | VT_VARIANT)) {
+    if ((caller->pvarVal->vt & VT_BYREF) != 0) return WriteBack(value, caller->pvarVal);
+    ::VariantCopy(caller->pvarVal, value);
+    return;
+  }
   Variant converted;
   const auto type = static_cast<VARTYPE>(caller->vt & ~VT_BYREF);
-  const HRESULT result = ::VariantChangeType(converted.Get(), value, 0, type);
-  if (FAILED(result)) return result;
+  if (FAILED(::VariantChangeType(converted.Get(), value, 0, type))) return;
   if (type == VT_BSTR) {
     std::swap(*caller->pbstrVal, converted.Get()->bstrVal);
   } else if (type == VT_BOOL) {
@@ -107,7 +112,24 @@ HRESULT WriteBack(VARIANT* value, VARIANT* caller) {
   } else if (type == VT_I4) {
     *caller->plVal = converted.Get()->lVal;
   }
-  return S_OK;
+}
+
+/// The argument at `position` in the declared type, or its default when the caller left it out.
+/// `source` is the caller's argument, or null.
+HRESULT TakeArgument(const Member& member, UINT position, const VARIANT* source, VARIANT* value) {
+  VARIANT nothing;
+  ::VariantInit(&nothing);
+  if (IsMissing(source)) {
+    if (!member.IsOptional(position)) {
+      return source ? DISP_E_PARAMNOTOPTIONAL : DISP_E_BADPARAMCOUNT;
+    }
+    source = member.Default(position);
+    if (!source) source = &nothing;
+  }
+  Variant direct;  // what a reference refers to
+  const HRESULT copied = ::VariantCopyInd(direct.Get(), const_cast<VARIANT*>(source));
+  if (FAILED(copied)) return copied;
+  return ::VariantChangeType(value, direct.Get(), 0, member.ValueType(position));
 }
 
 }  // namespace
@@ -125,23 +147,11 @@ HRESULT InvokeMember(ITypeInfo* info, void* instance, DISPID id, WORD flags, DIS
   std::vector<Variant> values(count);
   std::vector<VARIANT> passed(count);  // in the order of DISPPARAMS: the last argument first
   for (UINT position = 0; position < count; ++position) {
-    const VARIANT* source = callers[position];
-    if (IsMissing(source)) {
-      if (!member.IsOptional(position)) return DISP_E_BADPARAMCOUNT;
-      source = member.Default(position);
-    }
     VARIANT* local = values[position].Get();
-    VARIANT nothing;
-    ::VariantInit(&nothing);
-    Variant direct;
-    HRESULT converted =
-        ::VariantCopyInd(direct.Get(), const_cast<VARIANT*>(source ? source : &nothing));
-    if (SUCCEEDED(converted)) {
-      converted = ::VariantChangeType(local, direct.Get(), 0, member.ValueType(position));
-    }
-    if (FAILED(converted)) {
-      if (bad) *bad = given->cArgs - 1 - position;
-      return converted;
+    const HRESULT taken = TakeArgument(member, position, callers[position], local);
+    if (FAILED(taken)) {
+      if (bad && callers[position]) *bad = static_cast<UINT>(callers[position] - given->rgvarg);
+      return taken;
     }
     VARIANT& slot = passed[count - 1 - position];
     if (member.IsByReference(position)) {
@@ -158,9 +168,7 @@ HRESULT InvokeMember(ITypeInfo* info, void* instance, DISPID id, WORD flags, DIS
       info->Invoke(instance, id, member.Kind(), &arguments, result, exception, bad);
   if (FAILED(called)) return called;
   for (UINT position = 0; position < count; ++position) {
-    if (!member.IsByReference(position)) continue;
-    const HRESULT written = WriteBack(values[position].Get(), callers[position]);
-    if (FAILED(written)) return written;
+    if (member.IsByReference(position)) WriteBack(values[position].Get(), callers[position]);
   }
   return called;
 }

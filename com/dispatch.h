@@ -3,7 +3,7 @@
 // hosts pass variables of any type, literals, and leave optional arguments out.
 #pragma once
 
-#include "com/module.h"
+#include "com/com_object.h"
 
 namespace mvsms::com {
 
@@ -27,20 +27,23 @@ class DispatchOver : public Interface {
     if (!info) return E_POINTER;
     *info = nullptr;
     if (index != 0) return DISP_E_BADINDEX;
-    *info = TypeInfoOf(kIid).Detach();
-    return *info ? S_OK : TYPE_E_CANTLOADLIBRARY;
+    return Guarded(kIid, [&] { return GiveTypeInfo(kIid, info); });
   }
   HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID,
                                           DISPID* ids) override {
-    const auto info = TypeInfoOf(kIid);
-    return info ? info->GetIDsOfNames(names, count, ids) : TYPE_E_CANTLOADLIBRARY;
+    return Guarded(kIid, [&] {
+      const auto info = TypeInfoOf(kIid);
+      return info ? info->GetIDsOfNames(names, count, ids) : TYPE_E_CANTLOADLIBRARY;
+    });
   }
   HRESULT STDMETHODCALLTYPE Invoke(DISPID member, REFIID, LCID, WORD flags, DISPPARAMS* arguments,
                                    VARIANT* result, EXCEPINFO* exception, UINT* bad) override {
-    const auto info = TypeInfoOf(kIid);
-    if (!info) return TYPE_E_CANTLOADLIBRARY;
-    return InvokeMember(info.Get(), static_cast<Interface*>(this), member, flags, arguments, result,
-                        exception, bad);
+    return Guarded(kIid, [&] {
+      const auto info = TypeInfoOf(kIid);
+      if (!info) return TYPE_E_CANTLOADLIBRARY;
+      return InvokeMember(info.Get(), static_cast<Interface*>(this), member, flags, arguments,
+                          result, exception, bad);
+    });
   }
 };
 

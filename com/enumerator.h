@@ -36,8 +36,10 @@ class Enumerator final
   }
   HRESULT STDMETHODCALLTYPE Clone(Interface** clone) override {
     if (!clone) return E_POINTER;
-    *clone = new (std::nothrow) Enumerator(items_, next_);
-    return *clone ? S_OK : E_OUTOFMEMORY;
+    return Guarded(kIid, [&] {
+      *clone = new Enumerator(items_, next_);
+      return S_OK;
+    });
   }
 
  private:

@@ -61,6 +61,12 @@ win32::ComPtr<ITypeInfo> TypeInfoOf(REFGUID guid) {
   return info;
 }
 
+HRESULT GiveTypeInfo(REFGUID guid, ITypeInfo** info) {
+  if (!info) return E_POINTER;
+  *info = TypeInfoOf(guid).Detach();
+  return *info ? S_OK : TYPE_E_CANTLOADLIBRARY;
+}
+
 void ForgetTypeInfo() {
   TypeInfoCache& cache = Cache();
   const std::lock_guard lock(cache.mutex);

@@ -23,6 +23,9 @@ class Lifetime {
 /// registered). Loaded once and kept: loading costs a thousand times a call. Any thread.
 win32::ComPtr<ITypeInfo> TypeInfoOf(REFGUID guid);
 
+/// The same as an out argument, with a reference for the caller.
+HRESULT GiveTypeInfo(REFGUID guid, ITypeInfo** info);
+
 /// Gives the kept type information back; the DLL is about to be unloaded.
 void ForgetTypeInfo();
 

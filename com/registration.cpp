@@ -75,10 +75,12 @@ HRESULT RegisterTypes(bool per_user) {
 }
 
 HRESULT UnregisterTypes(bool per_user) {
-  const HRESULT result =
-      per_user ? ::UnRegisterTypeLibForUser(LIBID_mvSMS, 1, 0, LOCALE_NEUTRAL, kSysKind)
-               : ::UnRegisterTypeLib(LIBID_mvSMS, 1, 0, LOCALE_NEUTRAL, kSysKind);
-  return result == TYPE_E_REGISTRYACCESS ? S_OK : result;  // it was not registered
+  win32::Bstr path;
+  if (FAILED(::QueryPathOfRegTypeLib(LIBID_mvSMS, 1, 0, LOCALE_NEUTRAL, path.Put()))) {
+    return S_OK;  // not registered
+  }
+  return per_user ? ::UnRegisterTypeLibForUser(LIBID_mvSMS, 1, 0, LOCALE_NEUTRAL, kSysKind)
+                  : ::UnRegisterTypeLib(LIBID_mvSMS, 1, 0, LOCALE_NEUTRAL, kSysKind);
 }
 
 }  // namespace

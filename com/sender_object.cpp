@@ -118,9 +118,7 @@ class SenderObject final
 
   // IProvideClassInfo2
   HRESULT STDMETHODCALLTYPE GetClassInfo(ITypeInfo** info) override {
-    if (!info) return E_POINTER;
-    *info = TypeInfoOf(CLSID_Sender).Detach();
-    return *info ? S_OK : TYPE_E_CANTLOADLIBRARY;
+    return Guarded(IID_IProvideClassInfo, [&] { return GiveTypeInfo(CLSID_Sender, info); });
   }
   HRESULT STDMETHODCALLTYPE GetGUID(DWORD kind, GUID* guid) override {
     if (!guid) return E_POINTER;

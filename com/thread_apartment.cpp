@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "com/module.h"
+#include "platform/win32/per_thread.h"
 #include "platform/win32/win32_platform.h"
 
 namespace mvsms::com {
@@ -26,8 +27,8 @@ struct ThreadState {
 }  // namespace
 
 Apartment& ThreadApartment() {
-  thread_local ThreadState state;
-  return state.apartment;
+  static auto& states = *new win32::PerThread<ThreadState>;
+  return states.Get().apartment;
 }
 
 }  // namespace mvsms::com

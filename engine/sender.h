@@ -22,6 +22,9 @@
 #include "protocols/service_record.h"
 #include "protocols/session.h"
 
+// Where a program has included <windows.h>, this name is a macro; ours it is not.
+#undef SendMessage
+
 namespace mvsms {
 
 class Sender final : private SessionHost {

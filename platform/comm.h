@@ -22,6 +22,9 @@
 #include <memory>
 #include <string>
 
+// Where a program has included <windows.h>, this name is a macro; ours it is not.
+#undef CreateFile
+
 namespace mvsms {
 
 /// An open port. Owned by whoever opened it or was handed it, until CloseHandle.

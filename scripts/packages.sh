@@ -23,6 +23,18 @@ fuzz_packages=(
   clang
 )
 
+# Cross-compiling for Windows, and running the result.
+windows_packages=(
+  g++-mingw-w64-i686-posix
+  g++-mingw-w64-x86-64-posix
+  libwine-dev
+  mingw-w64-tools
+  python3
+  socat
+  wine
+  wine64
+)
+
 # install_missing PACKAGE...: installs what is not there yet, as root or through sudo.
 install_missing() {
   local missing=() package

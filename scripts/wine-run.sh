@@ -5,7 +5,7 @@
 set -eu
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 export WINEPREFIX=${MVSMS_WINEPREFIX:-$here/build/wine}
-export WINEDEBUG=${WINEDEBUG:--all} WINEDLLOVERRIDES="mscoree,mshtml="
+export WINEDEBUG=${WINEDEBUG:--all} WINEDLLOVERRIDES="mscoree,mshtml,winedbg.exe="
 mkdir -p "$WINEPREFIX"
 (
   flock 9
@@ -18,4 +18,4 @@ mkdir -p "$WINEPREFIX"
     touch "$WINEPREFIX/ready"
   fi
 ) 9>"$WINEPREFIX/lock"
-exec wine "$@" 2>>"$WINEPREFIX/stderr.log"
+exec timeout "${MVSMS_WINE_LIMIT:-300}" wine "$@" 2>>"$WINEPREFIX/stderr.log"

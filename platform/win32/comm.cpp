@@ -1,6 +1,7 @@
 // The serial-port service over Win32 communications with genuine overlapped I/O.
 #include <bit>
 #include <map>
+#include <vector>
 
 #include "platform/win32/backend.h"
 #include "platform/win32/handles.h"
@@ -58,13 +59,16 @@ class Win32Comm : public Comm {
   }
 
   bool CloseHandle(CommHandle handle) override {
-    // The driver must not touch the buffers of pending operations any more when this returns.
-    ::CancelIoEx(Native(handle), nullptr);
+    // What is pending now ends without bytes, and when this returns the driver touches its buffers
+    // no more.
+    std::vector<Win32Overlapped*> cancelled;
     const auto [first, last] = pending_.equal_range(handle);
     for (auto entry = first; entry != last; ++entry) {
-      if (!entry->second->Completed()) entry->second->AwaitCancelled();
+      if (!entry->second->Completed()) cancelled.push_back(entry->second);
     }
     pending_.erase(first, last);
+    ::CancelIoEx(Native(handle), nullptr);
+    for (Win32Overlapped* operation : cancelled) operation->AwaitCancelled();
     return ::CloseHandle(Native(handle)) != FALSE;
   }
 

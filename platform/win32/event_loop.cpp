@@ -1,8 +1,9 @@
 // The message loop of the thread and its windowless timers.
 #include <map>
+#include <set>
 
 #include "platform/win32/backend.h"
-#include "platform/win32/win.h"
+#include "platform/win32/per_thread.h"
 
 namespace mvsms::win32 {
 namespace {
@@ -28,9 +29,14 @@ class Win32EventLoop : public EventLoop {
 };
 
 // The timers of the thread: the system's callback has no argument of its own to find them by.
-thread_local std::map<TimerId, Timers::TimerProc> running;
+using RunningTimers = std::map<TimerId, Timers::TimerProc>;
+RunningTimers& Running() {
+  static auto& timers = *new PerThread<RunningTimers>;
+  return timers.Get();
+}
 
 void CALLBACK TimerCallback(HWND, UINT, UINT_PTR id, DWORD) {
+  RunningTimers& running = Running();
   const auto found = running.find(id);
   if (found == running.end()) return;  // a tick that was queued before the timer was stopped
   const Timers::TimerProc proc = found->second;  // the tick may stop its own timer
@@ -39,15 +45,24 @@ void CALLBACK TimerCallback(HWND, UINT, UINT_PTR id, DWORD) {
 
 class Win32Timers : public Timers {
  public:
+  ~Win32Timers() override {
+    while (!own_.empty()) KillTimer(*own_.begin());
+  }
   TimerId SetTimer(std::uint32_t interval_ms, TimerProc proc) override {
     const TimerId id = ::SetTimer(nullptr, 0, interval_ms, TimerCallback);
-    if (id != 0) running[id] = std::move(proc);
+    if (id == 0) return 0;
+    Running()[id] = std::move(proc);
+    own_.insert(id);
     return id;
   }
   bool KillTimer(TimerId id) override {
-    if (running.erase(id) == 0) return false;
+    if (own_.erase(id) == 0) return false;
+    Running().erase(id);
     return ::KillTimer(nullptr, id) != FALSE;
   }
+
+ private:
+  std::set<TimerId> own_;
 };
 
 }  // namespace

@@ -79,8 +79,10 @@ class Win32Registry : public Registry {
 
   RegStatus SetValue(RegKey key, const std::string& name, RegType type,
                      const std::string& data) override {
+    // Of a text that a NUL follows, the system would store that NUL too.
+    const std::string bounded = data + '.';
     return ::RegSetValueExA(Native(key), name.c_str(), 0, static_cast<DWORD>(type),
-                            reinterpret_cast<const BYTE*>(data.data()),
+                            reinterpret_cast<const BYTE*>(bounded.data()),
                             static_cast<DWORD>(data.size()));
   }
 
@@ -103,12 +105,14 @@ class Win32Registry : public Registry {
   }
 
   RegStatus DeleteKey(RegKey parent, const std::string& name) override {
+    if (name.empty()) return ERROR_INVALID_PARAMETER;  // would be the open key itself
     return ::RegDeleteKeyA(Native(parent), name.c_str());
   }
 
   bool HasDeleteTree() override { return ShDeleteKey() != nullptr; }
 
   RegStatus DeleteTree(RegKey parent, const std::string& name) override {
+    if (name.empty()) return ERROR_INVALID_PARAMETER;
     const DeleteTreeFunction delete_tree = ShDeleteKey();
     return delete_tree ? delete_tree(Native(parent), name.c_str()) : ERROR_PROC_NOT_FOUND;
   }

@@ -196,10 +196,7 @@ class Tapi : public ITTAPI {
   }
   ~Tapi() override { Unadvise(); }
 
-  void Initialize() override {
-    Check(tapi_->Initialize(), "ITTAPI::Initialize");
-    Advise();
-  }
+  void Initialize() override { Check(tapi_->Initialize(), "ITTAPI::Initialize"); }
   void Shutdown() override {
     Unadvise();
     Check(tapi_->Shutdown(), "ITTAPI::Shutdown");
@@ -207,7 +204,12 @@ class Tapi : public ITTAPI {
   void PutEventFilter(std::int32_t mask) override {
     Check(tapi_->put_EventFilter(mask), "ITTAPI::put_EventFilter");
   }
-  void SetEventSink(ITTAPI::EventSink sink) override { sink_->Bind(std::move(sink)); }
+  void SetEventSink(ITTAPI::EventSink sink) override {
+    Unadvise();
+    if (!sink) return;
+    sink_->Bind(std::move(sink));
+    Advise();
+  }
 
   std::vector<std::shared_ptr<ITAddress>> GetAddresses() override {
     ComPtr<::IEnumAddress> enumerator;

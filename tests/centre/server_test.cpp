@@ -17,9 +17,10 @@ namespace {
 template <typename ServerType>
 class Running {
  public:
-  template <typename First>
-  Running(First first, AnswererFactory factory)
-      : server_(std::move(first), std::move(factory)), thread_([this] { server_.Run(); }) {}
+  template <typename First, typename... Rest>
+  Running(First first, AnswererFactory factory, Rest... rest)
+      : server_(std::move(first), std::move(factory), rest...),
+        thread_([this] { server_.Run(); }) {}
   ~Running() { Stop(); }
   void Stop() {
     server_.Stop();
@@ -166,6 +167,20 @@ TEST(PtyServer, ClosingThePortResetsTheModem) {
     EXPECT_EQ(caller.HearsUpTo("OK<CR><LF>"), "AT<CR><CR><LF>OK<CR><LF>") << i;
     caller.Sends("ATE0DT123<CR>");
     EXPECT_EQ(caller.HearsUpTo("CONNECT<CR><LF>"), "ATE0DT123<CR><CR><LF>CONNECT<CR><LF>") << i;
+    caller.HangUp();
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  }
+}
+
+TEST(PtyServer, WithoutAModemEachOpeningIsACall) {
+  TapTest tap;
+  Running<PtyServer> server(
+      std::string(), [&] { return tap.centre().AnswerCall(); }, PtyServer::Connects::kWhenOpened);
+  for (int i = 0; i < 3; ++i) {
+    auto caller = Caller::Terminal(server->path());
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));  // the opening is noticed
+    caller.Sends("<CR>");
+    EXPECT_EQ(caller.HearsUpTo("ID="), "ID=") << i;
     caller.HangUp();
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
   }

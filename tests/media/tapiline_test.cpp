@@ -88,7 +88,7 @@ class LineTest : public testing::Test {
   void Refuse(const std::string& operation) {
     machine.fail = [operation](const std::string& asked) { return asked == operation; };
   }
-  long Asked(std::string_view operation) {
+  std::ptrdiff_t Asked(std::string_view operation) {
     return std::count(machine.calls.begin(), machine.calls.end(), operation);
   }
   const Dcb& Applied() { return machine.ports.back()->requests.dcbs.back(); }

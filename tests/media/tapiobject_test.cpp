@@ -53,7 +53,7 @@ class DeviceTest : public testing::Test {
     ASSERT_TRUE(Dial());
     tapi.calls.clear();
   }
-  long Asked(const std::string& call) const {
+  std::ptrdiff_t Asked(const std::string& call) const {
     return std::count(tapi.calls.begin(), tapi.calls.end(), call);
   }
 

@@ -1,5 +1,5 @@
 // The contract of the seam as tests that every back end passes: contract_*.cpp hold the tests,
-// back_ends.cpp the back ends that this program runs them over.
+// back_ends.cpp and posix_back_end.cpp or win32_back_end.cpp the back ends.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -24,6 +24,8 @@ class BackEnd {
   virtual std::string PathTo(const std::string& file_name) = 0;
   /// A path in a folder that does not exist.
   virtual std::string PathNowhere() = 0;
+  /// What the component is called here: a file's name on Windows, where this is the test program.
+  virtual std::string ComponentName() { return "mvSMS"; }
   /// What a file holds; nothing when it does not exist.
   virtual std::optional<std::string> Contents(const std::string& path) = 0;
 };
@@ -34,6 +36,8 @@ struct NamedBackEnd {
 };
 inline void PrintTo(const NamedBackEnd& back_end, std::ostream* out) { *out << back_end.name; }
 
+/// The back end of the system that the tests run on.
+NamedBackEnd SystemBackEnd();
 std::vector<NamedBackEnd> AllBackEnds();
 inline std::string BackEndName(const testing::TestParamInfo<NamedBackEnd>& test) {
   return test.param.name;

@@ -13,6 +13,14 @@ class CommContract : public LineContract {
     ASSERT_NE(port_, kInvalidComm);
     ASSERT_NE(port_, kNoComm);
   }
+  void TearDown() override { comm_.CloseHandle(port_); }  // before what is pending goes
+  /// Reads bytes that are there already.
+  std::string Read(std::uint32_t count) {
+    const std::uint32_t result = StartRead(count);
+    EXPECT_TRUE(result == 0 || result == kErrorIoPending) << result;
+    EXPECT_TRUE(AwaitRead());
+    return Result();
+  }
   void Timeouts(std::uint32_t gap, std::uint32_t multiplier, std::uint32_t constant) {
     CommTimeouts timeouts;
     timeouts.ReadIntervalTimeout = gap;
@@ -41,11 +49,16 @@ class CommContract : public LineContract {
   std::uint32_t transferred_ = 4711;
 };
 
-TEST_P(CommContract, OpeningIsUnsharedAndFailsForUnknownDevices) {
-  EXPECT_EQ(comm_.CreateFile(back_end_->device()), kInvalidComm);
+TEST_P(CommContract, OpeningFailsForUnknownDevices) {
   EXPECT_EQ(comm_.CreateFile("no such device"), kInvalidComm);
+}
+
+TEST_P(CommContract, OpeningIsUnshared) {
+  MVSMS_NEEDS(Ability::kExclusiveOpen);
+  EXPECT_EQ(comm_.CreateFile(back_end_->device()), kInvalidComm);
   EXPECT_TRUE(comm_.CloseHandle(port_));
-  EXPECT_NE(comm_.CreateFile(back_end_->device()), kInvalidComm);
+  port_ = comm_.CreateFile(back_end_->device());
+  EXPECT_NE(port_, kInvalidComm);
 }
 
 TEST_P(CommContract, ClosedHandleIsRefused) {
@@ -74,8 +87,10 @@ TEST_P(CommContract, ValidSettingsAreKept) {
   Dcb dcb = State();
   EXPECT_EQ(dcb.DCBlength, 28U);
   dcb.BaudRate = 2400;
-  dcb.ErrorChar = '~';
-  dcb.flags |= dcb_flag::kErrorChar;
+  if (back_end_->Can(Ability::kErrorChar)) {
+    dcb.ErrorChar = '~';
+    dcb.flags |= dcb_flag::kErrorChar;
+  }
   EXPECT_TRUE(comm_.SetCommState(port_, dcb));
   EXPECT_EQ(State(), dcb);
 }
@@ -90,14 +105,10 @@ TEST_P(CommContract, OneAndAHalfStopBitsWithEightDataBitsChangeNothing) {
   EXPECT_EQ(State(), before);
 }
 
-TEST_P(CommContract, ReadOfBytesThatAreThereIsCompleteAtOnce) {
+TEST_P(CommContract, ReadTakesTheBytesThatAreThere) {
   back_end_->Say("abcd");
-  EXPECT_EQ(StartRead(3), 0U);
-  EXPECT_EQ(transferred_, 3U);
-  EXPECT_TRUE(read_->Completed());
-  EXPECT_EQ(Result(), "abc");
-  EXPECT_EQ(StartRead(1), 0U);
-  EXPECT_EQ(Result(), "d");
+  EXPECT_EQ(Read(3), "abc");
+  EXPECT_EQ(Read(1), "d");
 }
 
 TEST_P(CommContract, ReadEndsWhenItsCountIsThere) {
@@ -111,6 +122,7 @@ TEST_P(CommContract, ReadEndsWhenItsCountIsThere) {
 }
 
 TEST_P(CommContract, ReadEndsAfterAGap) {
+  MVSMS_NEEDS(Ability::kReadPending);
   Timeouts(40, 0, 0);
   ASSERT_EQ(StartRead(50), kErrorIoPending);
   platform_.loop().Sleep(milliseconds(60));
@@ -145,17 +157,16 @@ TEST_P(CommContract, CompletedReadTakesNoLaterBytes) {
   ASSERT_TRUE(AwaitRead());
   back_end_->Say("abc");
   EXPECT_EQ(read_->Transferred(), 0U);
-  StartRead(3);
-  EXPECT_EQ(Result(), "abc");
+  EXPECT_EQ(Read(3), "abc");
 }
 
 TEST_P(CommContract, ZeroBytesAreDiscardedOnRequest) {
+  MVSMS_NEEDS(Ability::kDiscardNull);
   Dcb dcb = State();
   dcb.flags |= dcb_flag::kNull;
   ASSERT_TRUE(comm_.SetCommState(port_, dcb));
   back_end_->Say(std::string("a\0b\0c", 5));
-  EXPECT_EQ(StartRead(3), 0U);
-  EXPECT_EQ(Result(), "abc");
+  EXPECT_EQ(Read(3), "abc");
 }
 
 TEST_P(CommContract, WriteReachesTheFarSide) {
@@ -181,6 +192,7 @@ TEST_P(CommContract, ClosingCompletesWhatIsPendingWithNothing) {
 }
 
 TEST_P(CommContract, WaitEndsWithoutAnEventWhenTheMaskIsSetAgain) {
+  MVSMS_NEEDS(Ability::kEvents);
   std::uint32_t events = 4711;
   EXPECT_EQ(comm_.WaitCommEvent(port_, events, *wait_), 87U);  // nothing to wait for
   ASSERT_TRUE(comm_.SetCommMask(port_, kEvErr));

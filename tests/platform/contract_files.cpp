@@ -28,7 +28,7 @@ TEST_P(FilesContract, TheComponentHasAPlaceANameAndAVersion) {
   EXPECT_NE(locale.ComponentFolder(), "");
   EXPECT_NE(locale.ComponentFolder().back(), locale.PathSeparator());
   EXPECT_NE(locale.ComponentFolder().find(locale.PathSeparator()), std::string::npos);
-  EXPECT_EQ(locale.ComponentName(), "mvSMS");
+  EXPECT_EQ(locale.ComponentName(), back_end_->ComponentName());
   EXPECT_NE(locale.ComponentVersion(), "");
 }
 

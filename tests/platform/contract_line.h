@@ -13,10 +13,20 @@
 
 namespace mvsms {
 
+/// What an emulated machine may not be able to show.
+enum class Ability {
+  kExclusiveOpen,  // a device that is open cannot be opened once more
+  kErrorChar,      // the replacement for bytes with a wrong parity is kept
+  kDiscardNull,    // zero bytes are taken out
+  kEvents,         // waiting for line events
+  kReadPending,    // a read stays pending until its time-outs say otherwise
+};
+
 class LineBackEnd {
  public:
   virtual ~LineBackEnd() = default;
   virtual Platform& platform() = 0;
+  virtual bool Can(Ability) { return true; }
   /// A serial device for CreateFile.
   virtual std::string device() = 0;
   /// A number that answers, and one that does not (CallCause::kDisconnectNoAnswer).
@@ -36,6 +46,8 @@ struct NamedLineBackEnd {
 };
 inline void PrintTo(const NamedLineBackEnd& back_end, std::ostream* out) { *out << back_end.name; }
 
+/// The lines of the system that the tests run on.
+NamedLineBackEnd SystemLines();
 std::vector<NamedLineBackEnd> AllLineBackEnds();
 
 class LineContract : public testing::TestWithParam<NamedLineBackEnd> {
@@ -56,6 +68,10 @@ class LineContract : public testing::TestWithParam<NamedLineBackEnd> {
 };
 
 }  // namespace mvsms
+
+/// Leaves out the rest of a test that this machine cannot show.
+#define MVSMS_NEEDS(ability) \
+  if (!back_end_->Can(ability)) GTEST_SKIP() << "this machine cannot: " #ability
 
 /// Runs the tests of a fixture derived from LineContract over every back end.
 #define MVSMS_FOR_EACH_LINE_BACK_END(fixture)                                       \

@@ -1,0 +1,17 @@
+// The lines of the substitute.
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "tests/com/fake_tapi/event_hub.h"
+
+namespace mvsms::fake_tapi {
+
+/// All line addresses: the one without data calls first, so that it has to be left out.
+std::vector<win32::ComPtr<::ITAddress>> MakeAddresses(const std::shared_ptr<EventHub>& events);
+
+/// Whether another program has the line.
+bool IsTaken(::ITAddress* address);
+
+}  // namespace mvsms::fake_tapi

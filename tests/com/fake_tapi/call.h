@@ -1,0 +1,21 @@
+// Calls of the substitute: their states come by themselves, as the number plan says, through the
+// message loop of the thread.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "tests/com/fake_tapi/event_hub.h"
+
+namespace mvsms::fake_tapi {
+
+/// A call to the dialable number, not started yet; with one reference for the caller.
+::ITBasicCallControl* MakeCall(const std::string& dialable, std::shared_ptr<EventHub> events);
+
+/// The far sides of all connected calls of the calling thread hang up.
+void HangUpAll();
+
+/// Ports that were handed over and are still open.
+long OpenPorts();
+
+}  // namespace mvsms::fake_tapi

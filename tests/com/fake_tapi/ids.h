@@ -1,0 +1,13 @@
+// Identifiers of the telephony service that only its server needs.
+#pragma once
+
+#include "platform/win32/tapi_ids.h"
+
+namespace mvsms::fake_tapi {
+
+using namespace mvsms::win32::tapi;
+
+inline constexpr GUID kIID_IEnumAddress = {
+    0x1666FCA1, 0x9363, 0x11D0, {0x83, 0x5C, 0x00, 0xAA, 0x00, 0x3C, 0xCA, 0xBD}};
+
+}  // namespace mvsms::fake_tapi
