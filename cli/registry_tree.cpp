@@ -137,7 +137,7 @@ RegistryTree ReadTree(Registry& registry, const std::string& path) {
     tree.values.emplace_back(name, value);
   }
   for (const std::string& name : KeyNames(registry, key)) {
-    tree.keys.emplace_back(name, ReadTree(registry, path + "\\" + name));
+    tree.keys.push_back({name, ReadTree(registry, path + "\\" + name)});
   }
   return tree;
 }
@@ -173,7 +173,7 @@ RegistryTree TreeFromJson(const Json& json) {
   for (const auto& [name, subtree] : Part(json, "keys").items()) {
     const std::string key = AnsiFromUtf8(name);
     CheckKeyName(key);
-    tree.keys.emplace_back(key, TreeFromJson(subtree));
+    tree.keys.push_back({key, TreeFromJson(subtree)});
   }
   return tree;
 }

@@ -27,11 +27,20 @@ RegistryValue TextValue(const std::string& ansi);
 RegistryValue NumberValue(std::uint32_t number);
 
 /// Names are in the ANSI code page and in the store's order.
+struct RegistryBranch;
 struct RegistryTree {
   std::vector<std::pair<std::string, RegistryValue>> values;
-  std::vector<std::pair<std::string, RegistryTree>> keys;
-  bool operator==(const RegistryTree&) const = default;
+  std::vector<RegistryBranch> keys;
+  bool operator==(const RegistryTree&) const;
 };
+struct RegistryBranch {
+  std::string name;
+  RegistryTree tree;
+  bool operator==(const RegistryBranch&) const = default;
+};
+inline bool RegistryTree::operator==(const RegistryTree& other) const {
+  return values == other.values && keys == other.keys;
+}
 
 /// The key at `path` of the local machine with all below it; empty when there is none. A Failure
 /// when it cannot be read.

@@ -76,6 +76,20 @@ void Raise(Event handler, Arguments&... arguments) {
   }
 }
 
+/// Marks a piece of work with the line for as long as it lives. An event that the host gets from
+/// within it must not end in a second send: that one would take the line from under the first.
+class LineInUse {
+ public:
+  explicit LineInUse(bool& mark) : mark_(mark), before_(std::exchange(mark, true)) {}
+  ~LineInUse() { mark_ = before_; }
+  LineInUse(const LineInUse&) = delete;
+  LineInUse& operator=(const LineInUse&) = delete;
+
+ private:
+  bool& mark_;
+  const bool before_;
+};
+
 }  // namespace
 
 /// One call of SendMessage: the host's variables, and what the steps found.
@@ -98,13 +112,13 @@ Sender::~Sender() = default;
 
 bool Sender::SendMessage(std::string& Recipient, std::string& Originator, std::string& Message,
                          std::string& ServiceName) {
+  if (line_in_use_) return FailForModem(modem_);
   Attempt attempt{Recipient, Originator, Message, ServiceName};
   try {
     Begin(attempt);
-    const bool sent = LoadSettings() && TakeMessage(attempt) && ResolveRecipient(attempt) &&
-                      ChooseService(attempt) && CheckLength(attempt) && SetUpMedium(attempt) &&
-                      Connect(attempt) && SendPieces(attempt);
-    CloseConnection(attempt);
+    const bool prepared = LoadSettings() && TakeMessage(attempt) && ResolveRecipient(attempt) &&
+                          ChooseService(attempt) && CheckLength(attempt);
+    const bool sent = Transmit(attempt, prepared);
     End(sent);
     return sent;
   } catch (const RaisedError& error) {  // unforeseen: no closing steps
@@ -114,6 +128,15 @@ bool Sender::SendMessage(std::string& Recipient, std::string& Originator, std::s
   }
 }
 
+/// What happens on the line. Closes also what an earlier send left open, when there is nothing to
+/// send.
+bool Sender::Transmit(Attempt& attempt, bool prepared) {
+  const LineInUse in_use(line_in_use_);
+  const bool sent = prepared && SetUpMedium(attempt) && Connect(attempt) && SendPieces(attempt);
+  CloseConnection(attempt);
+  return sent;
+}
+
 void Sender::AbortAction() {
   if (medium_ != nullptr) medium_->AbortAction();
   abort = true;
@@ -121,7 +144,6 @@ void Sender::AbortAction() {
 
 void Sender::Begin(const Attempt& attempt) {
   RetrySuggested = false;
-  logged_in = false;
   retry = false;
   AddStatus(kFrame + DateAndTime(apartment_.platform().clock()) + " - Begin send message to " +
             attempt.recipient + "\r\n");
@@ -175,17 +197,18 @@ bool Sender::SetUpMedium(Attempt& attempt) {
   attempt.protocol = FindProtocol(service.Protocol);
   if (attempt.protocol == nullptr) return true;
 
+  logged_in = false;
   medium_ = nullptr;
   objTapiLine_.reset();  // a line that an earlier send left open must free its modem first
+  modem_ = service.ModemName;
   objTapiLine_ = std::make_unique<TAPILine>(
       apartment_,
       [this](std::int32_t ErrNumber, const std::string& FunctionName, const std::string& ErrMsg) {
+        const LineInUse in_use(line_in_use_);
         ReportError(ErrNumber, ErrMsg, FunctionName);
       },
       [this](const std::string& text) { Log(text); });
-  if (!objTapiLine_->SetDevice(service.ModemName)) {
-    return Fail(kErrModemUnusable, "The selected modem (" + service.ModemName + ") cannot be used");
-  }
+  if (!objTapiLine_->SetDevice(modem_)) return FailForModem(modem_);
   objTapiLine_->SetParams(service.BaudRate, service.Parity, service.DataBits, service.StopBits,
                           attempt.protocol->software_flow_control);
   objTapiLine_->PhoneNumber = service.PhoneNumber;
@@ -241,6 +264,10 @@ void Sender::End(bool sent) {
 bool Sender::Fail(std::int32_t number, const std::string& description) {
   ReportError(number, description, kModuleName);
   return false;
+}
+
+bool Sender::FailForModem(const std::string& modem) {
+  return Fail(kErrModemUnusable, "The selected modem (" + modem + ") cannot be used");
 }
 
 std::string Sender::FixAddress(std::string& address) {

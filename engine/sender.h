@@ -3,9 +3,10 @@
 //
 // Everything happens on the thread of the Apartment. SendMessage returns when the attempt is over;
 // meanwhile the thread's events are processed, so a handler or a button of the host may call
-// AbortAction, read and assign the properties. A second SendMessage from inside an event is not
-// supported. An exception that a handler throws ends with the handler: a host whose display fails
-// must not lose its page or leave the line open. Texts are in the ANSI code page.
+// AbortAction, read and assign the properties, but not destroy the Sender. A second SendMessage
+// from inside an event is not supported: while the first one is on the line, it finds the modem in
+// use. An exception that a handler throws ends with the handler: a host whose display fails must
+// not lose its page or leave the line open. Texts are in the ANSI code page.
 #pragma once
 
 #include <cstdint>
@@ -69,6 +70,7 @@ class Sender final : private SessionHost {
   bool ResolveRecipient(Attempt& attempt);
   bool ChooseService(Attempt& attempt);
   bool CheckLength(const Attempt& attempt);
+  bool Transmit(Attempt& attempt, bool prepared);
   bool SetUpMedium(Attempt& attempt);
   bool Connect(Attempt& attempt);
   bool SendPieces(Attempt& attempt);
@@ -76,6 +78,7 @@ class Sender final : private SessionHost {
   void End(bool sent);
 
   bool Fail(std::int32_t number, const std::string& description);
+  bool FailForModem(const std::string& modem);
   std::string FixAddress(std::string& address);
   void Show();
   void Log(const std::string& text);
@@ -93,6 +96,8 @@ class Sender final : private SessionHost {
   std::unique_ptr<StatusWindow> status_window_;  // from the first line shown, for good
   Settings settings_;                            // of the latest send
   ISMSMedium* medium_ = nullptr;                 // the open medium of a send, else none
+  std::string modem_;                            // of the latest medium
+  bool line_in_use_ = false;                     // a send is on the line, or the line is reporting
   std::unique_ptr<TAPILine> objTapiLine_;        // last: its end may still report an error
 };
 

@@ -19,6 +19,10 @@ check_packages=(
   libgtest-dev
 )
 
+fuzz_packages=(
+  clang
+)
+
 # Cross-compiling for Windows, and running the result.
 windows_packages=(
   g++-mingw-w64-i686-posix

@@ -24,6 +24,12 @@ build_and_test() {
   ctest --preset "$1"
 }
 
+# Long enough to tell that a target still works; scripts/fuzz.sh is for long runs.
+fuzz_briefly() {
+  step "Fuzz: a few seconds for each target"
+  scripts/fuzz.sh 5
+}
+
 # The component for both kinds of Windows needs nothing but what Windows has.
 check_dll() {  # PRESET TOOLS
   step "Imports of mvSMS.dll: $1"
@@ -37,6 +43,7 @@ check_dll() {  # PRESET TOOLS
 install_missing "${build_packages[@]}" "${check_packages[@]}" "${windows_packages[@]}"
 check_format
 build_and_test dev
+fuzz_briefly
 build_and_test release
 step "Build: windows-x86"
 cmake --preset windows-x86

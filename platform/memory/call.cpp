@@ -19,7 +19,7 @@ CallState MemoryCall::GetCallState() {
 }
 
 void MemoryCall::Connect(bool synchronous) {
-  constexpr char kOperation[] = "ITBasicCallControl.Connect";
+  static constexpr char kOperation[] = "ITBasicCallControl.Connect";
   const auto session = Begin(session_, machine_, kOperation);
   if (state_ != CallState::kIdle) {
     throw RaisedError(kInvalidCallState, kOperation, "The call was started before");

@@ -63,7 +63,7 @@ class MemoryAddress : public ITAddress {
 
   std::shared_ptr<ITBasicCallControl> CreateCall(const std::string& destination, std::int32_t,
                                                  std::int32_t media_types) override {
-    constexpr char kOperation[] = "ITAddress.CreateCall";
+    static constexpr char kOperation[] = "ITAddress.CreateCall";
     const auto session = Begin(session_, machine_, kOperation);
     if (!Carries(media_types)) {
       throw RaisedError(kInvalidMediaType, kOperation, "The line has no such media type");
@@ -120,7 +120,7 @@ class MemoryTapi : public ITTAPI {
 
   std::int32_t RegisterCallNotifications(const std::shared_ptr<ITAddress>& address, bool, bool,
                                          std::int32_t, std::int32_t) override {
-    constexpr char kOperation[] = "ITTAPI.RegisterCallNotifications";
+    static constexpr char kOperation[] = "ITTAPI.RegisterCallNotifications";
     Begin(session_, machine_, kOperation);
     const Line& line = std::static_pointer_cast<MemoryAddress>(address)->line();
     if (line.in_use) {
@@ -131,7 +131,7 @@ class MemoryTapi : public ITTAPI {
   }
 
   void UnregisterNotifications(std::int32_t registration) override {
-    constexpr char kOperation[] = "ITTAPI.UnregisterNotifications";
+    static constexpr char kOperation[] = "ITTAPI.UnregisterNotifications";
     Begin(session_, machine_, kOperation);
     if (session_->registrations.erase(registration) == 0) {
       throw RaisedError(kInvalidArgument, kOperation, "There is no such registration");

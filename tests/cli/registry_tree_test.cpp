@@ -22,7 +22,7 @@ class RandomTree {
     RegistryTree tree;
     for (unsigned i = Number(4); i > 0; --i) tree.values.emplace_back(Name(i), Value());
     if (depth == 0) return tree;
-    for (unsigned i = Number(4); i > 0; --i) tree.keys.emplace_back(Name(i), Make(depth - 1));
+    for (unsigned i = Number(4); i > 0; --i) tree.keys.push_back({Name(i), Make(depth - 1)});
     return tree;
   }
 

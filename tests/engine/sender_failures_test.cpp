@@ -228,6 +228,35 @@ TEST_F(SenderFailure, PortThatCannotBeTakenOverIsClosedAgain) {
   EXPECT_EQ(host_.platform.active_calls(), 0U);
 }
 
+TEST_F(SenderFailure, SecondSendFromAnEventFindsTheModemInUseAndTheFirstGoesOn) {
+  host_.AddTapService();
+  bool second = true;
+  host_.on_status = [&](const std::string& status) {
+    if (!status.ends_with("Connected.")) return;
+    std::string message = "Second";
+    second = sender_.SendMessage(host_.recipient, host_.originator, message, host_.service);
+  };
+  EXPECT_TRUE(host_.Send("Hello"));
+  EXPECT_FALSE(second);
+  EXPECT_THAT(host_.errors,
+              ElementsAre("25|The selected modem (Modem) cannot be used|Sender.SendMessage"));
+  EXPECT_THAT(host_.tap.blocks, SizeIs(1));
+}
+
+TEST_F(SenderFailure, SendFromTheLastEventOfAnotherOneIsASendLikeAnyOther) {
+  host_.AddTapService();
+  bool second = false;
+  host_.on_status = [&](const std::string& status) {
+    if (!status.ends_with("Success") || second) return;
+    std::string message = "Second";
+    second = true;
+    second = sender_.SendMessage(host_.recipient, host_.originator, message, host_.service);
+  };
+  EXPECT_TRUE(host_.Send("Hello"));
+  EXPECT_TRUE(second);
+  EXPECT_THAT(host_.tap.blocks, SizeIs(2));
+}
+
 // --- unforeseen errors -------------------------------------------------------------------------
 
 TEST_F(SenderFailure, ProtocolWithoutAMediumGivesError91AndNoEndLine) {
