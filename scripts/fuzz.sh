@@ -23,7 +23,7 @@ cmake --build --preset fuzz
 run() {
   local work=build/fuzz found=build/fuzz/corpus/$1
   mkdir -p "$found" $work/failures
-  if "$work/bin/fuzz_$1" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 \
+  if "$work/bin/fuzz_$1" -max_total_time="$seconds" -timeout=60 -rss_limit_mb=2048 \
       -print_final_stats=1 -artifact_prefix="$work/failures/$1-" \
       "$found" "fuzz/corpus/$1" >"$work/$1.log" 2>&1; then
     printf '%-15s %10s executions, %s inputs known\n' "$1" \
