@@ -1,7 +1,9 @@
-// The class Config as hosts see it. Its properties are kept; the dialog comes with the forms.
+// The class Config as hosts see it: the dialogs' Config behind a dual interface.
 #include "com/com_object.h"
 #include "com/dispatch.h"
 #include "com/server.h"
+#include "com/thread_apartment.h"
+#include "ui/config.h"
 
 namespace mvsms::com {
 namespace {
@@ -11,23 +13,36 @@ class ConfigObject final
                        Implements<IProvideClassInfo, IID_IProvideClassInfo>,
                        Implements<ISupportErrorInfo, IID_ISupportErrorInfo>> {
  public:
-  HRESULT STDMETHODCALLTYPE ShowConfigDialog(BSTR, LONG, VARIANT_BOOL) override {
-    return E_NOTIMPL;
+  ConfigObject() : config_(ThreadApartment()) {}
+
+  // _Config
+  HRESULT STDMETHODCALLTYPE ShowConfigDialog(BSTR host_app_name, LONG owner,
+                                             VARIANT_BOOL modal) override {
+    AddRef();  // the host may release the object while the dialog is open
+    const HRESULT result = Guarded(IID__Config, [&] {
+      config_.ShowConfigDialog(win32::AnsiFromBstr(host_app_name), WindowHandle{owner},
+                               modal != VARIANT_FALSE);
+      return S_OK;
+    });
+    Release();
+    return result;
   }
   HRESULT STDMETHODCALLTYPE get_DisableShowWindow(VARIANT_BOOL* value) override {
-    return Give(disable_show_window_, value);
+    return Give(config_.DisableShowWindow, value);
   }
   HRESULT STDMETHODCALLTYPE put_DisableShowWindow(VARIANT_BOOL value) override {
-    disable_show_window_ = value != VARIANT_FALSE;
+    config_.DisableShowWindow = value != VARIANT_FALSE;
     return S_OK;
   }
   HRESULT STDMETHODCALLTYPE get_EnforceLogging(VARIANT_BOOL* value) override {
-    return Give(enforce_logging_, value);
+    return Give(config_.EnforceLogging, value);
   }
   HRESULT STDMETHODCALLTYPE put_EnforceLogging(VARIANT_BOOL value) override {
-    enforce_logging_ = value != VARIANT_FALSE;
+    config_.EnforceLogging = value != VARIANT_FALSE;
     return S_OK;
   }
+
+  // IProvideClassInfo
   HRESULT STDMETHODCALLTYPE GetClassInfo(ITypeInfo** info) override {
     return Guarded(IID_IProvideClassInfo, [&] { return GiveTypeInfo(CLSID_Config, info); });
   }
@@ -45,8 +60,7 @@ class ConfigObject final
     return S_OK;
   }
 
-  bool disable_show_window_ = false;
-  bool enforce_logging_ = false;
+  mvsms::Config config_;
 };
 
 }  // namespace

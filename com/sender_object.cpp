@@ -6,6 +6,7 @@
 #include "com/server.h"
 #include "com/thread_apartment.h"
 #include "engine/sender.h"
+#include "ui/frmstatus.h"
 
 namespace mvsms::com {
 namespace {
@@ -60,7 +61,9 @@ class SenderObject final
                        Implements<IConnectionPointContainer, IID_IConnectionPointContainer>,
                        Implements<ISupportErrorInfo, IID_ISupportErrorInfo>> {
  public:
-  SenderObject() : events_(*this, DIID___Sender), sender_(ThreadApartment(), {}) {
+  SenderObject()
+      : events_(*this, DIID___Sender),
+        sender_(ThreadApartment(), StatusWindowOn(ThreadApartment().platform())) {
     sender_.OnError = [this](std::int32_t& number, std::string& description, std::string& module) {
       FireError(number, description, module);
     };

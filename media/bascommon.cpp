@@ -2,13 +2,12 @@
 #include "media/bascommon.h"
 
 #include <chrono>
-#include <string_view>
 
 namespace mvsms::basCommon {
 namespace {
 
 constexpr int kPauseRounds = 10;
-constexpr std::string_view kDefaultLogName = "SMSLog.txt";
+constexpr char kDefaultLogName[] = "SMSLog.txt";
 
 std::string WithSingleSeparators(const std::string& path, char separator) {
   std::string single;
@@ -19,15 +18,24 @@ std::string WithSingleSeparators(const std::string& path, char separator) {
   return single;
 }
 
-/// A component in a drive's root has a folder that ends in a separator already, hence the
-/// reduction; a network path must get back the one of its two leading backslashes that it costs.
-std::string DefaultLogPath(Locale& locale) {
-  const std::string folder = locale.ComponentFolder();
-  const char separator = locale.PathSeparator();
-  const std::string path =
-      WithSingleSeparators(folder + separator + std::string(kDefaultLogName), separator);
-  return folder.starts_with('\\') ? '\\' + path : path;
-}
+struct ShellError {
+  std::int32_t code;  // shellapi.h SE_ERR_*
+  const char* text;
+};
+constexpr ShellError kShellErrors[] = {
+    {2, "The file does not exist!"},
+    {3, "Path not found"},
+    {5, "Access denied"},
+    {8, "Out of memory"},
+    {11, "Invalid EXE file or error in EXE image"},
+    {26, "A sharing violation occurred"},
+    {27, "Incomplete or invalid file association"},
+    {28, "DDE Time out"},
+    {29, "DDE transaction failed"},
+    {30, "DDE busy"},
+    {31, "No association for file extension"},
+    {32, "DLL not found"},
+};
 
 }  // namespace
 
@@ -47,6 +55,28 @@ void WriteLog(Platform& platform, const std::string& Text, const std::string& Lo
     platform.text_file().Append(path, stamp + '\t' + Text + "\r\n");
   } catch (...) {  // the message counts, not its log
   }
+}
+
+std::string ComponentFile(Locale& locale, const std::string& name) {
+  const char separator = locale.PathSeparator();
+  return WithSingleSeparators(locale.ComponentFolder() + separator + name, separator);
+}
+
+/// A network path gets back the one of its two leading backslashes that the reduction costs.
+std::string DefaultLogPath(Locale& locale) {
+  const std::string path = ComponentFile(locale, kDefaultLogName);
+  return path.starts_with('\\') ? '\\' + path : path;
+}
+
+std::int32_t OpenDocument(Shell& shell, const std::string& path) {
+  return shell.Execute("Open", path, "", "C:\\", kShowNormal);
+}
+
+std::string OpenDocumentError(std::int32_t result) {
+  for (const ShellError& error : kShellErrors) {
+    if (error.code == result) return error.text;
+  }
+  return "Unknown error (hr=" + std::to_string(result) + ")";
 }
 
 }  // namespace mvsms::basCommon

@@ -24,5 +24,16 @@ void Pause(EventLoop& loop, std::int32_t Milliseconds);
 /// written must never stop a page from going out.
 void WriteLog(Platform& platform, const std::string& Text, const std::string& LogFilePath);
 
+/// The send log's path where no other is set: "SMSLog.txt" in the component's folder.
+std::string DefaultLogPath(Locale& locale);
+/// Path of a file of this name in the component's folder, with single separators throughout: a
+/// component in a drive's root has a folder that ends in one.
+std::string ComponentFile(Locale& locale, const std::string& name);
+
+/// Asks the shell to open a document with its own program; 33 and more is success.
+std::int32_t OpenDocument(Shell& shell, const std::string& path);
+/// What a user is told about a result of OpenDocument below 33.
+std::string OpenDocumentError(std::int32_t result);
+
 }  // namespace basCommon
 }  // namespace mvsms

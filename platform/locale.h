@@ -9,6 +9,15 @@ namespace mvsms {
 inline constexpr std::uint16_t kLanguageGerman = 1031;   // de-DE
 inline constexpr std::uint16_t kLanguageEnglish = 1033;  // en-US
 
+/// What the system says of its own version (the basic record of GetVersionExA).
+struct OsVersion {
+  std::uint32_t platform = 0;  // VER_PLATFORM_*: 0 Win32s, 1 Windows 9x, 2 Windows NT
+  std::uint32_t major = 0;
+  std::uint32_t minor = 0;
+  std::uint32_t build = 0;
+  std::string service_pack{};  // up to 128 characters, with whatever follows a NUL among them
+};
+
 class Locale {
  public:
   virtual ~Locale() = default;
@@ -22,6 +31,10 @@ class Locale {
   virtual std::string ComponentName() = 0;
   /// Version of the component, such as "1.0.0".
   virtual std::string ComponentVersion() = 0;
+  /// The title of the host program: the name of its file without the extension.
+  virtual std::string HostTitle() = 0;
+  /// False when the system does not tell.
+  virtual bool GetOsVersion(OsVersion& version) = 0;
 };
 
 }  // namespace mvsms

@@ -6,8 +6,11 @@
 #include "platform/clock.h"
 #include "platform/comm.h"
 #include "platform/event_loop.h"
+#include "platform/forms.h"
 #include "platform/locale.h"
+#include "platform/mail.h"
 #include "platform/registry.h"
+#include "platform/shell.h"
 #include "platform/telephony.h"
 #include "platform/text_file.h"
 #include "platform/user_settings.h"
@@ -26,6 +29,9 @@ class Platform {
   virtual TextFile& text_file() = 0;
   virtual Locale& locale() = 0;
   virtual UserSettings& user_settings() = 0;
+  virtual Shell& shell() = 0;
+  virtual Mail& mail() = 0;
+  virtual Forms& forms() = 0;
 };
 
 }  // namespace mvsms

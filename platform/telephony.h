@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "platform/comm.h"
+#include "platform/forms.h"
 
 namespace mvsms {
 
@@ -89,6 +90,9 @@ class ITAddress {
   virtual std::shared_ptr<ITAddressTranslationInfo> TranslateAddress(const std::string& number,
                                                                      std::int32_t card,
                                                                      std::int32_t options) = 0;
+  /// ITAddressTranslation: lets the user edit the dialling location, in a dialog over `owner`.
+  /// Returns when it is closed.
+  virtual void TranslateDialog(WindowHandle owner, const std::string& number) = 0;
   /// A call to `destination`, not started yet.
   virtual std::shared_ptr<ITBasicCallControl> CreateCall(const std::string& destination,
                                                          std::int32_t address_type,

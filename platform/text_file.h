@@ -1,4 +1,4 @@
-// Appending to text files in the ANSI code page.
+// Text files in the ANSI code page.
 #pragma once
 
 #include <string>
@@ -12,6 +12,8 @@ class TextFile {
   /// closes it again, so that the file can be read, moved or deleted between two calls. Two
   /// processes that append at once do not mix within one call. False on any failure.
   virtual bool Append(const std::string& path, const std::string& text) = 0;
+  /// Reads the whole file. False, with `text` as it was, when it does not exist or cannot be read.
+  virtual bool Read(const std::string& path, std::string& text) = 0;
 };
 
 }  // namespace mvsms

@@ -37,7 +37,7 @@ check_dll() {  # PRESET TOOLS
   imports=$("$2-objdump" -p "build/$1/bin/mvSMS.dll" | sed -n 's/.*DLL Name: //p' | tr a-z A-Z)
   echo $imports
   ! grep --invert-match --extended-regexp \
-    '^(ADVAPI32|KERNEL32|MSVCRT|OLE32|OLEAUT32|SHELL32|SHLWAPI|USER32|VERSION)\.DLL$' <<<"$imports"
+    '^(ADVAPI32|COMCTL32|GDI32|KERNEL32|MSVCRT|OLE32|OLEAUT32|SHELL32|SHLWAPI|USER32|VERSION)\.DLL$' <<<"$imports"
 }
 
 install_missing "${build_packages[@]}" "${check_packages[@]}" "${windows_packages[@]}"

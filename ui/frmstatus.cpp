@@ -1,35 +1,46 @@
-// The life of the status window.
 #include "ui/frmstatus.h"
 
 namespace mvsms {
+namespace {
 
-void frmStatus::Show() {
-  loaded_ = true;
-  visible_ = true;
+constexpr int kWidth = 6000;
+constexpr int kHeight = 3000;
+constexpr TextBox::Style kLog = {.multi_line = true, .locked = true};
+
+}  // namespace
+
+frmStatus::frmStatus(Platform& platform)
+    : Form(platform, {.name = "frmStatus",
+                      .caption = "SMS Status",
+                      .width = kWidth,
+                      .height = kHeight,
+                      .resizable = true}),
+      txtStatus(*this, {.name = "txtStatus", .place = {0, 0, kWidth, kHeight}}, kLog),
+      tmrHide(*this, {.name = "tmrHide"}) {
+  tmrHide.OnTimer = [this] { Unload(); };
+  Load();
 }
 
+void frmStatus::Show() { Form::Show(); }
+
 void frmStatus::SetText(const std::string& Text) {
-  loaded_ = true;
-  text_ = Text;
+  Load();
+  txtStatus.SetText(Text);
+  txtStatus.ScrollToEnd();
 }
 
 void frmStatus::StartHide() {
-  loaded_ = true;
-  StopTimer();
-  timer_ = timers_.SetTimer(kHideDelayMs, [this](TimerId) { Unload(); });
+  Load();
+  tmrHide.SetInterval(kHideDelayMs);
+  tmrHide.SetEnabled(true);
 }
 
-void frmStatus::Unload() {
-  StopTimer();
-  loaded_ = false;
-  visible_ = false;
-  text_.clear();
-}
+void frmStatus::Form_Load() { txtStatus.SetText(""); }
 
-void frmStatus::StopTimer() {
-  if (timer_ == 0) return;
-  timers_.KillTimer(timer_);
-  timer_ = 0;
+void frmStatus::Form_Resize() { txtStatus.Move({0, 0, Width(), Height()}); }
+
+StatusWindowFactory StatusWindowOn(Platform& platform) {
+  return [&platform] { return std::make_unique<frmStatus>(platform); };
 }
 
 }  // namespace mvsms

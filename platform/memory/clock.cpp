@@ -24,6 +24,18 @@ std::string Print(const char* format, Numbers... numbers) {
   return text.data();
 }
 
+CalendarTime At(TimePoint moment) {
+  const auto midnight = floor<days>(moment);
+  const std::chrono::year_month_day date{midnight};
+  const std::chrono::hh_mm_ss time{moment - midnight};
+  return {.year = static_cast<int>(date.year()),
+          .month = static_cast<int>(static_cast<unsigned>(date.month())),
+          .day = static_cast<int>(static_cast<unsigned>(date.day())),
+          .hour = static_cast<int>(time.hours().count()),
+          .minute = static_cast<int>(time.minutes().count()),
+          .second = static_cast<int>(time.seconds().count())};
+}
+
 }  // namespace
 
 std::chrono::milliseconds MemoryClock::Now() {
@@ -31,19 +43,21 @@ std::chrono::milliseconds MemoryClock::Now() {
   return machine_.now();
 }
 
+CalendarTime MemoryClock::LocalTime() {
+  machine_.Refuses("Clock.LocalTime");
+  return At(kStart + machine_.now());
+}
+
 std::string MemoryClock::ShortDate() {
   machine_.Refuses("Clock.ShortDate");
-  const std::chrono::year_month_day date{floor<days>(kStart + machine_.now())};
-  return Print("%04d-%02u-%02u", static_cast<int>(date.year()), static_cast<unsigned>(date.month()),
-               static_cast<unsigned>(date.day()));
+  const CalendarTime now = At(kStart + machine_.now());
+  return Print("%04d-%02d-%02d", now.year, now.month, now.day);
 }
 
 std::string MemoryClock::TimeOfDay() {
   machine_.Refuses("Clock.TimeOfDay");
-  const TimePoint now = kStart + machine_.now();
-  const std::chrono::hh_mm_ss time{now - floor<days>(now)};
-  return Print("%02d:%02d:%02d", static_cast<int>(time.hours().count()),
-               static_cast<int>(time.minutes().count()), static_cast<int>(time.seconds().count()));
+  const CalendarTime now = At(kStart + machine_.now());
+  return Print("%02d:%02d:%02d", now.hour, now.minute, now.second);
 }
 
 }  // namespace mvsms::memory

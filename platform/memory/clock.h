@@ -12,6 +12,7 @@ class MemoryClock : public Clock {
   std::chrono::milliseconds Now() override;
   std::string ShortDate() override;
   std::string TimeOfDay() override;
+  CalendarTime LocalTime() override;
 
  private:
   Machine& machine_;

@@ -29,6 +29,14 @@ bool MemoryTextFile::Append(const std::string& path, const std::string& text) {
   return writable;
 }
 
+bool MemoryTextFile::Read(const std::string& path, std::string& text) {
+  if (machine_.Refuses("TextFile.Read")) return false;
+  const auto found = machine_.platform.files.find(path);
+  if (found == machine_.platform.files.end()) return false;
+  text = found->second;
+  return true;
+}
+
 std::string MemoryUserSettings::GetSetting(const std::string& application,
                                            const std::string& section, const std::string& key,
                                            const std::string& fallback) {
@@ -67,6 +75,17 @@ std::string MemoryLocale::ComponentName() {
 std::string MemoryLocale::ComponentVersion() {
   machine_.Refuses("Locale.ComponentVersion");
   return "1.0.0";
+}
+
+std::string MemoryLocale::HostTitle() {
+  machine_.Refuses("Locale.HostTitle");
+  return machine_.platform.host_title;
+}
+
+bool MemoryLocale::GetOsVersion(OsVersion& version) {
+  if (machine_.Refuses("Locale.GetOsVersion")) return false;
+  version = machine_.platform.os_version;
+  return true;
 }
 
 }  // namespace mvsms::memory

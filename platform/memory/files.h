@@ -13,6 +13,7 @@ class MemoryTextFile : public TextFile {
  public:
   explicit MemoryTextFile(Machine& machine) : machine_(machine) {}
   bool Append(const std::string& path, const std::string& text) override;
+  bool Read(const std::string& path, std::string& text) override;
 
  private:
   Machine& machine_;
@@ -40,6 +41,8 @@ class MemoryLocale : public Locale {
   char PathSeparator() override;
   std::string ComponentName() override;
   std::string ComponentVersion() override;
+  std::string HostTitle() override;
+  bool GetOsVersion(OsVersion& version) override;
 
  private:
   Machine& machine_;

@@ -5,6 +5,8 @@
 #include <string>
 #include <utility>
 
+#include "platform/raised_error.h"
+
 namespace mvsms::memory {
 
 void Machine::After(Millis delay, std::function<void()> action) {
@@ -26,6 +28,13 @@ bool Machine::Refuses(std::string_view operation) {
   if (!platform.fail) return false;
   const auto hook = platform.fail;  // a hook may replace itself
   return hook(std::string(operation));
+}
+
+void Begin(Machine& machine, const char* operation) {
+  if (machine.Refuses(operation)) {
+    throw RaisedError(kRefusedByTelephony, operation,
+                      std::string("Operation failed: ") + operation);
+  }
 }
 
 }  // namespace mvsms::memory

@@ -36,4 +36,8 @@ class Machine {
   std::multimap<Millis, std::function<void()>> ahead_;  // equal times keep their order
 };
 
+/// Records an operation that reports a failure by throwing, and throws when the test wants it to
+/// fail. `operation` is a literal.
+void Begin(Machine& machine, const char* operation);
+
 }  // namespace mvsms::memory

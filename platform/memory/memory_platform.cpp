@@ -5,6 +5,7 @@
 
 #include "platform/memory/clock.h"
 #include "platform/memory/comm.h"
+#include "platform/memory/desktop.h"
 #include "platform/memory/event_loop.h"
 #include "platform/memory/files.h"
 #include "platform/memory/machine.h"
@@ -25,6 +26,9 @@ struct MemoryPlatform::Impl {
   MemoryTextFile text_file{machine};
   MemoryLocale locale{machine};
   MemoryUserSettings user_settings{machine};
+  MemoryShell shell{machine};
+  MemoryMail mail{machine};
+  MemoryForms forms{machine};
 };
 
 MemoryPlatform::MemoryPlatform() : impl_(std::make_unique<Impl>(*this)) {}
@@ -39,6 +43,9 @@ Clock& MemoryPlatform::clock() { return impl_->clock; }
 TextFile& MemoryPlatform::text_file() { return impl_->text_file; }
 Locale& MemoryPlatform::locale() { return impl_->locale; }
 UserSettings& MemoryPlatform::user_settings() { return impl_->user_settings; }
+Shell& MemoryPlatform::shell() { return impl_->shell; }
+Mail& MemoryPlatform::mail() { return impl_->mail; }
+Forms& MemoryPlatform::forms() { return impl_->forms; }
 
 void MemoryPlatform::After(Millis delay, std::function<void()> action) {
   impl_->machine.After(delay, std::move(action));
@@ -52,6 +59,7 @@ void MemoryPlatform::PostTapiEvent(std::int32_t tapi_event,
 Millis MemoryPlatform::slept() { return impl_->machine.now(); }
 std::size_t MemoryPlatform::open_ports() { return impl_->comm.open_ports(); }
 std::size_t MemoryPlatform::open_keys() { return impl_->registry.open_keys(); }
+std::size_t MemoryPlatform::open_windows() { return impl_->forms.open_windows(); }
 std::size_t MemoryPlatform::running_timers() { return impl_->loop.running_timers(); }
 std::size_t MemoryPlatform::active_calls() { return impl_->telephony.active_calls(); }
 std::size_t MemoryPlatform::tapi_sessions() { return impl_->telephony.sessions(); }

@@ -12,12 +12,14 @@
 
 #include <chrono>
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -31,7 +33,8 @@ using Millis = std::chrono::milliseconds;
 /// it.
 inline constexpr RegStatus kRefusedByRegistry = kErrorAccessDenied;
 inline constexpr std::uint32_t kRefusedByComm = 31;               // ERROR_GEN_FAILURE
-inline constexpr std::int32_t kRefusedByTelephony = -2147467259;  // E_FAIL
+inline constexpr std::int32_t kRefusedByTelephony = -2147467259;  // E_FAIL, forms and mail too
+inline constexpr std::int32_t kRefusedByShell = 0;
 
 /// The near side of a call as the far end sees it.
 class Wire {
@@ -130,6 +133,9 @@ class MemoryPlatform : public Platform {
   TextFile& text_file() override;
   Locale& locale() override;
   UserSettings& user_settings() override;
+  Shell& shell() override;
+  Mail& mail() override;
+  Forms& forms() override;
 
   // --- the machine, as a test arranges it ---------------------------------------------------
   /// The modem lines, in the telephony service's order. Change them at any time; a call takes
@@ -150,6 +156,16 @@ class MemoryPlatform : public Platform {
   std::vector<std::string> folders;
   std::string component_folder = "C:\\Programs\\mvSMS";
   std::uint16_t language = kLanguageEnglish;
+  std::string host_title = "Host";
+  OsVersion os_version = {.platform = 2, .major = 5, .minor = 1, .build = 2600};
+  /// What the shell answers when it is asked to open something.
+  std::int32_t shell_result = 33;
+  /// The user of the forms: called when a form is shown modally, to act on its controls. A form
+  /// that is still visible afterwards is closed as by its window's close button.
+  std::function<void(Form& form)> on_modal;
+  /// The user's answers to message boxes and input boxes, in order; without one, OK and "".
+  std::deque<MsgBoxAnswer> msgbox_answers;
+  std::deque<std::string> inputbox_answers;
   /// Number of system timers that may run at once; SetTimer then returns 0.
   std::size_t max_system_timers = 1000;
 
@@ -175,6 +191,24 @@ class MemoryPlatform : public Platform {
   /// Every port there has been, of devices and of connected calls, oldest first. They stay, with
   /// their far ends, as long as the platform.
   std::vector<std::shared_ptr<Port>> ports;
+  /// What was written to the registry, in order: the key's own name and the value, as
+  /// "Key\\Name=text" or "Key\\Name#number".
+  std::vector<std::string> stored;
+  /// Everything the user was shown or asked, as "MsgBox 48 title: text", "InputBox title: text",
+  /// "Show NAME", "Hide NAME", "Close NAME" and the like, in order.
+  std::vector<std::string> shown;
+  /// What the shell was asked for: "Open|file|parameters|folder|show".
+  std::vector<std::string> opened;
+  /// Every mail that was displayed or sent.
+  struct MailRecord {
+    std::string recipient, subject, body;
+    bool sent = false;  // else displayed
+  };
+  std::vector<MailRecord> mails;
+  /// Dialling-location dialogs: the line's name, the number and the owner.
+  std::vector<std::tuple<std::string, std::string, WindowHandle>> translate_dialogs;
+  /// Windows of forms, shown or not.
+  std::size_t open_windows();
   /// Everything slept so far (the virtual time since the start).
   Millis slept();
   /// Open handles, running timers and what else can be left behind, for leak checks.

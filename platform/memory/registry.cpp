@@ -52,6 +52,14 @@ void MarkDeleted(RegistryKey& key) {
   for (const auto& [folded, subkey] : key.subkeys) MarkDeleted(*subkey);
 }
 
+/// A value for the record of what was stored: "=text", or "#number".
+std::string Printed(RegType type, const std::string& data) {
+  if (type != RegType::kDword || data.size() != 4) return "=" + data;
+  std::uint32_t number = 0;
+  for (std::size_t i = 4; i-- > 0;) number = number << 8 | static_cast<unsigned char>(data[i]);
+  return "#" + std::to_string(static_cast<std::int32_t>(number));
+}
+
 }  // namespace
 
 RegStatus MemoryRegistry::OpenKey(RegKey parent, const std::string& path, std::uint32_t,
@@ -110,6 +118,7 @@ RegStatus MemoryRegistry::SetValue(RegKey key, const std::string& name, RegType 
       opened->values.try_emplace(FoldCase(name), RegistryKey::Value{name, type, {}}).first->second;
   value.type = type;
   value.data = data;
+  machine_.platform.stored.push_back(opened->name + "\\" + name + Printed(type, data));
   return kErrorSuccess;
 }
 

@@ -56,13 +56,6 @@ void Session::Deliver(std::int32_t tapi_event, std::optional<StateChange> change
   bound(tapi_event, &event);
 }
 
-void Begin(Machine& machine, const char* operation) {
-  if (machine.Refuses(operation)) {
-    throw RaisedError(kRefusedByTelephony, operation,
-                      std::string("Operation failed: ") + operation);
-  }
-}
-
 std::shared_ptr<Session> Begin(const std::weak_ptr<Session>& session, Machine& machine,
                                const char* operation) {
   Begin(machine, operation);

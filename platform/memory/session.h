@@ -53,9 +53,7 @@ class Session : public std::enable_shared_from_this<Session> {
   void Deliver(std::int32_t tapi_event, std::optional<StateChange> change, bool filtered);
 };
 
-/// Records a telephony operation and throws when the test wants it to fail.
-void Begin(Machine& machine, const char* operation);
-/// The same for an operation that needs a session; throws, too, when that is not initialised.
+/// Begin for an operation that needs a session; throws, too, when that is not initialised.
 std::shared_ptr<Session> Begin(const std::weak_ptr<Session>& session, Machine& machine,
                                const char* operation);
 /// The line at an index of the machine; throws when it has been taken away.

@@ -61,6 +61,11 @@ class MemoryAddress : public ITAddress {
         machine_, translate ? translate(number) : WithoutPunctuation(number));
   }
 
+  void TranslateDialog(WindowHandle owner, const std::string& number) override {
+    Begin(session_, machine_, "ITAddress.TranslateDialog");
+    machine_.platform.translate_dialogs.emplace_back(line().name, number, owner);
+  }
+
   std::shared_ptr<ITBasicCallControl> CreateCall(const std::string& destination, std::int32_t,
                                                  std::int32_t media_types) override {
     static constexpr char kOperation[] = "ITAddress.CreateCall";

@@ -16,6 +16,10 @@ std::unique_ptr<TextFile> MakeTextFile(const std::string& home);
 std::unique_ptr<Locale> MakeLocale(const std::string& home);
 std::unique_ptr<UserSettings> MakeUserSettings(const std::string& home);
 
+std::unique_ptr<Shell> MakeShell();
+std::unique_ptr<Mail> MakeMail();
+std::unique_ptr<Forms> MakeForms();
+
 std::unique_ptr<Comm> MakeComm();
 /// `comm` is one made by MakeComm; it and `loop` outlive the result.
 std::unique_ptr<Telephony> MakeTelephony(Comm& comm, PosixEventLoop& loop, const std::string& home);

@@ -2,6 +2,7 @@
 // own.
 #include "platform/locale.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <string_view>
 #include <utility>
@@ -34,6 +35,9 @@ class PosixLocale : public Locale {
   char PathSeparator() override { return '/'; }
   std::string ComponentName() override { return "mvSMS"; }
   std::string ComponentVersion() override { return MVSMS_VERSION; }
+  std::string HostTitle() override { return AnsiFromUtf8(program_invocation_short_name); }
+  /// The kernel's version is none of those that the record can tell.
+  bool GetOsVersion(OsVersion&) override { return false; }
 
  private:
   std::string home_;

@@ -16,7 +16,10 @@ class PosixPlatform : public Platform {
         clock_(MakeClock()),
         text_file_(MakeTextFile(home)),
         locale_(MakeLocale(home)),
-        user_settings_(MakeUserSettings(home)) {}
+        user_settings_(MakeUserSettings(home)),
+        shell_(MakeShell()),
+        mail_(MakeMail()),
+        forms_(MakeForms()) {}
 
   Registry& registry() override { return *registry_; }
   Comm& comm() override {
@@ -33,6 +36,9 @@ class PosixPlatform : public Platform {
   TextFile& text_file() override { return *text_file_; }
   Locale& locale() override { return *locale_; }
   UserSettings& user_settings() override { return *user_settings_; }
+  Shell& shell() override { return *shell_; }
+  Mail& mail() override { return *mail_; }
+  Forms& forms() override { return *forms_; }
 
  private:
   std::string home_;
@@ -42,6 +48,9 @@ class PosixPlatform : public Platform {
   std::unique_ptr<TextFile> text_file_;
   std::unique_ptr<Locale> locale_;
   std::unique_ptr<UserSettings> user_settings_;
+  std::unique_ptr<Shell> shell_;
+  std::unique_ptr<Mail> mail_;
+  std::unique_ptr<Forms> forms_;
   std::unique_ptr<Comm> comm_;
   std::unique_ptr<Telephony> telephony_;  // after what it uses
 };

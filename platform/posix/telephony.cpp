@@ -17,6 +17,7 @@ namespace {
 
 // Codes of tapi3err.h and winerror.h.
 constexpr std::int32_t kTapiNotInitialised = ObjectError(0x59);
+constexpr std::int32_t kNotImplemented = -2147467263;  // E_NOTIMPL
 constexpr std::int32_t kErrorBadDeviceClass = 87;
 constexpr std::int32_t kErrorNotConnected = 1167;
 
@@ -56,6 +57,11 @@ class LineAddress : public ITAddress {
   std::shared_ptr<ITAddressTranslationInfo> TranslateAddress(const std::string& number,
                                                              std::int32_t, std::int32_t) override {
     return std::make_shared<Translation>(IsTcp() ? number : DialString(number));
+  }
+
+  void TranslateDialog(WindowHandle, const std::string&) override {
+    throw RaisedError(kNotImplemented, "ITAddressTranslation.TranslateDialog",
+                      "Lines have no dialling location here: numbers are dialled as they stand");
   }
 
   std::shared_ptr<ITBasicCallControl> CreateCall(const std::string& destination, std::int32_t,

@@ -5,12 +5,14 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <string_view>
 #include <utility>
 
 #include "platform/ansi.h"
 #include "platform/posix/backend.h"
+#include "platform/posix/unique_fd.h"
 
 namespace mvsms::posix {
 namespace {
@@ -35,6 +37,22 @@ class PosixTextFile : public TextFile {
     if (file < 0) return false;
     const bool written = WriteAll(file, text);
     return close(file) == 0 && written;
+  }
+
+  bool Read(const std::string& path, std::string& text) override {
+    const UniqueFd file(open(SystemPath(path).c_str(), O_RDONLY | O_CLOEXEC));
+    if (!file) return false;
+    std::string content;
+    std::array<char, 65536> buffer;
+    for (;;) {
+      const ssize_t count = read(file.get(), buffer.data(), buffer.size());
+      if (count < 0 && errno == EINTR) continue;
+      if (count < 0) return false;
+      if (count == 0) break;
+      content.append(buffer.data(), static_cast<std::size_t>(count));
+    }
+    text = std::move(content);
+    return true;
   }
 
  private:

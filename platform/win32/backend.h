@@ -16,5 +16,8 @@ std::unique_ptr<Clock> MakeClock();
 std::unique_ptr<TextFile> MakeTextFile();
 std::unique_ptr<Locale> MakeLocale();
 std::unique_ptr<UserSettings> MakeUserSettings();
+std::unique_ptr<Shell> MakeShell();
+std::unique_ptr<Mail> MakeMail();
+std::unique_ptr<Forms> MakeForms(Platform& platform);
 
 }  // namespace mvsms::win32

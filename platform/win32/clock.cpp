@@ -21,6 +21,16 @@ class Win32Clock : public Clock {
     ::GetTimeFormatA(LOCALE_USER_DEFAULT, 0, nullptr, nullptr, text, sizeof text);
     return text;
   }
+  CalendarTime LocalTime() override {
+    SYSTEMTIME now = {};
+    ::GetLocalTime(&now);
+    return {.year = now.wYear,
+            .month = now.wMonth,
+            .day = now.wDay,
+            .hour = now.wHour,
+            .minute = now.wMinute,
+            .second = now.wSecond};
+  }
 };
 
 }  // namespace

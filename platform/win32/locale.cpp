@@ -5,12 +5,8 @@
 namespace mvsms::win32 {
 namespace {
 
-/// Full path of the file that holds this code: the DLL, not the host program.
-std::string ComponentPath() {
-  HMODULE module = nullptr;
-  ::GetModuleHandleExA(
-      GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-      reinterpret_cast<LPCSTR>(&ComponentPath), &module);
+/// Full path of a module's file.
+std::string PathOf(HMODULE module) {
   std::string path(MAX_PATH, '\0');
   DWORD length = 0;
   while ((length = ::GetModuleFileNameA(module, path.data(), static_cast<DWORD>(path.size()))) >=
@@ -21,6 +17,21 @@ std::string ComponentPath() {
   return path;
 }
 
+/// The file that holds this code: the DLL, not the host program.
+std::string ComponentPath() {
+  HMODULE module = nullptr;
+  ::GetModuleHandleExA(
+      GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+      reinterpret_cast<LPCSTR>(&ComponentPath), &module);
+  return PathOf(module);
+}
+
+/// A file's name without folder and extension.
+std::string BareName(const std::string& path) {
+  const std::string file = path.substr(path.find_last_of('\\') + 1);
+  return file.substr(0, file.find_last_of('.'));
+}
+
 class Win32Locale : public Locale {
  public:
   std::uint16_t UserLanguage() override { return ::GetUserDefaultUILanguage(); }
@@ -29,12 +40,20 @@ class Win32Locale : public Locale {
     return path.substr(0, path.find_last_of('\\'));
   }
   char PathSeparator() override { return '\\'; }
-  std::string ComponentName() override {
-    const std::string path = ComponentPath();
-    const std::string file = path.substr(path.find_last_of('\\') + 1);
-    return file.substr(0, file.find_last_of('.'));
-  }
+  std::string ComponentName() override { return BareName(ComponentPath()); }
   std::string ComponentVersion() override { return MVSMS_VERSION; }
+  std::string HostTitle() override { return BareName(PathOf(nullptr)); }
+  bool GetOsVersion(OsVersion& version) override {
+    OSVERSIONINFOA info = {};
+    info.dwOSVersionInfoSize = sizeof info;
+    if (!::GetVersionExA(&info)) return false;
+    version = {.platform = info.dwPlatformId,
+               .major = info.dwMajorVersion,
+               .minor = info.dwMinorVersion,
+               .build = info.dwBuildNumber,
+               .service_pack = std::string(info.szCSDVersion, sizeof info.szCSDVersion)};
+    return true;
+  }
 };
 
 }  // namespace

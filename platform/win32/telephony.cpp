@@ -123,6 +123,13 @@ class Address : public ITAddress {
     return std::make_shared<TranslationInfo>(std::move(info));
   }
 
+  void TranslateDialog(WindowHandle owner, const std::string& number) override {
+    const auto translation = Query<::ITAddressTranslation>(
+        address_.Get(), tapi::kIID_ITAddressTranslation, "ITAddressTranslation");
+    Check(translation->TranslateDialog(static_cast<TAPIHWND>(owner), Bstr(number).Get()),
+          "ITAddressTranslation::TranslateDialog");
+  }
+
   std::shared_ptr<ITBasicCallControl> CreateCall(const std::string& destination,
                                                  std::int32_t address_type,
                                                  std::int32_t media_types) override {

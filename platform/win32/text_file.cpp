@@ -1,4 +1,6 @@
-// Appending to text files.
+// Text files, shared with whoever else reads or writes them.
+#include <array>
+
 #include "platform/win32/backend.h"
 #include "platform/win32/handles.h"
 
@@ -16,6 +18,25 @@ class Win32TextFile : public TextFile {
     DWORD written = 0;
     return ::WriteFile(file, text.data(), static_cast<DWORD>(text.size()), &written, nullptr) &&
            written == text.size();
+  }
+
+  bool Read(const std::string& path, std::string& text) override {
+    const HANDLE file = ::CreateFileA(path.c_str(), GENERIC_READ,
+                                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                      nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file == INVALID_HANDLE_VALUE) return false;
+    const UniqueHandle owner(file);
+    std::string content;
+    std::array<char, 65536> buffer;
+    DWORD count = 0;
+    do {
+      if (!::ReadFile(file, buffer.data(), static_cast<DWORD>(buffer.size()), &count, nullptr)) {
+        return false;
+      }
+      content.append(buffer.data(), count);
+    } while (count != 0);
+    text = std::move(content);
+    return true;
   }
 };
 

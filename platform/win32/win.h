@@ -5,10 +5,16 @@
 #ifndef NOMINMAX
 #define NOMINMAX
 #endif
+// The others need the first.
+// clang-format off
+#include <windows.h>
+#include <commctrl.h>
 #include <ocidl.h>
 #include <ole2.h>
 #include <olectl.h>
-#include <windows.h>
+#include <shellapi.h>
+#include <uxtheme.h>
+// clang-format on
 
 #undef SendMessage
 #undef CreateFile

@@ -17,6 +17,9 @@ class Win32Platform : public Platform {
   TextFile& text_file() override { return *text_file_; }
   Locale& locale() override { return *locale_; }
   UserSettings& user_settings() override { return *user_settings_; }
+  Shell& shell() override { return *shell_; }
+  Mail& mail() override { return *mail_; }
+  Forms& forms() override { return *forms_; }
 
  private:
   std::unique_ptr<Registry> registry_ = MakeRegistry();
@@ -28,6 +31,9 @@ class Win32Platform : public Platform {
   std::unique_ptr<TextFile> text_file_ = MakeTextFile();
   std::unique_ptr<Locale> locale_ = MakeLocale();
   std::unique_ptr<UserSettings> user_settings_ = MakeUserSettings();
+  std::unique_ptr<Shell> shell_ = MakeShell();
+  std::unique_ptr<Mail> mail_ = MakeMail();
+  std::unique_ptr<Forms> forms_ = MakeForms(*this);
 };
 
 }  // namespace

@@ -110,6 +110,7 @@ class FakeTelephony : public Telephony {
       fake.Note("TranslateAddress", Arguments({number, Text(card), Text(options)}));
       return std::make_shared<Translation>(fake, number);
     }
+    void TranslateDialog(WindowHandle, const std::string&) override {}
     std::shared_ptr<ITBasicCallControl> CreateCall(const std::string& destination,
                                                    std::int32_t address_type,
                                                    std::int32_t media_types) override {

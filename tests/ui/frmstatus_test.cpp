@@ -16,7 +16,7 @@ class StatusForm : public testing::Test {
   }
 
   memory::MemoryPlatform platform_;
-  frmStatus form_{platform_.timers()};
+  frmStatus form_{platform_};
 };
 
 TEST_F(StatusForm, IsLoadedAndHiddenAtFirst) {
@@ -29,7 +29,7 @@ TEST_F(StatusForm, ShowsTheText) {
   form_.SetText("one");
   form_.SetText("one two");
   EXPECT_TRUE(form_.IsVisible());
-  EXPECT_EQ(form_.Text(), "one two");
+  EXPECT_EQ(form_.txtStatus.Text(), "one two");
 }
 
 TEST_F(StatusForm, UnloadsItselfFiveSecondsAfterStartHide) {
@@ -41,7 +41,6 @@ TEST_F(StatusForm, UnloadsItselfFiveSecondsAfterStartHide) {
   Wait(1);
   EXPECT_FALSE(form_.IsVisible());
   EXPECT_FALSE(form_.IsLoaded());
-  EXPECT_EQ(form_.Text(), "");
   EXPECT_EQ(platform_.running_timers(), 0U);
 }
 
@@ -57,7 +56,7 @@ TEST_F(StatusForm, TakesTextWhileItWaitsToClose) {
   Wait(3000);
   form_.SetText("more");
   EXPECT_TRUE(form_.IsVisible());
-  EXPECT_EQ(form_.Text(), "more");
+  EXPECT_EQ(form_.txtStatus.Text(), "more");
   Wait(2000);
   EXPECT_FALSE(form_.IsLoaded());
 }
@@ -69,7 +68,7 @@ TEST_F(StatusForm, TextAfterTheEndLoadsItInvisibly) {
   form_.SetText("next send");
   EXPECT_TRUE(form_.IsLoaded());
   EXPECT_FALSE(form_.IsVisible());
-  EXPECT_EQ(form_.Text(), "next send");
+  EXPECT_EQ(form_.txtStatus.Text(), "next send");
 }
 
 TEST_F(StatusForm, SecondStartHideCountsFiveSecondsAnew) {
@@ -94,7 +93,7 @@ TEST_F(StatusForm, ClosedByItsUserItStopsItsTimer) {
 
 TEST_F(StatusForm, EndsWithItsTimer) {
   {
-    frmStatus form(platform_.timers());
+    frmStatus form(platform_);
     form.StartHide();
   }
   EXPECT_EQ(platform_.running_timers(), 0U);

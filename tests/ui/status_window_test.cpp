@@ -32,7 +32,7 @@ class StatusWindowOfASender : public testing::Test {
   frmStatus* form_ = nullptr;
   Sender sender_{host_.apartment, [this] {
                    ++made_;
-                   auto form = std::make_unique<frmStatus>(host_.platform.timers());
+                   auto form = std::make_unique<frmStatus>(host_.platform);
                    form_ = form.get();
                    return form;
                  }};
@@ -43,7 +43,7 @@ TEST_F(StatusWindowOfASender, AppearsWithTheFirstLineAfterTheSettings) {
   host_.on_status = [&](std::string& status) {
     visible.push_back(form_ != nullptr && form_->IsVisible());
     if (form_ != nullptr) {
-      EXPECT_EQ(form_->Text(), status);
+      EXPECT_EQ(form_->txtStatus.Text(), status);
     }
   };
   EXPECT_TRUE(Send());
@@ -53,7 +53,7 @@ TEST_F(StatusWindowOfASender, AppearsWithTheFirstLineAfterTheSettings) {
 
 TEST_F(StatusWindowOfASender, ClosesFiveSecondsAfterTheSend) {
   Send();
-  EXPECT_EQ(form_->Text(), sender_.Status);
+  EXPECT_EQ(form_->txtStatus.Text(), sender_.Status);
   Wait(4999);
   EXPECT_TRUE(form_->IsVisible());
   Wait(1);
@@ -67,7 +67,7 @@ TEST_F(StatusWindowOfASender, IsNotShownByALaterSend) {
   EXPECT_EQ(made_, 1);
   EXPECT_TRUE(form_->IsLoaded());
   EXPECT_FALSE(form_->IsVisible());
-  EXPECT_EQ(form_->Text(), sender_.Status);
+  EXPECT_EQ(form_->txtStatus.Text(), sender_.Status);
   Wait(5000);
   EXPECT_FALSE(form_->IsLoaded());
 }
@@ -96,8 +96,7 @@ TEST_F(StatusWindowOfASender, IsNotMadeUnlessAskedFor) {
 
 TEST_F(StatusWindowOfASender, EndsWithItsSender) {
   {
-    Sender brief(host_.apartment,
-                 [this] { return std::make_unique<frmStatus>(host_.platform.timers()); });
+    Sender brief(host_.apartment, [this] { return std::make_unique<frmStatus>(host_.platform); });
     std::string empty;
     brief.SendMessage(host_.recipient, host_.originator, empty, host_.service);
     EXPECT_EQ(host_.platform.running_timers(), 1U);

@@ -1,0 +1,194 @@
+#include "diagnostics/frmerror.h"
+
+#include <memory>
+
+#include "diagnostics/getwinver.h"
+#include "diagnostics/procedure.h"
+#include "diagnostics/timestamp.h"
+#include "engine/settings.h"
+#include "platform/ansi.h"
+#include "ui/controls/string_table.h"
+
+namespace mvsms {
+namespace {
+
+constexpr int kWidth = 7200;
+constexpr int kCompactHeight = 2220;
+constexpr int kExpandedHeight = 5160;
+
+/// The dialog's texts in one language, in UTF-8.
+struct Texts {
+  const char* title;
+  const char* explanation;
+  const char* send;
+  const char* ignore;
+  const char* retry;
+  const char* cancel;
+  const char* error_message;
+  const char* module_function;
+  const char* version;
+  const char* os_version;
+  const char* no_mail_client;
+  const char* sent;
+  const char* review;
+};
+
+constexpr Texts kEnglish = {
+    " An Error Has Occured",
+    "An error has occured during execution of a function. Usually the application can "
+    "continue to run. You can stop execution of the current action by pressing 'Cancel' "
+    "or you can retry. To prevent this error-message in the future please press 'Send' first to "
+    "send us the error-description and some version-information via e-mail.",
+    "Send",
+    "Ignore",
+    "Retry",
+    "Cancel",
+    "Error-Message:",
+    "Module, Function:",
+    "Version:",
+    "OS-Version:",
+    "Failed to send Error-Report. Could not start Outlook.",
+    "Message was sent successfully!",
+    "Do you want to review or comment the Error-Report?",
+};
+
+constexpr Texts kGerman = {
+    " Ein Fehler ist aufgetreten",
+    "Beim Ausführen eines Befehls ist ein Fehler aufgetreten. In der Regel kann jedoch "
+    "mit der Ausführung des Programms fortgefahren werden. Sie können die aktuelle "
+    "Aktion abbrechen, oder versuchen, die Ausführung zu wiederholen. Um den Fehler "
+    "in Zukunft zu vermeiden, sind wir auf Ihre Mithilfe angewiesen: Bitte wählen Sie "
+    "die Schaltfläche 'Senden', um uns die Fehlermeldung und einige Informationen über "
+    "Ihre Programmversion per E-Mail zuzusenden bevor Sie fortfahren.",
+    "Senden",
+    "Ignorieren",
+    "Wiederholen",
+    "Abbrechen",
+    "Fehler-Meldung:",
+    "Modul, Funktion:",
+    "Version:",
+    "Win-Version:",
+    "Fehler beim Senden des Fehler-Berichts. Konnt Outlook nicht starten.",
+    "Die Nachricht wurde erfolgreich gesendet!",
+    "Möchten Sie dem Fehlerbericht noch einen Kommentar hinzufügen?",
+};
+
+/// The texts in the user's language; for any other than these two the ones the dialog was designed
+/// with, which are the English ones.
+const Texts& TextsFor(Locale& locale) {
+  return LoadResString(locale, string_id::kLanguageCode) == "DE" ? kGerman : kEnglish;
+}
+
+constexpr TextBox::Style kField = {.locked = true};
+constexpr TextBox::Style kLongField = {.multi_line = true, .locked = true};
+
+}  // namespace
+
+frmError::frmError(Platform& platform, const ErrorDetails& details)
+    : Form(platform, {.name = "frmError", .width = kWidth, .height = kCompactHeight}),
+      lblComponent(*this, {.name = "lblComponent", .place = {180, 120, 6840, 240}}),
+      lblExplanation(*this, {.name = "lblExplanation", .place = {180, 420, 6840, 1140}}),
+      cmdRetry(*this, {.name = "cmdRetry", .place = {180, 1680, 1260, 375}},
+               CommandButton::Key::kEnter),
+      cmdIgnore(*this, {.name = "cmdIgnore", .place = {1560, 1680, 1260, 375}}),
+      cmdCancel(*this, {.name = "cmdCancel", .place = {2940, 1680, 1260, 375}},
+                CommandButton::Key::kEscape),
+      cmdSend(*this, {.name = "cmdSend", .place = {4380, 1680, 1260, 375}}),
+      cmdDetails(*this, {.name = "cmdDetails", .place = {5760, 1680, 1260, 375}}),
+      lblMessage(*this, {.name = "lblMessage", .place = {180, 2280, 1740, 240}}),
+      lblModule(*this, {.name = "lblModule", .place = {180, 3720, 1740, 240}}),
+      lblVersion(*this, {.name = "lblVersion", .place = {180, 4140, 1740, 240}}),
+      lblOsVersion(*this, {.name = "lblOsVersion", .place = {180, 4560, 1740, 240}}),
+      txtMessage(*this, {.name = "txtMessage", .place = {1980, 2280, 5040, 1320}}, kLongField),
+      txtModule(*this, {.name = "txtModule", .place = {1980, 3690, 5040, 315}}, kField),
+      txtVersion(*this, {.name = "txtVersion", .place = {1980, 4110, 5040, 315}}, kField),
+      txtOsVersion(*this, {.name = "txtOsVersion", .place = {1980, 4530, 5040, 315}}, kField),
+      details_(details) {
+  cmdRetry.OnClick = [this] { Give(kRetry); };
+  cmdIgnore.OnClick = [this] { Give(kIgnore); };
+  cmdCancel.OnClick = [this] { Give(kAbort); };
+  cmdSend.OnClick = [this] { ResumeNext([this] { cmdSend_Click(); }); };
+  cmdDetails.OnClick = [this] { ShowDetails(!expanded_); };
+}
+
+void frmError::Form_Load() {
+  const Texts& texts = TextsFor(platform().locale());
+  SetCaption(AnsiFromUtf8(texts.title));
+  const std::pair<Control*, const char*> captions[] = {
+      {&lblExplanation, texts.explanation}, {&cmdSend, texts.send},
+      {&cmdIgnore, texts.ignore},           {&cmdRetry, texts.retry},
+      {&cmdCancel, texts.cancel},           {&lblMessage, texts.error_message},
+      {&lblModule, texts.module_function},  {&lblVersion, texts.version},
+      {&lblOsVersion, texts.os_version},
+  };
+  for (const auto& [control, caption] : captions) control->SetCaption(AnsiFromUtf8(caption));
+  lblComponent.SetCaption(platform().locale().ComponentName());
+  Init();
+  ShowDetails(false);
+}
+
+void frmError::Init() {
+  txtMessage.SetText(details_.ErrDescription +
+                     "\r\nErrNumber: " + std::to_string(details_.ErrNumber) +
+                     "\r\nErrLine: " + std::to_string(details_.LineNumber));
+  txtModule.SetText(details_.ModuleName + " - " + details_.ProcedureName);
+  txtVersion.SetText(platform().locale().ComponentVersion());
+  txtOsVersion.SetText(GetWinVer(platform().locale()));
+}
+
+void frmError::ShowDetails(bool expanded) {
+  expanded_ = expanded;
+  cmdDetails.SetCaption(expanded ? "Details <<" : "Details >>");
+  Control* const details[] = {&lblMessage, &lblModule, &lblVersion, &lblOsVersion,
+                              &txtMessage, &txtModule, &txtVersion, &txtOsVersion};
+  for (Control* control : details) control->SetVisible(expanded);
+  SetSize(kWidth, expanded ? kExpandedHeight : kCompactHeight);
+}
+
+void frmError::Give(const char* answer) {
+  answer_ = answer;
+  Unload();
+}
+
+std::string frmError::Report() const {
+  const std::string end = "\r\n";
+  return "Error occured at: " + Timestamp(platform().clock().LocalTime()) + end +  //
+         "Component: \t" + lblComponent.Caption() + end +                          //
+         "Version:   \t" + txtVersion.Text() + end +                               //
+         "Modul:     \t" + txtModule.Text() + end +                                //
+         "OS-VErsion:\t" + txtOsVersion.Text() + end + end +                       //
+         "Error:     \t" + txtMessage.Text() + end + end +                         //
+         "Comments:  " + end;
+}
+
+/// Errors while the mail is composed are not reported further: the dialog is there for another.
+void frmError::cmdSend_Click() {
+  try {
+    platform().mail().Start();
+  } catch (const std::exception&) {
+    platform().forms().MsgBox(AnsiFromUtf8(TextsFor(platform().locale()).no_mail_client),
+                              msgbox::kExclamation, platform().locale().HostTitle());
+    return;
+  }
+  Compose();
+}
+
+void frmError::Compose() {
+  const Texts& texts = TextsFor(platform().locale());
+  const std::string title = platform().locale().HostTitle();
+  const auto item = platform().mail().CreateItem();
+  item->SetRecipient(ToText(
+      basRegistry::GetValue(platform().registry(), kSettingsHive, kRootKey, kSupportMailbox, {})));
+  item->SetSubject(title + " Error-Report: " + txtMessage.Text());
+  item->SetBody(Report());
+  const MsgBoxAnswer review = platform().forms().MsgBox(
+      AnsiFromUtf8(texts.review), msgbox::kYesNoCancel + msgbox::kQuestion, title);
+  if (review == MsgBoxAnswer::kYes) {
+    item->Display();
+  } else if (review == MsgBoxAnswer::kNo) {
+    item->Send();
+    platform().forms().MsgBox(AnsiFromUtf8(texts.sent), msgbox::kOkOnly, title);
+  }
+}
+
+}  // namespace mvsms

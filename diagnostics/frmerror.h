@@ -1,0 +1,57 @@
+// frmError: tells the user of an unexpected error, with the details on request, lets them retry,
+// ignore or cancel, and can mail a report to the support mailbox.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "ui/controls/form.h"
+
+namespace mvsms {
+
+/// An error as the failing procedure hands it over.
+struct ErrorDetails {
+  std::string ModuleName;
+  std::string ProcedureName;
+  std::int32_t ErrNumber = 0;
+  std::string ErrDescription;
+  std::int32_t LineNumber = 0;
+};
+
+/// Registry value under the root key with the mailbox to which reports go, set at deployment.
+/// Without it the report has no recipient until the user enters one.
+inline constexpr char kSupportMailbox[] = "SupportMailbox";
+
+class frmError final : public Form {
+ public:
+  static constexpr char kRetry[] = "R";
+  static constexpr char kIgnore[] = "I";
+  static constexpr char kAbort[] = "A";
+
+  frmError(Platform& platform, const ErrorDetails& details);
+  ~frmError() override { Unload(); }
+
+  /// The answer: kRetry, kIgnore, kAbort, or "" when the window was closed without one.
+  const std::string& Answer() const { return answer_; }
+  /// Fills the detail fields from the values handed in.
+  void Init();
+
+  Label lblComponent, lblExplanation;
+  CommandButton cmdRetry, cmdIgnore, cmdCancel, cmdSend, cmdDetails;
+  Label lblMessage, lblModule, lblVersion, lblOsVersion;
+  TextBox txtMessage, txtModule, txtVersion, txtOsVersion;
+
+ private:
+  void Form_Load() override;
+  void Give(const char* answer);
+  void ShowDetails(bool expanded);
+  void cmdSend_Click();
+  std::string Report() const;
+  void Compose();
+
+  ErrorDetails details_;
+  std::string answer_;
+  bool expanded_ = false;
+};
+
+}  // namespace mvsms

@@ -1,0 +1,122 @@
+// Reading the catalogue file, and what a record becomes in the settings store.
+#include "ui/catalogue.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "platform/memory/memory_platform.h"
+
+namespace mvsms {
+namespace {
+
+using testing::ElementsAre;
+
+constexpr char kPath[] = "C:\\Programs\\mvSMS\\smstransports.inf";
+constexpr char kExample[] = "7,Example,Germany,UCP,,51,0123456,160,1,49,9600,8,N,1,3000,3,";
+
+class CatalogueFile : public testing::Test {
+ protected:
+  bool Load(const std::string& text) {
+    platform_.files[kPath] = text;
+    return catalogue_.Load(platform_);
+  }
+  std::vector<std::string> Names() const {
+    std::vector<std::string> names;
+    for (const CatalogueRecord& record : catalogue_.Records()) {
+      names.push_back(FieldOf(record, catalogue::kName));
+    }
+    return names;
+  }
+  memory::MemoryPlatform platform_;
+  Catalogue catalogue_;
+};
+
+TEST_F(CatalogueFile, IsMissing) {
+  EXPECT_FALSE(catalogue_.Load(platform_));
+  EXPECT_TRUE(catalogue_.Records().empty());
+}
+
+TEST_F(CatalogueFile, LiesInAFolderThatEndsInABackslashToo) {
+  platform_.component_folder = "D:\\";
+  platform_.files["D:\\smstransports.inf"] = kExample;
+  EXPECT_TRUE(catalogue_.Load(platform_));
+}
+
+TEST_F(CatalogueFile, HasSeventeenFieldsInALine) {
+  Load(kExample);
+  EXPECT_EQ(catalogue_.Records().at(0).size(), 17U);
+  EXPECT_EQ(FieldOf(catalogue_.Records()[0], catalogue::kPrefixes), "");
+}
+
+TEST_F(CatalogueFile, EndsItsLinesWithOrWithoutACarriageReturn) {
+  Load("1,a,x\r\n2,b,y\n3,c,x");
+  EXPECT_THAT(Names(), ElementsAre("a", "b", "c"));
+  EXPECT_EQ(FieldOf(catalogue_.Records()[0], catalogue::kGroup), "x");
+}
+
+TEST_F(CatalogueFile, ListsEachGroupOnceInTheOrderOfItsFirstAppearance) {
+  Load("1,a,x\n2,b,y\n3,c,x\n4,d\n");
+  EXPECT_THAT(catalogue_.Groups(), ElementsAre("x", "y", ""));
+}
+
+TEST_F(CatalogueFile, LeavesOutBlankAndDamagedLines) {
+  Load(std::string("\r\n\n,,,\n12\n\0\0\0\n1,a\n", 19));
+  EXPECT_THAT(Names(), ElementsAre("a"));
+}
+
+TEST_F(CatalogueFile, ReadAgainReplacesWhatWasThere) {
+  Load("1,a\n");
+  Load("2,b\n");
+  EXPECT_THAT(Names(), ElementsAre("b"));
+  platform_.files.clear();
+  EXPECT_FALSE(catalogue_.Load(platform_));
+  EXPECT_TRUE(Names().empty());
+  EXPECT_TRUE(catalogue_.Groups().empty());
+}
+
+TEST_F(CatalogueFile, TheLastOfEqualIdentifiersWins) {
+  Load("1,a\n2,b\n1,c\n");
+  EXPECT_EQ(FieldOf(*catalogue_.Find("1"), catalogue::kName), "c");
+  EXPECT_EQ(catalogue_.Find("3"), nullptr);
+}
+
+TEST_F(CatalogueFile, AFieldBeyondTheEndIsEmpty) {
+  Load("1,a\n");
+  EXPECT_EQ(FieldOf(catalogue_.Records()[0], catalogue::kPrefixes), "");
+}
+
+TEST(CatalogueRecords, ABlankServiceHasDefaults) {
+  EXPECT_THAT(BlankService("X"), ElementsAre("1", "X", "", "TAP", "", "", "", "160", "1", "",
+                                             "Auto", "7", "E", "1", "2000", "3", "", ""));
+}
+
+std::vector<std::string> Values(const CatalogueRecord& record) {
+  std::vector<std::string> values;
+  for (const ServiceValue& value : ServiceValues(record)) {
+    values.push_back(std::string(value.name) + "=" + value.text);
+  }
+  return values;
+}
+
+TEST(CatalogueRecords, BecomeTheValuesOfAService) {
+  EXPECT_THAT(Values(Split(kExample, ',')),
+              ElementsAre("CountryCode=49", "Protocol=UCP", "PhoneNumber=0123456", "Password=",
+                          "MaxLength=160", "MaxMessages=1", "UCPCommand=51", "MessageType=3",
+                          "TimeOut=3000", "BaudRate=9600", "ModemSetting=8N1", "ModemName="));
+}
+
+TEST(CatalogueRecords, AShortRecordLeavesItsValuesEmpty) {
+  EXPECT_THAT(Values(Split("1,a,,TAP", ',')),
+              ElementsAre("CountryCode=", "Protocol=TAP",
+                          "PhoneNumber=", "Password=", "MaxLength=", "MaxMessages=", "UCPCommand=",
+                          "MessageType=", "TimeOut=", "BaudRate=", "ModemSetting=", "ModemName="));
+}
+
+TEST(Splitting, GivesEveryPiece) {
+  EXPECT_THAT(Split("", ','), ElementsAre());
+  EXPECT_THAT(Split("a", ','), ElementsAre("a"));
+  EXPECT_THAT(Split(",a,,", ','), ElementsAre("", "a", "", ""));
+}
+
+}  // namespace
+}  // namespace mvsms

@@ -1,0 +1,80 @@
+#include "ui/catalogue.h"
+
+#include <algorithm>
+#include <unordered_set>
+
+#include "media/bascommon.h"
+
+namespace mvsms {
+
+const std::string& FieldOf(const CatalogueRecord& record, catalogue::Field field) {
+  static const std::string kMissing;
+  return field < record.size() ? record[field] : kMissing;
+}
+
+CatalogueRecord BlankService(const std::string& name) {
+  return Split("1," + name + ",,TAP,,,,160,1,,Auto,7,E,1,2000,3,,", ',');
+}
+
+std::vector<std::string> Split(const std::string& text, char separator) {
+  std::vector<std::string> pieces;
+  if (text.empty()) return pieces;
+  std::size_t start = 0;
+  for (;;) {
+    const std::size_t end = text.find(separator, start);
+    pieces.push_back(text.substr(start, end - start));
+    if (end == std::string::npos) return pieces;
+    start = end + 1;
+  }
+}
+
+bool Catalogue::Load(Platform& platform) {
+  records_.clear();
+  groups_.clear();
+  std::string text;
+  if (!platform.text_file().Read(basCommon::ComponentFile(platform.locale(), kCatalogueFile),
+                                 text)) {
+    return false;
+  }
+  for (std::string& line : Split(text, '\n')) {
+    if (line.ends_with('\r')) line.pop_back();
+    Add(line);
+  }
+  std::unordered_set<std::string> known;
+  for (const CatalogueRecord& record : records_) {
+    const std::string& group = FieldOf(record, catalogue::kGroup);
+    if (known.insert(group).second) groups_.push_back(group);
+  }
+  return true;
+}
+
+void Catalogue::Add(const std::string& line) {
+  CatalogueRecord record = Split(line, ',');
+  if (!FieldOf(record, catalogue::kName).empty()) records_.push_back(std::move(record));
+}
+
+const CatalogueRecord* Catalogue::Find(const std::string& id) const {
+  const auto found = std::find_if(
+      records_.rbegin(), records_.rend(),
+      [&](const CatalogueRecord& record) { return FieldOf(record, catalogue::kId) == id; });
+  return found == records_.rend() ? nullptr : &*found;
+}
+
+std::vector<ServiceValue> ServiceValues(const CatalogueRecord& record) {
+  using namespace catalogue;
+  const auto field = [&](Field number) { return FieldOf(record, number); };
+  return {{"CountryCode", field(kCountryCode)},
+          {"Protocol", field(kProtocol)},
+          {"PhoneNumber", field(kPhoneNumber)},
+          {"Password", field(kPassword)},
+          {"MaxLength", field(kMaxLength)},
+          {"MaxMessages", field(kMaxMessages)},
+          {"UCPCommand", field(kUcpCommand)},
+          {"MessageType", field(kMessageType)},
+          {"TimeOut", field(kTimeOut)},
+          {"BaudRate", field(kBaudRate)},
+          {"ModemSetting", field(kDataBits) + field(kParity) + field(kStopBits)},
+          {"ModemName", ""}};
+}
+
+}  // namespace mvsms

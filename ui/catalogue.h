@@ -1,0 +1,80 @@
+// The catalogue of predefined services: a text file beside the component, one service a line, with
+// fields split at commas and no quoting.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "platform/platform.h"
+
+namespace mvsms {
+
+inline constexpr char kCatalogueFile[] = "smstransports.inf";
+
+/// Numbers of the fields of a record.
+namespace catalogue {
+enum Field : std::size_t {
+  kId = 0,
+  kName = 1,
+  kGroup = 2,  // country or language; what the list is filtered by
+  kProtocol = 3,
+  kPassword = 4,
+  kUcpCommand = 5,
+  kPhoneNumber = 6,
+  kMaxLength = 7,
+  kMaxMessages = 8,
+  kCountryCode = 9,
+  kBaudRate = 10,
+  kDataBits = 11,
+  kParity = 12,
+  kStopBits = 13,
+  kTimeOut = 14,
+  kMessageType = 15,
+  kPrefixes = 16,  // routing prefixes, separated by ";"
+  kChecked = 17,   // when the maintainers last tried the entry; not stored with a service
+};
+}  // namespace catalogue
+
+/// One service: the fields of a line, as many as it has.
+using CatalogueRecord = std::vector<std::string>;
+
+/// A field of a record, "" beyond its end.
+const std::string& FieldOf(const CatalogueRecord& record, catalogue::Field field);
+
+/// The record of a service that is not from the catalogue: default settings under this name.
+CatalogueRecord BlankService(const std::string& name);
+
+/// The pieces of `text` between separators; none for an empty text.
+std::vector<std::string> Split(const std::string& text, char separator);
+
+class Catalogue {
+ public:
+  /// Reads the file in the component's folder. False, and an empty catalogue, when there is none.
+  /// Lines without a service name (blank or damaged ones) are left out.
+  bool Load(Platform& platform);
+
+  /// The services, in the file's order.
+  const std::vector<CatalogueRecord>& Records() const { return records_; }
+  /// The distinct groups, in the order of their first appearance.
+  const std::vector<std::string>& Groups() const { return groups_; }
+  /// The service with this identifier, the last one of several; null without one.
+  const CatalogueRecord* Find(const std::string& id) const;
+
+ private:
+  void Add(const std::string& line);
+
+  std::vector<CatalogueRecord> records_;
+  std::vector<std::string> groups_;
+};
+
+/// A value of a new service, and what the record has for it.
+struct ServiceValue {
+  const char* name;
+  std::string text;
+};
+/// What a new service made from `record` has in the settings store, in the order of writing. The
+/// modem is the default one.
+std::vector<ServiceValue> ServiceValues(const CatalogueRecord& record);
+
+}  // namespace mvsms

@@ -1,0 +1,525 @@
+#include "ui/frmconfig.h"
+
+#include "diagnostics/procedure.h"
+#include "engine/settings.h"
+#include "media/bascommon.h"
+#include "ui/controls/localize.h"
+#include "ui/controls/string_table.h"
+#include "ui/frmtest.h"
+#include "ui/messages.h"
+#include "ui/modem_list.h"
+
+namespace mvsms {
+namespace {
+
+constexpr char kModule[] = "frmConfig";
+constexpr int kPageLeft = 60;
+constexpr int kPageTop = 500;
+constexpr Box kPage = {kPageLeft, kPageTop, 7200, 4080};
+
+/// How an option is written: the one row of the settings table that has its name.
+RegType TypeOf(const std::string& value) {
+  for (const ValueInfo& info : kGlobalValues) {
+    if (info.name == value) return info.type;
+  }
+  return RegType::kSz;
+}
+
+/// What is shown for an option that is not stored.
+Variant InitialOf(const std::string& value) {
+  for (const ValueInfo& info : kGlobalValues) {
+    if (info.name == value) return std::string(info.initial);
+  }
+  return {};
+}
+
+}  // namespace
+
+frmConfig::frmConfig(Apartment& apartment)
+    : Form(apartment.platform(), {.name = kModule,
+                                  .caption = "SMS Configuration",
+                                  .tag = "5000",
+                                  .width = 7320,
+                                  .height = 5280,
+                                  .resizable = true}),
+      TabStrip1(*this, {.name = "TabStrip1", .place = {45, 60, 7230, 4560}, .anchor = kAnchorAll},
+                {{.caption = "Common", .tag = "5001"},
+                 {.caption = "Services", .tag = "5002"},
+                 {.caption = "Routing", .tag = "5003"},
+                 {.caption = "Diagnostics", .tag = "5004"}}),
+      Frame{{{*this, {.name = "Frame", .place = kPage, .anchor = kAnchorAll}},
+             {*this, {.name = "Frame", .place = kPage, .anchor = kAnchorAll}},
+             {*this, {.name = "Frame", .place = kPage, .anchor = kAnchorAll}},
+             {*this, {.name = "Frame", .place = kPage, .anchor = kAnchorAll}}}},
+      // Common
+      Label2(*this, {.name = "Label2",
+                     .tag = "5009",
+                     .place = {180, 225, 1980, 240},
+                     .container = &Frame[0]}),
+      cmbDefaultService(*this, {.name = "cmbDefaultService",
+                                .place = {2220, 180, 4740, 315},
+                                .container = &Frame[0],
+                                .anchor = kAnchorWide}),
+      Label1(*this, {.name = "Label1",
+                     .tag = "5010",
+                     .place = {180, 645, 1980, 240},
+                     .container = &Frame[0]}),
+      cmbModems(*this, {.name = "cmbModems",
+                        .place = {2220, 600, 4740, 315},
+                        .container = &Frame[0],
+                        .anchor = kAnchorWide}),
+      cmdResetModems(*this, {.name = "cmdResetModems",
+                             .tag = "5011",
+                             .place = {2220, 1020, 3300, 375},
+                             .container = &Frame[0]}),
+      chkReplacePlus(*this, {.name = "chkReplacePlus",
+                             .tag = "5013",
+                             .place = {180, 1620, 4200, 285},
+                             .container = &Frame[0]}),
+      chkAddCountry(*this, {.name = "chkAddCountry",
+                            .tag = "5014",
+                            .place = {180, 2010, 3000, 285},
+                            .container = &Frame[0]}),
+      txtCountry(*this,
+                 {.name = "txtCountry", .place = {3240, 1995, 1200, 315}, .container = &Frame[0]}),
+      Label3(*this, {.name = "Label3",
+                     .tag = "5015",
+                     .place = {180, 2565, 3000, 240},
+                     .container = &Frame[0]}),
+      txtRetries(*this,
+                 {.name = "txtRetries", .place = {3240, 2520, 720, 315}, .container = &Frame[0]}),
+      Label4(*this, {.name = "Label4",
+                     .tag = "5020",
+                     .place = {180, 2970, 3000, 240},
+                     .container = &Frame[0]}),
+      txtRetryDelay(
+          *this,
+          {.name = "txtRetryDelay", .place = {3240, 2925, 720, 315}, .container = &Frame[0]}),
+      // Services
+      lsServices(*this,
+                 {.name = "lsServices",
+                  .place = {120, 120, 5340, 3840},
+                  .container = &Frame[1],
+                  .anchor = kAnchorAll},
+                 {{.text = "Transport", .width = 5000, .key = "Transport"}}),
+      cmdSrvAdd(*this, {.name = "cmdSrvAdd",
+                        .tag = "5005",
+                        .place = {5580, 120, 1500, 375},
+                        .container = &Frame[1],
+                        .anchor = kAnchorTopRight}),
+      cmdSrvEdit(*this, {.name = "cmdSrvEdit",
+                         .tag = "5006",
+                         .place = {5580, 600, 1500, 375},
+                         .container = &Frame[1],
+                         .anchor = kAnchorTopRight}),
+      cmdSrvDelete(*this, {.name = "cmdSrvDelete",
+                           .tag = "5007",
+                           .place = {5580, 1080, 1500, 375},
+                           .container = &Frame[1],
+                           .anchor = kAnchorTopRight}),
+      // Routing
+      lsRouting(*this,
+                {.name = "lsRouting",
+                 .place = {120, 120, 5340, 3840},
+                 .container = &Frame[2],
+                 .anchor = kAnchorAll},
+                {{.text = "Prefix", .width = 2000, .key = "Prefix"},
+                 {.text = "Transport", .width = 3000, .key = "Transport"}}),
+      cmdRouteAdd(*this, {.name = "cmdRouteAdd",
+                          .tag = "5005",
+                          .place = {5580, 120, 1500, 375},
+                          .container = &Frame[2],
+                          .anchor = kAnchorTopRight}),
+      cmdRouteEdit(*this, {.name = "cmdRouteEdit",
+                           .tag = "5006",
+                           .place = {5580, 600, 1500, 375},
+                           .container = &Frame[2],
+                           .anchor = kAnchorTopRight}),
+      cmdRouteDelete(*this, {.name = "cmdRouteDelete",
+                             .tag = "5007",
+                             .place = {5580, 1080, 1500, 375},
+                             .container = &Frame[2],
+                             .anchor = kAnchorTopRight}),
+      // Diagnostics
+      cmdTest(*this, {.name = "cmdTest",
+                      .tag = "6104",
+                      .place = {180, 180, 2400, 375},
+                      .container = &Frame[3]}),
+      chkWriteLogfile(*this, {.name = "chkWriteLogfile",
+                              .tag = "5017",
+                              .place = {180, 900, 3600, 285},
+                              .container = &Frame[3]}),
+      cmdOpenLogfile(*this, {.name = "cmdOpenLogfile",
+                             .tag = "5018",
+                             .place = {4020, 855, 1800, 375},
+                             .container = &Frame[3]}),
+      chkShowStatus(*this, {.name = "chkShowStatus",
+                            .tag = "5016",
+                            .place = {180, 1380, 4200, 285},
+                            .container = &Frame[3]}),
+      cmdLocation(*this, {.name = "cmdLocation",
+                          .tag = "5012",
+                          .place = {180, 2040, 2400, 375},
+                          .container = &Frame[3]}),
+      cmdClose(*this,
+               {.name = "cmdClose",
+                .tag = "5008",
+                .place = {5880, 4770, 1320, 375},
+                .anchor = kAnchorBottomRight},
+               CommandButton::Key::kEscape),
+      apartment_(apartment) {
+  BindEvents();
+  Form_Initialize();
+}
+
+void frmConfig::BindEvents() {
+  TabStrip1.OnClick = [this] { TabStrip1_Click(); };
+
+  const auto number = [](CheckBox& box) { return [&box] { return Variant(box.Value()); }; };
+  const auto text = [](auto& control) { return [&control] { return Variant(control.Text()); }; };
+  const auto stores = [this](const char* value, const char* handler, auto content) {
+    return
+        [this, value, handler, content] { ResumeNext([&] { Store(value, content(), handler); }); };
+  };
+  chkReplacePlus.OnClick = stores("ReplacePlus", "chkReplacePlus_Click", number(chkReplacePlus));
+  chkAddCountry.OnClick = stores("AddCountry", "chkAddCountry_Click", number(chkAddCountry));
+  chkShowStatus.OnClick = stores("ShowStatus", "chkShowStatus_Click", number(chkShowStatus));
+  chkWriteLogfile.OnClick =
+      stores("WriteLogfile", "chkWriteLogfile_Click", number(chkWriteLogfile));
+  txtCountry.OnChange = stores("Country", "txtCountry_Change", text(txtCountry));
+  txtRetries.OnChange = stores("Retries", "txtRetries_Change", text(txtRetries));
+  txtRetryDelay.OnChange = stores("RetryDelay", "txtRetryDelay_Change", text(txtRetryDelay));
+  cmbModems.OnClick = stores("DefaultModem", "cmbModems_Click", text(cmbModems));
+  cmbDefaultService.OnClick =
+      stores("DefaultService", "cmbDefaultService_Click", text(cmbDefaultService));
+
+  cmdSrvAdd.OnClick = [this] { cmdSrvAdd_Click(); };
+  cmdSrvEdit.OnClick = [this] { cmdSrvEdit_Click(); };
+  cmdSrvDelete.OnClick = [this] { cmdSrvDelete_Click(); };
+  lsServices.OnDoubleClick = [this] { ResumeNext([this] { cmdSrvEdit_Click(); }); };
+  cmdRouteAdd.OnClick = [this] { cmdRouteAdd_Click(); };
+  cmdRouteEdit.OnClick = [this] { cmdRouteEdit_Click(); };
+  cmdRouteDelete.OnClick = [this] { cmdRouteDelete_Click(); };
+  lsRouting.OnDoubleClick = [this] { ResumeNext([this] { cmdRouteEdit_Click(); }); };
+  cmdTest.OnClick = [this] { ResumeNext([this] { cmdTest_Click(); }); };
+  cmdOpenLogfile.OnClick = [this] { cmdOpenLogfile_Click(); };
+  cmdLocation.OnClick = [this] { cmdLocation_Click(); };
+  cmdClose.OnClick = [this] { cmdClose_Click(); };
+}
+
+void frmConfig::Form_Initialize() {
+  RunProcedure(platform(), kModule, "Form_Initialize", [&](Procedure& statement) {
+    statement([&] { SetListViewStyle(lsServices, -1, kFullRowSelect); });
+    statement([&] { SetListViewStyle(lsRouting, -1, kFullRowSelect); });
+  });
+}
+
+void frmConfig::Form_Load() {
+  RunProcedure(platform(), kModule, "Form_Load", [&](Procedure& statement) {
+    statement([&] { LocalizeForm(*this); });
+    statement([&] { TabStrip1_Click(); });
+  });
+}
+
+void frmConfig::Form_Paint() {
+  if (std::exchange(painted_, true)) return;
+  ResumeNext([this] { BringToFront(); });
+}
+
+void frmConfig::TabStrip1_Click() {
+  RunProcedure(platform(), kModule, "TabStrip1_Click", [&](Procedure& statement) {
+    for (mvsms::Frame& page : Frame) {
+      statement([&] { page.SetVisible(false); });
+      statement([&] { page.Move({kPageLeft, kPageTop, page.Place().width, page.Place().height}); });
+    }
+    statement(
+        [&] { Frame[static_cast<std::size_t>(TabStrip1.SelectedIndex() - 1)].SetVisible(true); });
+  });
+}
+
+void frmConfig::LoadValues() {
+  RunProcedure(platform(), kModule, "LoadValues", [&](Procedure& statement) {
+    statement([&] { profile_key_ = BaseKey(HostAppName); });
+    statement([&] { Load(); });
+    statement([&] { cmbModems.Clear(); });
+    for (const std::string& name : statement([&] { return ModemNames(platform()); })) {
+      statement([&] { cmbModems.AddItem(name); });
+    }
+    statement([&] { FillServices(); });
+    statement([&] { FillRoutes(); });
+    statement([&] { chkReplacePlus.SetValue(ToWholeNumber(Read("ReplacePlus"))); });
+    statement([&] { chkAddCountry.SetValue(ToWholeNumber(Read("AddCountry"))); });
+    statement([&] { txtCountry.SetText(ToText(Read("Country"))); });
+    statement([&] { txtRetries.SetText(NumberText(ToText(Read("Retries")))); });
+    statement([&] { txtRetryDelay.SetText(NumberText(ToText(Read("RetryDelay")))); });
+    statement([&] { SetComboString(cmbModems, ToText(Read("DefaultModem"))); });
+    statement([&] { SetComboString(cmbDefaultService, ToText(Read("DefaultService"))); });
+    statement([&] { chkShowStatus.SetValue(ToWholeNumber(Read("ShowStatus"))); });
+    statement([&] { chkWriteLogfile.SetValue(ToWholeNumber(Read("WriteLogfile"))); });
+  });
+}
+
+void frmConfig::SetOptions() {
+  RunProcedure(platform(), kModule, "SetOptions", [&](Procedure& statement) {
+    if (DisableShowWindow) statement([&] { chkShowStatus.SetValue(0); });
+    statement([&] { chkShowStatus.SetVisible(!DisableShowWindow); });
+    statement([&] { chkWriteLogfile.SetVisible(!EnforceLogging); });
+    if (EnforceLogging) statement([&] { chkWriteLogfile.SetValue(1); });
+    statement([&] { cmdOpenLogfile.SetVisible(!EnforceLogging); });
+  });
+}
+
+void frmConfig::FillServices() {
+  RunProcedure(platform(), kModule, "FillServices", [&](Procedure& statement) {
+    statement([&] { cmbDefaultService.Clear(); });
+    statement([&] { lsServices.Clear(); });
+    for (const std::string& name : statement([&] { return SubKeys(ServicesKey(profile_key_)); })) {
+      statement([&] { cmbDefaultService.AddItem(name); });
+      statement([&] { lsServices.Add({name, {}}); });
+    }
+  });
+}
+
+void frmConfig::FillRoutes() {
+  RunProcedure(platform(), kModule, "FillRoutes", [&](Procedure& statement) {
+    statement([&] { lsRouting.Clear(); });
+    for (const std::string& prefix : statement([&] { return SubKeys(RoutingKey(profile_key_)); })) {
+      const std::string service = statement([&] {
+        return ToText(basRegistry::GetValue(platform().registry(), kSettingsHive,
+                                            RouteKey(profile_key_, prefix), kUseService, {}));
+      });
+      statement([&] { lsRouting.Add({prefix, {service}}); });
+    }
+  });
+}
+
+void frmConfig::cmdSrvAdd_Click() {
+  RunProcedure(platform(), kModule, "cmdSrvAdd_Click", [&](Procedure& statement) {
+    if (!new_service_) new_service_ = std::make_shared<frmNewService>(platform());
+    const auto dialog = new_service_;
+    statement([&] { dialog->Prepare(); });
+    statement([&] { dialog->ShowModal(this); });
+    const CatalogueRecord record = dialog->Result();
+    if (record.empty()) return;
+    const std::string& name = FieldOf(record, catalogue::kName);
+    if (lsServices.Find(name) != ListView::kNone) {
+      statement([&] { Say(string_id::kEntryExists); });
+      return;
+    }
+    statement([&] { AddService(record); });
+    statement([&] { FillServices(); });
+    statement([&] { FillRoutes(); });
+    statement([&] { lsServices.SelectText(name); });
+    statement([&] { dialog->Unload(); });
+    new_service_.reset();
+    if (cmbDefaultService.List().size() == 1) {
+      statement([&] { cmbDefaultService.SetListIndex(0); });
+    }
+  });
+}
+
+void frmConfig::AddService(const CatalogueRecord& record) {
+  const std::string key = ServiceKey(profile_key_, FieldOf(record, catalogue::kName));
+  if (!Write(key, "Default", std::string(), RegType::kSz)) {
+    HandleErrorLoc(0, "Error creating key!", "cmdSrvAdd_Click");
+  }
+  SaveService(key, record);
+  TakeOverPrefixes(record);
+}
+
+void frmConfig::SaveService(const std::string& key, const CatalogueRecord& record) {
+  for (const ServiceValue& value : ServiceValues(record)) {
+    if (!Write(key, value.name, value.text, RegType::kSz)) {
+      HandleErrorLoc(0, "Error saving value!", "SaveValues");
+    }
+  }
+}
+
+/// A catalogue service takes the prefixes it brings, also from another service.
+void frmConfig::TakeOverPrefixes(const CatalogueRecord& record) {
+  for (const std::string& prefix : Split(FieldOf(record, catalogue::kPrefixes), ';')) {
+    if (prefix.empty()) continue;
+    const std::string key = RouteKey(profile_key_, prefix);
+    basRegistry::DeleteKey(platform().registry(), kSettingsHive, key);
+    if (!Write(key, kUseService, FieldOf(record, catalogue::kName), RegType::kSz)) {
+      HandleErrorLoc(0, "Error creating routing key!", "cmdSrvAdd_Click");
+    }
+  }
+}
+
+void frmConfig::cmdSrvEdit_Click() {
+  RunProcedure(platform(), kModule, "cmdSrvEdit_Click", [&](Procedure& statement) {
+    if (lsServices.Selected() == ListView::kNone) return;
+    const auto dialog = std::make_shared<frmServiceProperties>(platform());
+    service_properties_ = dialog;
+    dialog->RegPath = ServiceKey(profile_key_, lsServices.SelectedText());
+    statement([&] { dialog->Init(); });
+    statement([&] { dialog->ShowModal(this); });
+    statement([&] { dialog->Unload(); });
+    service_properties_.reset();
+  });
+}
+
+void frmConfig::cmdSrvDelete_Click() {
+  RunProcedure(platform(), kModule, "cmdSrvDelete_Click", [&](Procedure& statement) {
+    if (lsServices.Selected() == ListView::kNone) return;
+    const std::string name = lsServices.SelectedText();
+    if (!statement([&] { return ConfirmsDelete(Text(string_id::kDeleteEntry) + name + "'?"); })) {
+      return;
+    }
+    if (!statement([&] {
+          return basRegistry::DeleteKey(platform().registry(), kSettingsHive,
+                                        ServiceKey(profile_key_, name));
+        })) {
+      statement([&] { HandleErrorLoc(0, "Error deleting key!", "cmdSrvDelete_Click"); });
+      return;
+    }
+    for (const ListView::Row& route : lsRouting.Rows()) {
+      if (route.sub_items.at(0) != name) continue;
+      statement([&] {
+        Write(RouteKey(profile_key_, route.text), kUseService, std::string(), RegType::kSz);
+      });
+    }
+    statement([&] { FillRoutes(); });
+    statement([&] { FillServices(); });
+  });
+}
+
+void frmConfig::cmdRouteAdd_Click() {
+  RunProcedure(platform(), kModule, "cmdRouteAdd_Click", [&](Procedure& statement) {
+    const std::string prefix = statement([&] {
+      return platform().forms().InputBox(Text(string_id::kEnterPrefix), Text(string_id::kNewRoute));
+    });
+    if (prefix.empty()) return;
+    if (lsRouting.Find(prefix) != ListView::kNone) {
+      statement([&] { Say(string_id::kEntryExists); });
+      return;
+    }
+    statement([&] {
+      if (!Write(RouteKey(profile_key_, prefix), kUseService, std::string(), RegType::kSz)) {
+        HandleErrorLoc(0, "Error creating key!", "cmdRouteAdd_Click");
+      }
+    });
+    statement([&] { FillRoutes(); });
+    statement([&] { lsRouting.SelectText(prefix); });
+  });
+}
+
+void frmConfig::cmdRouteEdit_Click() {
+  RunProcedure(platform(), kModule, "cmdRouteEdit_Click", [&](Procedure& statement) {
+    if (lsRouting.Selected() == ListView::kNone) return;
+    const auto dialog = std::make_shared<frmEditRoute>(platform());
+    edit_route_ = dialog;
+    dialog->RegPath = profile_key_;
+    dialog->Route = lsRouting.SelectedText();
+    statement([&] { dialog->ShowModal(this); });
+    statement([&] { FillRoutes(); });
+    statement([&] { dialog->Unload(); });
+    edit_route_.reset();
+  });
+}
+
+void frmConfig::cmdRouteDelete_Click() {
+  RunProcedure(platform(), kModule, "cmdRouteDelete_Click", [&](Procedure& statement) {
+    if (lsRouting.Selected() == ListView::kNone) return;
+    if (!statement([&] { return ConfirmsDelete(Text(string_id::kDeleteEntry)); })) return;
+    if (!statement([&] {
+          return basRegistry::DeleteKey(platform().registry(), kSettingsHive,
+                                        RouteKey(profile_key_, lsRouting.SelectedText()));
+        })) {
+      statement([&] { HandleErrorLoc(0, "Error deleting key!", "cmdRouteDelete_Click"); });
+    }
+    statement([&] { FillRoutes(); });
+  });
+}
+
+void frmConfig::cmdOpenLogfile_Click() {
+  RunProcedure(platform(), kModule, "cmdOpenLogfile_Click", [&](Procedure& statement) {
+    const std::int32_t result = statement([&] {
+      return basCommon::OpenDocument(platform().shell(),
+                                     basCommon::DefaultLogPath(platform().locale()));
+    });
+    if (result >= 33) return;
+    statement([&] {
+      platform().forms().MsgBox(basCommon::OpenDocumentError(result), msgbox::kOkOnly, "");
+    });
+  });
+}
+
+void frmConfig::cmdLocation_Click() {
+  RunProcedure(platform(), kModule, "cmdLocation_Click", [&](Procedure& statement) {
+    std::string modem = cmbModems.Text();
+    if (modem.empty()) {
+      if (cmbModems.List().empty()) return;
+      modem = cmbModems.List().front().text;
+    }
+    const auto tapi = statement([&] { return platform().telephony().CreateTapi(); });
+    statement([&] { tapi->Initialize(); });
+    for (const auto& address : statement([&] { return tapi->GetAddresses(); })) {
+      if (statement([&] { return address->AddressName(); }) != modem) continue;
+      statement([&] { address->TranslateDialog(Window(), ""); });
+      break;
+    }
+    statement([&] { tapi->Shutdown(); });
+  });
+}
+
+void frmConfig::cmdTest_Click() {
+  const auto dialog = std::make_shared<frmTest>(apartment_);
+  test_ = dialog;
+  dialog->HostAppName = HostAppName;
+  dialog->ShowModal(this);
+  test_.reset();
+}
+
+void frmConfig::cmdClose_Click() {
+  ResumeNext([this] { Unload(); });
+}
+
+/// The dialogs over this one end with it, whoever ends it.
+void frmConfig::Form_Unload() {
+  const std::shared_ptr<Form> dialogs[] = {edit_route_, new_service_, service_properties_, test_};
+  for (const auto& dialog : dialogs) {
+    if (dialog) ResumeNext([&] { dialog->Unload(); });
+  }
+  new_service_.reset();
+}
+
+void frmConfig::Store(const char* value, const Variant& content, const char* handler) {
+  if (!Write(profile_key_, value, content, TypeOf(value))) {
+    HandleErrorLoc(0, "Error saving value!", handler);
+  }
+}
+
+bool frmConfig::Write(const std::string& key, const char* value, const Variant& content,
+                      RegType type) {
+  return basRegistry::SetValue(platform().registry(), kSettingsHive, key, value, content, type);
+}
+
+Variant frmConfig::Read(const char* value) const {
+  return basRegistry::GetValue(platform().registry(), kSettingsHive, profile_key_, value,
+                               InitialOf(value));
+}
+
+std::vector<std::string> frmConfig::SubKeys(const std::string& key) const {
+  auto names = basRegistry::EnumKeys(platform().registry(), kSettingsHive, key);
+  std::erase(names, "");
+  return names;
+}
+
+std::string frmConfig::Text(std::uint16_t id) const {
+  return LoadResString(platform().locale(), id);
+}
+
+void frmConfig::Say(std::uint16_t id) { platform().forms().MsgBox(Text(id), msgbox::kOkOnly, ""); }
+
+bool frmConfig::ConfirmsDelete(const std::string& question) {
+  return platform().forms().MsgBox(question, msgbox::kOkCancel, "Delete") == MsgBoxAnswer::kOk;
+}
+
+void frmConfig::HandleErrorLoc(std::int32_t number, const std::string& description,
+                               const std::string& procedure) {
+  ShowError(platform(), number, description, procedure);
+}
+
+}  // namespace mvsms

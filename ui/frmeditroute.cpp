@@ -1,0 +1,62 @@
+#include "ui/frmeditroute.h"
+
+#include "diagnostics/procedure.h"
+#include "engine/settings.h"
+#include "ui/controls/localize.h"
+
+namespace mvsms {
+
+frmEditRoute::frmEditRoute(Platform& platform)
+    : Form(platform, {.name = "frmEditRoute",
+                      .caption = "Change Routing Entry",
+                      .tag = "105",
+                      .width = 4500,
+                      .height = 1230}),
+      lblService(*this, {.name = "lblService",
+                         .caption = "Services",
+                         .tag = "6112",
+                         .place = {180, 210, 900, 240}}),
+      cmbService(*this, {.name = "cmbService", .place = {1140, 180, 3180, 315}}),
+      cmdOK(*this, {.name = "cmdOK", .caption = "OK", .tag = "10", .place = {1680, 690, 1260, 375}},
+            CommandButton::Key::kEnter),
+      cmdCancel(
+          *this,
+          {.name = "cmdCancel", .caption = "Cancel", .tag = "11", .place = {3060, 690, 1260, 375}},
+          CommandButton::Key::kEscape) {
+  cmdOK.OnClick = [this] { cmdOK_Click(); };
+  cmdCancel.OnClick = [this] { Hide(); };
+}
+
+void frmEditRoute::Form_Load() {
+  LocalizeForm(*this);
+  FillServices();
+  ResumeNext([&] {
+    SetComboString(cmbService,
+                   ToText(basRegistry::GetValue(platform().registry(), kSettingsHive,
+                                                RouteKey(RegPath, Route), kUseService, {})));
+  });
+}
+
+void frmEditRoute::FillServices() {
+  RunProcedure(platform(), "frmEditRoute", "FillServices", [&](Procedure& statement) {
+    statement([&] { cmbService.Clear(); });
+    const auto names = statement([&] {
+      return basRegistry::EnumKeys(platform().registry(), kSettingsHive, ServicesKey(RegPath));
+    });
+    for (const std::string& name : names) {
+      if (!name.empty()) statement([&] { cmbService.AddItem(name); });
+    }
+  });
+}
+
+void frmEditRoute::cmdOK_Click() {
+  ResumeNext([&] {
+    if (!basRegistry::SetValue(platform().registry(), kSettingsHive, RouteKey(RegPath, Route),
+                               kUseService, cmbService.Text(), RegType::kSz)) {
+      platform().forms().MsgBox("Error saving value!", msgbox::kOkOnly, "cmdOK_Click");
+    }
+  });
+  Hide();
+}
+
+}  // namespace mvsms

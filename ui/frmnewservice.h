@@ -1,0 +1,48 @@
+// frmNewService: offers a blank service or one from the catalogue. It writes nothing: whoever shows
+// it reads the record of the chosen service afterwards.
+#pragma once
+
+#include "ui/catalogue.h"
+#include "ui/controls/form.h"
+
+namespace mvsms {
+
+/// The maker's information about SMS and paging providers; the user's language code is appended.
+/// An installation may name another page under the root key.
+inline constexpr char kProviderInfoPage[] = "https://www.mirvalen.example/mvsms/providers";
+inline constexpr char kProviderInfoValue[] = "ProviderInfoPage";
+
+class frmNewService final : public Form {
+ public:
+  explicit frmNewService(Platform& platform);
+  ~frmNewService() override { Unload(); }
+
+  /// Loads the form for another choice: the result is empty, the catalogue read afresh.
+  void Prepare();
+  /// The chosen service; empty when the user cancelled.
+  const CatalogueRecord& Result() const { return result_; }
+
+  OptionButton Option1[2];  // blank, predefined
+  Label lblName;
+  TextBox txtName;
+  Label lblFilter;
+  ComboBox cmbLanguage;
+  Label lblServices;
+  ListView lsServices;
+  Label lblProviderInfo;
+  CommandButton OKButton, CancelButton;
+
+ private:
+  void Form_Load() override;
+  void LoadFile();
+  void FillList();
+  void Option1_Click();
+  void OKButton_Click();
+  void lblProviderInfo_Click();
+  bool ShowsAll() const { return cmbLanguage.ListIndex() <= 0; }
+
+  Catalogue catalogue_;
+  CatalogueRecord result_;
+};
+
+}  // namespace mvsms

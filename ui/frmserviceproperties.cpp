@@ -1,0 +1,218 @@
+#include "ui/frmserviceproperties.h"
+
+#include <array>
+#include <cstdio>
+#include <utility>
+
+#include "diagnostics/procedure.h"
+#include "engine/settings.h"
+#include "protocols/convert.h"
+#include "ui/controls/localize.h"
+#include "ui/controls/string_table.h"
+#include "ui/messages.h"
+#include "ui/modem_list.h"
+
+namespace mvsms {
+namespace {
+
+constexpr char kModule[] = "frmServiceProperties";
+
+// The grid of the fields: one row each, a label and the field beside it.
+constexpr int kLabelLeft = 240;
+constexpr int kFieldLeft = 3000;
+constexpr int kFieldWidth = 3300;
+constexpr int kNarrow = 1200;
+constexpr int kFirstRow = 600;
+constexpr int kRowHeight = 405;
+
+constexpr Box LabelAt(int row) {
+  return {kLabelLeft, kFirstRow + row * kRowHeight + 45, kFieldLeft - kLabelLeft - 60, 240};
+}
+constexpr Box FieldAt(int row, int width = kFieldWidth) {
+  return {kFieldLeft, kFirstRow + row * kRowHeight, width, 315};
+}
+constexpr int kBottom = kFirstRow + 13 * kRowHeight + 120;
+
+void AddAll(ComboBox& combo, std::initializer_list<const char*> entries) {
+  for (const char* entry : entries) combo.AddItem(entry);
+}
+
+}  // namespace
+
+std::string NumberText(const std::string& stored) {
+  std::array<char, 40> text{};
+  std::snprintf(text.data(), text.size(), "%.15g", Val(stored));
+  return text.data();
+}
+
+frmServiceProperties::frmServiceProperties(Platform& platform)
+    : Form(platform, {.name = kModule,
+                      .caption = "SMS Configuration",
+                      .tag = "5000",
+                      .width = 6660,
+                      .height = kBottom + 660}),
+      TabStrip1(*this, {.name = "TabStrip1", .place = {90, 90, 6480, kBottom}},
+                {{.caption = "Transport Service Properties ", .tag = "6001"}}),
+      lblName(*this, {.name = "lblName", .tag = "6002", .place = LabelAt(0)}),
+      txtName(*this, {.name = "txtName", .place = FieldAt(0)}, {.locked = true}),
+      lblCountryCode(*this, {.name = "lblCountryCode", .tag = "6003", .place = LabelAt(1)}),
+      CountryCode(*this, {.name = "CountryCode", .place = FieldAt(1, kNarrow)}),
+      lblProtocol(*this, {.name = "lblProtocol", .tag = "6004", .place = LabelAt(2)}),
+      Protocol(*this, {.name = "Protocol", .place = FieldAt(2, kNarrow)}),
+      lblPhoneNumber(*this, {.name = "lblPhoneNumber", .tag = "6005", .place = LabelAt(3)}),
+      PhoneNumber(*this, {.name = "PhoneNumber", .place = FieldAt(3)}),
+      lblPassword(*this, {.name = "lblPassword", .tag = "6006", .place = LabelAt(4)}),
+      Password(*this, {.name = "Password", .place = FieldAt(4)}, {.password = true}),
+      lblMaxLength(*this, {.name = "lblMaxLength", .tag = "6007", .place = LabelAt(5)}),
+      MaxLength(*this, {.name = "MaxLength", .place = FieldAt(5, kNarrow)}),
+      lblMaxMessages(*this, {.name = "lblMaxMessages", .tag = "6008", .place = LabelAt(6)}),
+      MaxMessages(*this, {.name = "MaxMessages", .place = FieldAt(6, kNarrow)}),
+      lblUCPCommand(*this, {.name = "lblUCPCommand", .tag = "6009", .place = LabelAt(7)}),
+      UCPCommand(*this, {.name = "UCPCommand", .place = FieldAt(7, kNarrow)}),
+      lblMessageType(*this, {.name = "lblMessageType", .tag = "6010", .place = LabelAt(8)}),
+      MessageType(*this, {.name = "MessageType", .place = FieldAt(8)}),
+      lblTimeOut(*this, {.name = "lblTimeOut", .tag = "6011", .place = LabelAt(9)}),
+      TimeOut(*this, {.name = "TimeOut", .place = FieldAt(9, kNarrow)}),
+      lblBaudRate(*this, {.name = "lblBaudRate", .tag = "6012", .place = LabelAt(10)}),
+      BaudRate(*this, {.name = "BaudRate", .place = FieldAt(10, kNarrow)}),
+      lblModemSetting(*this, {.name = "lblModemSetting", .tag = "6013", .place = LabelAt(11)}),
+      ModemSetting(*this, {.name = "ModemSetting", .place = FieldAt(11, kNarrow)}),
+      lblModemName(*this, {.name = "lblModemName", .tag = "6014", .place = LabelAt(12)}),
+      ModemName(*this, {.name = "ModemName", .place = FieldAt(12)}),
+      OKButton(*this, {.name = "OKButton", .tag = "10", .place = {3900, kBottom + 195, 1260, 375}},
+               CommandButton::Key::kEnter),
+      CancelButton(*this,
+                   {.name = "CancelButton", .tag = "11", .place = {5280, kBottom + 195, 1260, 375}},
+                   CommandButton::Key::kEscape) {
+  AddAll(Protocol, {"TAP", "UCP"});
+  AddAll(UCPCommand, {"01", "30", "51"});
+  AddAll(BaudRate, {"Auto", "300", "1200", "2400", "4800", "9600", "19200", "ISDN"});
+  AddAll(ModemSetting, {"8N1", "7E1"});
+  Protocol.OnClick = [this] { EnableProtocolFields(); };
+  OKButton.OnClick = [this] { OKButton_Click(); };
+  CancelButton.OnClick = [this] { Hide(); };
+}
+
+void frmServiceProperties::Form_Load() {
+  LocalizeForm(*this);
+  Locale& locale = platform().locale();
+  ResumeNext(
+      [&] { MessageType.AddItem(LoadResString(locale, string_id::kNumeric), /*item_data=*/2); });
+  ResumeNext([&] {
+    MessageType.AddItem(LoadResString(locale, string_id::kAlphanumeric), /*item_data=*/3);
+  });
+}
+
+void frmServiceProperties::Init() {
+  ResumeNext([&] {
+    Load();
+    LoadValues();
+  });
+}
+
+void frmServiceProperties::LoadValues() {
+  const std::pair<TextBox*, const char*> texts[] = {{&CountryCode, "CountryCode"},
+                                                    {&PhoneNumber, "PhoneNumber"},
+                                                    {&Password, "Password"},
+                                                    {&MaxMessages, "MaxMessages"},
+                                                    {&TimeOut, "TimeOut"}};
+  const std::pair<ComboBox*, const char*> choices[] = {{&Protocol, "Protocol"},
+                                                       {&UCPCommand, "UCPCommand"},
+                                                       {&BaudRate, "BaudRate"},
+                                                       {&ModemSetting, "ModemSetting"},
+                                                       {&ModemName, "ModemName"}};
+  RunProcedure(platform(), kModule, "LoadValues", [&](Procedure& statement) {
+    statement([&] { FillModems(); });
+    statement([&] { txtName.SetText(RegPath.substr(RegPath.rfind('\\') + 1)); });
+    for (const auto& [box, value] : texts) {
+      statement([&, field = box, name = value] { field->SetText(Stored(name)); });
+    }
+    statement([&] { MaxLength.SetText(NumberText(Stored("MaxLength"))); });
+    for (const auto& [combo, value] : choices) {
+      statement([&, field = combo, name = value] { SetComboString(*field, Stored(name)); });
+    }
+    statement([&] { SetComboValue(MessageType, ToLeadingNumber(Stored("MessageType"))); });
+    statement([&] {
+      if (ModemName.ListIndex() == ComboBox::kNone) ModemName.SetListIndex(0);
+    });
+    statement([&] { EnableProtocolFields(); });
+  });
+}
+
+void frmServiceProperties::FillModems() {
+  ModemName.Clear();
+  for (const std::string& name : ModemNames(platform())) ModemName.AddItem(name);
+  ModemName.InsertItem(LoadResString(platform().locale(), string_id::kDefault), 0);
+  ModemName.SetListIndex(0);
+}
+
+void frmServiceProperties::EnableProtocolFields() {
+  const std::string protocol = Protocol.Text();
+  Password.SetEnabled(protocol == "TAP");
+  UCPCommand.SetEnabled(protocol == "UCP");
+}
+
+std::uint16_t frmServiceProperties::MissingChoice() const {
+  if (MessageType.ListIndex() == ComboBox::kNone) return string_id::kSelectMessageType;
+  if (Protocol.ListIndex() == ComboBox::kNone) return string_id::kSelectProtocol;
+  if (Protocol.Text() == "UCP" && UCPCommand.ListIndex() == ComboBox::kNone) {
+    return string_id::kSelectUcpOperation;
+  }
+  return 0;
+}
+
+void frmServiceProperties::OKButton_Click() {
+  RunProcedure(platform(), kModule, "OKButton_Click", [&](Procedure& statement) {
+    if (const std::uint16_t missing = MissingChoice()) {
+      statement([&] {
+        platform().forms().MsgBox(LoadResString(platform().locale(), missing), msgbox::kOkOnly, "");
+      });
+      return;
+    }
+    statement([&] { SaveValues(); });
+    statement([&] { Hide(); });
+  });
+}
+
+void frmServiceProperties::SaveValues() {
+  RunProcedure(platform(), kModule, "SaveValues", [&](Procedure& statement) {
+    const auto save = [&](const char* value, const std::string& text) {
+      statement([&] { Save(value, text); });
+    };
+    save("CountryCode", CountryCode.Text());
+    save("Protocol", Protocol.Text());
+    save("PhoneNumber", PhoneNumber.Text());
+    save("Password", Password.Text());
+    save("MaxLength", MaxLength.Text());
+    save("MaxMessages", MaxMessages.Text());
+    save("UCPCommand", UCPCommand.Text());
+    if (const int type = MessageType.ListIndex(); type != ComboBox::kNone) {
+      save("MessageType",
+           std::to_string(MessageType.List()[static_cast<std::size_t>(type)].item_data));
+    }
+    save("TimeOut", TimeOut.Text());
+    save("BaudRate", BaudRate.Text());
+    save("ModemSetting", ModemSetting.Text());
+    save("ModemName", ModemName.Text());
+    if (ModemName.Text() == "Default" || ModemName.Text() == "Standard") save("ModemName", "");
+  });
+}
+
+std::string frmServiceProperties::Stored(const char* value) const {
+  return ToText(
+      basRegistry::GetValue(platform().registry(), kSettingsHive, RegPath, value, std::string()));
+}
+
+void frmServiceProperties::Save(const char* value, const std::string& text) {
+  if (!basRegistry::SetValue(platform().registry(), kSettingsHive, RegPath, value, text,
+                             RegType::kSz)) {
+    HandleError(0, "Error saving value!", "SaveValues");
+  }
+}
+
+void frmServiceProperties::HandleError(std::int32_t number, const std::string& description,
+                                       const std::string& procedure) {
+  ShowError(platform(), number, description, procedure);
+}
+
+}  // namespace mvsms

@@ -1,0 +1,69 @@
+// frmServiceProperties: edits the settings of one existing service. Everything is written on OK,
+// nothing on Cancel.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "ui/controls/form.h"
+
+namespace mvsms {
+
+class frmServiceProperties final : public Form {
+ public:
+  explicit frmServiceProperties(Platform& platform);
+  ~frmServiceProperties() override { Unload(); }
+
+  /// The service's registry key, ending in its name. To be set before Init.
+  std::string RegPath;
+  /// Loads the values into the controls.
+  void Init();
+
+  TabStrip TabStrip1;
+  Label lblName;
+  TextBox txtName;
+  Label lblCountryCode;
+  TextBox CountryCode;
+  Label lblProtocol;
+  ComboBox Protocol;
+  Label lblPhoneNumber;
+  TextBox PhoneNumber;
+  Label lblPassword;
+  TextBox Password;
+  Label lblMaxLength;
+  TextBox MaxLength;
+  Label lblMaxMessages;
+  TextBox MaxMessages;
+  Label lblUCPCommand;
+  ComboBox UCPCommand;
+  Label lblMessageType;
+  ComboBox MessageType;
+  Label lblTimeOut;
+  TextBox TimeOut;
+  Label lblBaudRate;
+  ComboBox BaudRate;
+  Label lblModemSetting;
+  ComboBox ModemSetting;
+  Label lblModemName;
+  ComboBox ModemName;
+  CommandButton OKButton, CancelButton;
+
+ private:
+  void Form_Load() override;
+  void LoadValues();
+  void FillModems();
+  void SaveValues();
+  void EnableProtocolFields();
+  void OKButton_Click();
+  /// The message for the first required choice that is missing; 0 when all are there.
+  std::uint16_t MissingChoice() const;
+  std::string Stored(const char* value) const;
+  void Save(const char* value, const std::string& text);
+  void HandleError(std::int32_t number, const std::string& description,
+                   const std::string& procedure);
+};
+
+/// A stored text as a number field shows it: the number that it begins with, "0" without one.
+std::string NumberText(const std::string& stored);
+
+}  // namespace mvsms

@@ -1,0 +1,130 @@
+#include "ui/frmtest.h"
+
+#include <utility>
+
+#include "diagnostics/procedure.h"
+#include "ui/controls/localize.h"
+#include "ui/frmstatus.h"
+
+namespace mvsms {
+namespace {
+
+// Where the three fields are remembered in the per-user settings store.
+constexpr char kApplication[] = "mvSMS";
+constexpr char kSection[] = "Test";
+constexpr char kSenderKey[] = "Sender";
+constexpr char kRecipientKey[] = "Recipient";
+constexpr char kMessageKey[] = "Message";
+
+constexpr TextBox::Style kManyLines = {.multi_line = true};
+constexpr TextBox::Style kLog = {.multi_line = true, .locked = true};
+
+}  // namespace
+
+frmTest::frmTest(Apartment& apartment)
+    : Form(apartment.platform(), {.name = "frmTest",
+                                  .caption = "SMS Message",
+                                  .tag = "6105",
+                                  .width = 7200,
+                                  .height = 5640,
+                                  .resizable = true}),
+      lblSender(*this, {.name = "lblSender", .tag = "6106", .place = {180, 210, 1200, 240}}),
+      txtSender(*this,
+                {.name = "txtSender", .place = {1440, 165, 5580, 315}, .anchor = kAnchorWide}),
+      lblRecipient(*this, {.name = "lblRecipient", .tag = "6107", .place = {180, 615, 1200, 240}}),
+      txtRecipient(
+          *this, {.name = "txtRecipient", .place = {1440, 570, 5580, 315}, .anchor = kAnchorWide}),
+      lblMessage(*this, {.name = "lblMessage", .tag = "6108", .place = {180, 1020, 1200, 240}}),
+      txtMessage(*this,
+                 {.name = "txtMessage", .place = {1440, 975, 5580, 1140}, .anchor = kAnchorWide},
+                 kManyLines),
+      txtStatus(*this,
+                {.name = "txtStatus", .place = {180, 2280, 6840, 2640}, .anchor = kAnchorAll},
+                kLog),
+      cmdSend(*this,
+              {.name = "cmdSend",
+               .tag = "6109",
+               .place = {180, 5070, 1260, 375},
+               .anchor = kAnchorBottomLeft},
+              CommandButton::Key::kEnter),
+      cmdAbort(*this, {.name = "cmdAbort",
+                       .tag = "6110",
+                       .place = {1560, 5070, 1260, 375},
+                       .anchor = kAnchorBottomLeft}),
+      cmdClose(*this,
+               {.name = "cmdClose",
+                .tag = "6111",
+                .place = {5760, 5070, 1260, 375},
+                .anchor = kAnchorBottomRight},
+               CommandButton::Key::kEscape),
+      apartment_(apartment) {
+  cmdSend.OnClick = [this] { cmdSend_Click(); };
+  cmdAbort.OnClick = [this] { cmdAbort_Click(); };
+  cmdClose.OnClick = [this] { ResumeNext([this] { cmdClose_Click(); }); };
+}
+
+void frmTest::Form_Load() {
+  LocalizeForm(*this);
+  const std::pair<TextBox*, const char*> fields[] = {
+      {&txtSender, kSenderKey}, {&txtRecipient, kRecipientKey}, {&txtMessage, kMessageKey}};
+  for (const auto& [box, key] : fields) {
+    box->SetText(platform().user_settings().GetSetting(kApplication, kSection, key, ""));
+  }
+  ShowSending(false);
+}
+
+/// A send that still runs is cut short; the form ends when it has.
+void frmTest::Form_Unload() { cmdAbort_Click(); }
+
+void frmTest::cmdSend_Click() {
+  if (sender_) return;
+  const auto alive = weak_from_this().lock();
+  sender_ = std::make_unique<Sender>(apartment_, StatusWindowOn(platform()));
+  sender_->HostAppName = HostAppName;
+  sender_->OnError = [this](std::int32_t&, std::string& description, std::string&) {
+    Sender_Error(description);
+  };
+  sender_->OnStatusChange = [this](std::string& status) { Sender_StatusChange(status); };
+  shown_.clear();
+  ShowSending(true);
+  std::string recipient = txtRecipient.Text();
+  std::string originator = txtSender.Text();
+  std::string message = txtMessage.Text();
+  std::string service;
+  sender_->SendMessage(recipient, originator, message, service);
+  sender_.reset();
+  ShowSending(false);
+}
+
+void frmTest::cmdAbort_Click() {
+  if (sender_) sender_->AbortAction();
+}
+
+void frmTest::cmdClose_Click() {
+  UserSettings& settings = platform().user_settings();
+  settings.SaveSetting(kApplication, kSection, kSenderKey, txtSender.Text());
+  settings.SaveSetting(kApplication, kSection, kRecipientKey, txtRecipient.Text());
+  settings.SaveSetting(kApplication, kSection, kMessageKey, txtMessage.Text());
+  Unload();
+}
+
+void frmTest::Sender_Error(const std::string& description) {
+  platform().forms().MsgBox(description, msgbox::kCritical, "Error");
+}
+
+/// The event brings the whole text so far; what is new in it is added.
+void frmTest::Sender_StatusChange(const std::string& status) {
+  const std::size_t known = status.starts_with(shown_) ? shown_.size() : 0;
+  shown_ = status;
+  if (known == status.size()) return;
+  txtStatus.SetText(txtStatus.Text() + status.substr(known));
+  txtStatus.ScrollToEnd();
+}
+
+void frmTest::ShowSending(bool sending) {
+  cmdSend.SetEnabled(!sending);
+  cmdAbort.SetEnabled(sending);
+  cmdClose.SetEnabled(!sending);
+}
+
+}  // namespace mvsms

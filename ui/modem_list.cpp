@@ -1,0 +1,14 @@
+#include "ui/modem_list.h"
+
+#include "media/tapiobject.h"
+#include "ui/catalogue.h"
+
+namespace mvsms {
+
+std::vector<std::string> ModemNames(Platform& platform) {
+  TapiObject tapi(platform.telephony(), platform.loop(), platform.clock());
+  tapi.Init();
+  return Split(tapi.GetLines(), '\t');
+}
+
+}  // namespace mvsms
