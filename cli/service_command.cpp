@@ -8,7 +8,9 @@
 #include "cli/setting_rules.h"
 #include "cli/store.h"
 #include "engine/settings.h"
+#include "media/bascommon.h"
 #include "platform/ansi.h"
+#include "ui/catalogue.h"
 
 namespace mvsms::cli {
 namespace {
@@ -22,6 +24,8 @@ struct ServiceOptions {
   std::string key;
   std::vector<std::string> assignments;  // "KEY=VALUE", by --set
   std::vector<std::string> more;         // the same, as they stand
+  std::string catalogue_id;              // of the entry that a new service is made from
+  std::string group;                     // of the entries that are listed
   bool show_passwords = false;
 };
 
@@ -95,19 +99,84 @@ void Get(Context& context, const ServiceOptions& options) {
   context.out << text << '\n';
 }
 
+Catalogue LoadCatalogue(Context& context) {
+  Catalogue catalogue;
+  if (!catalogue.Load(context.platform())) {
+    throw UsageError("there is no catalogue: " + Utf8FromAnsi(basCommon::ComponentFile(
+                                                     context.platform().locale(), kCatalogueFile)));
+  }
+  return catalogue;
+}
+
+void ListCatalogue(Context& context, const ServiceOptions& options) {
+  const Catalogue catalogue = LoadCatalogue(context);
+  Json json = Json::array();
+  std::vector<std::vector<std::string>> rows{{"ID", "NAME", "GROUP", "PROTOCOL", "NUMBER"}};
+  for (const CatalogueRecord& record : catalogue.Records()) {
+    const auto text = [&record](catalogue::Field field) {
+      return Utf8FromAnsi(FieldOf(record, field));
+    };
+    if (!options.group.empty() && text(catalogue::kGroup) != options.group) continue;
+    rows.push_back({text(catalogue::kId), text(catalogue::kName), text(catalogue::kGroup),
+                    text(catalogue::kProtocol), text(catalogue::kPhoneNumber)});
+    json.push_back({{"id", rows.back()[0]},
+                    {"name", rows.back()[1]},
+                    {"group", rows.back()[2]},
+                    {"protocol", rows.back()[3]},
+                    {"number", rows.back()[4]},
+                    {"prefixes", text(catalogue::kPrefixes)}});
+  }
+  context.json ? context.PrintJson(json) : context.PrintTable(rows);
+}
+
+// What a new service is made from: an entry of the catalogue, or nothing.
+CatalogueRecord Origin(Context& context, const ServiceOptions& options) {
+  if (options.catalogue_id.empty()) return {};
+  const Catalogue catalogue = LoadCatalogue(context);
+  const CatalogueRecord* const record = catalogue.Find(AnsiFromUtf8(options.catalogue_id));
+  if (record == nullptr) {
+    throw UsageError("the catalogue has no entry \"" + options.catalogue_id + "\"");
+  }
+  return *record;
+}
+
+Values InitialValues(Context& context, ProfileStore& store, const CatalogueRecord& origin) {
+  if (origin.empty()) return BlankService();
+  Values values;
+  for (const ServiceValue& value : ServiceValues(origin)) {
+    values.emplace_back(value.name,
+                        value.text.empty()
+                            ? TextValue("")
+                            : CheckedValue(context, store, FindValue(kServiceValues, value.name),
+                                           Utf8FromAnsi(value.text)));
+  }
+  return values;
+}
+
 void Add(Context& context, const ServiceOptions& options) {
   ProfileStore store(context);
-  const std::string service = KeyName("service", options.name);
-  if (store.Exists(ServicePath(service))) {
-    throw UsageError("there is a service \"" + options.name + "\" already");
+  const CatalogueRecord origin = Origin(context, options);
+  const std::string name = options.name.empty() && !origin.empty()
+                               ? Utf8FromAnsi(FieldOf(origin, catalogue::kName))
+                               : options.name;
+  if (name.empty()) {
+    throw UsageError("name the service, or an entry of the catalogue with --from-catalogue");
   }
-  Values values = BlankService();
-  for (auto& [name, value] : ParseAssignments(context, store, options)) {
+  const std::string service = KeyName("service", name);
+  if (store.Exists(ServicePath(service))) {
+    throw UsageError("there is a service \"" + name + "\" already");
+  }
+  Values values = InitialValues(context, store, origin);
+  for (auto& [key, value] : ParseAssignments(context, store, options)) {
     for (auto& blank : values) {
-      if (blank.first == name) blank.second = value;
+      if (blank.first == key) blank.second = value;
     }
   }
   store.Set(ServicePath(service), values);
+  // A service of the catalogue takes the prefixes that it brings, also from another service.
+  for (const std::string& prefix : Split(FieldOf(origin, catalogue::kPrefixes), ';')) {
+    if (!prefix.empty()) store.Set(RoutePath(prefix), {{kUseService, TextValue(service)}});
+  }
 }
 
 void Set(Context& context, const ServiceOptions& options) {
@@ -189,15 +258,31 @@ void AddServiceCommand(CLI::App& app, Context& context) {
   CLI::App* const add = AddServiceCommandNamed(
       *group, context, options, "add", "Add a service",
       "  mvsms service add Pager --set PhoneNumber=0123456789 --set Password=PG1\n"
-      "  mvsms service add City Protocol=UCP UCPCommand=51 PhoneNumber=0123456780\n" +
+      "  mvsms service add City Protocol=UCP UCPCommand=51 PhoneNumber=0123456780\n"
+      "  mvsms service add --from-catalogue 7 --set ModemName=Modem\n" +
           Meanings(),
       Add);
+  add->get_option("NAME")->required(false)->description(
+      "Name of the service; that of the catalogue's entry unless given");
+  add->add_option("--from-catalogue", options->catalogue_id,
+                  "ID of the catalogue's entry to start from; its prefixes are routed too")
+      ->type_name("ID");
   AddAssignments(*add, *options);
 
   CLI::App* const set = AddServiceCommandNamed(
       *group, context, options, "set", "Change values of a service",
       "  mvsms service set Pager MaxMessages=2 TimeOut=3000\n" + Meanings(), Set);
   AddAssignments(*set, *options);
+
+  CLI::App* const catalogue = AddCommand(
+      *group, context, "catalogue", "List the predefined services of smstransports.inf",
+      "  mvsms service catalogue --group Germany\n\n"
+      "The file lies in the folder of all state (see MVSMS_HOME): one service a line, with the\n"
+      "fields ID, name, group, protocol, password, UCP operation, number, maximum length,\n"
+      "messages per call, country code, speed, data bits, parity, stop bits, time-out, message\n"
+      "type and prefixes (separated by \";\"), separated by commas.\n");
+  catalogue->add_option("--group", options->group, "Only the services of this group");
+  catalogue->callback([&context, options] { ListCatalogue(context, *options); });
 
   AddServiceCommandNamed(*group, context, options, "delete",
                          "Delete a service; its routes stay and point to no service",

@@ -13,8 +13,9 @@ namespace mvsms {
 namespace {
 
 constexpr int kWidth = 7200;
-constexpr int kCompactHeight = 2220;
-constexpr int kExpandedHeight = 5160;
+constexpr int kButtons = 2100;  // top of their row
+constexpr int kCompactHeight = kButtons + 540;
+constexpr int kExpandedHeight = kButtons + 3480;
 
 /// The dialog's texts in one language, in UTF-8.
 struct Texts {
@@ -87,22 +88,25 @@ constexpr TextBox::Style kLongField = {.multi_line = true, .locked = true};
 frmError::frmError(Platform& platform, const ErrorDetails& details)
     : Form(platform, {.name = "frmError", .width = kWidth, .height = kCompactHeight}),
       lblComponent(*this, {.name = "lblComponent", .place = {180, 120, 6840, 240}}),
-      lblExplanation(*this, {.name = "lblExplanation", .place = {180, 420, 6840, 1140}}),
-      cmdRetry(*this, {.name = "cmdRetry", .place = {180, 1680, 1260, 375}},
+      lblExplanation(*this, {.name = "lblExplanation", .place = {180, 420, 6840, 1560}}),
+      cmdRetry(*this, {.name = "cmdRetry", .place = {180, kButtons, 1260, 375}},
                CommandButton::Key::kEnter),
-      cmdIgnore(*this, {.name = "cmdIgnore", .place = {1560, 1680, 1260, 375}}),
-      cmdCancel(*this, {.name = "cmdCancel", .place = {2940, 1680, 1260, 375}},
+      cmdIgnore(*this, {.name = "cmdIgnore", .place = {1560, kButtons, 1260, 375}}),
+      cmdCancel(*this, {.name = "cmdCancel", .place = {2940, kButtons, 1260, 375}},
                 CommandButton::Key::kEscape),
-      cmdSend(*this, {.name = "cmdSend", .place = {4380, 1680, 1260, 375}}),
-      cmdDetails(*this, {.name = "cmdDetails", .place = {5760, 1680, 1260, 375}}),
-      lblMessage(*this, {.name = "lblMessage", .place = {180, 2280, 1740, 240}}),
-      lblModule(*this, {.name = "lblModule", .place = {180, 3720, 1740, 240}}),
-      lblVersion(*this, {.name = "lblVersion", .place = {180, 4140, 1740, 240}}),
-      lblOsVersion(*this, {.name = "lblOsVersion", .place = {180, 4560, 1740, 240}}),
-      txtMessage(*this, {.name = "txtMessage", .place = {1980, 2280, 5040, 1320}}, kLongField),
-      txtModule(*this, {.name = "txtModule", .place = {1980, 3690, 5040, 315}}, kField),
-      txtVersion(*this, {.name = "txtVersion", .place = {1980, 4110, 5040, 315}}, kField),
-      txtOsVersion(*this, {.name = "txtOsVersion", .place = {1980, 4530, 5040, 315}}, kField),
+      cmdSend(*this, {.name = "cmdSend", .place = {4380, kButtons, 1260, 375}}),
+      cmdDetails(*this, {.name = "cmdDetails", .place = {5760, kButtons, 1260, 375}}),
+      lblMessage(*this, {.name = "lblMessage", .place = {180, kButtons + 600, 1740, 240}}),
+      lblModule(*this, {.name = "lblModule", .place = {180, kButtons + 2040, 1740, 240}}),
+      lblVersion(*this, {.name = "lblVersion", .place = {180, kButtons + 2460, 1740, 240}}),
+      lblOsVersion(*this, {.name = "lblOsVersion", .place = {180, kButtons + 2880, 1740, 240}}),
+      txtMessage(*this, {.name = "txtMessage", .place = {1980, kButtons + 600, 5040, 1320}},
+                 kLongField),
+      txtModule(*this, {.name = "txtModule", .place = {1980, kButtons + 2010, 5040, 315}}, kField),
+      txtVersion(*this, {.name = "txtVersion", .place = {1980, kButtons + 2430, 5040, 315}},
+                 kField),
+      txtOsVersion(*this, {.name = "txtOsVersion", .place = {1980, kButtons + 2850, 5040, 315}},
+                   kField),
       details_(details) {
   cmdRetry.OnClick = [this] { Give(kRetry); };
   cmdIgnore.OnClick = [this] { Give(kIgnore); };
@@ -163,20 +167,21 @@ std::string frmError::Report() const {
 
 /// Errors while the mail is composed are not reported further: the dialog is there for another.
 void frmError::cmdSend_Click() {
+  std::unique_ptr<MailClient> client;
   try {
-    platform().mail().Start();
+    client = platform().mail().Start();
   } catch (const std::exception&) {
     platform().forms().MsgBox(AnsiFromUtf8(TextsFor(platform().locale()).no_mail_client),
                               msgbox::kExclamation, platform().locale().HostTitle());
     return;
   }
-  Compose();
+  Compose(*client);
 }
 
-void frmError::Compose() {
+void frmError::Compose(MailClient& client) {
   const Texts& texts = TextsFor(platform().locale());
   const std::string title = platform().locale().HostTitle();
-  const auto item = platform().mail().CreateItem();
+  const auto item = client.CreateItem();
   item->SetRecipient(ToText(
       basRegistry::GetValue(platform().registry(), kSettingsHive, kRootKey, kSupportMailbox, {})));
   item->SetSubject(title + " Error-Report: " + txtMessage.Text());

@@ -47,7 +47,7 @@ class frmError final : public Form {
   void ShowDetails(bool expanded);
   void cmdSend_Click();
   std::string Report() const;
-  void Compose();
+  void Compose(MailClient& client);
 
   ErrorDetails details_;
   std::string answer_;

@@ -22,13 +22,19 @@ class MailItem {
   virtual void Send() = 0;
 };
 
+/// The mail program, in use until the end of this object.
+class MailClient {
+ public:
+  virtual ~MailClient() = default;
+  /// A new, empty mail.
+  virtual std::unique_ptr<MailItem> CreateItem() = 0;
+};
+
 class Mail {
  public:
   virtual ~Mail() = default;
   /// Starts the mail program. Throws when there is none.
-  virtual void Start() = 0;
-  /// A new, empty mail of the program that was started.
-  virtual std::unique_ptr<MailItem> CreateItem() = 0;
+  virtual std::unique_ptr<MailClient> Start() = 0;
 };
 
 }  // namespace mvsms

@@ -33,6 +33,7 @@ windows_packages=(
   socat
   wine
   wine64
+  xvfb
 )
 
 # install_missing PACKAGE...: installs what is not there yet, as root or through sudo.

@@ -18,4 +18,5 @@ mkdir -p "$WINEPREFIX"
     touch "$WINEPREFIX/ready"
   fi
 ) 9>"$WINEPREFIX/lock"
-exec timeout "${MVSMS_WINE_LIMIT:-300}" wine "$@" 2>>"$WINEPREFIX/stderr.log"
+exec env ${MVSMS_LOCALE:+LC_ALL="$MVSMS_LOCALE"} \
+  timeout "${MVSMS_WINE_LIMIT:-300}" wine "$@" 2>>"$WINEPREFIX/stderr.log"

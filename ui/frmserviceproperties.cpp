@@ -18,11 +18,11 @@ namespace {
 constexpr char kModule[] = "frmServiceProperties";
 
 // The grid of the fields: one row each, a label and the field beside it.
-constexpr int kLabelLeft = 240;
-constexpr int kFieldLeft = 3000;
+constexpr int kLabelLeft = 120;
+constexpr int kFieldLeft = 2880;
 constexpr int kFieldWidth = 3300;
 constexpr int kNarrow = 1200;
-constexpr int kFirstRow = 600;
+constexpr int kFirstRow = 120;
 constexpr int kRowHeight = 405;
 
 constexpr Box LabelAt(int row) {
@@ -31,7 +31,8 @@ constexpr Box LabelAt(int row) {
 constexpr Box FieldAt(int row, int width = kFieldWidth) {
   return {kFieldLeft, kFirstRow + row * kRowHeight, width, 315};
 }
-constexpr int kBottom = kFirstRow + 13 * kRowHeight + 120;
+constexpr int kPageHeight = kFirstRow + 13 * kRowHeight;
+constexpr int kBottom = kPageHeight + 600;
 
 void AddAll(ComboBox& combo, std::initializer_list<const char*> entries) {
   for (const char* entry : entries) combo.AddItem(entry);
@@ -53,32 +54,53 @@ frmServiceProperties::frmServiceProperties(Platform& platform)
                       .height = kBottom + 660}),
       TabStrip1(*this, {.name = "TabStrip1", .place = {90, 90, 6480, kBottom}},
                 {{.caption = "Transport Service Properties ", .tag = "6001"}}),
-      lblName(*this, {.name = "lblName", .tag = "6002", .place = LabelAt(0)}),
-      txtName(*this, {.name = "txtName", .place = FieldAt(0)}, {.locked = true}),
-      lblCountryCode(*this, {.name = "lblCountryCode", .tag = "6003", .place = LabelAt(1)}),
-      CountryCode(*this, {.name = "CountryCode", .place = FieldAt(1, kNarrow)}),
-      lblProtocol(*this, {.name = "lblProtocol", .tag = "6004", .place = LabelAt(2)}),
-      Protocol(*this, {.name = "Protocol", .place = FieldAt(2, kNarrow)}),
-      lblPhoneNumber(*this, {.name = "lblPhoneNumber", .tag = "6005", .place = LabelAt(3)}),
-      PhoneNumber(*this, {.name = "PhoneNumber", .place = FieldAt(3)}),
-      lblPassword(*this, {.name = "lblPassword", .tag = "6006", .place = LabelAt(4)}),
-      Password(*this, {.name = "Password", .place = FieldAt(4)}, {.password = true}),
-      lblMaxLength(*this, {.name = "lblMaxLength", .tag = "6007", .place = LabelAt(5)}),
-      MaxLength(*this, {.name = "MaxLength", .place = FieldAt(5, kNarrow)}),
-      lblMaxMessages(*this, {.name = "lblMaxMessages", .tag = "6008", .place = LabelAt(6)}),
-      MaxMessages(*this, {.name = "MaxMessages", .place = FieldAt(6, kNarrow)}),
-      lblUCPCommand(*this, {.name = "lblUCPCommand", .tag = "6009", .place = LabelAt(7)}),
-      UCPCommand(*this, {.name = "UCPCommand", .place = FieldAt(7, kNarrow)}),
-      lblMessageType(*this, {.name = "lblMessageType", .tag = "6010", .place = LabelAt(8)}),
-      MessageType(*this, {.name = "MessageType", .place = FieldAt(8)}),
-      lblTimeOut(*this, {.name = "lblTimeOut", .tag = "6011", .place = LabelAt(9)}),
-      TimeOut(*this, {.name = "TimeOut", .place = FieldAt(9, kNarrow)}),
-      lblBaudRate(*this, {.name = "lblBaudRate", .tag = "6012", .place = LabelAt(10)}),
-      BaudRate(*this, {.name = "BaudRate", .place = FieldAt(10, kNarrow)}),
-      lblModemSetting(*this, {.name = "lblModemSetting", .tag = "6013", .place = LabelAt(11)}),
-      ModemSetting(*this, {.name = "ModemSetting", .place = FieldAt(11, kNarrow)}),
-      lblModemName(*this, {.name = "lblModemName", .tag = "6014", .place = LabelAt(12)}),
-      ModemName(*this, {.name = "ModemName", .place = FieldAt(12)}),
+      Page(*this, {.name = "Page", .place = {150, 480, 6360, kPageHeight}}),
+      lblName(*this, {.name = "lblName", .tag = "6002", .place = LabelAt(0), .container = &Page}),
+      txtName(*this, {.name = "txtName", .place = FieldAt(0), .container = &Page},
+              {.locked = true}),
+      lblCountryCode(
+          *this,
+          {.name = "lblCountryCode", .tag = "6003", .place = LabelAt(1), .container = &Page}),
+      CountryCode(*this, {.name = "CountryCode", .place = FieldAt(1, kNarrow), .container = &Page}),
+      lblProtocol(*this,
+                  {.name = "lblProtocol", .tag = "6004", .place = LabelAt(2), .container = &Page}),
+      Protocol(*this, {.name = "Protocol", .place = FieldAt(2, kNarrow), .container = &Page}),
+      lblPhoneNumber(
+          *this,
+          {.name = "lblPhoneNumber", .tag = "6005", .place = LabelAt(3), .container = &Page}),
+      PhoneNumber(*this, {.name = "PhoneNumber", .place = FieldAt(3), .container = &Page}),
+      lblPassword(*this,
+                  {.name = "lblPassword", .tag = "6006", .place = LabelAt(4), .container = &Page}),
+      Password(*this, {.name = "Password", .place = FieldAt(4), .container = &Page},
+               {.password = true}),
+      lblMaxLength(
+          *this, {.name = "lblMaxLength", .tag = "6007", .place = LabelAt(5), .container = &Page}),
+      MaxLength(*this, {.name = "MaxLength", .place = FieldAt(5, kNarrow), .container = &Page}),
+      lblMaxMessages(
+          *this,
+          {.name = "lblMaxMessages", .tag = "6008", .place = LabelAt(6), .container = &Page}),
+      MaxMessages(*this, {.name = "MaxMessages", .place = FieldAt(6, kNarrow), .container = &Page}),
+      lblUCPCommand(
+          *this, {.name = "lblUCPCommand", .tag = "6009", .place = LabelAt(7), .container = &Page}),
+      UCPCommand(*this, {.name = "UCPCommand", .place = FieldAt(7, kNarrow), .container = &Page}),
+      lblMessageType(
+          *this,
+          {.name = "lblMessageType", .tag = "6010", .place = LabelAt(8), .container = &Page}),
+      MessageType(*this, {.name = "MessageType", .place = FieldAt(8), .container = &Page}),
+      lblTimeOut(*this,
+                 {.name = "lblTimeOut", .tag = "6011", .place = LabelAt(9), .container = &Page}),
+      TimeOut(*this, {.name = "TimeOut", .place = FieldAt(9, kNarrow), .container = &Page}),
+      lblBaudRate(*this,
+                  {.name = "lblBaudRate", .tag = "6012", .place = LabelAt(10), .container = &Page}),
+      BaudRate(*this, {.name = "BaudRate", .place = FieldAt(10, kNarrow), .container = &Page}),
+      lblModemSetting(
+          *this,
+          {.name = "lblModemSetting", .tag = "6013", .place = LabelAt(11), .container = &Page}),
+      ModemSetting(*this,
+                   {.name = "ModemSetting", .place = FieldAt(11, kNarrow), .container = &Page}),
+      lblModemName(
+          *this, {.name = "lblModemName", .tag = "6014", .place = LabelAt(12), .container = &Page}),
+      ModemName(*this, {.name = "ModemName", .place = FieldAt(12), .container = &Page}),
       OKButton(*this, {.name = "OKButton", .tag = "10", .place = {3900, kBottom + 195, 1260, 375}},
                CommandButton::Key::kEnter),
       CancelButton(*this,

@@ -20,6 +20,7 @@ class frmServiceProperties final : public Form {
   void Init();
 
   TabStrip TabStrip1;
+  Frame Page;
   Label lblName;
   TextBox txtName;
   Label lblCountryCode;

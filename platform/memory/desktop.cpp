@@ -40,6 +40,18 @@ class MemoryMailItem : public MailItem {
   MemoryPlatform::MailRecord record_;
 };
 
+class MemoryMailClient : public MailClient {
+ public:
+  explicit MemoryMailClient(Machine& machine) : machine_(machine) {}
+  std::unique_ptr<MailItem> CreateItem() override {
+    Begin(machine_, "MailClient.CreateItem");
+    return std::make_unique<MemoryMailItem>(machine_);
+  }
+
+ private:
+  Machine& machine_;
+};
+
 template <class Answer>
 Answer TakeAnswer(std::deque<Answer>& answers, Answer fallback) {
   if (answers.empty()) return fallback;
@@ -59,11 +71,9 @@ std::int32_t MemoryShell::Execute(const std::string& verb, const std::string& fi
   return machine_.platform.shell_result;
 }
 
-void MemoryMail::Start() { Begin(machine_, "Mail.Start"); }
-
-std::unique_ptr<MailItem> MemoryMail::CreateItem() {
-  Begin(machine_, "Mail.CreateItem");
-  return std::make_unique<MemoryMailItem>(machine_);
+std::unique_ptr<MailClient> MemoryMail::Start() {
+  Begin(machine_, "Mail.Start");
+  return std::make_unique<MemoryMailClient>(machine_);
 }
 
 class MemoryForms::Peer : public FormPeer {

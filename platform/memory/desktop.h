@@ -20,8 +20,7 @@ class MemoryShell : public Shell {
 class MemoryMail : public Mail {
  public:
   explicit MemoryMail(Machine& machine) : machine_(machine) {}
-  void Start() override;
-  std::unique_ptr<MailItem> CreateItem() override;
+  std::unique_ptr<MailClient> Start() override;
 
  private:
   Machine& machine_;

@@ -115,14 +115,19 @@ class PosixMailItem : public MailItem {
   std::string recipient_, subject_, body_;
 };
 
+class PosixMailClient : public MailClient {
+ public:
+  std::unique_ptr<MailItem> CreateItem() override { return std::make_unique<PosixMailItem>(); }
+};
+
 class PosixMail : public Mail {
  public:
-  void Start() override {
+  std::unique_ptr<MailClient> Start() override {
     if (!OnPath("sendmail") && !OnPath("xdg-email")) {
       throw RaisedError(kErrNoMail, "Mail.Start", "There is neither sendmail nor xdg-email");
     }
+    return std::make_unique<PosixMailClient>();
   }
-  std::unique_ptr<MailItem> CreateItem() override { return std::make_unique<PosixMailItem>(); }
 
  private:
   static bool OnPath(const std::string& program) {

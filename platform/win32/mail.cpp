@@ -85,9 +85,9 @@ class Win32MailItem : public MailItem {
   ComPtr<IDispatch> item_;
 };
 
-class Win32Mail : public Mail {
+class Win32MailClient : public MailClient {
  public:
-  void Start() override {
+  Win32MailClient() {
     CLSID clsid = {};
     Check(::CLSIDFromProgID(L"Outlook.Application", &clsid), "Outlook.Application");
     Check(::CoCreateInstance(clsid, nullptr, CLSCTX_SERVER, IID_IDispatch, application_.PutVoid()),
@@ -99,7 +99,6 @@ class Win32Mail : public Mail {
   }
 
   std::unique_ptr<MailItem> CreateItem() override {
-    if (!application_) Check(E_UNEXPECTED, "CreateItem");
     Value kind(kMailItem);
     Value item;
     Invoke(application_.Get(), "CreateItem", DISPATCH_METHOD, &kind, &item);
@@ -110,7 +109,12 @@ class Win32Mail : public Mail {
 
  private:
   ComPtr<IDispatch> application_;
-  ComPtr<IDispatch> namespace_;  // the session, kept as long as the mails of it
+  ComPtr<IDispatch> namespace_;  // the session, kept as long as its mails are written
+};
+
+class Win32Mail : public Mail {
+ public:
+  std::unique_ptr<MailClient> Start() override { return std::make_unique<Win32MailClient>(); }
 };
 
 }  // namespace

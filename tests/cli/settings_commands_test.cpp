@@ -1,4 +1,6 @@
 // mvsms modem, config, service, route: what they store, what they print, what they refuse.
+#include <fstream>
+
 #include "tests/cli/command_test.h"
 
 namespace mvsms::cli {
@@ -10,7 +12,14 @@ using ::testing::Not;
 
 class ModemCommand : public CommandTest {};
 class ConfigCommand : public CommandTest {};
-class ServiceCommand : public CommandTest {};
+class ServiceCommand : public CommandTest {
+ protected:
+  void WriteCatalogue(const std::string& text =
+                          "1,Alpha,Germany,TAP,pw,,0111,160,2,49,Auto,7,E,1,2000,3,0171;0172\n"
+                          "2,Beta,\xD6sterreich,UCP,,51,0222,160,1,43,9600,8,N,1,3000,3,\n") {
+    std::ofstream(Path("smstransports.inf")) << text;
+  }
+};
 class RouteCommand : public CommandTest {};
 
 // --- modem
@@ -248,7 +257,7 @@ TEST_F(ServiceCommand, WrongNamesAndValuesAreRefused) {
   set("Protocol", "\"Protocol\" is not of the form KEY=VALUE");
   Refuse({"service", "set", "Pager"}, "nothing to set");
   Refuse({"service", "add", "a\\b"}, "cannot be the name of a service");
-  Refuse({"service", "add", ""}, "cannot be the name of a service");
+  Refuse({"service", "add", ""}, "name the service, or an entry of the catalogue");
   Refuse({"service", "add", std::string(255, 'x')}, "cannot be the name of a service");
 }
 
@@ -263,6 +272,47 @@ TEST_F(ServiceCommand, AnUnknownServiceIsNamedByEveryCommand) {
   Refuse({"service", "get", "Nowhere", "Protocol"}, "there is no service \"Nowhere\"");
   Refuse({"service", "set", "Nowhere", "Protocol=TAP"}, "there is no service \"Nowhere\"");
   Refuse({"service", "delete", "Nowhere"}, "there is no service \"Nowhere\"");
+}
+
+TEST_F(ServiceCommand, TheCatalogueIsListedByGroup) {
+  WriteCatalogue();
+  const Json all = Ask({"service", "catalogue"});
+  ASSERT_EQ(all.size(), 2U);
+  EXPECT_EQ(all[0]["name"], "Alpha");
+  EXPECT_EQ(all[0]["prefixes"], "0171;0172");
+  const Json group = Ask({"service", "catalogue", "--group", "\u00D6sterreich"});
+  ASSERT_EQ(group.size(), 1U);
+  EXPECT_EQ(group[0]["id"], "2");
+  EXPECT_THAT(Do({"service", "catalogue"}), HasSubstr("Alpha"));
+}
+
+TEST_F(ServiceCommand, AServiceFromTheCatalogueBringsItsRoutes) {
+  WriteCatalogue();
+  Do({"service", "add", "Old"});
+  Do({"route", "add", "0172", "Old"});
+  Do({"service", "add", "--from-catalogue", "1"});
+  const Json service = Ask({"service", "show", "Alpha"});
+  EXPECT_EQ(service["PhoneNumber"], "0111");
+  EXPECT_EQ(service["ModemSetting"], "7E1");
+  EXPECT_EQ(service["ModemName"], "");
+  EXPECT_EQ(Ask({"route", "test", "01729"})["service"], "Alpha");
+}
+
+TEST_F(ServiceCommand, AServiceFromTheCatalogueMayHaveAnotherNameAndOtherValues) {
+  WriteCatalogue();
+  Do({"service", "add", "Mine", "--from-catalogue", "2", "--set", "TimeOut=9000"});
+  const Json service = Ask({"service", "show", "Mine"});
+  EXPECT_EQ(service["Protocol"], "UCP");
+  EXPECT_EQ(service["TimeOut"], "9000");
+}
+
+TEST_F(ServiceCommand, WhatTheCatalogueCannotGiveIsNamed) {
+  Refuse({"service", "catalogue"}, "there is no catalogue: " + Path("smstransports.inf"));
+  Refuse({"service", "add", "--from-catalogue", "1"}, "there is no catalogue");
+  Refuse({"service", "add"}, "name the service, or an entry of the catalogue");
+  WriteCatalogue("1,Broken,x,TAP,,,1,many,1,,,,,,,,");
+  Refuse({"service", "add", "--from-catalogue", "9"}, "the catalogue has no entry \"9\"");
+  Refuse({"service", "add", "--from-catalogue", "1"}, "MaxLength");
 }
 
 TEST_F(ServiceCommand, UmlautsMakeTheRoundTripAndOthersBecomeQuestionMarks) {

@@ -183,7 +183,7 @@ TEST_F(ErrorReport, SpeaksGermanToo) {
 }
 
 TEST_F(ErrorReport, AnErrorWhileComposingIsNotReportedFurther) {
-  for (const char* failing : {"Mail.CreateItem", "MailItem.SetBody", "MailItem.Display"}) {
+  for (const char* failing : {"MailClient.CreateItem", "MailItem.SetBody", "MailItem.Display"}) {
     platform_.fail = [failing](const std::string& operation) { return operation == failing; };
     Send(MsgBoxAnswer::kYes);
     EXPECT_TRUE(dialog_->IsVisible()) << failing;

@@ -23,6 +23,28 @@ TEST_P(FilesContract, AppendingToAMissingFolderFails) {
   EXPECT_EQ(back_end_->Contents(path), std::nullopt);
 }
 
+TEST_P(FilesContract, ReadingGivesTheWholeFileAsItStands) {
+  const std::string path = back_end_->PathTo("smstransports.inf");
+  std::string text = "before";
+  EXPECT_FALSE(platform_.text_file().Read(path, text));
+  EXPECT_EQ(text, "before");
+  const std::string content = "1,\xE4\r\n" + std::string(200'000, 'x') + std::string("\0\n", 2);
+  platform_.text_file().Append(path, content);
+  EXPECT_TRUE(platform_.text_file().Read(path, text));
+  EXPECT_EQ(text, content);
+}
+
+TEST_P(FilesContract, TheCalendarSaysWhatTheRenderingsSay) {
+  const CalendarTime time = platform_.clock().LocalTime();
+  EXPECT_GE(time.year, 2026);
+  EXPECT_TRUE(time.month >= 1 && time.month <= 12 && time.day >= 1 && time.day <= 31);
+  EXPECT_TRUE(time.hour >= 0 && time.hour <= 23 && time.minute >= 0 && time.minute <= 59);
+  const std::string day = std::to_string(time.day);
+  EXPECT_NE(platform_.clock().ShortDate().find(day), std::string::npos);
+}
+
+TEST_P(FilesContract, TheHostHasATitle) { EXPECT_NE(platform_.locale().HostTitle(), ""); }
+
 TEST_P(FilesContract, TheComponentHasAPlaceANameAndAVersion) {
   Locale& locale = platform_.locale();
   EXPECT_NE(locale.ComponentFolder(), "");

@@ -15,10 +15,17 @@ bool StartsWord(const std::string& caption, std::size_t position) {
   return position == 0 || caption[position - 1] == ' ';
 }
 
-bool CanHaveKey(const Control& control) {
+bool IsField(const Control& control) {
+  const ControlType type = control.Type();
+  return type == ControlType::kTextBox || type == ControlType::kComboBox ||
+         type == ControlType::kListView;
+}
+
+/// `next` is the control after it; a label hands its key on to that.
+bool CanHaveKey(const Control& control, const Control* next) {
   switch (control.Type()) {
     case ControlType::kLabel:
-      return !static_cast<const Label&>(control).OnClick;
+      return next != nullptr && IsField(*next);
     case ControlType::kCommandButton:
       return static_cast<const CommandButton&>(control).key() == CommandButton::Key::kNone;
     case ControlType::kCheckBox:
@@ -45,13 +52,20 @@ std::size_t FreePosition(const std::string& caption, const std::set<char>& taken
 
 std::map<const Control*, std::size_t> AssignMnemonics(const Form& form) {
   std::map<const Control*, std::size_t> positions;
-  std::set<char> taken;
-  for (const Control* control : form.Controls()) {
-    if (!CanHaveKey(*control)) continue;
-    const std::size_t position = FreePosition(control->Caption(), taken);
-    if (position == std::string::npos) continue;
-    taken.insert(KeyAt(control->Caption(), position));
-    positions[control] = position;
+  std::map<const Control*, std::set<char>> taken;  // by page; the form's own first
+  const auto& controls = form.Controls();
+  for (const bool on_page : {false, true}) {
+    for (std::size_t i = 0; i < controls.size(); ++i) {
+      const Control& control = *controls[i];
+      const Control* const next = i + 1 < controls.size() ? controls[i + 1] : nullptr;
+      const Control* const page = control.Container();
+      if ((page != nullptr) != on_page || !CanHaveKey(control, next)) continue;
+      std::set<char>& letters = taken.try_emplace(page, taken[nullptr]).first->second;
+      const std::size_t position = FreePosition(control.Caption(), letters);
+      if (position == std::string::npos) continue;
+      letters.insert(KeyAt(control.Caption(), position));
+      positions[&control] = position;
+    }
   }
   return positions;
 }

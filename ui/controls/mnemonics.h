@@ -10,9 +10,9 @@
 namespace mvsms {
 
 /// For each control that can have an access key, the position of its letter in the caption: the
-/// beginning of a word where it is free, else any letter or digit. No two are the same within the
-/// form. Buttons of the Enter and Escape keys, links, and captions whose letters are all taken
-/// have none.
+/// beginning of a word where it is free, else any letter or digit. No two that can be seen together
+/// are the same; pages of the form share letters. Buttons of the Enter and Escape keys, labels that
+/// name no field, and captions whose letters are all taken have none.
 std::map<const Control*, std::size_t> AssignMnemonics(const Form& form);
 
 /// The caption with "&" before the letter at `position`, and every "&" of its own doubled.

@@ -1,0 +1,300 @@
+// The configuration dialog driven through its windows; the registry is what counts.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/dialogs/desk.h"
+
+namespace mvsms {
+namespace {
+
+using screen::Captioned;
+using screen::Click;
+using screen::OfClass;
+using screen::Text;
+using testing::Contains;
+using testing::ElementsAre;
+
+class ConfigDialog : public testing::Test {
+ protected:
+  ConfigDialog() { desk_.WriteProfile(); }
+
+  /// Opens the dialog, lets the user act in it, and waits until it is closed.
+  void Use(const std::function<void(HWND)>& actions) {
+    screen::User user([&] {
+      const HWND dialog = screen::Window(Text(5000));
+      if (dialog == nullptr) return;
+      actions(dialog);
+      if (::IsWindow(dialog)) ::PostMessageA(dialog, WM_CLOSE, 0, 0);
+      screen::WaitForEnd(dialog);
+    });
+    desk_.ShowConfig();
+  }
+  std::string Read(const std::string& value) { return desk_.Read("", value); }
+
+  Desk desk_;
+};
+
+TEST_F(ConfigDialog, OpeningItStoresTheDefaults) {
+  Use([](HWND) {});
+  EXPECT_EQ(Read("ReplacePlus"), "1");
+  EXPECT_EQ(Read("Retries"), "3");
+  EXPECT_EQ(Read("RetryDelay"), "1");
+  EXPECT_EQ(Read("DefaultService"), "City Pager");
+}
+
+TEST_F(ConfigDialog, StoresEveryChangeAtOnce) {
+  Use([&](HWND dialog) {
+    Click(Captioned(dialog, Text(5013)));
+    EXPECT_EQ(Read("ReplacePlus"), "0");
+    Click(Captioned(dialog, Text(5014)));
+    EXPECT_EQ(Read("AddCountry"), "1");
+    screen::Type(OfClass(dialog, WC_EDITA, 0), "0043");
+    EXPECT_EQ(Read("Country"), "0043");
+    screen::Type(screen::After(dialog, Text(5015)), "7");
+    EXPECT_EQ(Read("Retries"), "7");
+    screen::Type(screen::After(dialog, Text(5020)), "x");
+    EXPECT_EQ(Read("RetryDelay"), "0");
+    screen::Choose(screen::After(dialog, Text(5010)), "Second test modem");
+    EXPECT_EQ(Read("DefaultModem"), "Second test modem");
+    screen::Choose(screen::After(dialog, Text(5009)), "Plant SMS");
+    EXPECT_EQ(Read("DefaultService"), "Plant SMS");
+    screen::SelectTab(dialog, 3);
+    Click(Captioned(dialog, Text(5017)));
+    EXPECT_EQ(Read("WriteLogfile"), "1");
+    Click(Captioned(dialog, Text(5016)));
+    EXPECT_EQ(Read("ShowStatus"), "1");
+  });
+}
+
+TEST_F(ConfigDialog, AddsAServiceFromTheCatalogueWithItsRoutes) {
+  Use([&](HWND dialog) {
+    screen::SelectTab(dialog, 1);
+    Click(Captioned(dialog, Text(5005)));
+    const HWND add = screen::Window(Text(6119));
+    Click(Captioned(add, Text(6118)));
+    screen::Choose(screen::After(add, Text(6113)), "Austria");
+    const HWND list = OfClass(add, WC_LISTVIEWA);
+    EXPECT_THAT(screen::RowsOf(list),
+                ElementsAre("4|EXAMPLE Alpine Pager|Austria|TAP|06640000001|example",
+                            "5|EXAMPLE Alpine SMS|Austria|UCP|06760000001|example"));
+    screen::SelectRow(list, 0);
+    Click(Captioned(add, Text(10)));
+    screen::WaitForEnd(add);
+    screen::Settle(dialog);
+    EXPECT_THAT(screen::RowsOf(OfClass(dialog, WC_LISTVIEWA)), Contains("EXAMPLE Alpine Pager"));
+    screen::SelectTab(dialog, 2);
+    EXPECT_THAT(screen::RowsOf(OfClass(dialog, WC_LISTVIEWA)),
+                Contains("0664|EXAMPLE Alpine Pager"));
+  });
+  EXPECT_EQ(desk_.Read("Services\\EXAMPLE Alpine Pager", "MaxLength"), "80");
+  EXPECT_EQ(desk_.Read("Services\\EXAMPLE Alpine Pager", "ModemSetting"), "7E1");
+  EXPECT_EQ(desk_.Read("Routing\\0043664", "UseService"), "EXAMPLE Alpine Pager");
+}
+
+TEST_F(ConfigDialog, EditsAServiceByADoubleClick) {
+  Use([&](HWND dialog) {
+    screen::SelectTab(dialog, 1);
+    screen::DoubleClickRow(OfClass(dialog, WC_LISTVIEWA), 1);
+    ASSERT_TRUE(screen::WaitUntil([&] { return !::IsWindowEnabled(dialog); }));
+    const HWND properties = ::GetLastActivePopup(dialog);
+    screen::Settle(properties);
+    EXPECT_EQ(screen::CaptionOf(screen::After(properties, Text(6002))), "Plant SMS");
+    EXPECT_FALSE(::IsWindowEnabled(screen::After(properties, Text(6006))));
+    screen::Choose(screen::After(properties, Text(6004)), "TAP");
+    EXPECT_TRUE(::IsWindowEnabled(screen::After(properties, Text(6006))));
+    EXPECT_FALSE(::IsWindowEnabled(screen::After(properties, Text(6009))));
+    screen::Type(screen::After(properties, Text(6005)), "0999");
+    Click(Captioned(properties, Text(10)));
+    screen::WaitForEnd(properties);
+    EXPECT_TRUE(::IsWindowEnabled(dialog));
+  });
+  EXPECT_EQ(desk_.Read("Services\\Plant SMS", "PhoneNumber"), "0999");
+  EXPECT_EQ(desk_.Read("Services\\Plant SMS", "Protocol"), "TAP");
+  EXPECT_EQ(desk_.Read("Services\\Plant SMS", "ModemName"), "");
+}
+
+TEST_F(ConfigDialog, AddsEditsAndDeletesARoute) {
+  Use([&](HWND dialog) {
+    screen::SelectTab(dialog, 2);
+    Click(Captioned(dialog, Text(5005)));
+    const HWND prefix = screen::Window(Text(5104));
+    screen::Type(OfClass(prefix, WC_EDITA), "0175");
+    screen::Press(prefix, VK_RETURN);
+    screen::WaitForEnd(prefix);
+    screen::Settle(dialog);
+    const HWND list = OfClass(dialog, WC_LISTVIEWA);
+    EXPECT_THAT(screen::RowsOf(list), Contains("0175|"));
+    Click(Captioned(dialog, Text(5006)));  // the new row is selected
+    const HWND route = screen::Window(Text(105));
+    screen::Choose(OfClass(route, WC_COMBOBOXA), "Plant SMS");
+    Click(Captioned(route, Text(10)));
+    screen::WaitForEnd(route);
+    screen::Settle(dialog);
+    EXPECT_EQ(desk_.Read("Routing\\0175", "UseService"), "Plant SMS");
+    screen::SelectRow(list, 0);
+    Click(Captioned(dialog, Text(5007)));
+    const HWND question = screen::Window("Delete");
+    screen::Press(question, VK_RETURN);
+    screen::WaitForEnd(question);
+    screen::Settle(dialog);
+    EXPECT_THAT(screen::RowsOf(list),
+                ElementsAre("0171|City Pager", "0172|Plant SMS", "0175|Plant SMS"));
+  });
+  EXPECT_EQ(desk_.Read("Routing\\0049", "UseService"), "(none)");
+}
+
+TEST_F(ConfigDialog, IsWorkedByKeysAlone) {
+  Use([&](HWND dialog) {
+    std::vector<std::string> order;
+    for (int i = 0; i < 10; ++i) {
+      order.push_back(screen::CaptionOf(screen::FocusOf(dialog)));
+      screen::Press(dialog, VK_TAB);
+    }
+    EXPECT_THAT(order, ElementsAre("City Pager", "Test modem", Text(5011), Text(5013), Text(5014),
+                                   "0049", "3", "1", Text(5008), ""));
+    EXPECT_EQ(screen::CaptionOf(screen::FocusOf(dialog)), "City Pager");
+    screen::PressAlt(dialog, screen::IsGerman() ? 'i' : 'w');
+    screen::Press(dialog, VK_ESCAPE);
+    screen::WaitForEnd(dialog);
+  });
+}
+
+TEST_F(ConfigDialog, AnAccessKeyWorksItsControl) {
+  Use([&](HWND dialog) {
+    const HWND box = Captioned(dialog, Text(5013));
+    char caption[200] = "";
+    ::SendMessageA(box, WM_GETTEXT, sizeof caption, reinterpret_cast<LPARAM>(caption));
+    const char* const mark = ::strchr(caption, '&');
+    ASSERT_NE(mark, nullptr);
+    screen::PressAlt(dialog, mark[1]);
+    EXPECT_EQ(Read("ReplacePlus"), "0");
+  });
+}
+
+TEST_F(ConfigDialog, GrowsWithItsListsButNotBelowItsDesign) {
+  Use([&](HWND dialog) {
+    screen::SelectTab(dialog, 1);
+    const HWND list = OfClass(dialog, WC_LISTVIEWA);
+    RECT before = {}, outside = {}, after = {};
+    ::GetWindowRect(list, &before);
+    ::GetWindowRect(dialog, &outside);
+    const int width = outside.right - outside.left;
+    const int height = outside.bottom - outside.top;
+    ::SetWindowPos(dialog, nullptr, 0, 0, width + 100, height + 50, SWP_NOZORDER);
+    screen::Settle(dialog);
+    ::GetWindowRect(list, &after);
+    EXPECT_NEAR(after.right - after.left, before.right - before.left + 100, 2);
+    EXPECT_NEAR(after.bottom - after.top, before.bottom - before.top + 50, 2);
+    MINMAXINFO limits = {};
+    ::SendMessageA(dialog, WM_GETMINMAXINFO, 0, reinterpret_cast<LPARAM>(&limits));
+    EXPECT_EQ(limits.ptMinTrackSize.x, width);
+    EXPECT_EQ(limits.ptMinTrackSize.y, height);
+  });
+}
+
+// --- owners, modality, life -----------------------------------------------------------------
+
+class OwnedConfigDialog : public ConfigDialog {
+ protected:
+  HWND owner_ = ::CreateWindowA(WC_STATICA, "Host", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 10, 10, 300,
+                                200, nullptr, nullptr, nullptr, nullptr);
+  ~OwnedConfigDialog() override { ::DestroyWindow(owner_); }
+};
+
+TEST_F(OwnedConfigDialog, StaysInFrontOfTheHostsWindowAndBlocksIt) {
+  screen::User user([&] {
+    const HWND dialog = screen::Window(Text(5000));
+    EXPECT_EQ(::GetWindow(dialog, GW_OWNER), owner_);
+    EXPECT_FALSE(::IsWindowEnabled(owner_));
+    screen::Press(dialog, VK_ESCAPE);
+    screen::WaitForEnd(dialog);
+  });
+  desk_.ShowConfig(owner_);
+  EXPECT_TRUE(::IsWindowEnabled(owner_));
+}
+
+TEST_F(OwnedConfigDialog, ShownModelessItLivesInTheHostsOwnLoop) {
+  ASSERT_EQ(desk_.config().ShowConfigDialog(win32::Bstr(kDeskProfile).Get(),
+                                            static_cast<LONG>(reinterpret_cast<LONG_PTR>(owner_)),
+                                            VARIANT_FALSE),
+            S_OK);
+  EXPECT_TRUE(::IsWindowEnabled(owner_));
+  const DWORD thread = ::GetCurrentThreadId();
+  screen::User user([thread] {
+    const HWND dialog = screen::Window(Text(5000));
+    const HWND first = screen::FocusOf(dialog);
+    screen::Press(dialog, VK_TAB);
+    EXPECT_NE(screen::FocusOf(dialog), first);
+    screen::Press(dialog, VK_ESCAPE);
+    screen::WaitForEnd(dialog);
+    ::PostThreadMessageA(thread, WM_QUIT, 0, 0);
+  });
+  MSG message;
+  while (::GetMessageA(&message, nullptr, 0, 0) > 0) {  // a loop that knows nothing of dialogs
+    ::TranslateMessage(&message);
+    ::DispatchMessageA(&message);
+  }
+}
+
+TEST_F(ConfigDialog, ASecondModelessDialogReplacesTheFirst) {
+  const auto count = [] {
+    int windows = 0;
+    ::EnumThreadWindows(
+        ::GetCurrentThreadId(),
+        [](HWND window, LPARAM number) -> BOOL {
+          if (::IsWindowVisible(window)) ++*reinterpret_cast<int*>(number);
+          return TRUE;
+        },
+        reinterpret_cast<LPARAM>(&windows));
+    return windows;
+  };
+  const int before = count();
+  for (int i = 0; i < 2; ++i) {
+    ASSERT_EQ(desk_.config().ShowConfigDialog(win32::Bstr(kDeskProfile).Get(), 0, VARIANT_FALSE),
+              S_OK);
+    EXPECT_EQ(count(), before + 1);
+  }
+}
+
+TEST_F(ConfigDialog, AHundredRoundsLeaveNoWindowBehind) {
+  const auto round = [&] {
+    EXPECT_EQ(desk_.config().ShowConfigDialog(win32::Bstr(kDeskProfile).Get(), 0, VARIANT_FALSE),
+              S_OK);
+  };
+  const auto windows = [] {
+    int number = 0;
+    ::EnumThreadWindows(
+        ::GetCurrentThreadId(),
+        [](HWND, LPARAM counted) -> BOOL {
+          ++*reinterpret_cast<int*>(counted);
+          return TRUE;
+        },
+        reinterpret_cast<LPARAM>(&number));
+    return number;
+  };
+  round();
+  const int before = windows();
+  for (int i = 0; i < 100; ++i) round();
+  EXPECT_EQ(windows(), before);
+}
+
+TEST_F(ConfigDialog, TheHostsOptionsHideWhatTheyDecide) {
+  desk_.Write("", "ShowStatus", "1");
+  desk_.config().put_DisableShowWindow(VARIANT_TRUE);
+  desk_.config().put_EnforceLogging(VARIANT_TRUE);
+  Use([&](HWND dialog) {
+    screen::SelectTab(dialog, 3);
+    const HWND test = Captioned(dialog, Text(6104));
+    for (HWND control = test; control; control = ::GetWindow(control, GW_HWNDNEXT)) {
+      const std::string caption = screen::CaptionOf(control);
+      if (caption == Text(5016) || caption == Text(5017) || caption == Text(5018)) {
+        EXPECT_FALSE(::IsWindowVisible(control)) << caption;
+      }
+    }
+  });
+  EXPECT_EQ(Read("ShowStatus"), "0");
+  EXPECT_EQ(Read("WriteLogfile"), "1");
+}
+
+}  // namespace
+}  // namespace mvsms

@@ -1,0 +1,51 @@
+#!/usr/bin/env bash
+# run.sh BIN PROGRAM [ARGUMENT...]: runs a program of the Windows build folder BIN on a virtual screen,
+# once in English and once in German, with the component registered and message centres around it
+# (see ../com/run.sh). Pictures of the dialogs are left in BIN/../screenshots.
+set -eu
+bin=$1
+shift
+here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+root=$(cd "$here/../.." && pwd)
+export MVSMS_WINEPREFIX=${MVSMS_SCREEN_PREFIX:-$root/build/wine-screen}
+export MVSMS_SCREENSHOTS=$bin/../screenshots
+mkdir -p "$MVSMS_WINEPREFIX" "$MVSMS_SCREENSHOTS"
+cp "$root/resources/smstransports.inf" "$bin/"
+
+display_file=$(mktemp)
+Xvfb -displayfd 4 -screen 0 1024x768x24 -nolisten tcp 4>"$display_file" >/dev/null 2>&1 &
+screen=$!
+finish() {
+  kill "$screen" 2>/dev/null || true
+  WINEPREFIX=$MVSMS_WINEPREFIX wineserver -k >/dev/null 2>&1 || true
+  rm -f "$display_file"
+}
+trap finish EXIT
+for _ in $(seq 100); do [ -s "$display_file" ] && break; sleep 0.05; done
+DISPLAY=:$(cat "$display_file")
+export DISPLAY
+
+# A screen, and windows with frames of Wine's own, for there is no window manager.
+"$root/scripts/wine-run.sh" reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d x11 /f >/dev/null
+"$root/scripts/wine-run.sh" reg add 'HKCU\Software\Wine\X11 Driver' /v Managed /d N /f >/dev/null
+WINEPREFIX=$MVSMS_WINEPREFIX wineserver -k >/dev/null 2>&1 || true
+
+# The second language is about texts and their room; what takes its time is done once.
+status=0
+run_in() {  # LANGUAGE [OPTION...]
+  local language=$1
+  shift
+  MVSMS_LOCALE=$language.UTF-8 "$here/../com/run.sh" "$bin" "$@" || status=$?
+}
+quick=()
+[ $# -gt 1 ] || quick=(--gtest_filter=-TestToolDialog.*:*Hundred*)
+run_in en_US "$@"
+run_in de_DE "$@" "${quick[@]}"
+
+if command -v convert >/dev/null; then
+  for picture in "$MVSMS_SCREENSHOTS"/*.bmp; do
+    [ -e "$picture" ] && convert "$picture" "${picture%.bmp}.png" && rm "$picture"
+  done
+fi
+[ "$status" -eq 0 ] || echo "[  FAILED  ] with exit code $status"
+exit "$status"

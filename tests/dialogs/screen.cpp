@@ -1,0 +1,302 @@
+#include "tests/dialogs/screen.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <fstream>
+
+#include "platform/memory/memory_platform.h"
+#include "ui/controls/string_table.h"
+
+namespace mvsms::screen {
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr milliseconds kPatience{10'000};
+
+std::string TextOf(HWND window) {
+  char text[512] = "";
+  ::SendMessageA(window, WM_GETTEXT, sizeof text, reinterpret_cast<LPARAM>(text));
+  return text;
+}
+
+std::string ClassOf(HWND window) {
+  char name[64] = "";
+  ::GetClassNameA(window, name, sizeof name);
+  return name;
+}
+
+std::string WithoutKeys(std::string caption) {
+  std::string plain;
+  for (std::size_t i = 0; i < caption.size(); ++i) {
+    if (caption[i] == '&' && i + 1 < caption.size()) ++i;
+    plain += caption[i];
+  }
+  return plain;
+}
+
+/// Everything visible inside a window, in the order of the windows.
+std::vector<HWND> VisibleControls(HWND form) {
+  std::vector<HWND> controls;
+  ::EnumChildWindows(
+      form,
+      [](HWND window, LPARAM list) -> BOOL {
+        if (::IsWindowVisible(window))
+          reinterpret_cast<std::vector<HWND>*>(list)->push_back(window);
+        return TRUE;
+      },
+      reinterpret_cast<LPARAM>(&controls));
+  return controls;
+}
+
+SIZE SizeOf(HWND window, const std::string& text, UINT format) {
+  const HDC dc = ::GetDC(window);
+  const auto font = ::SendMessageA(window, WM_GETFONT, 0, 0);
+  const HGDIOBJ before = ::SelectObject(dc, reinterpret_cast<HGDIOBJ>(font));
+  RECT area = {};
+  ::GetClientRect(window, &area);
+  area.bottom = 0;
+  ::DrawTextA(dc, text.c_str(), -1, &area, DT_CALCRECT | format);
+  ::SelectObject(dc, before);
+  ::ReleaseDC(window, dc);
+  return {area.right - area.left, area.bottom - area.top};
+}
+
+}  // namespace
+
+bool IsGerman() { return (::GetUserDefaultUILanguage() & 0x3FF) == 7; }
+
+std::string Text(int id) {
+  static memory::MemoryPlatform platform;
+  platform.language = IsGerman() ? kLanguageGerman : kLanguageEnglish;
+  return LoadResString(platform.locale(), static_cast<std::uint16_t>(id));
+}
+
+bool WaitUntil(const std::function<bool()>& condition) {
+  const auto end = std::chrono::steady_clock::now() + kPatience;
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > end) return false;
+    std::this_thread::sleep_for(milliseconds(10));
+  }
+  return true;
+}
+
+HWND Window(const std::string& title) {
+  struct Search {
+    std::string title;
+    HWND found = nullptr;
+  } search{title};
+  const auto look = [&] {
+    search.found = nullptr;
+    ::EnumWindows(
+        [](HWND window, LPARAM parameter) -> BOOL {
+          auto& wanted = *reinterpret_cast<Search*>(parameter);
+          DWORD process = 0;
+          ::GetWindowThreadProcessId(window, &process);
+          if (process != ::GetCurrentProcessId() || !::IsWindowVisible(window)) return TRUE;
+          if (!::IsWindowEnabled(window) || TextOf(window) != wanted.title) return TRUE;
+          wanted.found = window;
+          return FALSE;
+        },
+        reinterpret_cast<LPARAM>(&search));
+    return search.found != nullptr;
+  };
+  if (!WaitUntil(look)) ADD_FAILURE() << "no window \"" << title << "\"";
+  if (search.found) Settle(search.found);
+  return search.found;
+}
+
+void WaitForEnd(HWND window) {
+  EXPECT_TRUE(WaitUntil([&] { return !::IsWindow(window) || !::IsWindowVisible(window); }))
+      << "the window stays";
+}
+
+void Settle(HWND form) {
+  for (int i = 0; i < 3; ++i) ::SendMessageA(form, WM_NULL, 0, 0);
+  std::this_thread::sleep_for(milliseconds(30));
+  ::SendMessageA(form, WM_NULL, 0, 0);
+}
+
+HWND Captioned(HWND form, const std::string& caption) {
+  for (const HWND control : VisibleControls(form)) {
+    if (WithoutKeys(TextOf(control)) == caption) return control;
+  }
+  ADD_FAILURE() << "no control \"" << caption << "\"";
+  return nullptr;
+}
+
+HWND After(HWND form, const std::string& label) {
+  return ::GetWindow(Captioned(form, label), GW_HWNDNEXT);
+}
+
+HWND OfClass(HWND form, const char* window_class, int n) {
+  for (const HWND control : VisibleControls(form)) {
+    if (::lstrcmpiA(ClassOf(control).c_str(), window_class) == 0 && n-- == 0) return control;
+  }
+  ADD_FAILURE() << "no control of class " << window_class;
+  return nullptr;
+}
+
+std::string CaptionOf(HWND window) { return WithoutKeys(TextOf(window)); }
+
+void Click(HWND button) {
+  ::PostMessageA(button, BM_CLICK, 0, 0);
+  Settle(::GetAncestor(button, GA_ROOT));
+}
+
+void Type(HWND box, const std::string& text) {
+  ::SendMessageA(box, EM_SETSEL, 0, -1);
+  if (text.empty()) ::SendMessageA(box, WM_CLEAR, 0, 0);
+  for (const char letter : text) {
+    ::SendMessageA(box, WM_CHAR, static_cast<unsigned char>(letter), 0);
+  }
+  Settle(::GetAncestor(box, GA_ROOT));
+}
+
+std::vector<std::string> EntriesOf(HWND combo) {
+  std::vector<std::string> entries;
+  const LRESULT count = ::SendMessageA(combo, CB_GETCOUNT, 0, 0);
+  for (LRESULT i = 0; i < count; ++i) {
+    char text[512] = "";
+    ::SendMessageA(combo, CB_GETLBTEXT, static_cast<WPARAM>(i), reinterpret_cast<LPARAM>(text));
+    entries.push_back(text);
+  }
+  return entries;
+}
+
+void Choose(HWND combo, const std::string& entry) {
+  const auto entries = EntriesOf(combo);
+  const auto wanted = std::find(entries.begin(), entries.end(), entry) - entries.begin();
+  ASSERT_LT(wanted, static_cast<std::ptrdiff_t>(entries.size())) << entry;
+  for (std::size_t i = 0; i <= entries.size(); ++i) {
+    const LRESULT now = ::SendMessageA(combo, CB_GETCURSEL, 0, 0);
+    if (now == wanted) break;
+    ::SendMessageA(combo, WM_KEYDOWN, now < wanted ? VK_DOWN : VK_UP, 0);
+  }
+  Settle(::GetAncestor(combo, GA_ROOT));
+}
+
+void SelectTab(HWND form, int index) {
+  const HWND strip = OfClass(form, WC_TABCONTROLA);
+  ::SendMessageA(strip, TCM_SETCURFOCUS, static_cast<WPARAM>(index), 0);
+  Settle(form);
+}
+
+void SelectRow(HWND list, int row) {
+  LVITEMA item = {};
+  item.stateMask = item.state = LVIS_SELECTED | LVIS_FOCUSED;
+  ::SendMessageA(list, LVM_SETITEMSTATE, static_cast<WPARAM>(row), reinterpret_cast<LPARAM>(&item));
+  Settle(::GetAncestor(list, GA_ROOT));
+}
+
+void DoubleClickRow(HWND list, int row) {
+  RECT place = {};
+  place.left = LVIR_LABEL;
+  ::SendMessageA(list, LVM_GETITEMRECT, static_cast<WPARAM>(row), reinterpret_cast<LPARAM>(&place));
+  const LPARAM point = MAKELPARAM(place.left + 5, (place.top + place.bottom) / 2);
+  for (const UINT message :
+       {UINT{WM_LBUTTONDOWN}, UINT{WM_LBUTTONUP}, UINT{WM_LBUTTONDBLCLK}, UINT{WM_LBUTTONUP}}) {
+    ::PostMessageA(list, message, message == WM_LBUTTONUP ? 0 : MK_LBUTTON, point);
+  }
+  Settle(::GetAncestor(list, GA_ROOT));
+}
+
+std::vector<std::string> RowsOf(HWND list) {
+  const auto head = reinterpret_cast<HWND>(::SendMessageA(list, LVM_GETHEADER, 0, 0));
+  const LRESULT columns = ::SendMessageA(head, HDM_GETITEMCOUNT, 0, 0);
+  const LRESULT count = ::SendMessageA(list, LVM_GETITEMCOUNT, 0, 0);
+  std::vector<std::string> rows;
+  for (LRESULT row = 0; row < count; ++row) {
+    std::string texts;
+    for (int column = 0; column < columns; ++column) {
+      char text[256] = "";
+      LVITEMA item = {};
+      item.iSubItem = column;
+      item.pszText = text;
+      item.cchTextMax = sizeof text;
+      ::SendMessageA(list, LVM_GETITEMTEXTA, static_cast<WPARAM>(row),
+                     reinterpret_cast<LPARAM>(&item));
+      texts += (column == 0 ? "" : "|") + std::string(text);
+    }
+    rows.push_back(texts);
+  }
+  return rows;
+}
+
+HWND FocusOf(HWND form) {
+  GUITHREADINFO info = {};
+  info.cbSize = sizeof info;
+  ::GetGUIThreadInfo(::GetWindowThreadProcessId(form, nullptr), &info);
+  return info.hwndFocus;
+}
+
+void Press(HWND form, WORD key) {
+  HWND target = FocusOf(form);
+  if (!target) target = form;
+  ::PostMessageA(target, WM_KEYDOWN, key, 1);
+  ::PostMessageA(target, WM_KEYUP, key, static_cast<LPARAM>(0xC0000001));
+  Settle(form);
+}
+
+void PressAlt(HWND form, char letter) {
+  HWND target = FocusOf(form);
+  if (!target) target = form;
+  ::PostMessageA(target, WM_SYSCHAR, static_cast<WPARAM>(letter), 0x20000001);
+  Settle(form);
+}
+
+void TakePicture(HWND window, const std::string& name) {
+  char folder[MAX_PATH] = "";
+  if (::GetEnvironmentVariableA("MVSMS_SCREENSHOTS", folder, sizeof folder) == 0) return;
+  ::RedrawWindow(window, nullptr, nullptr, RDW_UPDATENOW | RDW_ALLCHILDREN);
+  Settle(window);
+  RECT place = {};
+  ::GetWindowRect(window, &place);
+  const int width = place.right - place.left;
+  const int height = place.bottom - place.top;
+  const HDC screen = ::GetDC(nullptr);
+  const HDC copy = ::CreateCompatibleDC(screen);
+  BITMAPINFO info = {};
+  info.bmiHeader = {sizeof(BITMAPINFOHEADER), width, height, 1, 24, BI_RGB, 0, 0, 0, 0, 0};
+  void* bits = nullptr;
+  const HBITMAP bitmap = ::CreateDIBSection(screen, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
+  const HGDIOBJ before = ::SelectObject(copy, bitmap);
+  ::BitBlt(copy, 0, 0, width, height, screen, place.left, place.top, SRCCOPY);
+  ::GdiFlush();
+  const auto size = static_cast<DWORD>((width * 3 + 3) / 4 * 4 * height);  // lines of whole words
+  BITMAPFILEHEADER head = {
+      0x4D42, static_cast<DWORD>(sizeof(BITMAPFILEHEADER) + sizeof(BITMAPINFOHEADER)) + size, 0, 0,
+      sizeof(BITMAPFILEHEADER) + sizeof(BITMAPINFOHEADER)};
+  std::ofstream file(
+      "Z:" + std::string(folder) + "/" + name + (IsGerman() ? "-de" : "-en") + ".bmp",
+      std::ios::binary);
+  file.write(reinterpret_cast<const char*>(&head), sizeof head);
+  file.write(reinterpret_cast<const char*>(&info.bmiHeader), sizeof info.bmiHeader);
+  file.write(static_cast<const char*>(bits), size);
+  ::SelectObject(copy, before);
+  ::DeleteObject(bitmap);
+  ::DeleteDC(copy);
+  ::ReleaseDC(nullptr, screen);
+}
+
+std::vector<std::string> ClippedCaptions(HWND form) {
+  std::vector<std::string> clipped;
+  for (const HWND control : VisibleControls(form)) {
+    const std::string type = ClassOf(control);
+    const bool button = ::lstrcmpiA(type.c_str(), WC_BUTTONA) == 0;
+    if (!button && ::lstrcmpiA(type.c_str(), WC_STATICA) != 0) continue;
+    RECT area = {};
+    ::GetClientRect(control, &area);
+    const auto kind = ::GetWindowLongPtrA(control, GWL_STYLE) & BS_TYPEMASK;
+    const bool push = button && (kind == BS_PUSHBUTTON || kind == BS_DEFPUSHBUTTON);
+    const int margin = !button ? 0 : push ? 8 : 20;  // frame, or check mark and gap
+    const std::string text = WithoutKeys(TextOf(control));
+    const SIZE size = SizeOf(control, text, button ? DT_SINGLELINE : DT_WORDBREAK);
+    if (size.cx + margin > area.right || size.cy > area.bottom) clipped.push_back(text);
+  }
+  return clipped;
+}
+
+}  // namespace mvsms::screen
