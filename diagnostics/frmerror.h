@@ -38,8 +38,14 @@ class frmError final : public Form {
 
   Label lblComponent, lblExplanation;
   CommandButton cmdRetry, cmdIgnore, cmdCancel, cmdSend, cmdDetails;
-  Label lblMessage, lblModule, lblVersion, lblOsVersion;
-  TextBox txtMessage, txtModule, txtVersion, txtOsVersion;
+  Label lblMessage;
+  TextBox txtMessage;
+  Label lblModule;
+  TextBox txtModule;
+  Label lblVersion;
+  TextBox txtVersion;
+  Label lblOsVersion;
+  TextBox txtOsVersion;
 
  private:
   void Form_Load() override;

@@ -1,0 +1,15 @@
+#!/bin/sh
+# Sends one message and tries again while that makes sense, as often as the profile says.
+#   send.sh NUMBER TEXT
+[ $# -eq 2 ] || { echo "usage: send.sh NUMBER TEXT" >&2; exit 2; }
+mvsms=${MVSMS:-mvsms}
+attempts=$("$mvsms" config get Retries)
+minutes=$("$mvsms" config get RetryDelay)
+attempts=${attempts:-3}
+while :; do
+  "$mvsms" send --quiet --to "$1" "$2"
+  code=$?
+  attempts=$((attempts - 1))
+  [ $code -eq 75 ] && [ $attempts -gt 0 ] || exit $code
+  sleep $((${minutes:-1} * 60))
+done
