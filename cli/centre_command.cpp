@@ -29,7 +29,7 @@ using nlohmann::json;
 
 constexpr char kExamples[] =
     "Examples:\n"
-    "  mvsms centre --pty --link /tmp/modem\n"
+    "  mvsms centre --pty --link modem\n"
     "  mvsms centre --tcp 4000 --protocol ucp --set refuse=2 --set ucp-refusal=4\n"
     "  mvsms centre --pty --set call=busy --set failed-calls=1\n"
     "  mvsms centre --tcp 0 --script slow.dialogue --once --trace";

@@ -107,14 +107,15 @@ class FakeTelephony : public Telephony {
     std::shared_ptr<ITAddressTranslationInfo> TranslateAddress(const std::string& number,
                                                                std::int32_t card,
                                                                std::int32_t options) override {
-      fake.Note("TranslateAddress", Arguments({number, Text(card), Text(options)}));
+      fake.Note("TranslateAddress", Arguments({data.name, number, Text(card), Text(options)}));
       return std::make_shared<Translation>(fake, number);
     }
     void TranslateDialog(WindowHandle, const std::string&) override {}
     std::shared_ptr<ITBasicCallControl> CreateCall(const std::string& destination,
                                                    std::int32_t address_type,
                                                    std::int32_t media_types) override {
-      fake.Note("CreateCall", Arguments({destination, Text(address_type), Text(media_types)}));
+      fake.Note("CreateCall",
+                Arguments({data.name, destination, Text(address_type), Text(media_types)}));
       return std::make_shared<Call>(fake);
     }
     FakeTelephony& fake;
@@ -141,11 +142,11 @@ class FakeTelephony : public Telephony {
       }
       return all;
     }
-    std::int32_t RegisterCallNotifications(const std::shared_ptr<ITAddress>&, bool monitor,
+    std::int32_t RegisterCallNotifications(const std::shared_ptr<ITAddress>& address, bool monitor,
                                            bool owner, std::int32_t media_types,
                                            std::int32_t callback_instance) override {
-      fake.Note("Register", Arguments({Text(monitor), Text(owner), Text(media_types),
-                                       Text(callback_instance)}));
+      fake.Note("Register", Arguments({static_cast<Address&>(*address).data.name, Text(monitor),
+                                       Text(owner), Text(media_types), Text(callback_instance)}));
       return fake.registration;
     }
     void UnregisterNotifications(std::int32_t handle) override {

@@ -202,7 +202,7 @@ TEST_F(DeviceTest, SelectingADeviceRegistersForItsCalls) {
   tapi.calls.clear();
   EXPECT_TRUE(device.SetDevice("Modem A"));
   EXPECT_THAT(tapi.calls, ElementsAre("GetAddresses", "AddressName", "AddressName",
-                                      "QueryMediaType 16", "Register 1 0 16 1"));
+                                      "QueryMediaType 16", "Register Modem A 1 0 16 1"));
   EXPECT_THAT(reports, IsEmpty());
 }
 
@@ -220,7 +220,7 @@ TEST_F(DeviceTest, TheOldRegistrationGoesBeforeTheNewOneComes) {
   device.SetDevice("Modem B");
   ASSERT_GE(tapi.calls.size(), 2U);
   EXPECT_EQ(tapi.calls[tapi.calls.size() - 2], "Unregister 77");
-  EXPECT_EQ(tapi.calls.back(), "Register 1 0 16 1");
+  EXPECT_EQ(tapi.calls.back(), "Register Modem B 1 0 16 1");
 }
 
 TEST_F(DeviceTest, WithoutASessionNoDeviceCanBeSelected) {
@@ -258,6 +258,7 @@ TEST_F(DeviceTest, AnUnfitNameKeepsThePreviousSelection) {
   EXPECT_EQ(Asked("Unregister 77"), 0);
   tapi.state = CallState::kConnected;
   EXPECT_TRUE(Dial());
+  EXPECT_EQ(Asked("CreateCall Modem A T0123 1 16"), 1);
 }
 
 TEST_F(DeviceTest, ADeviceInUseGivesError4457AndLeavesNoneSelected) {
@@ -292,10 +293,10 @@ TEST_F(DeviceTest, ConnectingTranslatesDialsWaitsAndTakesThePort) {
   InitAndSelect();
   tapi.state = CallState::kConnected;
   EXPECT_TRUE(Dial());
-  EXPECT_THAT(tapi.calls,
-              ElementsAre("TranslateAddress 0123 0 0", "DialableString", "CreateCall T0123 1 16",
-                          "Connect 0", "GetCallState", "GetCallState", "CreatePortHandleProvider",
-                          "GetPortHandle comm/datamodem"));
+  EXPECT_THAT(tapi.calls, ElementsAre("TranslateAddress Modem A 0123 0 0", "DialableString",
+                                      "CreateCall Modem A T0123 1 16", "Connect 0", "GetCallState",
+                                      "GetCallState", "CreatePortHandleProvider",
+                                      "GetPortHandle comm/datamodem"));
   EXPECT_EQ(handle, 4711);
   EXPECT_EQ(device.TranslatedNumber, "T0123");
   EXPECT_EQ(machine.slept(), Millis(500));
