@@ -2,8 +2,8 @@
 // where an exception becomes a sentence and an exit code.
 #include <algorithm>
 
-#include "cli/centre_command.h"
 #include "cli/commands.h"
+#include "cli/system.h"
 #include "platform/ansi.h"
 #include "platform/raised_error.h"
 
@@ -13,19 +13,6 @@ namespace {
 constexpr char kOverview[] =
     "Sends short text messages (SMS, pager): dials a message centre with a modem,\n"
     "speaks TAP or UCP to it, and hangs up.";
-
-constexpr char kFooter[] =
-    "First steps:\n"
-    "  mvsms modem add Modem1 --kind hayes --device /dev/ttyUSB0\n"
-    "  mvsms service add Pager --set PhoneNumber=0123456789 --set Protocol=TAP\n"
-    "  mvsms config set DefaultModem Modem1\n"
-    "  mvsms config set DefaultService Pager\n"
-    "  mvsms send --to 01711234567 \"Pump 3 has stopped\"\n"
-    "No modem at hand: 'mvsms demo' shows messages travelling to the built-in centre.\n"
-    "\n"
-    "Exit codes: 0 accepted, 1 failed, 2 wrong usage, 75 failed but a retry makes sense.\n"
-    "State lies in the folder named by MVSMS_HOME, else in a system folder for root,\n"
-    "else in the user's configuration folder.";
 
 void AddSharedOptions(CLI::App& command, Context& context) {
   command.add_option("--profile", context.profile, "Settings profile (default: Standard)");
@@ -37,11 +24,9 @@ void AddAllCommands(CLI::App& app, Context& context) {
   AddConfigCommand(app, context);
   AddServiceCommand(app, context);
   AddRouteCommand(app, context);
-  AddModemCommand(app, context);
   AddLogCommand(app, context);
   AddRegistryCommand(app, context);
-  AddCentreCommand(app, context.exit_code);
-  AddDemoCommand(app, context);
+  AddSystemCommands(app, context);
 }
 
 int Fail(Context& context, const std::string& sentence, int exit_code) {
@@ -118,7 +103,7 @@ int RunCommandLine(std::vector<std::string> arguments, Context& context) {
   app.fallthrough();
   AddAllCommands(app, context);
   // Last, for the commands added after a footer would take it over.
-  app.footer(kFooter);
+  app.footer(FirstSteps());
   return Parse(app, std::move(arguments), context);
 }
 

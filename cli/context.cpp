@@ -8,7 +8,7 @@
 #include <ostream>
 #include <utility>
 
-#include "platform/posix/posix_platform.h"
+#include "cli/system.h"
 
 namespace mvsms::cli {
 namespace {
@@ -50,7 +50,7 @@ Context::Context(std::string home_folder, std::istream& input, std::ostream& out
     : home(std::move(home_folder)), in(input), out(output), err(errors) {}
 
 Platform& Context::platform() {
-  if (!platform_) platform_ = posix::MakePosixPlatform(home);
+  if (!platform_) platform_ = MakePlatform(home);
   return *platform_;
 }
 

@@ -9,11 +9,10 @@
 #include "cli/commands.h"
 #include "cli/interrupt.h"
 #include "cli/store.h"
+#include "cli/system.h"
 #include "engine/sender.h"
 #include "media/apartment.h"
 #include "platform/ansi.h"
-#include "platform/posix/device_lock.h"
-#include "platform/posix/line_store.h"
 
 namespace mvsms::cli {
 namespace {
@@ -124,9 +123,7 @@ class SendRun {
     if (modem.empty() || modem == "Default" || modem == "Standard") {
       modem = store.Get("", "DefaultModem");
     }
-    const auto line = posix::LineStore(context_.home).Find(modem);
-    if (!line || line->kind != posix::LineKind::kHayes) return "";
-    return posix::DeviceInUse(line->device);
+    return ModemInUse(context_, modem);
   }
 
   Context& context_;

@@ -7,8 +7,8 @@
 #include <initializer_list>
 #include <limits>
 
+#include "cli/system.h"
 #include "platform/ansi.h"
-#include "platform/posix/line_store.h"
 
 namespace mvsms::cli {
 namespace {
@@ -73,7 +73,7 @@ void CheckModemSetting(Subject& subject) {
 
 void CheckModem(Subject& subject) {
   if (subject.value.empty()) return;
-  if (!posix::LineStore(subject.context.home).Find(AnsiFromUtf8(subject.value))) {
+  if (!ModemExists(subject.context, AnsiFromUtf8(subject.value))) {
     throw UsageError("there is no modem \"" + subject.value + "\"; see 'mvsms modem list'");
   }
 }

@@ -3,10 +3,10 @@
 
 #include <algorithm>
 
+#include "cli/system.h"
 #include "engine/basregistry.h"
 #include "engine/settings.h"
 #include "platform/ansi.h"
-#include "platform/posix/store.h"
 
 namespace mvsms::cli {
 namespace {
@@ -23,7 +23,7 @@ std::string ProfileKey(Context& context) {
 }  // namespace
 
 void CheckStore(Context& context) {
-  const std::string problem = posix::StoreProblem(context.home);
+  const std::string problem = StoreProblem(context.home);
   if (!problem.empty()) throw Failure(problem);
 }
 

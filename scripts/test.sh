@@ -30,11 +30,12 @@ fuzz_briefly() {
   scripts/fuzz.sh 5
 }
 
-# The component for both kinds of Windows needs nothing but what Windows has.
-check_dll() {  # PRESET TOOLS
-  step "Imports of mvSMS.dll: $1"
+# What is made for Windows needs nothing but what every Windows has.
+check_imports() {  # PRESET TOOLS
+  step "Imports: $1"
   local imports
-  imports=$("$2-objdump" -p "build/$1/bin/mvSMS.dll" | sed -n 's/.*DLL Name: //p' | tr a-z A-Z)
+  imports=$("$2-objdump" -p "build/$1/bin/mvSMS.dll" "build/$1/bin/mvsms.exe" |
+    sed -n 's/.*DLL Name: //p' | tr a-z A-Z | sort --unique)
   echo $imports
   ! grep --invert-match --extended-regexp \
     '^(ADVAPI32|COMCTL32|GDI32|KERNEL32|MSVCRT|OLE32|OLEAUT32|SHELL32|SHLWAPI|USER32|VERSION)\.DLL$' <<<"$imports"
@@ -47,7 +48,7 @@ fuzz_briefly
 build_and_test release
 step "Build: windows-x86"
 cmake --preset windows-x86
-cmake --build --preset windows-x86 --target mvSMS
-check_dll windows-x86 i686-w64-mingw32
+cmake --build --preset windows-x86 --target mvSMS mvsms
+check_imports windows-x86 i686-w64-mingw32
 build_and_test windows-x64
-check_dll windows-x64 x86_64-w64-mingw32
+check_imports windows-x64 x86_64-w64-mingw32

@@ -76,20 +76,15 @@ void Guarded(Action action) {
 
 }  // namespace
 
-DisabledWindows::DisabledWindows(HWND except, HWND owner) {
-  struct Search {
-    DisabledWindows& disabled;
-    HWND except;
-  } search = {*this, except};
-  ::EnumThreadWindows(
-      ::GetCurrentThreadId(),
-      [](HWND window, LPARAM parameter) -> BOOL {
-        const auto& wanted = *reinterpret_cast<Search*>(parameter);
-        if (window != wanted.except && ::IsWindowVisible(window)) wanted.disabled.Disable(window);
-        return TRUE;
-      },
-      reinterpret_cast<LPARAM>(&search));
+DisabledWindows::DisabledWindows(HWND except, HWND owner) : except_(except) {
+  ::EnumThreadWindows(::GetCurrentThreadId(), DisableNext, reinterpret_cast<LPARAM>(this));
   if (owner) Disable(::GetAncestor(owner, GA_ROOT));
+}
+
+BOOL CALLBACK DisabledWindows::DisableNext(HWND window, LPARAM self) {
+  auto& disabled = *reinterpret_cast<DisabledWindows*>(self);
+  if (window != disabled.except_ && ::IsWindowVisible(window)) disabled.Disable(window);
+  return TRUE;
 }
 
 DisabledWindows::~DisabledWindows() {

@@ -27,8 +27,10 @@ class DisabledWindows {
   DisabledWindows& operator=(const DisabledWindows&) = delete;
 
  private:
+  static BOOL CALLBACK DisableNext(HWND window, LPARAM self);
   void Disable(HWND window);
 
+  HWND except_;
   std::vector<HWND> windows_;
 };
 

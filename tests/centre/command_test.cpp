@@ -10,7 +10,7 @@
 #include <thread>
 
 #include "centre/server.h"
-#include "cli/centre_command.h"
+#include "cli/posix/centre_command.h"
 #include "tests/centre/call.h"
 #include "tests/centre/callers.h"
 

@@ -12,40 +12,6 @@ using testing::AllOf;
 using testing::EndsWith;
 using testing::HasSubstr;
 
-struct Ended {
-  DWORD exit_code = 0xFFFF;
-  std::string output;
-};
-
-/// Runs a command line to its end, at most a minute.
-Ended RunToItsEnd(std::string command) {
-  SECURITY_ATTRIBUTES inherit = {sizeof inherit, nullptr, TRUE};
-  HANDLE read_end = nullptr;
-  HANDLE write_end = nullptr;
-  ::CreatePipe(&read_end, &write_end, &inherit, 0);
-  ::SetHandleInformation(read_end, HANDLE_FLAG_INHERIT, 0);
-  STARTUPINFOA start = {};
-  start.cb = sizeof start;
-  start.dwFlags = STARTF_USESTDHANDLES;
-  start.hStdOutput = start.hStdError = write_end;
-  PROCESS_INFORMATION process = {};
-  Ended ended;
-  if (!::CreateProcessA(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
-                        &start, &process)) {
-    return ended;
-  }
-  ::CloseHandle(write_end);
-  char buffer[4096];
-  DWORD count = 0;
-  while (::ReadFile(read_end, buffer, sizeof buffer, &count, nullptr) && count > 0) {
-    ended.output.append(buffer, count);
-  }
-  ::WaitForSingleObject(process.hProcess, 60'000);
-  ::GetExitCodeProcess(process.hProcess, &ended.exit_code);
-  for (const HANDLE handle : {read_end, process.hProcess, process.hThread}) ::CloseHandle(handle);
-  return ended;
-}
-
 std::string Command(const std::string& host) {
   if (host == "cpp") return "example_send.exe";
   return "cscript //nologo " + std::string(MVSMS_EXAMPLES) + "\\send." + host;

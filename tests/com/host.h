@@ -113,6 +113,14 @@ Function Exported(const char* library, const char* name) {
       reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleA(library), name)));
 }
 
+/// What a program of its own did.
+struct Ended {
+  DWORD exit_code = 0xFFFF;
+  std::string output;  // and errors
+};
+/// Runs a command line to its end, at most a minute.
+Ended RunToItsEnd(std::string command);
+
 /// Records of the centre behind a port ("com21"): one JSON line for each thing received.
 std::string Records(const std::string& port);
 

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/child_process.h"
+#include "cli/posix/child_process.h"
 #include "cli/context.h"
 #include "tests/platform/temp_folder.h"
 

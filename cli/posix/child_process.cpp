@@ -1,5 +1,5 @@
 // posix_spawn, two pipes, and poll.
-#include "cli/child_process.h"
+#include "cli/posix/child_process.h"
 
 #include <fcntl.h>
 #include <poll.h>

@@ -1,6 +1,6 @@
 // Puts a centre and a server together from the options, and prints what comes in. The settings
 // and the dialogue language are the centre's own; nothing of them is known here.
-#include "cli/centre_command.h"
+#include "cli/posix/centre_command.h"
 
 #include <CLI/CLI.hpp>
 #include <atomic>

@@ -8,7 +8,7 @@
 #include <string>
 
 #include "cli/commands.h"
-#include "cli/modem_test.h"
+#include "cli/posix/modem_test.h"
 #include "platform/ansi.h"
 #include "platform/posix/framing.h"
 #include "platform/posix/line_store.h"

@@ -1,5 +1,5 @@
 // A modem is asked as a call would open it; a call goes the road of every send, over a TAPILine.
-#include "cli/modem_test.h"
+#include "cli/posix/modem_test.h"
 
 #include "media/apartment.h"
 #include "media/tapiline.h"

@@ -15,9 +15,9 @@
 #include <thread>
 #include <vector>
 
-#include "cli/child_process.h"
 #include "cli/commands.h"
 #include "cli/interrupt.h"
+#include "cli/posix/child_process.h"
 
 namespace mvsms::cli {
 namespace {

@@ -1,0 +1,51 @@
+// The command on Linux: settings in a file, lines of its own, and the message centre.
+#include "cli/system.h"
+
+#include <CLI/CLI.hpp>
+
+#include "cli/commands.h"
+#include "cli/posix/centre_command.h"
+#include "platform/posix/device_lock.h"
+#include "platform/posix/line_store.h"
+#include "platform/posix/posix_platform.h"
+#include "platform/posix/store.h"
+
+namespace mvsms::cli {
+
+std::unique_ptr<Platform> MakePlatform(const std::string& home) {
+  return posix::MakePosixPlatform(home);
+}
+
+std::string StoreProblem(const std::string& home) { return posix::StoreProblem(home); }
+
+bool ModemExists(Context& context, const std::string& modem) {
+  return posix::LineStore(context.home).Find(modem).has_value();
+}
+
+std::string ModemInUse(Context& context, const std::string& modem) {
+  const auto line = posix::LineStore(context.home).Find(modem);
+  if (!line || line->kind != posix::LineKind::kHayes) return "";
+  return posix::DeviceInUse(line->device);
+}
+
+std::string FirstSteps() {
+  return "First steps:\n"
+         "  mvsms modem add Modem1 --kind hayes --device /dev/ttyUSB0\n"
+         "  mvsms service add Pager --set PhoneNumber=0123456789 --set Protocol=TAP\n"
+         "  mvsms config set DefaultModem Modem1\n"
+         "  mvsms config set DefaultService Pager\n"
+         "  mvsms send --to 01711234567 \"Pump 3 has stopped\"\n"
+         "No modem at hand: 'mvsms demo' shows messages travelling to the built-in centre.\n"
+         "\n"
+         "Exit codes: 0 accepted, 1 failed, 2 wrong usage, 75 failed but a retry makes sense.\n"
+         "State lies in the folder named by MVSMS_HOME, else in a system folder for root,\n"
+         "else in the user's configuration folder.";
+}
+
+void AddSystemCommands(CLI::App& app, Context& context) {
+  AddModemCommand(app, context);
+  AddCentreCommand(app, context.exit_code);
+  AddDemoCommand(app, context);
+}
+
+}  // namespace mvsms::cli

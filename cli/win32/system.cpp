@@ -1,0 +1,60 @@
+// The command on Windows: the registry, and the modems that Windows itself knows.
+#include "cli/system.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+
+#include "cli/commands.h"
+#include "cli/store.h"
+#include "platform/ansi.h"
+#include "platform/win32/win32_platform.h"
+#include "ui/modem_list.h"
+
+namespace mvsms::cli {
+namespace {
+
+void ListModems(Context& context) {
+  ProfileStore store(context);
+  const std::string preferred = store.Get("", "DefaultModem");
+  Json json = Json::array();
+  std::vector<std::vector<std::string>> rows{{"NAME", "DEFAULT"}};
+  for (const std::string& modem : ModemNames(context.platform())) {
+    rows.push_back({Utf8FromAnsi(modem), modem == preferred ? "yes" : ""});
+    json.push_back({{"name", rows.back()[0]}, {"default", modem == preferred}});
+  }
+  context.json ? context.PrintJson(json) : context.PrintTable(rows);
+}
+
+}  // namespace
+
+std::unique_ptr<Platform> MakePlatform(const std::string&) { return win32::MakeWin32Platform(); }
+
+std::string StoreProblem(const std::string&) { return ""; }
+
+bool ModemExists(Context& context, const std::string& modem) {
+  const auto modems = ModemNames(context.platform());
+  return std::find(modems.begin(), modems.end(), modem) != modems.end();
+}
+
+std::string ModemInUse(Context&, const std::string&) { return ""; }
+
+std::string FirstSteps() {
+  return "First steps:\n"
+         "  mvsms modem list\n"
+         "  mvsms service add Pager --set PhoneNumber=0123456789 --set Protocol=TAP\n"
+         "  mvsms config set DefaultModem \"Name of the modem\"\n"
+         "  mvsms config set DefaultService Pager\n"
+         "  mvsms send --to 01711234567 \"Pump 3 has stopped\"\n"
+         "\n"
+         "Exit codes: 0 accepted, 1 failed, 2 wrong usage, 75 failed but a retry makes sense.\n"
+         "Settings lie in the registry, under HKEY_LOCAL_MACHINE\\Software\\MIRVALEN\\PAGOREX.";
+}
+
+void AddSystemCommands(CLI::App& app, Context& context) {
+  CLI::App* const group = AddGroup(app, "modem", "The modems of Windows");
+  AddCommand(*group, context, "list", "List the modems that can dial a message centre",
+             "  mvsms modem list")
+      ->callback([&context] { ListModems(context); });
+}
+
+}  // namespace mvsms::cli

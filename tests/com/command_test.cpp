@@ -1,0 +1,53 @@
+// The command mvsms.exe over the registry and the substitute telephony service.
+#include "tests/com/host.h"
+
+namespace mvsms::com {
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+
+class WindowsCommand : public testing::Test {
+ protected:
+  WindowsCommand() { WriteProfile(); }
+  ~WindowsCommand() override { DeleteProfile(); }
+
+  static Ended Mvsms(const std::string& arguments) {
+    return RunToItsEnd("mvsms.exe " + arguments + " --profile " + kProfile);
+  }
+};
+
+TEST_F(WindowsCommand, HelpNamesItsCommandsAndWhereTheSettingsLie) {
+  const Ended help = RunToItsEnd("mvsms.exe --help");
+  EXPECT_EQ(help.exit_code, 0U);
+  EXPECT_THAT(help.output, AllOf(HasSubstr("modem list"), HasSubstr("HKEY_LOCAL_MACHINE")));
+}
+
+TEST_F(WindowsCommand, ListsTheModemsOfWindows) {
+  EXPECT_THAT(Mvsms("modem list").output, HasSubstr("Second test modem"));
+}
+
+TEST_F(WindowsCommand, KeepsSettingsInTheRegistry) {
+  EXPECT_EQ(Mvsms("config set Country 0049").exit_code, 0U);
+  EXPECT_EQ(Mvsms("config get Country").output, "0049\r\n");
+  EXPECT_EQ(Mvsms("service add Second Protocol=UCP UCPCommand=51 PhoneNumber=222").exit_code, 0U);
+  EXPECT_THAT(Mvsms("service list").output, HasSubstr("Second"));
+}
+
+TEST_F(WindowsCommand, RefusesAModemThatWindowsDoesNotKnow) {
+  const Ended refused = Mvsms("config set DefaultModem Nowhere");
+  EXPECT_EQ(refused.exit_code, 2U);
+  EXPECT_THAT(refused.output, HasSubstr("there is no modem \"Nowhere\""));
+}
+
+TEST_F(WindowsCommand, SendsAMessage) {
+  const Ended sent = Mvsms("send --to \"0172 5\" \"From the command line\"");
+  EXPECT_EQ(sent.exit_code, 0U) << sent.output;
+  EXPECT_THAT(sent.output, HasSubstr("Result:  Success"));
+  EXPECT_THAT(Records("com22"), HasSubstr("From the command line"));
+}
+
+TEST_F(WindowsCommand, AWrongCommandIsWrongUsage) { EXPECT_EQ(Mvsms("frob").exit_code, 2U); }
+
+}  // namespace
+}  // namespace mvsms::com
