@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "cli/posix/child_process.h"
 #include "cli/context.h"
+#include "cli/posix/child_process.h"
 #include "tests/platform/temp_folder.h"
 
 namespace mvsms::cli {
