@@ -24,7 +24,7 @@ void UcpFrameOf160Characters(benchmark::State& state) {
   for (auto _ : state) {
     std::string error;
     benchmark::DoNotOptimize(
-        basUCP::BuildUCPMessage("01712345678", "0301", text, service, 0, error));
+        basUCP::BuildUCPMessage("01712345678", "0301", text, 0, service, error));
   }
 }
 BENCHMARK(UcpFrameOf160Characters);
@@ -48,7 +48,7 @@ template <class Work>
 void OverLongText(benchmark::State& state, Work work) {
   const std::string text = Text(kLong);
   for (auto _ : state) work(text);
-  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * kLong));
+  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(kLong));
 }
 
 void TapChecksum(benchmark::State& state) {

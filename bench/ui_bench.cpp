@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include "engine/settings.h"
 #include "platform/memory/memory_platform.h"
 #include "ui/config.h"
 
@@ -14,21 +15,24 @@ void Write(Registry& registry, const std::string& key, const char* value, const 
   basRegistry::SetValue(registry, kSettingsHive, key, value, text, RegType::kSz);
 }
 
-void OpenConfigurationWith5000ServicesAnd50000Routes(benchmark::State& state) {
-  memory::MemoryPlatform platform;
+void Fill(Registry& registry) {
   std::string profile = "Bench";
   const std::string key = BaseKey(profile);
   for (int i = 0; i < 5000; ++i) {
-    Write(platform.registry(), ServiceKey(key, "Service " + std::to_string(i)), "Protocol", "TAP");
+    Write(registry, ServiceKey(key, "Service " + std::to_string(i)), "Protocol", "TAP");
   }
   for (int i = 0; i < 50'000; ++i) {
-    Write(platform.registry(), RouteKey(key, "01" + std::to_string(700'000 + i)), kUseService,
-          "Service 7");
+    Write(registry, RouteKey(key, "01" + std::to_string(700'000 + i)), kUseService, "Service 7");
   }
+}
+
+void OpenConfigurationWith5000ServicesAnd50000Routes(benchmark::State& state) {
+  memory::MemoryPlatform platform;
+  Fill(platform.registry());
   Apartment apartment(platform);
   for (auto _ : state) {
     Config config(apartment);
-    config.ShowConfigDialog(profile);
+    config.ShowConfigDialog("Bench");
     state.PauseTiming();
     platform.calls.clear();
     platform.shown.clear();

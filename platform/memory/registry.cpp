@@ -79,6 +79,7 @@ RegStatus MemoryRegistry::CreateKey(RegKey parent, const std::string& path, RegK
   KeyPointer from;
   if (const RegStatus status = Look(parent, from)) return status;
   if (path.starts_with('\\')) return kErrorBadPathname;
+  listed_ = nullptr;
   key = Remember(FindOrAdd(from, path));
   return kErrorSuccess;
 }
@@ -128,10 +129,18 @@ RegStatus MemoryRegistry::EnumKey(RegKey key, std::uint32_t index, std::size_t b
   KeyPointer opened;
   if (const RegStatus status = Look(key, opened)) return status;
   if (index >= opened->subkeys.size()) return kErrorNoMoreItems;
-  const std::string& found = std::next(opened->subkeys.begin(), index)->second->name;
+  const std::string& found = Listing(opened)[index];
   if (found.size() + 1 > buffer_size) return kErrorMoreData;
   name = found;
   return kErrorSuccess;
+}
+
+const std::vector<std::string>& MemoryRegistry::Listing(const KeyPointer& key) {
+  if (listed_ == key) return listing_;
+  listed_ = key;
+  listing_.clear();
+  for (const auto& [folded, subkey] : key->subkeys) listing_.push_back(subkey->name);
+  return listing_;
 }
 
 RegStatus MemoryRegistry::EnumValue(RegKey key, std::uint32_t index, std::string& name) {
@@ -186,6 +195,7 @@ RegStatus MemoryRegistry::Delete(RegKey parent, const std::string& path, bool wi
   const KeyPointer key = Find(from, path);
   if (!key) return kErrorFileNotFound;
   if (!with_subkeys && !key->subkeys.empty()) return kErrorAccessDenied;
+  listed_ = nullptr;
   MarkDeleted(*key);
   for (std::size_t i = 0; i + 1 < names.size(); ++i) from = Find(from, names[i]);
   from->subkeys.erase(FoldCase(names.back()));

@@ -4,6 +4,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "platform/memory/machine.h"
 
@@ -56,11 +57,16 @@ class MemoryRegistry : public Registry {
                         const RegistryKey::Value*& value) const;
   RegStatus Delete(RegKey parent, const std::string& path, bool with_subkeys);
   RegKey Remember(KeyPointer key);
+  /// Names of the subkeys in their order, kept from one call to the next: a list of fifty thousand
+  /// is read entry by entry.
+  const std::vector<std::string>& Listing(const KeyPointer& key);
 
   Machine& machine_;
   KeyPointer hive_ = std::make_shared<RegistryKey>();
   std::map<RegKey, KeyPointer> open_;
   RegKey last_handle_ = 0;
+  KeyPointer listed_;  // whose names `listing_` are; none after a change
+  std::vector<std::string> listing_;
 };
 
 }  // namespace mvsms::memory
