@@ -13,7 +13,7 @@ mkdir -p "$MVSMS_WINEPREFIX" "$MVSMS_SCREENSHOTS"
 cp "$root/resources/smstransports.inf" "$bin/"
 
 display_file=$(mktemp)
-Xvfb -displayfd 4 -screen 0 1024x768x24 -nolisten tcp 4>"$display_file" >/dev/null 2>&1 &
+Xvfb -displayfd 4 -screen 0 1920x1200x24 -nolisten tcp 4>"$display_file" >/dev/null 2>&1 &
 screen=$!
 finish() {
   kill "$screen" 2>/dev/null || true
@@ -41,6 +41,19 @@ quick=()
 [ $# -gt 1 ] || quick=(--gtest_filter=-TestToolDialog.*:*Hundred*)
 run_in en_US "$@"
 run_in de_DE "$@" "${quick[@]}"
+
+# Twice the resolution: everything grows alike, and still nothing is cut off.
+at_dpi() {  # DPI
+  "$root/scripts/wine-run.sh" reg add 'HKCU\Control Panel\Desktop' /v LogPixels /t REG_DWORD /d "$1" /f >/dev/null
+  WINEPREFIX=$MVSMS_WINEPREFIX wineserver -k >/dev/null 2>&1 || true
+}
+if [ $# -eq 1 ]; then
+  unset MVSMS_SCREENSHOTS
+  at_dpi 192
+  run_in de_DE "$@" --gtest_filter=Dialogs.*
+  at_dpi 96
+  export MVSMS_SCREENSHOTS=$bin/../screenshots
+fi
 
 if command -v convert >/dev/null; then
   for picture in "$MVSMS_SCREENSHOTS"/*.bmp; do

@@ -24,6 +24,17 @@ TEST_F(StatusForm, IsLoadedAndHiddenAtFirst) {
   EXPECT_FALSE(form_.IsVisible());
 }
 
+TEST_F(StatusForm, ItsTextBoxFillsTheWindow) {
+  form_.Show();
+  form_.Resize(9000, 7000);
+  const Box& box = form_.txtStatus.Place();
+  EXPECT_EQ(box.left, 0);
+  EXPECT_EQ(box.top, 0);
+  EXPECT_EQ(box.width, 9000);
+  EXPECT_EQ(box.height, 7000);
+  EXPECT_TRUE(form_.txtStatus.style().multi_line);
+}
+
 TEST_F(StatusForm, ShowsTheText) {
   form_.Show();
   form_.SetText("one");
