@@ -26,7 +26,7 @@
 
 namespace mvsms {
 
-using Clock = std::chrono::steady_clock;
+using SteadyClock = std::chrono::steady_clock;
 
 inline centre::Settings FixedAnswers() {
   centre::Settings settings;

@@ -65,10 +65,10 @@ void InRealTime(int minutes) {
   const Home home;
   Listening centre("UCP");
   WriteProfile(posix::MakePosixPlatform(home.path())->registry(), "UCP", centre.number());
-  const auto end = Clock::now() + std::chrono::minutes(minutes);
+  const auto end = SteadyClock::now() + std::chrono::minutes(minutes);
   int sends = 0;
   std::atomic<int> accepted = 0;
-  while (Clock::now() < end) {
+  while (SteadyClock::now() < end) {
     std::vector<std::thread> threads;
     for (int i = 0; i < 20; ++i, ++sends) {
       threads.emplace_back([&] {

@@ -31,9 +31,9 @@ void OneSend(const std::string& protocol) {
   WriteProfile(platform->registry(), protocol, centre.number());
   const double prescribed = PrescribedSeconds(protocol);
   const double processor = ProcessorSeconds(RUSAGE_THREAD);
-  const auto start = Clock::now();
+  const auto start = SteadyClock::now();
   const bool sent = Send(*platform);
-  const double wall = std::chrono::duration<double>(Clock::now() - start).count();
+  const double wall = std::chrono::duration<double>(SteadyClock::now() - start).count();
   std::printf(
       "%-4s one send over a socket: %s, %.3f s, prescribed waits %.3f s (%+.2f %%), %.1f ms of "
       "processor\n",
@@ -46,7 +46,7 @@ void ManySends(const std::string& protocol, int count) {
   Listening centre(protocol);
   WriteProfile(posix::MakePosixPlatform(home.path())->registry(), protocol, centre.number());
   const double processor = ProcessorSeconds(RUSAGE_SELF);
-  const auto start = Clock::now();
+  const auto start = SteadyClock::now();
   std::atomic<int> accepted = 0;
   std::vector<std::thread> threads;
   for (int i = 0; i < count; ++i) {
@@ -56,7 +56,7 @@ void ManySends(const std::string& protocol, int count) {
     });
   }
   for (std::thread& thread : threads) thread.join();
-  const double wall = std::chrono::duration<double>(Clock::now() - start).count();
+  const double wall = std::chrono::duration<double>(SteadyClock::now() - start).count();
   const double used = ProcessorSeconds(RUSAGE_SELF) - processor;
   std::printf(
       "%-4s %d sends at once: %d accepted, %d pages at the centre, %.2f s, %.0f %% of a core, %.0f "
