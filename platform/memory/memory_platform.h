@@ -110,6 +110,7 @@ struct Line {
   CallState outcome = CallState::kConnected;  // kInProgress: it never ends by itself
   CallCause cause = CallCause::kNone;         // cause of the event that reports the outcome
   std::int32_t port_error = 0;                // error code of the port-handle provider
+  bool dead_port = false;                     // the provider hands over an invalid handle
   bool hang_up_fails = false;                 // ITBasicCallControl::Disconnect throws
   PortHardware port;                          // the serial port of a connected call
   /// Makes the dialable form of a number; none: blanks and the signs ( ) - / are left out.

@@ -160,7 +160,7 @@ class MemoryPortHandleProvider : public PortHandleProvider {
     if (device_class != kPortDeviceClass) return kInvalidArgument;
     if (connected.state() != CallState::kConnected) return kInvalidCallState;
     if (connected.settings().port_error != 0) return connected.settings().port_error;
-    handle = comm_.Open(connected.port());
+    handle = connected.settings().dead_port ? kInvalidComm : comm_.Open(connected.port());
     return 0;
   }
 

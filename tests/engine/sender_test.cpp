@@ -173,6 +173,18 @@ TEST_F(SenderTest, NamedServiceIsAnnouncedAsIfItWereRouted) {
   EXPECT_THAT(host_.tap.numbers, ElementsAre("98"));
 }
 
+TEST_F(SenderTest, OnlyTapHasSoftwareFlowControl) {
+  const auto flags = [this] {
+    EXPECT_TRUE(host_.Send("Hello"));
+    return host_.platform.ports.back()->requests.dcbs.back().flags &
+           (dcb_flag::kOutX | dcb_flag::kInX);
+  };
+  host_.AddTapService();
+  EXPECT_EQ(flags(), dcb_flag::kOutX | dcb_flag::kInX);
+  host_.AddUcpService();
+  EXPECT_EQ(flags(), 0U);
+}
+
 TEST_F(SenderTest, ServiceMayNameItsOwnModem) {
   host_.AddTapService({{"ModemName", "Second"}});
   host_.AddLine("Second");

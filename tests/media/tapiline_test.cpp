@@ -381,6 +381,19 @@ TEST_F(LineTest, APortThatCannotBeHadGives4570AfterTheReason) {
               ElementsAre(Report(4463, "TAPIObject.Connect", "Failed to get Comm-Handle!")));
 }
 
+TEST_F(LineTest, APortThatCannotBeOpenedLeavesTheCallUpUntilDisconnect) {
+  machine.lines[0].dead_port = true;
+  Prepare();
+  EXPECT_FALSE(Connect());
+  EXPECT_THAT(reports, ElementsAre(Report(-2147190494, "TAPILine.ISMSMedium_Connect",
+                                          "Unable to open communications device")));
+  EXPECT_EQ(error, 0);
+  EXPECT_EQ(message, "");
+  EXPECT_EQ(machine.active_calls(), 1U);
+  EXPECT_TRUE(Disconnect());
+  EXPECT_EQ(machine.active_calls(), 0U);
+}
+
 TEST_F(LineTest, AnAbortDuringTheWaitEndsItWithin500MsWithoutAReport) {
   machine.lines[0].outcome = CallState::kInProgress;
   Prepare();
