@@ -21,6 +21,7 @@ std::string ErrorOfToLong(Value value) {
     ToLong(value);
     return "none";
   } catch (const RaisedError& error) {
+    EXPECT_EQ(error.source(), "mvSMS");
     return std::to_string(error.number()) + ": " + error.description();
   }
 }
