@@ -119,7 +119,7 @@ TEST_F(TestToolDialog, TheStatusWindowIsSeenDuringASendAndClosesItself) {
     ::Sleep(10);
   }
   EXPECT_FALSE(::IsWindow(window));
-  EXPECT_NEAR(static_cast<double>(::GetTickCount() - start), 5000, 700);
+  EXPECT_GE(::GetTickCount() - start, 4900U);
 }
 
 }  // namespace
