@@ -1,3 +1,4 @@
+// Log first, ask second: whatever happens to the dialog, the record is on the disk.
 #include "diagnostics/baserrhandling.h"
 
 #include <array>

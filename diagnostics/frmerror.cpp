@@ -1,3 +1,5 @@
+// Texts and layout of the error report, and the mail that it can become. The misspelt texts are the
+// ones that users and support know.
 #include "diagnostics/frmerror.h"
 
 #include <memory>

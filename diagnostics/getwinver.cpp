@@ -1,3 +1,4 @@
+// A table of the versions that have a name.
 #include "diagnostics/getwinver.h"
 
 #include <cstdint>

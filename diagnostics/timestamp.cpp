@@ -1,3 +1,4 @@
+// Date and time, always in the same form.
 #include "diagnostics/timestamp.h"
 
 #include <array>

@@ -1,3 +1,4 @@
+// Reading and looking up catalogue records.
 #include "ui/catalogue.h"
 
 #include <algorithm>

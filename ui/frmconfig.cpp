@@ -1,3 +1,4 @@
+// Layout first, then the bindings of events to procedures, then the procedures, page by page.
 #include "ui/frmconfig.h"
 
 #include "diagnostics/procedure.h"

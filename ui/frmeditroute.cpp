@@ -1,3 +1,4 @@
+// The editor only stores a choice; prefixes are made and deleted by the configuration dialog.
 #include "ui/frmeditroute.h"
 
 #include "diagnostics/procedure.h"

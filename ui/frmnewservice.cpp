@@ -1,3 +1,4 @@
+// Nothing is stored here; see the header.
 #include "ui/frmnewservice.h"
 
 #include "diagnostics/procedure.h"

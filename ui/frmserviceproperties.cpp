@@ -1,3 +1,4 @@
+// The fields stand in a grid, and are saved in the order in which the store has always had them.
 #include "ui/frmserviceproperties.h"
 
 #include <array>

@@ -1,3 +1,4 @@
+// The status window: one text box and one timer.
 #include "ui/frmstatus.h"
 
 namespace mvsms {

@@ -1,3 +1,4 @@
+// The send runs on the form's own thread: its waits let the form's events through.
 #include "ui/frmtest.h"
 
 #include <utility>

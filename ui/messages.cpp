@@ -1,3 +1,4 @@
+// The wording of the local error message.
 #include "ui/messages.h"
 
 #include "ui/controls/string_table.h"

@@ -1,3 +1,4 @@
+// A session of the telephony service for the length of one question.
 #include "ui/modem_list.h"
 
 #include "media/tapiobject.h"

@@ -1,3 +1,4 @@
+// The command line comes in UTF-16; everything else of a console is code pages.
 #include "platform/win32/console.h"
 
 #include "platform/win32/win.h"

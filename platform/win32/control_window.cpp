@@ -1,3 +1,5 @@
+// One class per type of control: from the model to the window in Show, back in OnCommand and
+// OnNotify.
 #include "platform/win32/control_window.h"
 
 #include <vector>

@@ -1,3 +1,4 @@
+// Functions that only newer systems have are looked up, so that the component runs on older ones.
 #include "platform/win32/form_metrics.h"
 
 #include "platform/win32/handles.h"

@@ -1,3 +1,4 @@
+// The dialog window of a form: made from its model, driven by its messages.
 #include "platform/win32/form_window.h"
 
 #include <algorithm>

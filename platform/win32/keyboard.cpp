@@ -1,3 +1,4 @@
+// A message hook per thread, for as long as the thread shows forms.
 #include "platform/win32/keyboard.h"
 
 #include <set>

@@ -1,3 +1,4 @@
+// See command_test.h.
 #include "tests/cli/command_test.h"
 
 #include <cstdlib>

@@ -1,3 +1,4 @@
+// See desk.h.
 #include "tests/dialogs/desk.h"
 
 namespace mvsms {

@@ -1,3 +1,4 @@
+// See screen.h. Messages that carry pointers reach windows of this process only.
 #include "tests/dialogs/screen.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// See trip.h.
 #include "tests/e2e/trip.h"
 
 namespace mvsms::cli {

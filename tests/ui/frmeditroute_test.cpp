@@ -1,3 +1,4 @@
+// The routing entry editor: what it lists, selects and stores.
 #include "ui/frmeditroute.h"
 
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+// The new-service dialog: the two choices, the filter, and the record it gives.
 #include "ui/frmnewservice.h"
 
 #include <gmock/gmock.h>

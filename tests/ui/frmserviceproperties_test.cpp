@@ -1,3 +1,4 @@
+// The service properties: what each field shows, requires and stores, in order.
 #include "ui/frmserviceproperties.h"
 
 #include <gmock/gmock.h>

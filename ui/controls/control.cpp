@@ -1,3 +1,4 @@
+// What all controls share.
 #include "ui/controls/control.h"
 
 #include "platform/raised_error.h"

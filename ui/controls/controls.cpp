@@ -1,3 +1,5 @@
+// Each operation changes the model, tells the window, then raises the event: a handler sees the new
+// state.
 #include "ui/controls/controls.h"
 
 #include <algorithm>

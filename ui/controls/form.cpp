@@ -1,3 +1,4 @@
+// The life of a form, and where its controls go when it grows.
 #include "ui/controls/form.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Localisation by type of control; what cannot be localised keeps its text.
 #include "ui/controls/localize.h"
 
 #include <exception>

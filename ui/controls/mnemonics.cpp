@@ -1,3 +1,4 @@
+// Access keys, given out in the order of the controls.
 #include "ui/controls/mnemonics.h"
 
 #include <cctype>

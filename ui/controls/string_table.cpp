@@ -1,3 +1,4 @@
+// The table of resources/strings.def, in the language of the user interface.
 #include "ui/controls/string_table.h"
 
 #include <algorithm>
