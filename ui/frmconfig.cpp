@@ -455,6 +455,7 @@ void frmConfig::cmdLocation_Click() {
       modem = cmbModems.List().front().text;
     }
     const auto tapi = statement([&] { return platform().telephony().CreateTapi(); });
+    if (!tapi) return;  // skipped: there is nobody to ask
     statement([&] { tapi->Initialize(); });
     for (const auto& address : statement([&] { return tapi->GetAddresses(); })) {
       if (statement([&] { return address->AddressName(); }) != modem) continue;
