@@ -2,6 +2,7 @@
 // socket for so many minutes (1 unless told otherwise). Prints memory and descriptors on the way;
 // they must not grow.
 #include <dirent.h>
+#include <malloc.h>
 
 #include <cstdlib>
 
@@ -32,8 +33,8 @@ double ResidentMegabytes() {
 }
 
 void Report(const char* what, int sends, int accepted) {
-  std::printf("%-8s %6d sends, %6d accepted: %6.1f MiB, %d descriptors\n", what, sends, accepted,
-              ResidentMegabytes(), OpenDescriptors());
+  std::printf("%-8s %6d sends, %6d accepted: %6.1f MiB, %zu bytes allocated, %d descriptors\n",
+              what, sends, accepted, ResidentMegabytes(), mallinfo2().uordblks, OpenDescriptors());
   std::fflush(stdout);
 }
 
