@@ -25,7 +25,8 @@ SWAPS = [
     (r" < ", " <= "), (r" > ", " >= "), (r" \+ ", " - "), (r" && ", " || "), (r" \|\| ", " && "),
     (r"\btrue\b", "false"), (r"\bfalse\b", "true"), (r"\+\+", "--"),
 ]
-NUMBER = re.compile(r"(?<![\w.\"'])(\d+)(?![\w.\"'])")
+NUMBER = re.compile(r"(?<![\w.\"'\\])(0x[0-9A-Fa-f]+|\d+)(?![\w.\"'])")
+CHARACTER = re.compile(r"'(?:[^'\\]|\\[^']+)'")
 TEXT = re.compile(r'"((?:[^"\\]|\\.)+)"')
 
 
@@ -39,7 +40,9 @@ def candidates(path):
             for match in re.finditer(pattern, code):
                 yield number, match.start(), len(match[0]), replacement
         for match in NUMBER.finditer(code):
-            yield number, match.start(), len(match[0]), str(int(match[0]) + 1)
+            yield number, match.start(), len(match[0]), str(int(match[0], 16 if "x" in match[0] else 10) + 1)
+        for match in CHARACTER.finditer(code):
+            yield number, match.start(), len(match[0]), "'~'" if match[0] != "'~'" else "'^'"
         for match in TEXT.finditer(code):
             yield number, match.start(), len(match[0]), '"' + match[1] + 'x"'
 
@@ -84,7 +87,7 @@ def main():
     parser.add_argument("files", nargs="*")
     options = parser.parse_args()
     names = options.files or [str(path.relative_to(ROOT)) for folder in FOLDERS
-                              for path in sorted((ROOT / folder).glob("*.cpp"))]
+                              for path in sorted((ROOT / folder).glob("*.[ch]*"))]
     changes = [(name, *change) for name in names for change in candidates(ROOT / name)]
     if options.sample and options.sample < len(changes):
         changes = random.Random(options.seed).sample(changes, options.sample)

@@ -1,8 +1,5 @@
 // mvsms modem: the lines of this machine, which services name as their modem.
-#include <sys/stat.h>
-
 #include <algorithm>
-#include <array>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -10,7 +7,7 @@
 #include "cli/commands.h"
 #include "cli/posix/modem_test.h"
 #include "platform/ansi.h"
-#include "platform/posix/framing.h"
+#include "platform/posix/line_check.h"
 #include "platform/posix/line_store.h"
 
 namespace mvsms::cli {
@@ -40,34 +37,6 @@ void CheckName(const std::string& name) {
   }
 }
 
-void CheckDevice(const std::string& device) {
-  struct stat status {};
-  if (stat(device.c_str(), &status) != 0) {
-    throw UsageError("the device \"" + device + "\" does not exist");
-  }
-  if (!S_ISCHR(status.st_mode)) throw UsageError("\"" + device + "\" is not a serial device");
-}
-
-void CheckFraming(const std::string& framing) {
-  if (!posix::ParseFraming(framing)) {
-    throw UsageError("\"" + framing + "\" is not a framing; use one such as 8N1, 7E1 or 7E1-soft");
-  }
-}
-
-void CheckFlow(const std::string& flow) {
-  static constexpr std::array kFlows = {"rtscts", "xonxoff", "none"};
-  if (std::find(kFlows.begin(), kFlows.end(), flow) == kFlows.end()) {
-    throw UsageError("\"" + flow + "\" is not a flow control; use rtscts, xonxoff or none");
-  }
-}
-
-// AT commands are lines: a line end inside would run the rest as a command of its own.
-void CheckCommand(const std::string& command) {
-  if (command.find_first_of("\r\n") != std::string::npos) {
-    throw UsageError("\"" + Printable(command) + "\" is not one AT command");
-  }
-}
-
 LineKind ParseKind(const std::string& kind) {
   if (kind == "hayes") return LineKind::kHayes;
   if (kind == "tcp") return LineKind::kTcp;
@@ -79,23 +48,23 @@ bool HasHayesOptions(const LineOptions& options) {
          options.flow;
 }
 
-void Take(const std::optional<std::string>& given, std::string& field,
-          void (*check)(const std::string&)) {
-  if (!given) return;
-  check(*given);
-  field = *given;
+void Require(const std::string& problem) {
+  if (!problem.empty()) throw UsageError(Printable(problem));
 }
 
 void TakeHayesOptions(const LineOptions& options, LineConfig& line) {
-  Take(options.device, line.device, CheckDevice);
-  Take(options.init, line.init, CheckCommand);
-  Take(options.dial, line.dial, CheckCommand);
-  Take(options.framing, line.framing, CheckFraming);
-  Take(options.flow, line.flow, CheckFlow);
+  line.device = options.device.value_or(line.device);
+  if (options.init) line.init = AnsiFromUtf8(*options.init);
+  if (options.dial) line.dial = AnsiFromUtf8(*options.dial);
+  line.framing = options.framing.value_or(line.framing);
+  line.flow = options.flow.value_or(line.flow);
   if (options.speed) {
-    line.speed = static_cast<std::uint32_t>(ParseNumber("--speed", *options.speed, 50, 4000000));
+    line.speed = static_cast<std::uint32_t>(
+        ParseNumber("--speed", *options.speed, posix::kSlowestLine, posix::kFastestLine));
   }
   if (line.device.empty()) throw UsageError("a hayes modem needs --device");
+  if (options.device) Require(posix::CheckDevice(line.device));
+  Require(posix::CheckSettings(line));
 }
 
 LineConfig WithOptions(LineConfig line, const LineOptions& options) {

@@ -17,36 +17,10 @@ namespace mvsms::posix {
 namespace {
 
 constexpr ModemPort::Millis kAnswerTime{3000};
-constexpr std::uint32_t kSlowest = 50;
-constexpr std::uint32_t kFastest = 4'000'000;
 
-std::string CheckDevice(const std::string& device) {
-  struct stat status {};
-  if (device.empty()) return "A hayes line needs a device";
-  if (stat(device.c_str(), &status) != 0) return "The device " + device + " does not exist";
-  if (!S_ISCHR(status.st_mode)) return device + " is not a serial device";
-  // One that cannot be opened now, for want of rights or because it is in use, may be a good one.
-  const UniqueFd fd(open(device.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
-  return fd && isatty(fd.get()) == 0 ? device + " is not a serial device" : "";
-}
-
-std::string CheckSettings(const LineConfig& line) {
-  if (line.speed < kSlowest || line.speed > kFastest) {
-    return std::to_string(line.speed) + " is not a speed; use one such as 9600";
-  }
-  if (!ParseFraming(line.framing)) {
-    return "\"" + line.framing + "\" is not a framing; use one such as 8N1, 7E1 or 7E1-soft";
-  }
-  if (!FlowFlags(line.flow)) {
-    return "\"" + line.flow + "\" is not a flow control; use rtscts, xonxoff or none";
-  }
-  return {};
-}
-
-// An AT command is one line.
-std::string CheckCommand(const std::string& command) {
-  const bool control = command.find_first_of(std::string_view("\r\n\0", 3)) != std::string::npos;
-  return control ? "An AT command must not contain a line end" : "";
+// An AT command is one line: a line end inside would run the rest as a command of its own.
+bool IsOneLine(const std::string& command) {
+  return command.find_first_of(std::string_view("\r\n\0", 3)) == std::string::npos;
 }
 
 bool EndsWithOk(const std::string& answer) {
@@ -57,11 +31,25 @@ bool EndsWithOk(const std::string& answer) {
 
 }  // namespace
 
-std::string CheckLine(const LineConfig& line) {
-  if (line.kind == LineKind::kTcp) return {};
-  for (const std::string& problem : {CheckDevice(line.device), CheckSettings(line),
-                                     CheckCommand(line.init), CheckCommand(line.dial)}) {
-    if (!problem.empty()) return problem;
+std::string CheckDevice(const std::string& device) {
+  struct stat status {};
+  if (stat(device.c_str(), &status) != 0) return "the device \"" + device + "\" does not exist";
+  const std::string not_serial = "\"" + device + "\" is not a serial device";
+  if (!S_ISCHR(status.st_mode)) return not_serial;
+  // One that cannot be opened now, for want of rights or because it is in use, may be a good one.
+  const UniqueFd fd(open(device.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+  return fd && isatty(fd.get()) == 0 ? not_serial : "";
+}
+
+std::string CheckSettings(const LineConfig& line) {
+  if (!ParseFraming(line.framing)) {
+    return "\"" + line.framing + "\" is not a framing; use one such as 8N1, 7E1 or 7E1-soft";
+  }
+  if (!FlowFlags(line.flow)) {
+    return "\"" + line.flow + "\" is not a flow control; use rtscts, xonxoff or none";
+  }
+  for (const std::string& command : {line.init, line.dial}) {
+    if (!IsOneLine(command)) return "an AT command must not contain a line end";
   }
   return {};
 }

@@ -52,7 +52,7 @@ std::string CommandTest::State() {
 }
 
 void CommandTest::AddModem(const std::string& name) {
-  Do({"modem", "add", name, "--kind", "hayes", "--device", "/dev/null"});
+  Do({"modem", "add", name, "--kind", "hayes", "--device", "/dev/ptmx"});
 }
 
 void CommandTest::AddService(const std::string& name) { Do({"service", "add", name}); }

@@ -2,6 +2,7 @@
 #include <fstream>
 
 #include "tests/cli/command_test.h"
+#include "tests/platform/pseudo_terminal.h"
 
 namespace mvsms::cli {
 namespace {
@@ -25,10 +26,10 @@ class RouteCommand : public CommandTest {};
 // --- modem
 
 TEST_F(ModemCommand, AddedModemIsShownWithWhatWasGivenAndTheRestAsUsual) {
-  Do({"modem", "add", "Modem1", "--kind", "hayes", "--device", "/dev/null", "--speed", "2400",
+  Do({"modem", "add", "Modem1", "--kind", "hayes", "--device", "/dev/ptmx", "--speed", "2400",
       "--framing", "7E1-soft", "--flow", "none"});
   EXPECT_EQ(Ask({"modem", "show", "Modem1"}),
-            Json::parse(R"({"name": "Modem1", "kind": "hayes", "device": "/dev/null", "init": "",
+            Json::parse(R"({"name": "Modem1", "kind": "hayes", "device": "/dev/ptmx", "init": "",
                             "dial": "ATD", "speed": 2400, "framing": "7E1-soft",
                             "flow": "none"})"));
 }
@@ -58,8 +59,17 @@ TEST_F(ModemCommand, SetChangesOnlyWhatIsNamed) {
   Do({"modem", "set", "Modem1", "--dial", "ATDT0,"});
   const Json modem = Ask({"modem", "show", "Modem1"});
   EXPECT_EQ(modem["dial"], "ATDT0,");
-  EXPECT_EQ(modem["device"], "/dev/null");
+  EXPECT_EQ(modem["device"], "/dev/ptmx");
   EXPECT_EQ(modem["speed"], 9600);
+}
+
+TEST_F(ModemCommand, SettingsOfAnUnpluggedModemCanBeChanged) {
+  auto terminal = std::make_unique<posix::PseudoTerminal>();
+  Do({"modem", "add", "Modem1", "--kind", "hayes", "--device", terminal->device()});
+  terminal.reset();
+  Do({"modem", "set", "Modem1", "--framing", "7E1-soft", "--init", "Zä"});
+  EXPECT_EQ(Ask({"modem", "show", "Modem1"})["framing"], "7E1-soft");
+  EXPECT_EQ(Ask({"modem", "show", "Modem1"})["init"], "Zä");
 }
 
 TEST_F(ModemCommand, DeletedModemIsGone) {
@@ -81,15 +91,15 @@ TEST_F(ModemCommand, WrongValuesAreRefusedByName) {
   Refuse(add({"--kind", "hayes", "--device", "/dev/no-such-device"}),
          "the device \"/dev/no-such-device\" does not exist");
   Refuse(add({"--kind", "hayes", "--device", "/etc/passwd"}), "is not a serial device");
-  Refuse(add({"--kind", "tcp", "--device", "/dev/null"}), "a tcp modem takes no other options");
-  Refuse(add({"--kind", "hayes", "--device", "/dev/null", "--framing", "8X1"}),
+  Refuse(add({"--kind", "tcp", "--device", "/dev/ptmx"}), "a tcp modem takes no other options");
+  Refuse(add({"--kind", "hayes", "--device", "/dev/ptmx", "--framing", "8X1"}),
          "\"8X1\" is not a framing");
-  Refuse(add({"--kind", "hayes", "--device", "/dev/null", "--flow", "dtr"}),
+  Refuse(add({"--kind", "hayes", "--device", "/dev/ptmx", "--flow", "dtr"}),
          "\"dtr\" is not a flow control");
-  Refuse(add({"--kind", "hayes", "--device", "/dev/null", "--speed", "fast"}),
+  Refuse(add({"--kind", "hayes", "--device", "/dev/ptmx", "--speed", "fast"}),
          "--speed must be a number");
-  Refuse(add({"--kind", "hayes", "--device", "/dev/null", "--init", "ATZ\rATH"}),
-         "is not one AT command");
+  Refuse(add({"--kind", "hayes", "--device", "/dev/ptmx", "--init", "ATZ\rATH"}),
+         "an AT command must not contain a line end");
   Refuse({"modem", "add", "Modem1", "--kind", "tcp"}, "there is a modem \"Modem1\" already");
   Refuse({"modem", "add", "Standard", "--kind", "tcp"}, "means the default modem");
   Refuse({"modem", "add", "a\tb", "--kind", "tcp"}, "cannot be the name of a modem");
@@ -101,9 +111,12 @@ TEST_F(ModemCommand, AnUnknownModemIsNamedByEveryCommand) {
   }
 }
 
-TEST_F(ModemCommand, TestOfADeviceThatIsNoModemFailsNamingIt) {
-  AddModem("Modem1");
-  Refuse({"modem", "test", "Modem1"}, "/dev/null", kExitFailed);
+TEST_F(ModemCommand, TestOfAModemThatIsGoneFailsNamingIt) {
+  auto terminal = std::make_unique<posix::PseudoTerminal>();
+  const std::string device = terminal->device();
+  Do({"modem", "add", "Modem1", "--kind", "hayes", "--device", device});
+  terminal.reset();
+  Refuse({"modem", "test", "Modem1"}, device, kExitFailed);
 }
 
 // --- config
