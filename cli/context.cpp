@@ -46,8 +46,12 @@ std::string PaddedLine(const std::vector<std::string>& row,
 }  // namespace
 
 Context::Context(std::string home_folder, std::istream& input, std::ostream& output,
-                 std::ostream& errors)
-    : home(std::move(home_folder)), in(input), out(output), err(errors) {}
+                 std::ostream& errors, std::shared_ptr<Platform> platform)
+    : home(std::move(home_folder)),
+      in(input),
+      out(output),
+      err(errors),
+      platform_(std::move(platform)) {}
 
 Platform& Context::platform() {
   if (!platform_) platform_ = MakePlatform(home);

@@ -37,8 +37,10 @@ class Failure : public std::runtime_error {
 
 class Context {
  public:
-  /// `home_folder` is a UTF-8 path. The streams outlive the context.
-  Context(std::string home_folder, std::istream& input, std::ostream& output, std::ostream& errors);
+  /// `home_folder` is a UTF-8 path. The streams outlive the context. Without a `platform`, this
+  /// system's own is made on first use.
+  Context(std::string home_folder, std::istream& input, std::ostream& output, std::ostream& errors,
+          std::shared_ptr<Platform> platform = nullptr);
 
   const std::string home;
   std::istream& in;
@@ -50,7 +52,7 @@ class Context {
   bool json = false;
   int exit_code = kExitAccepted;
 
-  /// The services of this process's one thread, made on first use.
+  /// The services of this process's one thread.
   Platform& platform();
 
   void PrintJson(const Json& document);
@@ -60,7 +62,7 @@ class Context {
   void Warn(const std::string& sentence);
 
  private:
-  std::unique_ptr<Platform> platform_;
+  std::shared_ptr<Platform> platform_;
 };
 
 /// What stands for a password in all output that was not asked to show it.

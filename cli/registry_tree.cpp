@@ -3,7 +3,10 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <optional>
+#include <utility>
 
+#include "engine/settings.h"
 #include "platform/ansi.h"
 
 namespace mvsms::cli {
@@ -30,28 +33,53 @@ class OpenKey {
                 std::to_string(status) + ")");
 }
 
-std::vector<std::string> ValueNames(Registry& registry, RegKey key) {
+// The names that `list` gives for 0, 1 and so on, until there are no more.
+template <typename List>
+std::vector<std::string> AllNames(const std::string& path, List list) {
   std::vector<std::string> names;
-  std::string name;
-  for (std::uint32_t i = 0; registry.EnumValue(key, i, name) == kErrorSuccess; ++i) {
-    names.push_back(name);
+  for (std::uint32_t index = 0;; ++index) {
+    std::string name;
+    const RegStatus status = list(index, name);
+    if (status == kErrorNoMoreItems) return names;
+    if (status != kErrorSuccess) Fail("list", path, status);
+    names.push_back(std::move(name));
   }
-  return names;
 }
 
-std::vector<std::string> KeyNames(Registry& registry, RegKey key) {
-  std::vector<std::string> names;
-  std::string name;
-  for (std::uint32_t i = 0; registry.EnumKey(key, i, kNameBuffer, name) == kErrorSuccess; ++i) {
-    names.push_back(name);
-  }
-  return names;
+std::vector<std::string> ValueNames(Registry& registry, RegKey key, const std::string& path) {
+  return AllNames(path, [&](std::uint32_t index, std::string& name) {
+    return registry.EnumValue(key, index, name);
+  });
+}
+
+std::vector<std::string> KeyNames(Registry& registry, RegKey key, const std::string& path) {
+  return AllNames(path, [&](std::uint32_t index, std::string& name) {
+    return registry.EnumKey(key, index, kNameBuffer, name);
+  });
+}
+
+// The key at `path`; none when there is no such key.
+std::optional<RegKey> Open(Registry& registry, const std::string& path) {
+  RegKey key = 0;
+  const RegStatus status = registry.OpenKey(kSettingsHive, path, kMaximumAllowed, key);
+  if (status == kErrorFileNotFound) return {};
+  if (status != kErrorSuccess) Fail("read", path, status);
+  return key;
 }
 
 std::uint32_t ToDword(const std::string& data) {
   std::uint32_t number = 0;
   for (std::size_t i = 4; i-- > 0;) number = (number << 8) | static_cast<unsigned char>(data[i]);
   return number;
+}
+
+// As the engine reads a value, which takes texts with or without a NUL, and numbers.
+std::string ToText(const RegistryValue& value) {
+  if (value.type == RegType::kDword && value.data.size() == 4) {
+    return std::to_string(static_cast<std::int32_t>(ToDword(value.data)));
+  }
+  if (value.type != RegType::kSz) return {};
+  return value.data.substr(0, value.data.size() - (value.data.ends_with('\0') ? 1 : 0));
 }
 
 std::string ToHex(const std::string& data) {
@@ -122,21 +150,43 @@ RegistryValue NumberValue(std::uint32_t number) {
   return {RegType::kDword, data};
 }
 
-RegistryTree ReadTree(Registry& registry, const std::string& path) {
-  RegKey key = 0;
-  const RegStatus status = registry.OpenKey(kHKeyLocalMachine, path, kMaximumAllowed, key);
+bool KeyExists(Registry& registry, const std::string& path) {
+  const auto key = Open(registry, path);
+  if (key) registry.CloseKey(*key);
+  return key.has_value();
+}
+
+std::vector<std::string> KeyNames(Registry& registry, const std::string& path) {
+  const auto key = Open(registry, path);
+  if (!key) return {};
+  const OpenKey closer(registry, *key);
+  return KeyNames(registry, *key, path);
+}
+
+std::string ReadText(Registry& registry, const std::string& path, const std::string& name) {
+  const auto key = Open(registry, path);
+  if (!key) return {};
+  const OpenKey closer(registry, *key);
+  RegistryValue value;
+  const RegStatus status = registry.QueryValue(*key, name, value.type, value.data);
   if (status == kErrorFileNotFound) return {};
-  if (status != kErrorSuccess) Fail("read", path, status);
-  const OpenKey closer(registry, key);
+  if (status != kErrorSuccess) Fail("read a value of", path, status);
+  return ToText(value);
+}
+
+RegistryTree ReadTree(Registry& registry, const std::string& path) {
+  const auto key = Open(registry, path);
+  if (!key) return {};
+  const OpenKey closer(registry, *key);
 
   RegistryTree tree;
-  for (const std::string& name : ValueNames(registry, key)) {
+  for (const std::string& name : ValueNames(registry, *key, path)) {
     RegistryValue value;
-    const RegStatus query = registry.QueryValue(key, name, value.type, value.data);
-    if (query != kErrorSuccess) Fail("read a value of", path, query);
+    const RegStatus status = registry.QueryValue(*key, name, value.type, value.data);
+    if (status != kErrorSuccess) Fail("read a value of", path, status);
     tree.values.emplace_back(name, value);
   }
-  for (const std::string& name : KeyNames(registry, key)) {
+  for (const std::string& name : KeyNames(registry, *key, path)) {
     tree.keys.push_back({name, ReadTree(registry, path + "\\" + name)});
   }
   return tree;
@@ -144,7 +194,7 @@ RegistryTree ReadTree(Registry& registry, const std::string& path) {
 
 void WriteTree(Registry& registry, const std::string& path, const RegistryTree& tree) {
   RegKey key = 0;
-  const RegStatus status = registry.CreateKey(kHKeyLocalMachine, path, key);
+  const RegStatus status = registry.CreateKey(kSettingsHive, path, key);
   if (status != kErrorSuccess) Fail("create", path, status);
   const OpenKey closer(registry, key);
 

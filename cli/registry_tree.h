@@ -42,12 +42,19 @@ inline bool RegistryTree::operator==(const RegistryTree& other) const {
   return values == other.values && keys == other.keys;
 }
 
-/// The key at `path` of the local machine with all below it; empty when there is none. A Failure
-/// when it cannot be read.
+// Paths are relative to the hive of the settings. Unlike basRegistry, to which what cannot be read
+// is absent, these report every access that fails, as a Failure with the key: whoever types a
+// command, or keeps an export as a backup, must not take a part for the whole.
+
+bool KeyExists(Registry& registry, const std::string& path);
+/// Names of the subkeys; none when there is no such key.
+std::vector<std::string> KeyNames(Registry& registry, const std::string& path);
+/// The value as a text: digits for a number; "" when there is none, or one of another type.
+std::string ReadText(Registry& registry, const std::string& path, const std::string& name);
+/// The key with all below it; empty when there is none.
 RegistryTree ReadTree(Registry& registry, const std::string& path);
 
-/// Writes all values of `tree` below `path`; what the store holds besides stays. A Failure names
-/// the key that could not be written.
+/// Writes all values of `tree` below `path`; what the store holds besides stays.
 void WriteTree(Registry& registry, const std::string& path, const RegistryTree& tree);
 
 Json ToJson(const RegistryTree& tree);

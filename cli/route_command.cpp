@@ -1,6 +1,7 @@
 // mvsms route: which service serves which number prefix.
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "cli/commands.h"
 #include "cli/store.h"
@@ -51,8 +52,8 @@ void Show(Context& context, const RouteOptions& options) {
   context.out << route["service"].get<std::string>() << '\n';
 }
 
-void Write(ProfileStore& store, const std::string& prefix, const std::string& service) {
-  store.Set(RoutePath(prefix), {{kUseService, TextValue(ExistingService(store, service))}});
+std::pair<std::string, RegistryValue> LeadingTo(ProfileStore& store, const std::string& service) {
+  return {kUseService, TextValue(ExistingService(store, service))};
 }
 
 // A prefix is compared with a number in digits, so nothing else could ever match.
@@ -66,12 +67,13 @@ void Add(Context& context, const RouteOptions& options) {
   if (store.Exists(RoutePath(prefix))) {
     throw UsageError("there is a route \"" + options.prefix + "\" already");
   }
-  Write(store, prefix, options.service);
+  store.Add(RoutePath(prefix), {LeadingTo(store, options.service)});
 }
 
 void Set(Context& context, const RouteOptions& options) {
   ProfileStore store(context);
-  Write(store, ExistingRoute(store, options.prefix), options.service);
+  const std::string prefix = ExistingRoute(store, options.prefix);
+  store.Set(RoutePath(prefix), {LeadingTo(store, options.service)});
 }
 
 void Delete(Context& context, const RouteOptions& options) {

@@ -116,14 +116,17 @@ class SendRun {
                                            : "the message was not accepted");
   }
 
-  // Who holds the modem's device, for a send that could not get it; "" when nobody does.
-  std::string DeviceOwner() {
+  // Who holds the modem's device, for a send that could not get it; "" when nobody does. The send
+  // is over: settings that cannot be read now cost this hint, not the exit code.
+  std::string DeviceOwner() try {
     ProfileStore store(context_);
     std::string modem = store.Get(ServicePath(service_), "ModemName");
     if (modem.empty() || modem == "Default" || modem == "Standard") {
       modem = store.Get("", "DefaultModem");
     }
     return ModemInUse(context_, modem);
+  } catch (const Failure&) {
+    return "";
   }
 
   Context& context_;

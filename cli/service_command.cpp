@@ -172,7 +172,7 @@ void Add(Context& context, const ServiceOptions& options) {
       if (blank.first == key) blank.second = value;
     }
   }
-  store.Set(ServicePath(service), values);
+  store.Add(ServicePath(service), values);
   // A service of the catalogue takes the prefixes that it brings, also from another service.
   for (const std::string& prefix : Split(FieldOf(origin, catalogue::kPrefixes), ';')) {
     if (!prefix.empty()) store.Set(RoutePath(prefix), {{kUseService, TextValue(service)}});
@@ -187,16 +187,17 @@ void Set(Context& context, const ServiceOptions& options) {
   store.Set(ServicePath(service), values);
 }
 
-// The routes of a deleted service stay, and point to no service.
+// The routes of a deleted service stay, and point to no service. The service goes last, so that a
+// command which could not do it all can be given again.
 void Delete(Context& context, const ServiceOptions& options) {
   ProfileStore store(context);
   const std::string service = ExistingService(store, options.name);
-  store.Delete(ServicePath(service));
   for (const std::string& prefix : store.Keys("Routing")) {
     if (FoldCase(store.Get(RoutePath(prefix), kUseService)) == FoldCase(service)) {
       store.Set(RoutePath(prefix), {{kUseService, TextValue("")}});
     }
   }
+  store.Delete(ServicePath(service));
 }
 
 std::string Meanings() {

@@ -36,23 +36,24 @@ std::string ProfileStore::Path(const std::string& key) const {
   return key.empty() ? base_key_ : base_key_ + "\\" + key;
 }
 
-bool ProfileStore::Exists(const std::string& key) {
-  RegKey open = 0;
-  if (registry_.OpenKey(kSettingsHive, Path(key), kMaximumAllowed, open) != kErrorSuccess) {
-    return false;
-  }
-  registry_.CloseKey(open);
-  return true;
-}
+bool ProfileStore::Exists(const std::string& key) { return KeyExists(registry_, Path(key)); }
 
 std::string ProfileStore::Get(const std::string& key, const std::string& name) {
-  return ToText(basRegistry::GetValue(registry_, kSettingsHive, Path(key), name, {}));
+  return ReadText(registry_, Path(key), name);
 }
 
 std::vector<std::string> ProfileStore::Keys(const std::string& key) {
-  std::vector<std::string> names = basRegistry::EnumKeys(registry_, kSettingsHive, Path(key));
-  if (names.front().empty()) names.clear();
-  return names;
+  return KeyNames(registry_, Path(key));
+}
+
+void ProfileStore::Add(const std::string& key,
+                       const std::vector<std::pair<std::string, RegistryValue>>& values) {
+  try {
+    Set(key, values);
+  } catch (const Failure&) {
+    basRegistry::DeleteKey(registry_, kSettingsHive, Path(key));
+    throw;
+  }
 }
 
 void ProfileStore::Set(const std::string& key,

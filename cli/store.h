@@ -1,5 +1,5 @@
-// The settings of the chosen profile, as the command reads and changes them. Unlike basRegistry it
-// reports every access that fails: whoever types a command wants to know that it did nothing.
+// The settings of the chosen profile, as the command reads and changes them; every access that
+// fails is reported (see registry_tree.h).
 #pragma once
 
 #include <string>
@@ -25,6 +25,9 @@ class ProfileStore {
   std::string Get(const std::string& key, const std::string& name);
   /// Names of the subkeys in the store's order.
   std::vector<std::string> Keys(const std::string& key);
+  /// Makes a key with these values. When not all could be written, none are left.
+  void Add(const std::string& key,
+           const std::vector<std::pair<std::string, RegistryValue>>& values);
   /// Writes values, creating the key where needed.
   void Set(const std::string& key,
            const std::vector<std::pair<std::string, RegistryValue>>& values);
