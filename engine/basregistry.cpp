@@ -130,7 +130,7 @@ std::string ToText(const Variant& value) {
   return text != nullptr ? *text : std::string();
 }
 
-bool ToBoolean(const Variant& value) { return ToWholeNumber(value) != 0; }
+bool ToBoolean(const Variant& value) { return ToNumber(ToText(value)) != 0; }
 
 std::int32_t ToWholeNumber(const Variant& value) { return ToLong(ToText(value)); }
 

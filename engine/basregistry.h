@@ -46,7 +46,8 @@ std::string StripNul(const std::string& Text);
 
 /// Nothing is "", a number its decimal digits.
 std::string ToText(const Variant& value);
-/// True for any number but 0, also one written as text; nothing and empty text are false.
+/// True for any number but 0, a fraction too, also one written as text; nothing and empty text are
+/// false, any other text is an error.
 bool ToBoolean(const Variant& value);
 /// The whole value as a rounded number; nothing and empty text are 0, any other text is an error.
 std::int32_t ToWholeNumber(const Variant& value);

@@ -76,6 +76,17 @@ void Raise(Event handler, Arguments&... arguments) {
   }
 }
 
+/// A status window that cannot be made, written or closed is done without: neither the text nor the
+/// result of a send depends on it.
+template <class Use>
+void UseStatusWindow(Use use) {
+  try {
+    use();
+  } catch (const std::exception&) {
+    // It shows nothing more; the events say all that it would have.
+  }
+}
+
 /// Marks a piece of work with the line for as long as it lives. An event that the host gets from
 /// within it must not end in a second send: that one would take the line from under the first.
 class LineInUse {
@@ -125,6 +136,9 @@ bool Sender::SendMessage(std::string& Recipient, std::string& Originator, std::s
     return Fail(error.number(), error.description());
   } catch (const std::exception& error) {
     return Fail(kErrInternal, error.what());
+  } catch (
+      ...) {  // the host's message loop runs within a send, with whatever the host throws there
+    return Fail(kErrInternal, "Unknown error");
   }
 }
 
@@ -257,7 +271,9 @@ void Sender::CloseConnection(Attempt& attempt) {
 void Sender::End(bool sent) {
   AddStatus(kFrame + DateAndTime(apartment_.platform().clock()) +
             " - End sending message. Result:  " + (sent ? "Success" : "Failed"));
-  if (status_window_) status_window_->StartHide();
+  UseStatusWindow([this] {
+    if (status_window_) status_window_->StartHide();
+  });
 }
 
 /// Reports a failure of the pipeline itself.
@@ -287,17 +303,15 @@ void Sender::AddStatus(const std::string& Text) {
   Raise(OnStatusChange, Status);
 }
 
-/// Brings the text to the status window. A window that cannot be made or written is done without.
+/// Brings the text to the status window.
 void Sender::Show() {
-  try {
+  UseStatusWindow([this] {
     if (!status_window_ && make_status_window_) {
       status_window_ = make_status_window_();
       status_window_->Show();
     }
     if (status_window_) status_window_->SetText(Status);
-  } catch (const std::exception&) {
-    // The text and the events do not depend on it.
-  }
+  });
 }
 
 void Sender::Log(const std::string& text) {

@@ -24,6 +24,8 @@ Result Guarded(Result fallback, Body&& body, Report&& report) {
     report(error.number(), error.description());
   } catch (const std::exception& error) {
     report(kErrUnnumbered, std::string(error.what()));
+  } catch (...) {
+    report(kErrUnnumbered, std::string("Unknown error"));
   }
   return fallback;
 }

@@ -206,6 +206,8 @@ std::string BuildUCPMessage(const std::string& Recipient, const std::string& Ori
     return WithCheckSum(WithLength(frame));
   } catch (const RaisedError& error) {
     return Fail(ErrText, std::to_string(error.number()) + ": " + error.description());
+  } catch (const std::exception& error) {
+    return Fail(ErrText, error.what());
   }
 }
 

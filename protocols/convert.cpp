@@ -72,6 +72,14 @@ void RaiseTypeMismatch() { throw RaisedError(kErrTypeMismatch, kSource, "Type mi
 
 double Val(std::string_view text) { return ReadNumber(WithoutLeadingBlanks(text)).value; }
 
+double ToNumber(std::string_view text) {
+  if (text.empty()) return 0;
+  const std::string_view trimmed = WithoutOuterBlanks(text);
+  const Magnitude number = ReadNumber(trimmed);
+  if (number.length == 0 || number.length != trimmed.size()) RaiseTypeMismatch();
+  return number.value;
+}
+
 std::int32_t ToLong(double value) {
   using Limits = std::numeric_limits<std::int32_t>;
   const double rounded = std::nearbyint(value);  // ties to even: the default rounding mode
@@ -79,13 +87,7 @@ std::int32_t ToLong(double value) {
   return static_cast<std::int32_t>(rounded);
 }
 
-std::int32_t ToLong(std::string_view text) {
-  if (text.empty()) return 0;
-  const std::string_view trimmed = WithoutOuterBlanks(text);
-  const Magnitude number = ReadNumber(trimmed);
-  if (number.length == 0 || number.length != trimmed.size()) RaiseTypeMismatch();
-  return ToLong(number.value);
-}
+std::int32_t ToLong(std::string_view text) { return ToLong(ToNumber(text)); }
 
 std::string Trim(std::string_view text) { return std::string(WithoutOuterBlanks(text)); }
 

@@ -21,12 +21,14 @@ inline constexpr std::int32_t kErrTypeMismatch = 13;
 /// exponent. 0 when it begins with none; infinite when the number is too large for a double.
 double Val(std::string_view text);
 
+/// The number that the whole of `text` is, surrounding blanks aside. Empty text is 0, because an
+/// absent setting reads as empty. Throws RaisedError 13 for any other text that is not a number.
+double ToNumber(std::string_view text);
+
 /// The nearest whole number, the even one when two are equally near. Throws RaisedError 6 outside
 /// 32 bits and for a value that is no number.
 std::int32_t ToLong(double value);
-/// The whole of `text`, surrounding blanks aside, read as a number and rounded likewise. Empty
-/// text is 0, because an absent setting reads as empty. Throws RaisedError 13 for any other text
-/// that is not a number and RaisedError 6 outside 32 bits.
+/// ToNumber, rounded likewise; throws what both throw.
 std::int32_t ToLong(std::string_view text);
 
 /// `text` without the blanks (code 32, nothing else) at both ends.

@@ -23,7 +23,7 @@ class SessionHost {
   /// Processes the host's pending events.
   virtual void DoEvents() = 0;
 
-  /// True once the centre has let us in. The pipeline clears it when a send starts.
+  /// True once the centre has let us in. The pipeline clears it when it takes up a line.
   bool logged_in = false;
   /// A later attempt may cure the failure. The pipeline clears it when a send starts and passes it
   /// on as RetrySuggested.

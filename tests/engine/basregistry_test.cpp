@@ -209,6 +209,43 @@ TEST_F(BasRegistry, DeletingWhatIsNotThereFails) {
   EXPECT_FALSE(DeleteKey(registry_, kHive, "No\\B"));
 }
 
+/// A store that notes with which rights its keys are opened. It refuses them all.
+class AccessNotes : public Registry {
+ public:
+  RegStatus OpenKey(RegKey, const std::string&, std::uint32_t access, RegKey&) override {
+    accesses.push_back(access);
+    return kErrorAccessDenied;
+  }
+  RegStatus CreateKey(RegKey, const std::string&, RegKey&) override { return kErrorAccessDenied; }
+  RegStatus CloseKey(RegKey) override { return kErrorInvalidHandle; }
+  RegStatus QueryValueInfo(RegKey, const std::string&, RegType&, std::uint32_t&) override {
+    return kErrorInvalidHandle;
+  }
+  RegStatus QueryValue(RegKey, const std::string&, RegType&, std::string&) override {
+    return kErrorInvalidHandle;
+  }
+  RegStatus SetValue(RegKey, const std::string&, RegType, const std::string&) override {
+    return kErrorInvalidHandle;
+  }
+  RegStatus EnumKey(RegKey, std::uint32_t, std::size_t, std::string&) override {
+    return kErrorInvalidHandle;
+  }
+  RegStatus EnumValue(RegKey, std::uint32_t, std::string&) override { return kErrorInvalidHandle; }
+  RegStatus DeleteKey(RegKey, const std::string&) override { return kErrorInvalidHandle; }
+  bool HasDeleteTree() override { return true; }
+  RegStatus DeleteTree(RegKey, const std::string&) override { return kErrorInvalidHandle; }
+
+  std::vector<std::uint32_t> accesses;
+};
+
+TEST(RegistryAccess, ReadingAsksForWhatIsAllowedListingAndDeletingForEverything) {
+  AccessNotes notes;
+  GetValue(notes, kHive, "A\\B", "V", {});
+  EnumKeys(notes, kHive, "A\\B");
+  DeleteKey(notes, kHive, "A\\B");
+  EXPECT_THAT(notes.accesses, ElementsAre(0x02000000U, 0x3FU, 0x3FU));
+}
+
 TEST_F(BasRegistry, StripNulKeepsThePartBeforeTheFirstNul) {
   EXPECT_EQ(StripNul(std::string("ab\0c\0", 5)), "ab");
   EXPECT_EQ(StripNul("abc"), "abc");
@@ -229,6 +266,8 @@ TEST(VariantConversion, BooleanIsTrueForEveryNumberButZero) {
   EXPECT_TRUE(ToBoolean(Number(1)));
   EXPECT_TRUE(ToBoolean(Number(-1)));
   EXPECT_TRUE(ToBoolean(Text("2")));
+  EXPECT_TRUE(ToBoolean(Text("0.4")));
+  EXPECT_TRUE(ToBoolean(Text("3000000000")));
 }
 
 TEST(VariantConversion, WholeNumberRefusesTextThatIsNone) {

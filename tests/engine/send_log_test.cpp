@@ -73,6 +73,16 @@ TEST_F(SendLog, FolderThatDoesNotExistCostsOnlyTheLog) {
   EXPECT_THAT(host_.errors, IsEmpty());
 }
 
+TEST_F(SendLog, LineIsInTheLogBeforeTheEventTellsOfIt) {
+  host_.sender.LogFilePath = "pages.txt";
+  host_.on_status = [this](std::string& status) {
+    const std::string line = status.substr(status.rfind("\r\n", status.size() - 3) + 2);
+    EXPECT_THAT(Log("pages.txt"), testing::HasSubstr(line));
+  };
+  host_.Send("");
+  EXPECT_THAT(host_.statuses, testing::SizeIs(4));
+}
+
 TEST_F(SendLog, HandlerMayMoveIt) {
   host_.sender.LogFilePath = "first.txt";
   host_.on_error = [&](std::int32_t&, std::string&, std::string&) {

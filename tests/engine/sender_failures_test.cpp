@@ -228,6 +228,39 @@ TEST_F(SenderFailure, PortThatCannotBeTakenOverIsClosedAgain) {
   EXPECT_EQ(host_.platform.active_calls(), 0U);
 }
 
+TEST_F(SenderFailure, FailedHangUpOfAFailedCallIsReportedWithTheTextOfTheCall) {
+  host_.AddTapService();
+  host_.platform.lines[0].port_error = 5;
+  host_.platform.lines[0].hang_up_fails = true;
+  EXPECT_FALSE(host_.Send("Hello"));
+  EXPECT_EQ(host_.errors.back(),
+            "4570|Error closing connection: Unable to connect to the specified phone number|"
+            "Sender.SendMessage");
+  EXPECT_EQ(host_.Lines().back(), test::kFailedLine);
+}
+
+TEST_F(SenderFailure, PortThatCannotBeOpenedIsReportedByTheMediumAndAsError0) {
+  host_.AddTapService();
+  host_.platform.lines[0].dead_port = true;
+  EXPECT_FALSE(host_.Send("Hello"));
+  EXPECT_THAT(host_.errors, ElementsAre("-2147190494|Unable to open communications device|"
+                                        "TAPILine.ISMSMedium_Connect",
+                                        "0||Sender.SendMessage"));
+  EXPECT_THAT(host_.Lines(), testing::IsSupersetOf({"0: ", "Closing connection.."}));
+  EXPECT_EQ(host_.Lines().back(), test::kFailedLine);
+  EXPECT_EQ(host_.platform.active_calls(), 0U);
+}
+
+TEST_F(SenderFailure, The101stSendOfAThreadFindsNoTimer) {
+  host_.AddTapService();
+  for (int i = 0; i < 100; ++i) EXPECT_TRUE(host_.Send("Hello"));
+  EXPECT_FALSE(host_.Send("Hello"));
+  EXPECT_THAT(host_.errors, ElementsAre("-2147207853|No more than 10 timers allowed per class|"
+                                        "TAPILine.ISMSMedium_Connect",
+                                        "0||Sender.SendMessage"));
+  EXPECT_EQ(host_.platform.active_calls(), 0U);
+}
+
 TEST_F(SenderFailure, SecondSendFromAnEventFindsTheModemInUseAndTheFirstGoesOn) {
   host_.AddTapService();
   bool second = true;
@@ -335,6 +368,41 @@ TEST_F(SenderFailure, ErrorThatIsNoRaisedOneIsReportedAsInternal) {
   host_.platform.After(memory::Millis(4000), [] { throw std::runtime_error("broken"); });
   EXPECT_FALSE(host_.Send("Hello"));
   EXPECT_THAT(host_.errors, ElementsAre("51|broken|Sender.SendMessage"));
+}
+
+TEST_F(SenderFailure, WhateverTheHostsMessageLoopThrowsIsReportedAsInternal) {
+  host_.AddTapService();
+  host_.platform.After(memory::Millis(4000), [] { throw 5; });
+  EXPECT_FALSE(host_.Send("Hello"));
+  EXPECT_THAT(host_.errors, ElementsAre("51|Unknown error|Sender.SendMessage"));
+}
+
+// --- the status window ---------------------------------------------------------------------------
+
+/// Works until it is told to break.
+struct FragileWindow : StatusWindow {
+  explicit FragileWindow(std::string& at) : breaks_at(at) {}
+  void Show() override { BreakIf("Show"); }
+  void SetText(const std::string&) override { BreakIf("SetText"); }
+  void StartHide() override { BreakIf("StartHide"); }
+  void BreakIf(const std::string& operation) const {
+    if (breaks_at == operation) throw RaisedError(7, "Form", "Out of memory");
+  }
+  std::string& breaks_at;
+};
+
+TEST_F(SenderFailure, StatusWindowThatBreaksCostsNothingButItself) {
+  std::string broken;
+  Sender sender(host_.apartment, [&] { return std::make_unique<FragileWindow>(broken); });
+  host_.Listen(sender);
+  host_.AddTapService();
+  host_.profile.Set("ShowStatus", 1);
+  for (const char* operation : {"", "SetText", "StartHide", "Show"}) {
+    broken = operation;
+    std::string text = "Hello";
+    EXPECT_TRUE(sender.SendMessage(host_.recipient, host_.originator, text, host_.service));
+    EXPECT_THAT(host_.errors, IsEmpty()) << operation;
+  }
 }
 
 }  // namespace

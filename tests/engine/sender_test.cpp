@@ -121,11 +121,23 @@ TEST_F(SenderTest, NothingStaysOpenAfterASend) {
 }
 
 TEST_F(SenderTest, LineSettingsReachThePort) {
-  host_.AddTapService({{"BaudRate", "1200"}, {"ModemSetting", "7E1"}});
-  EXPECT_TRUE(host_.Send("Hello"));
-  EXPECT_NE(
-      std::find(host_.platform.calls.begin(), host_.platform.calls.end(), "Comm.SetCommState"),
-      host_.platform.calls.end());
+  const auto settings = [this](const char* baud_rate, const char* framing) {
+    host_.AddTapService({{"BaudRate", baud_rate}, {"ModemSetting", framing}});
+    EXPECT_TRUE(host_.Send("Hello"));
+    const Dcb& dcb = host_.platform.ports.back()->requests.dcbs.back();
+    return std::vector<int>{static_cast<int>(dcb.BaudRate), dcb.ByteSize, dcb.Parity, dcb.StopBits};
+  };
+  EXPECT_THAT(settings("1200", "7E1"), ElementsAre(1200, 7, 1, 1));
+  EXPECT_THAT(settings("300", "8N2"), ElementsAre(300, 8, 0, 2));
+}
+
+TEST_F(SenderTest, LinesOwnRateStaysWhereTheServiceNamesNone) {
+  host_.platform.lines[0].port.dcb.BaudRate = 19200;
+  for (const char* baud_rate : {"Auto", "ISDN", ""}) {
+    host_.AddTapService({{"BaudRate", baud_rate}});
+    EXPECT_TRUE(host_.Send("Hello"));
+    EXPECT_EQ(host_.platform.ports.back()->requests.dcbs.back().BaudRate, 19200U) << baud_rate;
+  }
 }
 
 // --- the arguments -----------------------------------------------------------------------------

@@ -154,5 +154,15 @@ TEST(Guarded, ReportsAnyOtherExceptionAsUnnumbered) {
   EXPECT_EQ(report, "-2147467259 odd");
 }
 
+TEST(Guarded, ReportsWhateverElseIsThrown) {
+  std::string report;
+  Guarded(
+      false, []() -> bool { throw 5; },
+      [&](std::int32_t number, const std::string& text) {
+        report = std::to_string(number) + " " + text;
+      });
+  EXPECT_EQ(report, "-2147467259 Unknown error");
+}
+
 }  // namespace
 }  // namespace mvsms
