@@ -1,9 +1,19 @@
 // Text files in the ANSI code page.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
+#include "platform/raised_error.h"
+
 namespace mvsms {
+
+inline constexpr std::int32_t kErrFileAccess = 75;
+
+/// Throws what Read throws.
+[[noreturn]] inline void RaiseFileAccess(const std::string& path) {
+  throw RaisedError(kErrFileAccess, "mvSMS", "Path/File access error: " + path);
+}
 
 class TextFile {
  public:
@@ -12,7 +22,8 @@ class TextFile {
   /// closes it again, so that the file can be read, moved or deleted between two calls. Two
   /// processes that append at once do not mix within one call. False on any failure.
   virtual bool Append(const std::string& path, const std::string& text) = 0;
-  /// Reads the whole file. False, with `text` as it was, when it does not exist or cannot be read.
+  /// Reads the whole file. False, with `text` as it was, when there is no such file; throws
+  /// RaisedError 75 with the path when there is one that cannot be read.
   virtual bool Read(const std::string& path, std::string& text) = 0;
 };
 

@@ -51,7 +51,7 @@ bool Catalogue::Load(Platform& platform) {
 
 void Catalogue::Add(const std::string& line) {
   CatalogueRecord record = Split(line, ',');
-  if (!FieldOf(record, catalogue::kName).empty()) records_.push_back(std::move(record));
+  if (!record.empty()) records_.push_back(std::move(record));
 }
 
 const CatalogueRecord* Catalogue::Find(const std::string& id) const {

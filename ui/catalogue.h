@@ -50,8 +50,9 @@ std::vector<std::string> Split(const std::string& text, char separator);
 
 class Catalogue {
  public:
-  /// Reads the file in the component's folder. False, and an empty catalogue, when there is none.
-  /// Lines without a service name (blank or damaged ones) are left out.
+  /// Reads the file in the component's folder. False, and an empty catalogue, when there is none;
+  /// throws RaisedError when there is one that cannot be read. Blank lines are left out; any other
+  /// is kept as it is, however few fields it has.
   bool Load(Platform& platform);
 
   /// The services, in the file's order.

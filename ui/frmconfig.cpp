@@ -303,11 +303,15 @@ void frmConfig::cmdSrvAdd_Click() {
     const CatalogueRecord record = dialog->Result();
     if (record.empty()) return;
     const std::string& name = FieldOf(record, catalogue::kName);
+    if (name.empty()) {  // would be written into the key of all services
+      statement([&] { HandleErrorLoc(0, "Error creating key!", "cmdSrvAdd_Click"); });
+      return;
+    }
     if (lsServices.Find(name) != ListView::kNone) {
       statement([&] { Say(string_id::kEntryExists); });
       return;
     }
-    statement([&] { AddService(record); });
+    AddService(statement, record);
     statement([&] { FillServices(); });
     statement([&] { FillRoutes(); });
     statement([&] { lsServices.SelectText(name); });
@@ -319,32 +323,25 @@ void frmConfig::cmdSrvAdd_Click() {
   });
 }
 
-void frmConfig::AddService(const CatalogueRecord& record) {
-  const std::string key = ServiceKey(profile_key_, FieldOf(record, catalogue::kName));
-  if (!Write(key, "Default", std::string(), RegType::kSz)) {
-    HandleErrorLoc(0, "Error creating key!", "cmdSrvAdd_Click");
-  }
-  SaveService(key, record);
-  TakeOverPrefixes(record);
-}
-
-void frmConfig::SaveService(const std::string& key, const CatalogueRecord& record) {
+void frmConfig::AddService(Procedure& statement, const CatalogueRecord& record) {
+  const std::string& name = FieldOf(record, catalogue::kName);
+  const std::string key = ServiceKey(profile_key_, name);
+  const auto write = [&](const std::string& path, const char* value, const std::string& text,
+                         const char* failure, const char* procedure) {
+    statement([&] {
+      if (!Write(path, value, text, RegType::kSz)) HandleErrorLoc(0, failure, procedure);
+    });
+  };
+  write(key, "Default", "", "Error creating key!", "cmdSrvAdd_Click");
   for (const ServiceValue& value : ServiceValues(record)) {
-    if (!Write(key, value.name, value.text, RegType::kSz)) {
-      HandleErrorLoc(0, "Error saving value!", "SaveValues");
-    }
+    write(key, value.name, value.text, "Error saving value!", "SaveValues");
   }
-}
-
-/// A catalogue service takes the prefixes it brings, also from another service.
-void frmConfig::TakeOverPrefixes(const CatalogueRecord& record) {
+  // A catalogue service takes the prefixes it brings, also from another service.
   for (const std::string& prefix : Split(FieldOf(record, catalogue::kPrefixes), ';')) {
     if (prefix.empty()) continue;
-    const std::string key = RouteKey(profile_key_, prefix);
-    basRegistry::DeleteKey(platform().registry(), kSettingsHive, key);
-    if (!Write(key, kUseService, FieldOf(record, catalogue::kName), RegType::kSz)) {
-      HandleErrorLoc(0, "Error creating routing key!", "cmdSrvAdd_Click");
-    }
+    const std::string route = RouteKey(profile_key_, prefix);
+    statement([&] { basRegistry::DeleteKey(platform().registry(), kSettingsHive, route); });
+    write(route, kUseService, name, "Error creating routing key!", "cmdSrvAdd_Click");
   }
 }
 

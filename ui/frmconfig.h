@@ -65,9 +65,7 @@ class frmConfig final : public Form {
   void FillServices();
   void FillRoutes();
   void cmdSrvAdd_Click();
-  void AddService(const CatalogueRecord& record);
-  void SaveService(const std::string& key, const CatalogueRecord& record);
-  void TakeOverPrefixes(const CatalogueRecord& record);
+  void AddService(Procedure& statement, const CatalogueRecord& record);
   void cmdSrvEdit_Click();
   void cmdSrvDelete_Click();
   void cmdRouteAdd_Click();

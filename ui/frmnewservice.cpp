@@ -86,8 +86,8 @@ void frmNewService::LoadFile() {
   RunProcedure(platform(), kModule, "LoadFile", [&](Procedure& statement) {
     statement([&] { cmbLanguage.Clear(); });
     statement([&] { cmbLanguage.AddItem(LoadResString(platform().locale(), string_id::kAll)); });
-    const bool exists = statement([&] { return catalogue_.Load(platform()); });
-    if (!exists) {
+    const bool missing = statement([&] { return !catalogue_.Load(platform()); });
+    if (missing) {
       statement([&] {
         platform().forms().MsgBox("Default file not found (smstransports.inf)", msgbox::kOkOnly,
                                   "");
@@ -148,7 +148,8 @@ void frmNewService::lblProviderInfo_Click() {
     statement([&] {
       basCommon::OpenDocument(
           platform().shell(),
-          page + "?Language=" + LoadResString(platform().locale(), string_id::kLanguageCode));
+          page + (page.find('?') == std::string::npos ? "?" : "&") +
+              "Language=" + LoadResString(platform().locale(), string_id::kLanguageCode));
     });
   });
 }

@@ -2,7 +2,8 @@
 #include "ui/frmserviceproperties.h"
 
 #include <array>
-#include <cstdio>
+#include <charconv>
+#include <cmath>
 #include <utility>
 
 #include "diagnostics/procedure.h"
@@ -42,9 +43,13 @@ void AddAll(ComboBox& combo, std::initializer_list<const char*> entries) {
 }  // namespace
 
 std::string NumberText(const std::string& stored) {
+  const double number = Val(stored) + 0.0;  // a negative zero is shown as zero
+  if (!std::isfinite(number)) RaiseOverflow();
+  constexpr int kDigits = 15;  // what a double keeps of any decimal number
   std::array<char, 40> text{};
-  std::snprintf(text.data(), text.size(), "%.15g", Val(stored));
-  return text.data();
+  const auto end = std::to_chars(text.data(), text.data() + text.size(), number,
+                                 std::chars_format::general, kDigits);
+  return {text.data(), end.ptr};
 }
 
 frmServiceProperties::frmServiceProperties(Platform& platform)
@@ -119,6 +124,7 @@ frmServiceProperties::frmServiceProperties(Platform& platform)
 void frmServiceProperties::Form_Load() {
   LocalizeForm(*this);
   Locale& locale = platform().locale();
+  ResumeNext([&] { MessageType.Clear(); });  // of an earlier loading
   ResumeNext(
       [&] { MessageType.AddItem(LoadResString(locale, string_id::kNumeric), /*item_data=*/2); });
   ResumeNext([&] {
@@ -145,7 +151,7 @@ void frmServiceProperties::LoadValues() {
                                                        {&ModemSetting, "ModemSetting"},
                                                        {&ModemName, "ModemName"}};
   RunProcedure(platform(), kModule, "LoadValues", [&](Procedure& statement) {
-    statement([&] { FillModems(); });
+    FillModems(statement);
     statement([&] { txtName.SetText(RegPath.substr(RegPath.rfind('\\') + 1)); });
     for (const auto& [box, value] : texts) {
       statement([&, field = box, name = value] { field->SetText(Stored(name)); });
@@ -162,11 +168,14 @@ void frmServiceProperties::LoadValues() {
   });
 }
 
-void frmServiceProperties::FillModems() {
-  ModemName.Clear();
-  for (const std::string& name : ModemNames(platform())) ModemName.AddItem(name);
-  ModemName.InsertItem(LoadResString(platform().locale(), string_id::kDefault), 0);
-  ModemName.SetListIndex(0);
+void frmServiceProperties::FillModems(Procedure& statement) {
+  statement([&] { ModemName.Clear(); });
+  for (const std::string& name : statement([&] { return ModemNames(platform()); })) {
+    statement([&] { ModemName.AddItem(name); });
+  }
+  statement(
+      [&] { ModemName.InsertItem(LoadResString(platform().locale(), string_id::kDefault), 0); });
+  statement([&] { ModemName.SetListIndex(0); });
 }
 
 void frmServiceProperties::EnableProtocolFields() {

@@ -9,6 +9,8 @@
 
 namespace mvsms {
 
+class Procedure;
+
 class frmServiceProperties final : public Form {
  public:
   explicit frmServiceProperties(Platform& platform);
@@ -52,7 +54,7 @@ class frmServiceProperties final : public Form {
  private:
   void Form_Load() override;
   void LoadValues();
-  void FillModems();
+  void FillModems(Procedure& statement);
   void SaveValues();
   void EnableProtocolFields();
   void OKButton_Click();
@@ -65,6 +67,7 @@ class frmServiceProperties final : public Form {
 };
 
 /// A stored text as a number field shows it: the number that it begins with, "0" without one.
+/// Throws RaisedError 6 for a number that is too large for any field.
 std::string NumberText(const std::string& stored);
 
 }  // namespace mvsms

@@ -10,12 +10,9 @@
 namespace mvsms {
 namespace {
 
-// Where the three fields are remembered in the per-user settings store.
+// Where the fields are remembered in the per-user settings store.
 constexpr char kApplication[] = "mvSMS";
 constexpr char kSection[] = "Test";
-constexpr char kSenderKey[] = "Sender";
-constexpr char kRecipientKey[] = "Recipient";
-constexpr char kMessageKey[] = "Message";
 
 constexpr TextBox::Style kManyLines = {.multi_line = true};
 constexpr TextBox::Style kLog = {.multi_line = true, .locked = true};
@@ -61,17 +58,21 @@ frmTest::frmTest(Apartment& apartment)
       apartment_(apartment) {
   cmdSend.OnClick = [this] { cmdSend_Click(); };
   cmdAbort.OnClick = [this] { cmdAbort_Click(); };
-  cmdClose.OnClick = [this] { ResumeNext([this] { cmdClose_Click(); }); };
+  cmdClose.OnClick = [this] { cmdClose_Click(); };
+}
+
+std::array<std::pair<TextBox*, const char*>, 3> frmTest::RememberedFields() {
+  return {{{&txtSender, "Sender"}, {&txtRecipient, "Recipient"}, {&txtMessage, "Message"}}};
 }
 
 void frmTest::Form_Load() {
   LocalizeForm(*this);
-  const std::pair<TextBox*, const char*> fields[] = {
-      {&txtSender, kSenderKey}, {&txtRecipient, kRecipientKey}, {&txtMessage, kMessageKey}};
-  for (const auto& [box, key] : fields) {
-    box->SetText(platform().user_settings().GetSetting(kApplication, kSection, key, ""));
-  }
   ShowSending(false);
+  for (const auto& [field, key] : RememberedFields()) {
+    ResumeNext([&, box = field, name = key] {
+      box->SetText(platform().user_settings().GetSetting(kApplication, kSection, name, ""));
+    });
+  }
 }
 
 /// A send that still runs is cut short; the form ends when it has.
@@ -102,10 +103,11 @@ void frmTest::cmdAbort_Click() {
 }
 
 void frmTest::cmdClose_Click() {
-  UserSettings& settings = platform().user_settings();
-  settings.SaveSetting(kApplication, kSection, kSenderKey, txtSender.Text());
-  settings.SaveSetting(kApplication, kSection, kRecipientKey, txtRecipient.Text());
-  settings.SaveSetting(kApplication, kSection, kMessageKey, txtMessage.Text());
+  for (const auto& [field, key] : RememberedFields()) {
+    ResumeNext([&, box = field, name = key] {
+      platform().user_settings().SaveSetting(kApplication, kSection, name, box->Text());
+    });
+  }
   Unload();
 }
 

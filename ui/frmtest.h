@@ -2,9 +2,11 @@
 // message centre as it goes on.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "engine/sender.h"
 #include "ui/controls/form.h"
@@ -29,6 +31,8 @@ class frmTest final : public Form {
   CommandButton cmdSend, cmdAbort, cmdClose;
 
  private:
+  /// The fields that are kept from one use to the next, and the names they are kept under.
+  std::array<std::pair<TextBox*, const char*>, 3> RememberedFields();
   void Form_Load() override;
   void Form_Unload() override;
   void cmdSend_Click();

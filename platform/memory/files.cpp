@@ -30,7 +30,7 @@ bool MemoryTextFile::Append(const std::string& path, const std::string& text) {
 }
 
 bool MemoryTextFile::Read(const std::string& path, std::string& text) {
-  if (machine_.Refuses("TextFile.Read")) return false;
+  if (machine_.Refuses("TextFile.Read")) RaiseFileAccess(path);
   const auto found = machine_.platform.files.find(path);
   if (found == machine_.platform.files.end()) return false;
   text = found->second;

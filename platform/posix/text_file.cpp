@@ -41,13 +41,14 @@ class PosixTextFile : public TextFile {
 
   bool Read(const std::string& path, std::string& text) override {
     const UniqueFd file(open(SystemPath(path).c_str(), O_RDONLY | O_CLOEXEC));
-    if (!file) return false;
+    if (!file && errno == ENOENT) return false;
+    if (!file) RaiseFileAccess(path);
     std::string content;
     std::array<char, 65536> buffer;
     for (;;) {
       const ssize_t count = read(file.get(), buffer.data(), buffer.size());
       if (count < 0 && errno == EINTR) continue;
-      if (count < 0) return false;
+      if (count < 0) RaiseFileAccess(path);
       if (count == 0) break;
       content.append(buffer.data(), static_cast<std::size_t>(count));
     }

@@ -92,13 +92,10 @@ class Win32MailClient : public MailClient {
     Check(::CLSIDFromProgID(L"Outlook.Application", &clsid), "Outlook.Application");
     Check(::CoCreateInstance(clsid, nullptr, CLSCTX_SERVER, IID_IDispatch, application_.PutVoid()),
           "Outlook.Application");
-    Value name(std::string("MAPI"));
-    Value space;
-    Invoke(application_.Get(), "GetNamespace", DISPATCH_METHOD, &name, &space);
-    namespace_ = space.TakeObject();
   }
 
   std::unique_ptr<MailItem> CreateItem() override {
+    OpenSession();
     Value kind(kMailItem);
     Value item;
     Invoke(application_.Get(), "CreateItem", DISPATCH_METHOD, &kind, &item);
@@ -108,6 +105,13 @@ class Win32MailClient : public MailClient {
   }
 
  private:
+  void OpenSession() {
+    Value name(std::string("MAPI"));
+    Value space;
+    Invoke(application_.Get(), "GetNamespace", DISPATCH_METHOD, &name, &space);
+    namespace_ = space.TakeObject();
+  }
+
   ComPtr<IDispatch> application_;
   ComPtr<IDispatch> namespace_;  // the session, kept as long as its mails are written
 };

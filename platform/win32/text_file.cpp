@@ -24,14 +24,18 @@ class Win32TextFile : public TextFile {
     const HANDLE file = ::CreateFileA(path.c_str(), GENERIC_READ,
                                       FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                                       nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file == INVALID_HANDLE_VALUE) return false;
+    if (file == INVALID_HANDLE_VALUE) {
+      const DWORD error = ::GetLastError();
+      if (error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND) return false;
+      RaiseFileAccess(path);
+    }
     const UniqueHandle owner(file);
     std::string content;
     std::array<char, 65536> buffer;
     DWORD count = 0;
     do {
       if (!::ReadFile(file, buffer.data(), static_cast<DWORD>(buffer.size()), &count, nullptr)) {
-        return false;
+        RaiseFileAccess(path);
       }
       content.append(buffer.data(), count);
     } while (count != 0);

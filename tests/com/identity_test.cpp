@@ -83,25 +83,50 @@ TEST_F(Identity, EventsHaveTheirIdentifiers) {
 }
 
 TEST_F(Identity, ConfigHasItsMembers) {
-  EXPECT_THAT(Members(Info(IID__Config).Get()),
-              testing::UnorderedElementsAre(Pair("ShowConfigDialog", testing::_),
-                                            Pair("DisableShowWindow", testing::_),
-                                            Pair("EnforceLogging", testing::_)));
+  EXPECT_THAT(Members(Info(IID__Config).Get()), ElementsAre(Pair("ShowConfigDialog", 0x60030000),
+                                                            Pair("DisableShowWindow", 0x40030000),
+                                                            Pair("EnforceLogging", 0x40030001)));
 }
 
-class SendMessageDeclared : public Identity {
+/// One method as the type library declares it.
+class Declared : public Identity {
  protected:
-  SendMessageDeclared() {
+  Declared(const IID& interface_id, MEMBERID member) : info(Info(interface_id)) {
     for (UINT i = 0; SUCCEEDED(info->GetFuncDesc(i, &function)); ++i) {
-      if (function->memid == 0x6003000a) return;
+      if (function->memid == member) return;
       info->ReleaseFuncDesc(function);
     }
     function = nullptr;
   }
-  ~SendMessageDeclared() override { info->ReleaseFuncDesc(function); }
-  ComPtr<ITypeInfo> info = Info(IID__Sender);
+  ~Declared() override { info->ReleaseFuncDesc(function); }
+  ComPtr<ITypeInfo> info;
   FUNCDESC* function = nullptr;
 };
+
+class SendMessageDeclared : public Declared {
+ protected:
+  SendMessageDeclared() : Declared(IID__Sender, 0x6003000a) {}
+};
+
+class ShowConfigDialogDeclared : public Declared {
+ protected:
+  ShowConfigDialogDeclared() : Declared(IID__Config, 0x60030000) {}
+};
+
+TEST_F(ShowConfigDialogDeclared, OwnerAndModalityMayBeLeftOut) {
+  ASSERT_NE(function, nullptr);
+  ASSERT_EQ(function->cParams, 3);
+  EXPECT_FALSE(function->lprgelemdescParam[0].paramdesc.wParamFlags & PARAMFLAG_FOPT);
+  const auto fallback = [this](int parameter) {
+    const PARAMDESC& description = function->lprgelemdescParam[parameter].paramdesc;
+    EXPECT_TRUE(description.wParamFlags & PARAMFLAG_FHASDEFAULT) << parameter;
+    return description.pparamdescex->varDefaultValue;
+  };
+  EXPECT_EQ(fallback(1).vt, VT_I4);
+  EXPECT_EQ(fallback(1).lVal, 0);
+  EXPECT_EQ(fallback(2).vt, VT_BOOL);
+  EXPECT_EQ(fallback(2).boolVal, VARIANT_FALSE);
+}
 
 TEST_F(SendMessageDeclared, TakesFourTextsByReferenceAndGivesABoolean) {
   ASSERT_NE(function, nullptr);

@@ -45,6 +45,12 @@ TEST_F(ErrorDialog, SpeaksEnglish) {
             "to send us the error-description and some version-information via e-mail.");
 }
 
+TEST_F(ErrorDialog, SpeaksEnglishToEverybodyElse) {
+  const std::vector<std::string> english = Captions();
+  platform_.language = 0x040C;  // French
+  EXPECT_EQ(Captions(), english);
+}
+
 TEST_F(ErrorDialog, SpeaksGerman) {
   platform_.language = kLanguageGerman;
   EXPECT_THAT(Captions(), ElementsAre(" Ein Fehler ist aufgetreten", "Senden", "Ignorieren",
@@ -190,6 +196,15 @@ TEST_F(ErrorReport, AnErrorWhileComposingIsNotReportedFurther) {
   }
   EXPECT_TRUE(platform_.mails.empty());
   EXPECT_TRUE(platform_.files.empty());
+}
+
+TEST_F(ErrorReport, ThatCannotBeSentIsNotCalledSent) {
+  for (const char* failing : {"MailItem.SetRecipient", "MailItem.SetSubject", "MailItem.Send"}) {
+    platform_.fail = [failing](const std::string& operation) { return operation == failing; };
+    Send(MsgBoxAnswer::kNo);
+    EXPECT_THAT(platform_.shown, testing::Not(testing::Contains(testing::HasSubstr("success"))))
+        << failing;
+  }
 }
 
 }  // namespace

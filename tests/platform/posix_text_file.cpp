@@ -55,6 +55,18 @@ TEST_F(PosixTextFile, AHomeWithCharactersBeyondTheCodePageIsReached) {
   EXPECT_EQ(Read(home + "/SMSLog\xC3\xA4.txt"), "x");
 }
 
+TEST_F(PosixTextFile, WhatIsThereAndCannotBeReadIsAnError) {
+  std::string text = "before";
+  try {
+    files_->Read(folder_.path(), text);
+    FAIL();
+  } catch (const RaisedError& error) {
+    EXPECT_EQ(error.number(), 75);
+    EXPECT_EQ(error.description(), "Path/File access error: " + folder_.path());
+  }
+  EXPECT_EQ(text, "before");
+}
+
 TEST_F(PosixTextFile, AFolderThatIsMissingFailsAndIsNotMade) {
   EXPECT_FALSE(files_->Append(folder_ / "missing/SMSLog.txt", "x"));
   EXPECT_FALSE(std::filesystem::exists(folder_ / "missing"));

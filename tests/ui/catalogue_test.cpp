@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/memory/memory_platform.h"
+#include "platform/raised_error.h"
 
 namespace mvsms {
 namespace {
@@ -59,9 +60,28 @@ TEST_F(CatalogueFile, ListsEachGroupOnceInTheOrderOfItsFirstAppearance) {
   EXPECT_THAT(catalogue_.Groups(), ElementsAre("x", "y", ""));
 }
 
-TEST_F(CatalogueFile, LeavesOutBlankAndDamagedLines) {
-  Load(std::string("\r\n\n,,,\n12\n\0\0\0\n1,a\n", 19));
+TEST_F(CatalogueFile, LeavesOutBlankLines) {
+  Load("\r\n\n1,a\n\r\n");
   EXPECT_THAT(Names(), ElementsAre("a"));
+}
+
+TEST_F(CatalogueFile, KeepsAShortLineAsItIs) {
+  Load("12\n,,\n1,a\n");
+  EXPECT_THAT(catalogue_.Records(),
+              ElementsAre(ElementsAre("12"), ElementsAre("", "", ""), ElementsAre("1", "a")));
+}
+
+TEST_F(CatalogueFile, ThatCannotBeReadIsNotMissing) {
+  platform_.files[kPath] = kExample;
+  platform_.fail = [](const std::string& operation) { return operation == "TextFile.Read"; };
+  try {
+    catalogue_.Load(platform_);
+    FAIL();
+  } catch (const RaisedError& error) {
+    EXPECT_EQ(error.number(), 75);
+    EXPECT_EQ(error.description(), std::string("Path/File access error: ") + kPath);
+  }
+  EXPECT_TRUE(catalogue_.Records().empty());
 }
 
 TEST_F(CatalogueFile, ReadAgainReplacesWhatWasThere) {

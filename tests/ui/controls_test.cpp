@@ -149,6 +149,12 @@ TEST_F(ListModel, SelectsTheFirstRowWithATextAndScrollsThere) {
   EXPECT_EQ(list_.Selected(), ListView::kNone);
 }
 
+TEST_F(ListModel, ARowScrolledToIsNotScrolledToAgainAfterAnotherSelection) {
+  list_.EnsureVisible(0);
+  list_.Select(2);
+  EXPECT_EQ(list_.VisibleRow(), ListView::kNone);
+}
+
 TEST_F(ListModel, ClearingForgetsTheSelection) {
   list_.Select(2);
   list_.Clear();

@@ -264,6 +264,8 @@ TEST_F(ConfigForm, NumbersThatAreNoneShowAsZero) {
   Open();
   EXPECT_EQ(form_->txtRetries.Text(), "0");
   EXPECT_EQ(form_->txtRetryDelay.Text(), "0");
+  EXPECT_THAT(desk_.platform.stored,
+              testing::IsSupersetOf({"Standard\\Retries#0", "Standard\\RetryDelay#0"}));
 }
 
 TEST_F(ConfigForm, AnUnknownModemOrServiceSelectsNothingAndStaysStored) {
@@ -367,6 +369,34 @@ TEST_F(ConfigForm, AnErrorInAnOptionsHandlerIsIgnored) {
   EXPECT_THAT(desk_.opened, IsEmpty());
 }
 
+// Before the profile is known, no option can be stored.
+TEST_F(ConfigForm, AnOptionThatCannotBeStoredIsReportedByItsHandlerAndStaysAsEntered) {
+  form_ = std::make_shared<frmConfig>(apartment_);
+  form_->Load();
+  form_->cmbModems.AddItem("Modem A");
+  form_->cmbDefaultService.AddItem("City");
+  form_->chkReplacePlus.SetValue(1);
+  form_->chkAddCountry.SetValue(1);
+  form_->txtCountry.SetText("0049");
+  form_->txtRetries.SetText("5");
+  form_->txtRetryDelay.SetText("2");
+  form_->cmbModems.SetListIndex(0);
+  form_->cmbDefaultService.SetListIndex(0);
+  form_->chkShowStatus.SetValue(1);
+  form_->chkWriteLogfile.SetValue(1);
+  std::vector<std::string> expected;
+  for (const char* handler :
+       {"chkReplacePlus_Click", "chkAddCountry_Click", "txtCountry_Change", "txtRetries_Change",
+        "txtRetryDelay_Change", "cmbModems_Click", "cmbDefaultService_Click", "chkShowStatus_Click",
+        "chkWriteLogfile_Click"}) {
+    expected.push_back(
+        std::string("48 : An error has occured: Error saving value! (0)\r\n\r\nProc: ") + handler);
+  }
+  EXPECT_EQ(desk_.Messages(), expected);
+  EXPECT_EQ(form_->txtRetries.Text(), "5");
+  EXPECT_THAT(desk_.platform.stored, IsEmpty());
+}
+
 TEST_F(ConfigForm, ResetModemsDoesNothing) {
   frmConfig& form = Opened();
   form.cmdResetModems.Click();
@@ -443,6 +473,25 @@ TEST_F(ConfigForm, NamesAreComparedExactly) {
   AddBlank("city");
   EXPECT_THAT(desk_.Messages(), IsEmpty());
   EXPECT_EQ(desk_.platform.stored.front(), "City\\Default=");
+}
+
+TEST_F(ConfigForm, AServiceWithoutANameIsReportedAndWritesNothing) {
+  desk_.platform.files[kCatalogue] = "12\n";
+  Opened();
+  AddBlank(",x");
+  AddPredefined(0);
+  const std::string report =
+      "48 : An error has occured: Error creating key! (0)\r\n\r\nProc: cmdSrvAdd_Click";
+  EXPECT_THAT(desk_.Messages(), ElementsAre(report, report));
+  EXPECT_THAT(desk_.platform.stored, IsEmpty());
+}
+
+TEST_F(ConfigForm, AShortEntryOfTheCatalogueStoresWhatItHas) {
+  desk_.platform.files[kCatalogue] = "12,City,,UCP\n";
+  Opened();
+  AddPredefined(0);
+  EXPECT_EQ(desk_.Text(Key("\\Services\\City"), "Protocol"), "UCP");
+  EXPECT_EQ(desk_.Text(Key("\\Services\\City"), "TimeOut"), "");
 }
 
 TEST_F(ConfigForm, ACancelledAddWritesNothingAndLeavesTheDialogLoaded) {
@@ -673,6 +722,30 @@ TEST_F(ConfigForm, OpensTheTestToolWithItsProfile) {
   EXPECT_THAT(desk_.opened, ElementsAre("frmTest"));
 }
 
+TEST_F(ConfigForm, EveryTestToolIsANewOneWithTheRememberedFields) {
+  frmConfig& form = Opened();
+  int opened = 0;
+  desk_.When<frmTest>("frmTest", [&](frmTest& dialog) {
+    EXPECT_EQ(dialog.txtStatus.Text(), "");
+    EXPECT_EQ(dialog.txtSender.Text(), opened++ == 0 ? "" : "Ward 7");
+    dialog.txtSender.SetText("Ward 7");
+    dialog.txtStatus.SetText("said before");
+    dialog.cmdClose.Click();
+  });
+  form.cmdTest.Click();
+  form.cmdTest.Click();
+  EXPECT_EQ(opened, 2);
+}
+
+TEST_F(ConfigForm, FindsTheDiallingLocationByTheExactNameAmongAllLines) {
+  for (const char* name : {"modem a", "Modem", "Modem A"}) desk_.AddModem(name);
+  frmConfig& form = Opened();
+  form.cmbModems.SetListIndex(2);
+  desk_.platform.lines[2].data_modem = false;
+  form.cmdLocation.Click();
+  EXPECT_EQ(std::get<0>(desk_.platform.translate_dialogs.at(0)), "Modem A");
+}
+
 TEST_F(ConfigForm, CloseUnloadsItAndWhatIsLeftOpen) {
   frmConfig& form = Opened();
   frmNewService* dialog = nullptr;
@@ -730,7 +803,9 @@ TEST_F(ConfigErrors, NameTheirProcedure) {
     const char* procedure;
   } rows[] = {
       {"TextFile.Read", form.cmdSrvAdd, "frmNewService - LoadFile"},
+      {"FormPeer.RunModal", form.cmdSrvAdd, "frmConfig - cmdSrvAdd_Click"},
       {"FormPeer.RunModal", form.cmdSrvEdit, "frmConfig - cmdSrvEdit_Click"},
+      {"FormPeer.RunModal", form.cmdRouteEdit, "frmConfig - cmdRouteEdit_Click"},
       {"Registry.DeleteTree", form.cmdSrvDelete, "frmConfig - cmdSrvDelete_Click"},
       {"Forms.InputBox", form.cmdRouteAdd, "frmConfig - cmdRouteAdd_Click"},
       {"Registry.DeleteTree", form.cmdRouteDelete, "frmConfig - cmdRouteDelete_Click"},
@@ -775,7 +850,36 @@ TEST_F(ConfigErrors, WhileLoadingTheRestIsLoadedOrNotAsTheUserSays) {
   EXPECT_EQ(form_->txtRetries.Text(), "");
 }
 
+TEST_F(ConfigErrors, OfAddingAServiceConcernOneValueOnly) {
+  for (const auto answer : {&frmError::cmdIgnore, &frmError::cmdRetry}) {
+    desk_.platform.files[kCatalogue] = "7,Example,,UCP,pw,51,0,160,1,49,9600,8,N,1,3000,3,0171\n";
+    basRegistry::DeleteKey(desk_.platform.registry(), kSettingsHive, Key("\\Services\\Example"));
+    Opened();
+    answer_ = answer;
+    procedures_.clear();
+    int calls = 0;
+    desk_.platform.fail = [&](const std::string& operation) -> bool {
+      if (operation == "Registry.SetValue" && ++calls == 2) {
+        throw RaisedError(7, "", "Out of memory");
+      }
+      return false;
+    };
+    AddPredefined(0);
+    desk_.platform.fail = nullptr;
+    EXPECT_THAT(procedures_, ElementsAre("frmConfig - cmdSrvAdd_Click"));
+    const bool retried = answer == &frmError::cmdRetry;
+    EXPECT_THAT(desk_.platform.stored,
+                testing::Contains("Example\\CountryCode=49").Times(retried ? 1 : 0));
+    EXPECT_THAT(desk_.platform.stored, testing::Contains("Example\\Default=").Times(1));
+    EXPECT_THAT(desk_.platform.stored, testing::Contains("0171\\UseService=Example").Times(1));
+  }
+}
+
 TEST_F(ConfigErrors, InAListAreHandledThere) {
+  FailOnceWith("Registry.EnumKey");
+  Open();
+  EXPECT_THAT(procedures_, ElementsAre("frmConfig - FillServices"));
+  procedures_.clear();
   frmConfig& form = Opened();
   form.lsRouting.Select(0);
   FailWith("Registry.EnumKey");

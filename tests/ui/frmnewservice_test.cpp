@@ -166,6 +166,35 @@ TEST_F(NewService, WithoutTheCatalogueABlankServiceIsStillPossible) {
   EXPECT_EQ(FieldOf(form_.Result(), catalogue::kName), "X");
 }
 
+TEST_F(NewService, ACatalogueThatCannotBeReadIsNotCalledMissing) {
+  desk_.platform.fail = [](const std::string& operation) { return operation == "TextFile.Read"; };
+  std::string reported;
+  desk_.When<frmError>("frmError", [&](frmError& dialog) {
+    reported = dialog.txtModule.Text();
+    dialog.cmdIgnore.Click();
+  });
+  Open();
+  EXPECT_EQ(reported, "frmNewService - LoadFile");
+  EXPECT_THAT(desk_.Messages(), ElementsAre());
+}
+
+TEST_F(NewService, ACommaInATypedNameSplitsIt) {
+  EXPECT_EQ(FieldOf(BlankService("A,B"), catalogue::kName), "A");
+  EXPECT_EQ(FieldOf(BlankService("A,B"), catalogue::kGroup), "B");
+  EXPECT_EQ(FieldOf(BlankService("A,B"), catalogue::kPassword), "TAP");
+}
+
+TEST_F(NewService, EveryFillingScrollsToTheFirstRowWhenThereIsOne) {
+  Open();
+  form_.Option1[1].SetValue(true);
+  form_.lsServices.Select(1);
+  form_.cmbLanguage.SetListIndex(1);
+  EXPECT_EQ(form_.lsServices.VisibleRow(), 0);
+  desk_.platform.files.clear();
+  Open();
+  EXPECT_EQ(form_.lsServices.VisibleRow(), ListView::kNone);
+}
+
 TEST_F(NewService, TheProviderPageOpensInTheUsersLanguage) {
   desk_.platform.language = kLanguageGerman;
   Open();
@@ -181,6 +210,12 @@ TEST_F(NewService, AnInstallationMayNameAnotherProviderPage) {
   form_.lblProviderInfo.Click();
   EXPECT_THAT(desk_.platform.opened,
               ElementsAre("Open|https://intranet/pagers?Language=EN||C:\\|1"));
+  desk_.platform.opened.clear();
+  basRegistry::SetValue(desk_.platform.registry(), kSettingsHive, kRootKey, "ProviderInfoPage",
+                        std::string("https://intranet/?page=7"), RegType::kSz);
+  form_.lblProviderInfo.Click();
+  EXPECT_THAT(desk_.platform.opened,
+              ElementsAre("Open|https://intranet/?page=7&Language=EN||C:\\|1"));
 }
 
 TEST_F(NewService, UnexpectedErrorsNameTheirProcedure) {

@@ -281,15 +281,20 @@ TEST_F(ServiceProperties, WithoutTelephonyThereIsTheDefaultModemOnly) {
   EXPECT_THAT(Entries(form_.ModemName), ElementsAre("Default"));
 }
 
+TEST_F(ServiceProperties, LoadedAgainItHasTheSameEntries) {
+  form_.Init();
+  form_.Unload();
+  form_.Init();
+  EXPECT_EQ(form_.MessageType.List().size(), 2U);
+}
+
 TEST(NumberText, IsTheNumberThatATextBeginsWith) {
-  const std::pair<const char*, const char*> rows[] = {{"", "0"},
-                                                      {"abc", "0"},
-                                                      {"160", "160"},
-                                                      {" 12x", "12"},
-                                                      {"-3", "-3"},
-                                                      {"1.5", "1.5"},
-                                                      {"99999999999", "99999999999"}};
+  const std::pair<const char*, const char*> rows[] = {
+      {"", "0"},      {"abc", "0"},   {"160", "160"},
+      {" 12x", "12"}, {"-3", "-3"},   {"-0", "0"},
+      {"1.5", "1.5"}, {"0.1", "0.1"}, {"99999999999", "99999999999"}};
   for (const auto& [stored, shown] : rows) EXPECT_EQ(NumberText(stored), shown);
+  EXPECT_THROW(NumberText("1e400"), RaisedError);
 }
 
 }  // namespace

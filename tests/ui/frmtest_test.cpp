@@ -67,6 +67,37 @@ TEST_F(TestTool, CloseRemembersTheThreeFields) {
   EXPECT_EQ(form_->txtMessage.Text(), "Hello");
 }
 
+TEST_F(TestTool, AFieldThatCannotBeRememberedCostsNothingButItself) {
+  Fill();
+  int calls = 0;
+  host_.platform.fail = [&](const std::string& operation) -> bool {
+    if (operation == "UserSettings.SaveSetting" && ++calls == 1) {
+      throw RaisedError(7, "", "Out of memory");
+    }
+    return false;
+  };
+  form_->cmdClose.Click();
+  EXPECT_FALSE(form_->IsLoaded());
+  EXPECT_EQ(Remembered("Sender"), "(none)");
+  EXPECT_EQ(Remembered("Recipient"), "0171 5");
+  EXPECT_EQ(Remembered("Message"), "Hello");
+}
+
+TEST_F(TestTool, AFieldThatCannotBeReadLeavesTheOthersAndTheButtons) {
+  host_.platform.user_settings().SaveSetting("mvSMS", "Test", "Message", "Hello");
+  int calls = 0;
+  host_.platform.fail = [&](const std::string& operation) -> bool {
+    if (operation == "UserSettings.GetSetting" && ++calls == 1) {
+      throw RaisedError(7, "", "Out of memory");
+    }
+    return false;
+  };
+  form_->Show();
+  EXPECT_EQ(form_->txtMessage.Text(), "Hello");
+  EXPECT_TRUE(form_->cmdSend.Enabled());
+  EXPECT_FALSE(form_->cmdAbort.Enabled());
+}
+
 TEST_F(TestTool, SendsAndShowsTheDialogueLineByLine) {
   Fill();
   form_->cmdSend.Click();

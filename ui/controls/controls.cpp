@@ -109,6 +109,7 @@ void ListView::Add(Row row) {
 
 void ListView::Select(int index) {
   selected_ = IsIndexOf(index, rows_.size()) ? index : kNone;
+  visible_row_ = kNone;
   Changed(Aspect::kSelection);
 }
 

@@ -191,7 +191,7 @@ class ListView : public VisibleControl {
   /// Index of the first row with exactly this text, or kNone.
   int Find(const std::string& text) const;
   /// Scrolls so that the row is seen.
-  void EnsureVisible(int index);
+  void EnsureVisible(int index);  // until the next selection: then the user has looked elsewhere
   int VisibleRow() const { return visible_row_; }
 
   /// A window message of the list-view control (commctrl.h LVM_*). The one that is known sets the
