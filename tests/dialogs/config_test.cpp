@@ -143,6 +143,34 @@ TEST_F(ConfigDialog, AddsEditsAndDeletesARoute) {
   EXPECT_EQ(desk_.Read("Routing\\0049", "UseService"), "(none)");
 }
 
+TEST_F(ConfigDialog, ARowBelowTheFirstPageStaysInSightWhenItIsChosen) {
+  for (int route = 100; route < 160; ++route) {
+    desk_.Write("Routing\\" + std::to_string(route), "UseService", "City Pager");
+  }
+  Use([&](HWND dialog) {
+    screen::SelectTab(dialog, 2);
+    const HWND list = OfClass(dialog, WC_LISTVIEWA);
+    Click(Captioned(dialog, Text(5005)));
+    const HWND prefix = screen::Window(Text(5104));
+    screen::Type(OfClass(prefix, WC_EDITA), "0001");
+    screen::Press(prefix, VK_RETURN);
+    screen::WaitForEnd(prefix);
+    screen::Settle(dialog);  // the list has been scrolled to the new row, its first
+    const int last = static_cast<int>(::SendMessageA(list, LVM_GETITEMCOUNT, 0, 0)) - 1;
+    ::SendMessageA(list, LVM_ENSUREVISIBLE, static_cast<WPARAM>(last), LPARAM{FALSE});
+    const LRESULT top = ::SendMessageA(list, LVM_GETTOPINDEX, 0, 0);
+    EXPECT_GT(top, 0);
+    screen::SelectRow(list, last);
+    EXPECT_EQ(::SendMessageA(list, LVM_GETTOPINDEX, 0, 0), top);
+    screen::DoubleClickRow(list, last);
+    const HWND route = screen::Window(Text(105));
+    screen::Choose(OfClass(route, WC_COMBOBOXA), "Plant SMS");
+    Click(Captioned(route, Text(10)));
+    screen::WaitForEnd(route);
+  });
+  EXPECT_EQ(desk_.Read("Routing\\159", "UseService"), "Plant SMS");
+}
+
 TEST_F(ConfigDialog, IsWorkedByKeysAlone) {
   Use([&](HWND dialog) {
     std::vector<std::string> order;

@@ -246,6 +246,12 @@ TEST(RegistryAccess, ReadingAsksForWhatIsAllowedListingAndDeletingForEverything)
   EXPECT_THAT(notes.accesses, ElementsAre(0x02000000U, 0x3FU, 0x3FU));
 }
 
+TEST(RegistryAccess, APathThatEndsInABackslashDeletesNothing) {
+  AccessNotes notes;  // a store may take the empty name for the parent itself
+  EXPECT_FALSE(DeleteKey(notes, kHive, "A\\"));
+  EXPECT_TRUE(notes.accesses.empty());
+}
+
 TEST_F(BasRegistry, StripNulKeepsThePartBeforeTheFirstNul) {
   EXPECT_EQ(StripNul(std::string("ab\0c\0", 5)), "ab");
   EXPECT_EQ(StripNul("abc"), "abc");

@@ -131,7 +131,7 @@ TEST_F(Routing, OuterBlanksAreTrimmedInTheCallersVariable) {
 }
 
 TEST_F(Routing, OnlyDigitsPass) {
-  for (const char* address : {"12a", "#12", "12*", "12\t", "\xB2", "1.2", "12,13"}) {
+  for (const char* address : {"12a", "0x12", "#12", "12*", "12\t", "\xB2", "1.2", "12,13"}) {
     errors_.clear();
     EXPECT_EQ(Fix(address), "");
     EXPECT_EQ(errors_.size(), 1U) << address;
@@ -175,6 +175,14 @@ TEST_F(Routing, PrefixesAreComparedFromTheFirstDigit) {
   profile_.Route("49", "A");
   profile_.Route("49171", "B");
   EXPECT_EQ(Find("00491711234"), "");
+}
+
+TEST_F(Routing, PrefixThatTheStoreCannotListIsNone) {
+  const std::string listed(254, '1');
+  profile_.Route(listed + "1", "Too long");
+  EXPECT_EQ(Find(listed + "123"), "");
+  profile_.Route(listed, "Pager");
+  EXPECT_EQ(Find(listed + "123"), "Pager");
 }
 
 TEST_F(Routing, PrefixLongerThanTheAddressDoesNotMatch) {

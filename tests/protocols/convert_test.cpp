@@ -34,6 +34,7 @@ TEST(Val, ReadsTheNumberThatTheTextBeginsWith) {
   EXPECT_EQ(Val("+4"), 4);
   EXPECT_EQ(Val("1.5,2"), 1.5);
   EXPECT_EQ(Val(".25"), 0.25);
+  EXPECT_EQ(Val(".5"), 0.5);
   EXPECT_EQ(Val("5."), 5);
   EXPECT_EQ(Val("2e3"), 2000);
   EXPECT_EQ(Val("2E-1"), 0.2);
@@ -43,7 +44,7 @@ TEST(Val, ReadsTheNumberThatTheTextBeginsWith) {
 
 TEST(Val, IsZeroForATextThatBeginsWithNoNumber) {
   for (const char* text : {"", " ", "abc", "x5", "-", "+", ".", "-.", "e5", "--1", "+-1", "- 1",
-                           "inf", "nan", "infinity", "-inf", "\t5", "&HFF", "0x10"})
+                           "inf", "nan", "infinity", "-inf", "\t5", "&HFF", "0x10", ".x5"})
     EXPECT_EQ(Val(text), 0) << text;
 }
 
@@ -59,6 +60,7 @@ TEST(Val, IsInfiniteBeyondTheRangeOfADouble) {
   EXPECT_EQ(Val("1e999"), std::numeric_limits<double>::infinity());
   EXPECT_EQ(Val("-1e999"), -std::numeric_limits<double>::infinity());
   EXPECT_EQ(Val("1e-999"), 0);
+  EXPECT_EQ(Val("1E-999"), 0);
 }
 
 TEST(ToLong, RoundsHalvesToTheEvenNumber) {
