@@ -187,7 +187,7 @@ class SenderObject final
     if (events_.sinks().size() == 0) return;
     win32::Bstr value(status);
     std::vector<VARIANT> arguments{Reference(value)};
-    const std::string before = status;
+    const std::string before = value.Ansi();  // not every code page gives back what it was given
     events_.sinks().Fire(kStatusChangeEvent, arguments);
     // A sink that changed its argument changes Status; one that assigned Status keeps that.
     const std::string after = value.Ansi();

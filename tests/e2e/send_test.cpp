@@ -200,6 +200,48 @@ TEST_F(SendTrip, UcpCentreWithoutAnAnswer) {
   ExpectFailed(Send({"text"}), kExitRetry, "No response received within timeout!");
 }
 
+// Where a real line drops is left to chance; these places are a sample of all of them, each of
+// which drops once in virtual time.
+struct Drop {
+  const char* protocol;
+  const char* line;
+  const char* direction;  // of the bytes that are counted, as the centre sees it
+  int bytes;              // that pass before
+};
+
+void PrintTo(const Drop& drop, std::ostream* out) {
+  *out << drop.protocol << drop.line << drop.direction << drop.bytes;
+}
+
+class DroppedTrip : public SendTrip, public ::testing::WithParamInterface<Drop> {};
+
+INSTANTIATE_TEST_SUITE_P(
+    Sample, DroppedTrip,
+    ::testing::Values(Drop{"tap", "Modem", "received", 1}, Drop{"tap", "Modem", "received", 4},
+                      Drop{"tap", "Modem", "received", 21}, Drop{"tap", "Modem", "sent", 2},
+                      Drop{"tap", "Modem", "sent", 12}, Drop{"tap", "Tcp", "received", 6},
+                      Drop{"tap", "Tcp", "sent", 3}, Drop{"tap", "Tcp", "sent", 25},
+                      Drop{"ucp", "Modem", "received", 1}, Drop{"ucp", "Modem", "received", 60},
+                      Drop{"ucp", "Modem", "sent", 1}, Drop{"ucp", "Modem", "sent", 20},
+                      Drop{"ucp", "Tcp", "received", 30}, Drop{"ucp", "Tcp", "sent", 10}),
+    [](const ::testing::TestParamInfo<Drop>& drop) {
+      return ::testing::PrintToString(drop.param);
+    });
+
+TEST_P(DroppedTrip, IsNeverCalledAcceptedAndEndsTheCall) {
+  const Drop& drop = GetParam();
+  const std::string setting =
+      std::string("hang-up-after-") + drop.direction + "=" + std::to_string(drop.bytes);
+  const Words service = {"TimeOut=100"};
+  drop.line == std::string("Tcp") ? CentreOnTcp(drop.protocol, {setting}, service)
+                                  : CentreOnModem(drop.protocol, {setting}, service);
+  const Ending ending = Send({"Pump 3 has stopped"});
+  EXPECT_TRUE(ending.exit_code == kExitFailed || ending.exit_code == kExitRetry) << ending.out;
+  EXPECT_EQ(ending.json()["result"], false);
+  EXPECT_THAT(ending.json()["status"].dump(), HasSubstr("Connection closed."));
+  EXPECT_TRUE(CallEnds());
+}
+
 // --- aborted
 
 TEST_F(SendTrip, CtrlCDuringTheLoginHangsUp) {
