@@ -43,8 +43,9 @@ TEST(Val, ReadsTheNumberThatTheTextBeginsWith) {
 }
 
 TEST(Val, IsZeroForATextThatBeginsWithNoNumber) {
-  for (const char* text : {"", " ", "abc", "x5", "-", "+", ".", "-.", "e5", "--1", "+-1", "- 1",
-                           "inf", "nan", "infinity", "-inf", "\t5", "&HFF", "0x10", ".x5"})
+  for (const char* text :
+       {"",    " ",   "abc", "x5",  "-",        "+",    ".",   "-.",   "e5",   "--1",
+        "+-1", "- 1", "inf", "nan", "infinity", "-inf", "\t5", "&HFF", "0x10", ".x5"})
     EXPECT_EQ(Val(text), 0) << text;
 }
 
