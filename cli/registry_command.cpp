@@ -1,10 +1,13 @@
 // mvsms registry: the settings of one profile or of all, as a file to keep, to read and to carry to
 // another machine.
+#include <cerrno>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <iterator>
 #include <memory>
 #include <string>
+#include <system_error>
 
 #include "cli/commands.h"
 #include "cli/registry_tree.h"
@@ -35,12 +38,42 @@ int RemovePasswords(RegistryTree& tree) {
   return removed;
 }
 
+void Write(const std::filesystem::path& file, const std::string& text) {
+  errno = 0;
+  std::ofstream stream(file, std::ios::binary | std::ios::trunc);
+  stream << text;
+  stream.close();
+  if (!stream) throw std::system_error(errno, std::generic_category());
+}
+
+// An export takes the place of an earlier one only when it is whole, and only its owner may read
+// it: it may hold passwords, as the store does. What is no ordinary file (a pipe, a terminal) is
+// written to as it stands.
+void Replace(const std::filesystem::path& file, const std::string& text) {
+  using std::filesystem::perms;
+  if (exists(file) && !is_regular_file(file)) return Write(file, text);
+  const auto target = std::filesystem::weakly_canonical(file);
+  auto fresh = target;
+  fresh += ".new";
+  Write(fresh, "");
+  try {
+    permissions(fresh, perms::owner_read | perms::owner_write);
+    Write(fresh, text);
+    rename(fresh, target);
+  } catch (const std::system_error&) {
+    std::error_code told_already;
+    remove(fresh, told_already);
+    throw;
+  }
+}
+
 void Save(Context& context, const std::string& path, const Json& json) {
   if (path.empty() || path == "-") return context.PrintJson(json);
-  std::ofstream file(path, std::ios::binary | std::ios::trunc);
-  file << json.dump(2) << '\n';
-  file.close();
-  if (!file) throw Failure("cannot write " + path);
+  try {
+    Replace(path, json.dump(2) + "\n");
+  } catch (const std::system_error& error) {
+    throw Failure("cannot write " + path + ": " + error.code().message());
+  }
 }
 
 void Export(Context& context, const ExportOptions& options) {

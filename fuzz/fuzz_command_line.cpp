@@ -38,7 +38,8 @@ bool TouchesFiles(const std::vector<std::string>& arguments) {
     return std::find(arguments.begin(), arguments.end(), name) != arguments.end();
   };
   return named("export") && std::any_of(arguments.begin(), arguments.end(), [](const auto& word) {
-           return word != "registry" && word != "export" && word != "-" && !word.starts_with("--");
+           return word != "registry" && word != "export" && word != "-" &&
+                  word != "--show-passwords";
          });
 }
 

@@ -84,6 +84,11 @@ TEST(RegistryTree, WhatIsNoTreeIsRefused) {
   }
 }
 
+std::string Contents(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
 class RegistryCommand : public CommandTest {
  protected:
   void FillStore() {
@@ -142,8 +147,40 @@ TEST_F(RegistryCommand, AFileThatIsNoExportChangesNothing) {
   Refuse({"registry", "import", Path("bad.json")}, "\"Broken\"");
 }
 
-TEST_F(RegistryCommand, AnExportThatCannotBeWrittenFails) {
-  Refuse({"registry", "export", Path("no/such/folder.json")}, "cannot write", kExitFailed);
+TEST_F(RegistryCommand, AnExportThatCannotBeWrittenSaysWhereAndWhy) {
+  Refuse({"registry", "export", Path("no/such/folder.json")},
+         "no/such/folder.json: No such file or directory", kExitFailed);
+  std::filesystem::create_directory(Path("folder"));
+  Refuse({"registry", "export", Path("folder")}, "folder: Is a directory", kExitFailed);
+  Refuse({"registry", "export", "/dev/full"}, "/dev/full: No space left on device", kExitFailed);
+}
+
+TEST_F(RegistryCommand, AnExportThatFailsLeavesTheEarlierOne) {
+  Do({"registry", "export", Path("kept.json")});
+  const std::string earlier = Contents(Path("kept.json"));
+  AddService("Pager");
+  std::filesystem::create_directory(Path("kept.json.new"));
+  Refuse({"registry", "export", Path("kept.json")}, "kept.json: Is a directory", kExitFailed);
+  EXPECT_EQ(Contents(Path("kept.json")), earlier);
+  EXPECT_TRUE(std::filesystem::is_directory(Path("kept.json.new")));
+}
+
+TEST_F(RegistryCommand, AnExportIsForItsOwnerAlone) {
+  std::ofstream(Path("all.json")) << "earlier";
+  std::filesystem::permissions(Path("all.json"), std::filesystem::perms::all);
+  Do({"registry", "export", "--show-passwords", Path("all.json")});
+  EXPECT_EQ(std::filesystem::status(Path("all.json")).permissions(),
+            std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+}
+
+TEST_F(RegistryCommand, AnExportFollowsALinkAndGoesThroughAPipe) {
+  std::ofstream(Path("real.json")) << "earlier";
+  std::filesystem::create_symlink("real.json", Path("link.json"));
+  Do({"registry", "export", Path("link.json")});
+  EXPECT_TRUE(std::filesystem::is_symlink(Path("link.json")));
+  EXPECT_EQ(Contents(Path("real.json")), Do({"registry", "export"}));
+  Do({"registry", "export", "/dev/null"});
+  EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
 }
 
 }  // namespace
