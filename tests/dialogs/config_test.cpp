@@ -264,6 +264,14 @@ TEST_F(OwnedConfigDialog, ShownModelessItLivesInTheHostsOwnLoop) {
   }
 }
 
+TEST_F(ConfigDialog, ALateBoundCallWithTheProfileAloneOpensItModeless) {
+  com::Value profile(kDeskProfile);
+  EXPECT_EQ(com::Invoke(&desk_.config(), L"ShowConfigDialog", DISPATCH_METHOD, {profile}), S_OK);
+  const HWND dialog = screen::Window(Text(5000));
+  ASSERT_NE(dialog, nullptr);
+  EXPECT_EQ(::GetWindow(dialog, GW_OWNER), nullptr);
+}
+
 TEST_F(ConfigDialog, ASecondModelessDialogReplacesTheFirst) {
   const auto count = [] {
     int windows = 0;

@@ -13,6 +13,7 @@ namespace mvsms {
 namespace {
 
 using testing::AllOf;
+using testing::Each;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::EndsWith;
@@ -312,6 +313,14 @@ TEST_F(SenderFailure, LimitsWhoseProductOverflowsGiveError6AndNoEndLine) {
   EXPECT_FALSE(host_.Send("Hello"));
   EXPECT_THAT(host_.errors, ElementsAre("6|Overflow|Sender.SendMessage"));
   EXPECT_EQ(host_.Lines().back(), "6: Overflow");
+}
+
+TEST_F(SenderFailure, LimitsWhoseProductIsTheLastWholeNumberDoNotOverflow) {
+  host_.AddTapService({{"MaxLength", "1"}, {"MaxMessages", "2147483647"}});
+  EXPECT_TRUE(host_.Send("Hello")) << sender_.Status;
+  host_.AddTapService({{"MaxLength", "32768"}, {"MaxMessages", "-65536"}});
+  EXPECT_FALSE(host_.Send("Hello"));
+  EXPECT_THAT(host_.errors, Each(Not(HasSubstr("Overflow"))));
 }
 
 TEST_F(SenderFailure, SwitchThatIsNoNumberEndsTheSendWithItsError) {

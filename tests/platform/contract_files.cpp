@@ -1,4 +1,5 @@
 // Text files, user settings and the component's place, over every back end.
+#include <filesystem>
 #include <string>
 
 #include "tests/platform/contract.h"
@@ -21,6 +22,16 @@ TEST_P(FilesContract, AppendingToAMissingFolderFails) {
   const std::string path = back_end_->PathNowhere();
   EXPECT_FALSE(platform_.text_file().Append(path, "one"));
   EXPECT_EQ(back_end_->Contents(path), std::nullopt);
+}
+
+TEST(SystemFiles, ANameWithoutAFolderMeansTheWorkingFolder) {
+  const auto back_end = SystemBackEnd().make();
+  const std::string path = back_end->PathTo("mvSMSErrors.log");
+  const auto before = std::filesystem::current_path();
+  std::filesystem::current_path(std::filesystem::path(path).parent_path());
+  EXPECT_TRUE(back_end->platform().text_file().Append("mvSMSErrors.log", "one"));
+  std::filesystem::current_path(before);
+  EXPECT_EQ(back_end->Contents(path), "one");
 }
 
 TEST_P(FilesContract, ReadingGivesTheWholeFileAsItStands) {

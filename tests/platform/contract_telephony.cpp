@@ -121,6 +121,20 @@ TEST_P(TelephonyContract, HangUpOfTheFarSideEndsTheCall) {
   EXPECT_THAT(events_, ElementsAre(Pair(CallState::kDisconnected, CallCause::kDisconnectNormal)));
 }
 
+TEST_P(TelephonyContract, WhatCameBeforeTheHangUpCanStillBeRead) {
+  Dial(back_end_->number());
+  ASSERT_EQ(TakePort(), 0);
+  back_end_->Say("bye");
+  back_end_->HangUp();
+  const auto overlapped = comm_.CreateOverlapped();
+  std::uint32_t count = 0;
+  char buffer[3];
+  comm_.ReadFile(port_, buffer, 3, count, *overlapped);
+  EXPECT_TRUE(Await([&] { return overlapped->Completed(); }));
+  EXPECT_EQ(std::string(buffer, overlapped->Transferred()), "bye");
+  EXPECT_TRUE(Await([this] { return call_->GetCallState() == CallState::kDisconnected; }));
+}
+
 TEST_P(TelephonyContract, DisconnectEndsTheCallInEveryState) {
   Call(back_end_->number())->Disconnect(kDcNormal);
   call_ = Call(back_end_->number());

@@ -81,6 +81,17 @@ TEST_F(StatusWindowOfASender, StaysOpenForASendWithinTheFiveSeconds) {
   EXPECT_TRUE(form_->IsVisible());
 }
 
+TEST_F(StatusWindowOfASender, ClosesDuringASecondSendThatTakesLonger) {
+  Send("");
+  std::vector<bool> visible;
+  host_.on_status = [&](std::string&) { visible.push_back(form_->IsVisible()); };
+  EXPECT_TRUE(Send());
+  EXPECT_TRUE(visible.front());
+  EXPECT_FALSE(visible.back());
+  EXPECT_TRUE(form_->IsLoaded()) << "a later line loads it again, out of sight";
+  EXPECT_EQ(form_->txtStatus.Text(), sender_.Status);
+}
+
 TEST_F(StatusWindowOfASender, StaysOpenAfterAnUnforeseenError) {
   host_.AddTapService({{"Protocol", "UCP LA"}});
   Send();
