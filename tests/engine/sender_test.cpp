@@ -314,6 +314,13 @@ TEST(CutMessage, KeepsTheCharactersInOrder) {
 
 // --- Status, RetrySuggested, abort -------------------------------------------------------------
 
+TEST_F(SenderTest, StartsWithEmptyProperties) {
+  EXPECT_EQ(sender_.Status, "");
+  EXPECT_FALSE(sender_.RetrySuggested);
+  EXPECT_EQ(sender_.HostAppName, "");
+  EXPECT_EQ(sender_.LogFilePath, "");
+}
+
 TEST_F(SenderTest, StatusGrowsOverSendsUntilTheHostAssignsIt) {
   host_.AddTapService();
   host_.Send("Hello");
