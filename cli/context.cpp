@@ -45,6 +45,10 @@ std::string PaddedLine(const std::vector<std::string>& row,
 
 }  // namespace
 
+std::filesystem::path FilePath(const std::string& utf8) {
+  return std::u8string(utf8.begin(), utf8.end());
+}
+
 Context::Context(std::string home_folder, std::istream& input, std::ostream& output,
                  std::ostream& errors, std::shared_ptr<Platform> platform)
     : home(std::move(home_folder)),

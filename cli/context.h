@@ -6,6 +6,7 @@
 // sub-command converts where it takes an argument and where it prints, nowhere else.
 #pragma once
 
+#include <filesystem>
 #include <iosfwd>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -64,6 +65,10 @@ class Context {
  private:
   std::shared_ptr<Platform> platform_;
 };
+
+/// A path given on the command line, for the operations on files: those take a narrow text for one
+/// in the code page of the system.
+std::filesystem::path FilePath(const std::string& utf8);
 
 /// What stands for a password in all output that was not asked to show it.
 inline constexpr char kHiddenPassword[] = "(set)";

@@ -6,6 +6,7 @@
 
 #include "cli/commands.h"
 #include "cli/interrupt.h"
+#include "cli/system.h"
 #include "platform/ansi.h"
 
 namespace mvsms::cli {
@@ -17,11 +18,6 @@ struct LogOptions {
   std::string file;
   bool follow = false;
 };
-
-std::string DefaultLog(Context& context) {
-  Locale& locale = context.platform().locale();
-  return Utf8FromAnsi(locale.ComponentFolder() + locale.PathSeparator() + "SMSLog.txt");
-}
 
 // One line of the file, without its end. A stamp and a text, with a TAB between them, except for
 // the further lines of a text that holds line ends itself.
@@ -42,7 +38,7 @@ void PrintLine(Context& context, std::string line) {
 
 // Prints the whole lines of the file from `position` on and returns where the next one begins.
 std::streamoff PrintFrom(Context& context, const std::string& path, std::streamoff position) {
-  std::ifstream file(path, std::ios::binary);
+  std::ifstream file(FilePath(path), std::ios::binary);
   file.seekg(0, std::ios::end);
   if (!file) return 0;
   // A shorter file is a new one: the log was moved away or emptied.
@@ -67,7 +63,7 @@ void Follow(Context& context, const std::string& path, std::streamoff position) 
 
 void Run(Context& context, const LogOptions& options) {
   const std::string path = options.file.empty() ? DefaultLog(context) : options.file;
-  if (!options.follow && !std::ifstream(path)) {
+  if (!options.follow && !std::ifstream(FilePath(path))) {
     throw Failure("there is no send log at " + path +
                   "; 'mvsms config set WriteLogfile 1' makes every send write one");
   }

@@ -70,7 +70,7 @@ void Replace(const std::filesystem::path& file, const std::string& text) {
 void Save(Context& context, const std::string& path, const Json& json) {
   if (path.empty() || path == "-") return context.PrintJson(json);
   try {
-    Replace(path, json.dump(2) + "\n");
+    Replace(FilePath(path), json.dump(2) + "\n");
   } catch (const std::system_error& error) {
     throw Failure("cannot write " + path + ": " + error.code().message());
   }
@@ -91,7 +91,7 @@ void Export(Context& context, const ExportOptions& options) {
 Json Load(Context& context, const std::string& path) {
   std::ifstream file;
   if (path != "-") {
-    file.open(path, std::ios::binary);
+    file.open(FilePath(path), std::ios::binary);
     if (!file) throw Failure("cannot read " + path);
   }
   Json json = Json::parse(path == "-" ? context.in : file, nullptr, false);

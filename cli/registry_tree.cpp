@@ -8,25 +8,13 @@
 
 #include "engine/settings.h"
 #include "platform/ansi.h"
+#include "platform/registry_key.h"
 
 namespace mvsms::cli {
 namespace {
 
-constexpr std::size_t kNameBuffer = 256;  // a key name has at most 255 characters
+constexpr std::size_t kNameBuffer = 256;  // of the longest that a registry can hold, and the NUL
 constexpr std::uint64_t kMaxDword = 0xFFFFFFFFU;
-
-// An open key that closes itself.
-class OpenKey {
- public:
-  OpenKey(Registry& registry, RegKey key) : registry_(registry), key_(key) {}
-  ~OpenKey() { registry_.CloseKey(key_); }
-  OpenKey(const OpenKey&) = delete;
-  OpenKey& operator=(const OpenKey&) = delete;
-
- private:
-  Registry& registry_;
-  RegKey key_;
-};
 
 [[noreturn]] void Fail(const std::string& what, const std::string& path, RegStatus status) {
   throw Failure("cannot " + what + " the key \"" + Utf8FromAnsi(path) + "\" (error " +
@@ -67,16 +55,10 @@ std::optional<RegKey> Open(Registry& registry, const std::string& path) {
   return key;
 }
 
-std::uint32_t ToDword(const std::string& data) {
-  std::uint32_t number = 0;
-  for (std::size_t i = 4; i-- > 0;) number = (number << 8) | static_cast<unsigned char>(data[i]);
-  return number;
-}
-
 // As the engine reads a value, which takes texts with or without a NUL, and numbers.
 std::string ToText(const RegistryValue& value) {
   if (value.type == RegType::kDword && value.data.size() == 4) {
-    return std::to_string(static_cast<std::int32_t>(ToDword(value.data)));
+    return std::to_string(static_cast<std::int32_t>(DwordIn(value.data)));
   }
   if (value.type != RegType::kSz) return {};
   return value.data.substr(0, value.data.size() - (value.data.ends_with('\0') ? 1 : 0));
@@ -106,7 +88,7 @@ std::string FromHex(const std::string& hex) {
 
 Json ToJson(const RegistryValue& value) {
   if (value.type == RegType::kSz) return Utf8FromAnsi(value.data);
-  if (value.type == RegType::kDword && value.data.size() == 4) return ToDword(value.data);
+  if (value.type == RegType::kDword && value.data.size() == 4) return DwordIn(value.data);
   return {{"type", static_cast<std::uint32_t>(value.type)}, {"hex", ToHex(value.data)}};
 }
 
@@ -125,7 +107,7 @@ RegistryValue ValueFromJson(const std::string& name, const Json& json) {
 }
 
 void CheckKeyName(const std::string& name) {
-  if (name.empty() || name.size() >= kNameBuffer || name.find('\\') != std::string::npos) {
+  if (name.empty() || name.size() > kLongestKeyName || name.find('\\') != std::string::npos) {
     throw UsageError("\"" + Utf8FromAnsi(name) + "\" cannot be the name of a key");
   }
 }
@@ -142,13 +124,7 @@ const Json& Part(const Json& json, const char* name) {
 
 RegistryValue TextValue(const std::string& ansi) { return {RegType::kSz, ansi}; }
 
-RegistryValue NumberValue(std::uint32_t number) {
-  std::string data;
-  for (unsigned shift = 0; shift < 32; shift += 8) {
-    data += static_cast<char>((number >> shift) & 0xFF);
-  }
-  return {RegType::kDword, data};
-}
+RegistryValue NumberValue(std::uint32_t number) { return {RegType::kDword, DwordBytes(number)}; }
 
 bool KeyExists(Registry& registry, const std::string& path) {
   const auto key = Open(registry, path);
@@ -159,14 +135,14 @@ bool KeyExists(Registry& registry, const std::string& path) {
 std::vector<std::string> KeyNames(Registry& registry, const std::string& path) {
   const auto key = Open(registry, path);
   if (!key) return {};
-  const OpenKey closer(registry, *key);
+  const KeyCloser closer(registry, *key);
   return KeyNames(registry, *key, path);
 }
 
 std::string ReadText(Registry& registry, const std::string& path, const std::string& name) {
   const auto key = Open(registry, path);
   if (!key) return {};
-  const OpenKey closer(registry, *key);
+  const KeyCloser closer(registry, *key);
   RegistryValue value;
   const RegStatus status = registry.QueryValue(*key, name, value.type, value.data);
   if (status == kErrorFileNotFound) return {};
@@ -177,7 +153,7 @@ std::string ReadText(Registry& registry, const std::string& path, const std::str
 RegistryTree ReadTree(Registry& registry, const std::string& path) {
   const auto key = Open(registry, path);
   if (!key) return {};
-  const OpenKey closer(registry, *key);
+  const KeyCloser closer(registry, *key);
 
   RegistryTree tree;
   for (const std::string& name : ValueNames(registry, *key, path)) {
@@ -196,7 +172,7 @@ void WriteTree(Registry& registry, const std::string& path, const RegistryTree& 
   RegKey key = 0;
   const RegStatus status = registry.CreateKey(kSettingsHive, path, key);
   if (status != kErrorSuccess) Fail("create", path, status);
-  const OpenKey closer(registry, key);
+  const KeyCloser closer(registry, key);
 
   for (const auto& [name, value] : tree.values) {
     const RegStatus set = registry.SetValue(key, name, value.type, value.data);

@@ -12,8 +12,6 @@
 namespace mvsms::cli {
 namespace {
 
-constexpr char kRouting[] = "Routing";
-
 struct RouteOptions {
   std::string prefix;
   std::string service;

@@ -121,9 +121,7 @@ class SendRun {
   std::string DeviceOwner() try {
     ProfileStore store(context_);
     std::string modem = store.Get(ServicePath(service_), "ModemName");
-    if (modem.empty() || modem == "Default" || modem == "Standard") {
-      modem = store.Get("", "DefaultModem");
-    }
+    if (modem.empty() || NamesDefaultModem(modem)) modem = store.Get("", "DefaultModem");
     return ModemInUse(context_, modem);
   } catch (const Failure&) {
     return "";
@@ -153,6 +151,11 @@ void Run(Context& context, SendOptions& options) {
   {
     ProfileStore store(context);
     if (!options.service.empty()) ExistingService(store, options.service);
+  }
+  if (Utf8FromAnsi(AnsiFromUtf8(options.log)) != options.log) {
+    throw UsageError(
+        "--log: \"" + Printable(options.log) +
+        "\" has characters that the send log's path cannot have (not in Windows-1252)");
   }
   if (options.text == "-") options.text = ReadText(context.in);
   context.exit_code = SendRun(context, options).Run();

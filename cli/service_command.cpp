@@ -173,9 +173,8 @@ void Add(Context& context, const ServiceOptions& options) {
     }
   }
   store.Add(ServicePath(service), values);
-  // A service of the catalogue takes the prefixes that it brings, also from another service.
-  for (const std::string& prefix : Split(FieldOf(origin, catalogue::kPrefixes), ';')) {
-    if (!prefix.empty()) store.Set(RoutePath(prefix), {{kUseService, TextValue(service)}});
+  for (const std::string& prefix : RoutePrefixes(origin)) {
+    store.Set(RoutePath(prefix), {{kUseService, TextValue(service)}});
   }
 }
 
@@ -192,7 +191,7 @@ void Set(Context& context, const ServiceOptions& options) {
 void Delete(Context& context, const ServiceOptions& options) {
   ProfileStore store(context);
   const std::string service = ExistingService(store, options.name);
-  for (const std::string& prefix : store.Keys("Routing")) {
+  for (const std::string& prefix : store.Keys(kRouting)) {
     if (FoldCase(store.Get(RoutePath(prefix), kUseService)) == FoldCase(service)) {
       store.Set(RoutePath(prefix), {{kUseService, TextValue("")}});
     }

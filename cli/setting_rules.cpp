@@ -8,6 +8,7 @@
 #include <limits>
 
 #include "cli/system.h"
+#include "media/dwdcb.h"
 #include "platform/ansi.h"
 
 namespace mvsms::cli {
@@ -44,9 +45,7 @@ void CheckCountry(Subject& subject) {
 
 void CheckProtocol(Subject& subject) { OneOf(subject, {"TAP", "UCP"}, "TAP or UCP"); }
 
-void CheckUcpCommand(Subject& subject) {
-  OneOf(subject, {"", "01", "30", "51"}, "01, 30 or 51, or empty");
-}
+void CheckUcpCommand(Subject& subject) { OneOf(subject, {"", "01", "51"}, "01 or 51, or empty"); }
 
 void CheckMessageType(Subject& subject) {
   OneOf(subject, {"2", "3"}, "2 (numeric) or 3 (alphanumeric)");
@@ -54,10 +53,10 @@ void CheckMessageType(Subject& subject) {
 
 void CheckBaudRate(Subject& subject) {
   if (subject.value == "Auto" || subject.value == "ISDN") return;
-  if (subject.value.empty() || !AllDigits(subject.value)) {
-    subject.Refuse("Auto, ISDN or a number of bit/s");
+  if (subject.value.empty() || !AllDigits(subject.value) || subject.value.size() > 6 ||
+      !IsBaudRate(std::stoi(subject.value))) {
+    subject.Refuse("Auto, ISDN or a rate of serial ports in bit/s, such as 9600 or 19200");
   }
-  ParseNumber(subject.info.name, subject.value, 50, 4000000);
 }
 
 void CheckModemSetting(Subject& subject) {
@@ -80,7 +79,7 @@ void CheckModem(Subject& subject) {
 
 // The two names of the default modem are stored as the empty text, as the dialogs do.
 void CheckServiceModem(Subject& subject) {
-  if (subject.value == "Default" || subject.value == "Standard") subject.value.clear();
+  if (NamesDefaultModem(subject.value)) subject.value.clear();
   CheckModem(subject);
 }
 

@@ -11,9 +11,6 @@
 namespace mvsms::cli {
 namespace {
 
-// A longer name could be stored, but no list of names would show it.
-constexpr std::size_t kLongestName = 254;
-
 std::string ProfileKey(Context& context) {
   std::string profile = AnsiFromUtf8(context.profile);
   if (!profile.empty()) KeyName("profile", context.profile);
@@ -71,14 +68,14 @@ std::string ServicePath(const std::string& service) {
   return std::string(kServices) + "\\" + service;
 }
 
-std::string RoutePath(const std::string& prefix) { return "Routing\\" + prefix; }
+std::string RoutePath(const std::string& prefix) { return std::string(kRouting) + "\\" + prefix; }
 
 std::string KeyName(const std::string& what, const std::string& utf8) {
   std::string name = AnsiFromUtf8(utf8);
   const bool unfit = std::any_of(name.begin(), name.end(), [](char c) {
     return c == '\\' || static_cast<unsigned char>(c) < ' ';
   });
-  if (name.empty() || unfit || name.size() > kLongestName) {
+  if (name.empty() || unfit || name.size() > kLongestKeyName) {
     throw UsageError("\"" + Printable(utf8) + "\" cannot be the name of a " + what);
   }
   return name;

@@ -41,8 +41,7 @@ class ProfileStore {
   std::string base_key_;
 };
 
-/// Key names within a profile.
-inline constexpr char kServices[] = "Services";
+/// Keys within a profile, as ServiceKey and RouteKey are in the store.
 std::string ServicePath(const std::string& service);
 std::string RoutePath(const std::string& prefix);
 

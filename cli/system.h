@@ -22,6 +22,9 @@ std::string StoreProblem(const std::string& home);
 /// Whether there is a modem of this name (ANSI).
 bool ModemExists(Context& context, const std::string& modem);
 
+/// Where a send log lies when nobody says where, in UTF-8.
+std::string DefaultLog(Context& context);
+
 /// Who holds the device of a modem, as a sentence; empty when nobody does or nobody can tell.
 std::string ModemInUse(Context& context, const std::string& modem);
 

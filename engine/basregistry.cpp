@@ -4,42 +4,17 @@
 #include <cstddef>
 
 #include "platform/raised_error.h"
+#include "platform/registry_key.h"
 #include "protocols/convert.h"
 
 namespace mvsms {
 namespace {
 
-constexpr std::size_t kNameBuffer = 255;  // characters of a listed name, its NUL included
-
-/// Closes a key at the end of the operation that opened it.
-class KeyCloser {
- public:
-  KeyCloser(Registry& registry, RegKey key) : registry_(registry), key_(key) {}
-  ~KeyCloser() { registry_.CloseKey(key_); }
-  KeyCloser(const KeyCloser&) = delete;
-  KeyCloser& operator=(const KeyCloser&) = delete;
-
- private:
-  Registry& registry_;
-  RegKey key_;
-};
-
-std::string BytesOf(std::int32_t number) {
-  const auto bits = static_cast<std::uint32_t>(number);
-  std::string bytes;
-  for (unsigned shift = 0; shift < 32; shift += 8) {
-    bytes += static_cast<char>(static_cast<unsigned char>((bits >> shift) & 0xFFU));
-  }
-  return bytes;
-}
+constexpr std::size_t kNameBuffer = kLongestKeyName + 1;  // and the NUL
 
 Variant NumberIn(const std::string& bytes) {
   if (bytes.size() != 4) return {};
-  std::uint32_t bits = 0;
-  for (std::size_t i = 0; i < 4; ++i) {
-    bits |= std::uint32_t{static_cast<unsigned char>(bytes[i])} << (8 * i);
-  }
-  return static_cast<std::int32_t>(bits);
+  return static_cast<std::int32_t>(DwordIn(bytes));
 }
 
 Variant TextIn(std::string bytes) {
@@ -82,7 +57,9 @@ bool SetValue(Registry& registry, RegKey hive, const std::string& KeyPath,
               const std::string& ValueName, const Variant& Value, RegType Type) {
   const std::string path = KeyPath.starts_with('\\') ? KeyPath.substr(1) : KeyPath;
   if (path.empty()) return false;
-  const std::string data = Type == RegType::kDword ? BytesOf(ToStoredNumber(Value)) : ToText(Value);
+  const std::string data = Type == RegType::kDword
+                               ? DwordBytes(static_cast<std::uint32_t>(ToStoredNumber(Value)))
+                               : ToText(Value);
   RegKey key = 0;
   if (registry.CreateKey(hive, path, key) == kErrorSuccess) {
     const KeyCloser closer(registry, key);

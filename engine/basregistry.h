@@ -6,6 +6,7 @@
 // conversions at the end, which raise 6 "Overflow" and 13 "Type mismatch".
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <variant>
@@ -17,6 +18,9 @@ namespace mvsms {
 
 /// A value of the settings store: nothing, a text, or a number.
 using Variant = std::variant<std::monostate, std::string, std::int32_t>;
+
+/// Characters of the longest name that EnumKeys lists, and so of any key that is of use.
+inline constexpr std::size_t kLongestKeyName = 254;
 
 namespace basRegistry {
 
@@ -32,7 +36,7 @@ bool SetValue(Registry& registry, RegKey hive, const std::string& KeyPath,
               const std::string& ValueName, const Variant& Value, RegType Type);
 
 /// Names of the subkeys, in the store's order. Never empty: without subkeys, or when the key cannot
-/// be opened, one empty name. A name of more than 254 characters ends the list.
+/// be opened, one empty name. A name longer than kLongestKeyName ends the list.
 std::vector<std::string> EnumKeys(Registry& registry, RegKey hive, const std::string& KeyPath);
 
 /// Deletes a key, with everything below it where the store can do that, else only if it has no

@@ -7,6 +7,7 @@
 
 #include "engine/basregistry.h"
 #include "platform/raised_error.h"
+#include "platform/registry_key.h"
 #include "protocols/bastap.h"
 #include "protocols/convert.h"
 
@@ -14,7 +15,6 @@ namespace mvsms {
 namespace {
 
 constexpr std::string_view kSeparators = "-/ ()";
-constexpr std::size_t kLongestPrefix = 254;  // what EnumKeys can list
 
 bool IsDigit(char character) { return character >= '0' && character <= '9'; }
 
@@ -32,9 +32,9 @@ std::string ProbeRoutes(Registry& registry, const std::string& routing_key,
   if (registry.OpenKey(kSettingsHive, routing_key, kKeyAllAccess, routing) != kErrorSuccess) {
     return {};
   }
-  std::string prefix = address.substr(0, kLongestPrefix);
+  const KeyCloser closer(registry, routing);
+  std::string prefix = address.substr(0, kLongestKeyName);
   while (!prefix.empty() && !RouteExists(registry, routing, prefix)) prefix.pop_back();
-  registry.CloseKey(routing);
   return prefix;
 }
 
@@ -124,7 +124,7 @@ bool GetServiceInfo(Registry& registry, std::string& HostAppName, const Settings
   }
   record.Name = ServiceName;
   std::string& modem = record.ModemName;
-  if (modem.empty() || modem == "Default" || modem == "Standard") modem = settings.DefaultModem;
+  if (modem.empty() || NamesDefaultModem(modem)) modem = settings.DefaultModem;
   if (record.BaudRate == "Auto" || record.BaudRate == "ISDN") record.BaudRate.clear();
   return true;
 }

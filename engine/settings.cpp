@@ -10,16 +10,20 @@ std::string BaseKey(std::string& HostAppName) {
   return std::string(kRootKey) + "\\" + HostAppName;
 }
 
-std::string ServicesKey(const std::string& base_key) { return base_key + "\\Services"; }
+std::string ServicesKey(const std::string& base_key) { return base_key + "\\" + kServices; }
 
 std::string ServiceKey(const std::string& base_key, const std::string& service) {
   return ServicesKey(base_key) + "\\" + service;
 }
 
-std::string RoutingKey(const std::string& base_key) { return base_key + "\\Routing"; }
+std::string RoutingKey(const std::string& base_key) { return base_key + "\\" + kRouting; }
 
 std::string RouteKey(const std::string& base_key, const std::string& prefix) {
   return RoutingKey(base_key) + "\\" + prefix;
+}
+
+bool NamesDefaultModem(const std::string& modem) {
+  return modem == "Default" || modem == "Standard";
 }
 
 bool GetSettings(Registry& registry, std::string& HostAppName, Settings& settings) {

@@ -21,7 +21,10 @@ inline constexpr char kStandardProfile[] = "Standard";
 /// Key of the profile named `HostAppName`; an empty name becomes "Standard" in the caller's
 /// variable too.
 std::string BaseKey(std::string& HostAppName);
-/// Keys below a profile key: all services, one service, all routes, one route.
+/// The keys below a profile key that hold its services and its routes.
+inline constexpr char kServices[] = "Services";
+inline constexpr char kRouting[] = "Routing";
+/// Keys by their profile's key: all services, one service, all routes, one route.
 std::string ServicesKey(const std::string& base_key);
 std::string ServiceKey(const std::string& base_key, const std::string& service);
 std::string RoutingKey(const std::string& base_key);
@@ -78,6 +81,10 @@ inline constexpr std::array<ValueInfo, 12> kServiceValues{{
      "data bits, parity letter, stop bits: three characters"},
     {"ModemName", ValueKind::kText, RegType::kSz, "", "modem; empty is DefaultModem"},
 }};
+
+/// Whether a service's modem of this name is the default one: the entry that the dialogs offer for
+/// it, in either language.
+bool NamesDefaultModem(const std::string& modem);
 
 /// What a sender loads at the start of every send.
 struct Settings {

@@ -59,7 +59,7 @@ void CheckService(test::Desktop& desk, const CatalogueRecord& record) {
                 desk.Text(ServiceKey(desk.profile.base_key(), name), value.name) == value.text,
             "a value as the catalogue has it");
   }
-  for (const std::string& prefix : Split(FieldOf(record, catalogue::kPrefixes), ';')) {
+  for (const std::string& prefix : RoutePrefixes(record)) {
     Require(
         !IsKey(prefix) || desk.Text(RouteKey(desk.profile.base_key(), prefix), kUseService) == name,
         "a route for each prefix");

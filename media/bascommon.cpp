@@ -1,4 +1,4 @@
-// Waiting and the send log.
+// Waiting, the send log, and what the shell says.
 #include "media/bascommon.h"
 
 #include <chrono>
@@ -7,7 +7,6 @@ namespace mvsms::basCommon {
 namespace {
 
 constexpr int kPauseRounds = 10;
-constexpr char kDefaultLogName[] = "SMSLog.txt";
 
 std::string WithSingleSeparators(const std::string& path, char separator) {
   std::string single;

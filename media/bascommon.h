@@ -1,4 +1,5 @@
-// basCommon: the routines that every layer above the seam shares, waiting and the send log.
+// basCommon: the routines that every layer above the seam shares: waiting, the send log, files
+// beside the component, and documents that the shell opens.
 #pragma once
 
 #include <cstdint>
@@ -24,7 +25,9 @@ void Pause(EventLoop& loop, std::int32_t Milliseconds);
 /// written must never stop a page from going out.
 void WriteLog(Platform& platform, const std::string& Text, const std::string& LogFilePath);
 
-/// The send log's path where no other is set: "SMSLog.txt" in the component's folder.
+/// The send log's name where no other is set.
+inline constexpr char kDefaultLogName[] = "SMSLog.txt";
+/// The send log's path where no other is set: that name in the component's folder.
 std::string DefaultLogPath(Locale& locale);
 /// Path of a file of this name in the component's folder, with single separators throughout: a
 /// component in a drive's root has a folder that ends in one.

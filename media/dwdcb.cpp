@@ -27,6 +27,10 @@ std::uint8_t InRange(std::int32_t value, std::int32_t low, std::int32_t high,
 
 }  // namespace
 
+bool IsBaudRate(std::int32_t rate) {
+  return std::find(kBaudRates.begin(), kBaudRates.end(), rate) != kBaudRates.end();
+}
+
 dwDCB::dwDCB() {
   SetfParity(false);
   SetfOutxCtsFlow(true);
@@ -55,7 +59,7 @@ dwDCB::dwDCB() {
 
 void dwDCB::SetBaudRate(std::int32_t value) {
   if (value == 0) return;
-  if (std::find(kBaudRates.begin(), kBaudRates.end(), value) == kBaudRates.end()) {
+  if (!IsBaudRate(value)) {
     throw RaisedError(ObjectError(kErrInvalidSetting), "dwDCB", "Invalid baud rate");
   }
   dcb_.BaudRate = static_cast<std::uint32_t>(value);

@@ -17,6 +17,9 @@ class dwCOMM;
 
 inline constexpr std::int32_t kErrInvalidSetting = 31000;
 
+/// Whether `rate`, in bits per second, is one of serial ports: 110 to 256000.
+bool IsBaudRate(std::int32_t rate);
+
 class dwDCB {
  public:
   /// A record with defaults, which matter only until it is loaded from a device. Of its flags only

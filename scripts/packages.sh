@@ -21,6 +21,7 @@ check_packages=(
 
 fuzz_packages=(
   clang
+  libclang-rt-dev  # the runtimes of libFuzzer and the sanitizers, which clang only recommends
 )
 
 # Cross-compiling for Windows, and running the result.

@@ -78,4 +78,10 @@ std::vector<ServiceValue> ServiceValues(const CatalogueRecord& record) {
           {"ModemName", ""}};
 }
 
+std::vector<std::string> RoutePrefixes(const CatalogueRecord& record) {
+  std::vector<std::string> prefixes = Split(FieldOf(record, catalogue::kPrefixes), ';');
+  std::erase(prefixes, "");
+  return prefixes;
+}
+
 }  // namespace mvsms

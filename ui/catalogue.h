@@ -78,4 +78,7 @@ struct ServiceValue {
 /// modem is the default one.
 std::vector<ServiceValue> ServiceValues(const CatalogueRecord& record);
 
+/// The routing prefixes that a record brings: its service takes them, also from another one.
+std::vector<std::string> RoutePrefixes(const CatalogueRecord& record);
+
 }  // namespace mvsms

@@ -336,9 +336,7 @@ void frmConfig::AddService(Procedure& statement, const CatalogueRecord& record) 
   for (const ServiceValue& value : ServiceValues(record)) {
     write(key, value.name, value.text, "Error saving value!", "SaveValues");
   }
-  // A catalogue service takes the prefixes it brings, also from another service.
-  for (const std::string& prefix : Split(FieldOf(record, catalogue::kPrefixes), ';')) {
-    if (prefix.empty()) continue;
+  for (const std::string& prefix : RoutePrefixes(record)) {
     const std::string route = RouteKey(profile_key_, prefix);
     statement([&] { basRegistry::DeleteKey(platform().registry(), kSettingsHive, route); });
     write(route, kUseService, name, "Error creating routing key!", "cmdSrvAdd_Click");

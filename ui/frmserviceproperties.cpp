@@ -226,7 +226,7 @@ void frmServiceProperties::SaveValues() {
     save("BaudRate", BaudRate.Text());
     save("ModemSetting", ModemSetting.Text());
     save("ModemName", ModemName.Text());
-    if (ModemName.Text() == "Default" || ModemName.Text() == "Standard") save("ModemName", "");
+    if (NamesDefaultModem(ModemName.Text())) save("ModemName", "");
   });
 }
 

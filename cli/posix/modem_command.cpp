@@ -6,6 +6,7 @@
 
 #include "cli/commands.h"
 #include "cli/posix/modem_test.h"
+#include "engine/settings.h"
 #include "platform/ansi.h"
 #include "platform/posix/line_check.h"
 #include "platform/posix/line_store.h"
@@ -32,7 +33,7 @@ void CheckName(const std::string& name) {
   if (name.empty() || control) {
     throw UsageError("\"" + Printable(name) + "\" cannot be the name of a modem");
   }
-  if (name == "Default" || name == "Standard") {
+  if (NamesDefaultModem(name)) {
     throw UsageError("\"" + name + "\" means the default modem; choose another name");
   }
 }

@@ -5,6 +5,7 @@
 
 #include "cli/commands.h"
 #include "cli/posix/centre_command.h"
+#include "media/bascommon.h"
 #include "platform/posix/device_lock.h"
 #include "platform/posix/line_store.h"
 #include "platform/posix/posix_platform.h"
@@ -21,6 +22,9 @@ std::string StoreProblem(const std::string& home) { return posix::StoreProblem(h
 bool ModemExists(Context& context, const std::string& modem) {
   return posix::LineStore(context.home).Find(modem).has_value();
 }
+
+// Not by way of the ANSI code page, in which not every folder has a name.
+std::string DefaultLog(Context& context) { return context.home + "/" + basCommon::kDefaultLogName; }
 
 std::string ModemInUse(Context& context, const std::string& modem) {
   const auto line = posix::LineStore(context.home).Find(modem);

@@ -6,6 +6,7 @@
 
 #include "cli/commands.h"
 #include "cli/store.h"
+#include "media/bascommon.h"
 #include "platform/ansi.h"
 #include "platform/win32/win32_platform.h"
 #include "ui/modem_list.h"
@@ -34,6 +35,10 @@ std::string StoreProblem(const std::string&) { return ""; }
 bool ModemExists(Context& context, const std::string& modem) {
   const auto modems = ModemNames(context.platform());
   return std::find(modems.begin(), modems.end(), modem) != modems.end();
+}
+
+std::string DefaultLog(Context& context) {
+  return Utf8FromAnsi(basCommon::DefaultLogPath(context.platform().locale()));
 }
 
 std::string ModemInUse(Context&, const std::string&) { return ""; }

@@ -9,25 +9,15 @@
 #include <vector>
 
 #include "platform/ansi.h"
+#include "platform/registry_key.h"
 
 namespace mvsms::memory {
 namespace {
 
-/// The components of a key path; empty ones do not count.
-std::vector<std::string> Split(std::string_view path) {
-  std::vector<std::string> components;
-  while (!path.empty()) {
-    const std::size_t end = std::min(path.find('\\'), path.size());
-    if (end > 0) components.emplace_back(path.substr(0, end));
-    path.remove_prefix(std::min(end + 1, path.size()));
-  }
-  return components;
-}
-
 using KeyPointer = std::shared_ptr<RegistryKey>;
 
 KeyPointer Find(KeyPointer key, const std::string& path) {
-  for (const std::string& name : Split(path)) {
+  for (const std::string_view name : SplitKeyPath(path)) {
     const auto found = key->subkeys.find(FoldCase(name));
     if (found == key->subkeys.end()) return nullptr;
     key = found->second;
@@ -36,11 +26,11 @@ KeyPointer Find(KeyPointer key, const std::string& path) {
 }
 
 KeyPointer FindOrAdd(KeyPointer key, const std::string& path) {
-  for (const std::string& name : Split(path)) {
+  for (const std::string_view name : SplitKeyPath(path)) {
     KeyPointer& subkey = key->subkeys[FoldCase(name)];
     if (!subkey) {
       subkey = std::make_shared<RegistryKey>();
-      subkey->name = name;
+      subkey->name = std::string(name);
     }
     key = subkey;
   }
@@ -55,9 +45,7 @@ void MarkDeleted(RegistryKey& key) {
 /// A value for the record of what was stored: "=text", or "#number".
 std::string Printed(RegType type, const std::string& data) {
   if (type != RegType::kDword || data.size() != 4) return "=" + data;
-  std::uint32_t number = 0;
-  for (std::size_t i = 4; i-- > 0;) number = number << 8 | static_cast<unsigned char>(data[i]);
-  return "#" + std::to_string(static_cast<std::int32_t>(number));
+  return "#" + std::to_string(static_cast<std::int32_t>(DwordIn(data)));
 }
 
 }  // namespace
@@ -190,14 +178,14 @@ RegStatus MemoryRegistry::Delete(RegKey parent, const std::string& path, bool wi
   KeyPointer from;
   if (const RegStatus status = Look(parent, from)) return status;
   if (path.starts_with('\\')) return kErrorBadPathname;
-  std::vector<std::string> names = Split(path);
+  const std::vector<std::string_view> names = SplitKeyPath(path);
   if (names.empty()) return kErrorInvalidParameter;
   const KeyPointer key = Find(from, path);
   if (!key) return kErrorFileNotFound;
   if (!with_subkeys && !key->subkeys.empty()) return kErrorAccessDenied;
   listed_ = nullptr;
   MarkDeleted(*key);
-  for (std::size_t i = 0; i + 1 < names.size(); ++i) from = Find(from, names[i]);
+  for (std::size_t i = 0; i + 1 < names.size(); ++i) from = Find(from, std::string(names[i]));
   from->subkeys.erase(FoldCase(names.back()));
   return kErrorSuccess;
 }

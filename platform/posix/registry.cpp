@@ -17,6 +17,7 @@
 #include "platform/posix/backend.h"
 #include "platform/posix/sqlite.h"
 #include "platform/posix/store.h"
+#include "platform/registry_key.h"
 
 namespace mvsms::posix {
 namespace {
@@ -103,24 +104,13 @@ RegStatus Guarded(Operation operation) {
   }
 }
 
-/// The components of a key path; empty ones do not count.
-std::vector<std::string_view> Split(std::string_view path) {
-  std::vector<std::string_view> components;
-  while (!path.empty()) {
-    const std::size_t end = std::min(path.find('\\'), path.size());
-    if (end > 0) components.push_back(path.substr(0, end));
-    path.remove_prefix(std::min(end + 1, path.size()));
-  }
-  return components;
-}
-
 RowId FindChild(Connection& store, RowId parent, std::string_view name) {
   return store.Value(kFindKey, {parent, Blob{FoldCase(name)}});
 }
 
 RowId FindKey(Connection& store, RowId parent, std::string_view path) {
   RowId row = store.Value(kKeyExists, {parent}) ? parent : kNoKey;
-  for (const std::string_view name : Split(path)) {
+  for (const std::string_view name : SplitKeyPath(path)) {
     if (row == kNoKey) break;
     row = FindChild(store, row, name);
   }
@@ -245,7 +235,7 @@ class PosixRegistry : public Registry {
     if (Connection* store = store_.Read()) {
       Transaction reading(*store, Transaction::Kind::kRead);
       row = FindKey(*store, RowOf(parent), path);
-    } else if (RowOf(parent) == kHive && Split(path).empty()) {
+    } else if (RowOf(parent) == kHive && SplitKeyPath(path).empty()) {
       row = kHive;  // it exists even where nothing has been stored
     }
     if (row == kNoKey) return kErrorFileNotFound;
@@ -257,7 +247,7 @@ class PosixRegistry : public Registry {
     Connection& store = store_.Write();
     Transaction writing(store, Transaction::Kind::kWrite);
     RowId row = RowOf(parent);
-    for (const std::string_view name : Split(path)) {
+    for (const std::string_view name : SplitKeyPath(path)) {
       const RowId found = FindChild(store, row, name);
       row = found ? found : AddChild(store, row, name);
     }
@@ -305,7 +295,7 @@ class PosixRegistry : public Registry {
     return Guarded([&] {
       if (!opened_.count(parent)) return kErrorInvalidHandle;
       if (path.starts_with('\\')) return kErrorBadPathname;
-      if (Split(path).empty()) return kErrorInvalidParameter;
+      if (SplitKeyPath(path).empty()) return kErrorInvalidParameter;
       Connection* store = store_.Read();
       if (!store) return kErrorFileNotFound;
       Transaction writing(*store, Transaction::Kind::kWrite);

@@ -184,6 +184,18 @@ TEST_F(LogCommand, JsonIsOneObjectALine) {
             "{\"time\":\"2026-01-02 03:04:06\",\"text\":\"End\"}\n");
 }
 
+TEST_F(LogCommand, IsFoundInAFolderWhoseNameHasNoAnsiForm) {
+  home_ /= "h\xC5\x91me";
+  std::filesystem::create_directory(home_);
+  Run({"config", "set", "WriteLogfile", "1"});
+  Run({"send", "--to", "0171", "text"});
+  EXPECT_THAT(Do({"log"}), HasSubstr("Result:  Failed"));
+}
+
+TEST_F(LogCommand, ALogThatTheSendCouldNotWriteIsRefused) {
+  Refuse({"send", "--to", "0171", "--log", Path("\xC5\x91.log"), "text"}, "--log");
+}
+
 TEST_F(LogCommand, ASendWritesTheLogThatItIsGiven) {
   Run({"send", "--to", "0171", "--log", Path("my.log"), "text"});
   EXPECT_THAT(Do({"log", "--file", Path("my.log")}),

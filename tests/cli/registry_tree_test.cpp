@@ -147,6 +147,17 @@ TEST_F(RegistryCommand, AFileThatIsNoExportChangesNothing) {
   Refuse({"registry", "import", Path("bad.json")}, "\"Broken\"");
 }
 
+TEST_F(RegistryCommand, ANameThatNoListWouldShowIsRefused) {
+  const auto file = [](std::size_t length) {
+    return R"({"format": "mvsms registry", "version": 1, "tree": {"keys": {")" +
+           std::string(length, 'x') + R"(": {}}}})";
+  };
+  Do({"registry", "import", "-"}, file(254));
+  const std::string before = State();
+  EXPECT_EQ(Run({"registry", "import", "-"}, file(255)).exit_code, kExitUsage);
+  EXPECT_EQ(State(), before);
+}
+
 TEST_F(RegistryCommand, AnExportThatCannotBeWrittenSaysWhereAndWhy) {
   Refuse({"registry", "export", Path("no/such/folder.json")},
          "no/such/folder.json: No such file or directory", kExitFailed);

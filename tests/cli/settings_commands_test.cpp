@@ -260,8 +260,12 @@ TEST_F(ServiceCommand, WrongNamesAndValuesAreRefused) {
   set("MaxMessages=-1", "MaxMessages must be a number");
   set("MessageType=4", "MessageType must be 2 (numeric) or 3 (alphanumeric), not \"4\"");
   set("TimeOut=soon", "TimeOut must be a number");
-  set("UCPCommand=52", "UCPCommand must be 01, 30 or 51");
-  set("BaudRate=quick", "BaudRate must be Auto, ISDN or a number");
+  set("UCPCommand=52", "UCPCommand must be 01 or 51");
+  set("UCPCommand=30", "UCPCommand must be 01 or 51");
+  for (const char* rate :
+       {"quick", "", "0", "28800", "1000000", "99999999999", "+9600", "9600.0"}) {
+    set(std::string("BaudRate=") + rate, "BaudRate must be Auto, ISDN or a rate of serial ports");
+  }
   set("ModemSetting=8,N,1", "ModemSetting must be three characters");
   set("ModemSetting=8n1", "ModemSetting must be three characters");
   set("ModemName=Nowhere", "there is no modem \"Nowhere\"");

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "engine/settings.h"
 #include "platform/memory/memory_platform.h"
 #include "platform/raised_error.h"
 
@@ -116,6 +117,15 @@ std::vector<std::string> Values(const CatalogueRecord& record) {
     values.push_back(std::string(value.name) + "=" + value.text);
   }
   return values;
+}
+
+TEST(CatalogueRecords, ABlankServiceHasTheInitialValuesOfTheSettings) {
+  const std::vector<ServiceValue> values = ServiceValues(BlankService("X"));
+  ASSERT_EQ(values.size(), kServiceValues.size());
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    EXPECT_STREQ(values[i].name, kServiceValues[i].name);
+    EXPECT_EQ(values[i].text, kServiceValues[i].initial) << values[i].name;
+  }
 }
 
 TEST(CatalogueRecords, BecomeTheValuesOfAService) {
