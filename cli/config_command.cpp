@@ -37,10 +37,24 @@ void Get(Context& context, const std::string& name) {
   context.out << Utf8FromAnsi(text) << '\n';
 }
 
+// `name` is about to have the value.
+void WarnOfLostZero(Context& context, ProfileStore& store, const std::string& name,
+                    const std::string& value) {
+  const auto after = [&](const char* other) {
+    return name == other ? value : store.Get("", other);
+  };
+  const bool concerned = name == "AddCountry" || name == "Country";
+  if (concerned && after("AddCountry") == "1" && after("Country").empty()) {
+    context.Warn("with AddCountry on and Country empty, numbers lose their leading 0");
+  }
+}
+
 void Set(Context& context, const std::string& name, const std::string& value) {
   const ValueInfo& info = FindValue(kGlobalValues, name);
   ProfileStore store(context);
-  store.Set("", {{info.name, CheckedValue(context, store, info, value)}});
+  const RegistryValue checked = CheckedValue(context, store, info, value);
+  WarnOfLostZero(context, store, info.name, value);
+  store.Set("", {{info.name, checked}});
 }
 
 std::string Meanings() {

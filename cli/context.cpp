@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "cli/system.h"
+#include "platform/ansi.h"
 
 namespace mvsms::cli {
 namespace {
@@ -44,6 +45,8 @@ std::string PaddedLine(const std::vector<std::string>& row,
 }
 
 }  // namespace
+
+bool HasAnsiForm(const std::string& utf8) { return Utf8FromAnsi(AnsiFromUtf8(utf8)) == utf8; }
 
 std::filesystem::path FilePath(const std::string& utf8) {
   return std::u8string(utf8.begin(), utf8.end());

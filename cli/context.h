@@ -66,6 +66,9 @@ class Context {
   std::shared_ptr<Platform> platform_;
 };
 
+/// Whether the ANSI code page has every character of the text, which is not so for malformed UTF-8.
+bool HasAnsiForm(const std::string& utf8);
+
 /// A path given on the command line, for the operations on files: those take a narrow text for one
 /// in the code page of the system.
 std::filesystem::path FilePath(const std::string& utf8);

@@ -1,10 +1,11 @@
-// Ctrl-C and SIGTERM as a question to ask. The signal handler only sets a flag; whoever is busy
-// looks at it from a timer or between two waits.
+// Ctrl-C, SIGTERM and the end of the terminal (SIGHUP) as a question to ask. The signal handler
+// only sets a flag; whoever is busy looks at it from a timer or between two waits. Nobody who stops
+// reading the output ends the program meanwhile.
 #pragma once
 
 namespace mvsms::cli {
 
-/// Takes the two signals while it lives. A second signal ends the process at once, as if nobody
+/// Takes the signals while it lives. A second one ends the process at once, as if nobody
 /// watched. One at a time.
 class InterruptWatch {
  public:

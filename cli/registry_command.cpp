@@ -77,7 +77,7 @@ void Save(Context& context, const std::string& path, const Json& json) {
 }
 
 void Export(Context& context, const ExportOptions& options) {
-  CheckStore(context);
+  CheckReadable(context);
   RegistryTree tree = ReadTree(context.platform().registry(), kRootKey);
   const int removed = options.show_passwords ? 0 : RemovePasswords(tree);
   Save(context, options.file,
@@ -104,7 +104,7 @@ Json Load(Context& context, const std::string& path) {
 
 void Import(Context& context, const std::string& path) {
   const RegistryTree tree = TreeFromJson(Load(context, path)["tree"]);
-  CheckStore(context);
+  CheckWritable(context);
   WriteTree(context.platform().registry(), kRootKey, tree);
 }
 

@@ -90,10 +90,17 @@ void Test(Context& context, const RouteOptions& options) {
     reason = Utf8FromAnsi(text);
   };
   const std::string number = FixAddress(registry, profile, address, note);
-  if (number.empty()) throw UsageError(reason);
+  if (number.empty()) {
+    const bool plus = options.prefix.starts_with('+');
+    throw UsageError(plus ? reason + "; " + kPlusHint : reason);
+  }
 
   const std::string routed = FindService(registry, profile, number);
   const std::string service = routed.empty() ? store.Get("", "DefaultService") : routed;
+  if (!service.empty() && !store.Exists(ServicePath(service))) {
+    throw Failure(Utf8FromAnsi(number) + " would go to the service \"" + Utf8FromAnsi(service) +
+                  "\", which does not exist");
+  }
   if (context.json) {
     return context.PrintJson({{"number", Utf8FromAnsi(number)},
                               {"service", Utf8FromAnsi(service)},

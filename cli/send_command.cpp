@@ -1,5 +1,6 @@
 // mvsms send: one message to one recipient, its progress as it comes, and an exit code that says
 // how it ended.
+#include <algorithm>
 #include <iostream>
 #include <iterator>
 #include <memory>
@@ -109,19 +110,36 @@ class SendRun {
     for (const ReportedError& error : errors_) {
       context_.Warn("error " + std::to_string(error.number) + ": " + Printable(error.description));
     }
-    const std::string owner = DeviceOwner();
-    if (!owner.empty()) context_.Warn(owner);
+    // A refusal of the centre is no error: it stands in the status lines.
+    if (options_.quiet && errors_.empty()) context_.Warn(LastAnswer());
+    const std::string obstacle = Obstacle();
+    if (!obstacle.empty()) context_.Warn(obstacle);
     context_.Warn(aborted_                 ? "the send was aborted"
                   : sender_.RetrySuggested ? "the message was not accepted; a retry makes sense"
                                            : "the message was not accepted");
   }
 
-  // Who holds the modem's device, for a send that could not get it; "" when nobody does. The send
-  // is over: settings that cannot be read now cost this hint, not the exit code.
-  std::string DeviceOwner() try {
+  // The last line before the call was closed.
+  std::string LastAnswer() const {
+    const auto closing = std::find(lines_.rbegin(), lines_.rend(), "Closing connection..");
+    return Printable(closing == lines_.rend() ? lines_.back() : *std::next(closing));
+  }
+
+  // What in the settings kept the message from going out, as far as a look at them tells; "" when
+  // nothing did. The send is over: settings that cannot be read now cost this hint, not the exit
+  // code.
+  std::string Obstacle() try {
     ProfileStore store(context_);
+    if (options_.to.starts_with('+') && store.Get("", "ReplacePlus") != "1") return kPlusHint;
+    if (service_.empty()) return "";
+    if (!store.Exists(ServicePath(service_))) {
+      return "there is no service \"" + Utf8FromAnsi(service_) + "\"; see 'mvsms service list'";
+    }
     std::string modem = store.Get(ServicePath(service_), "ModemName");
     if (modem.empty() || NamesDefaultModem(modem)) modem = store.Get("", "DefaultModem");
+    if (!ModemExists(context_, modem)) {
+      return "there is no modem \"" + Utf8FromAnsi(modem) + "\"; see 'mvsms modem list'";
+    }
     return ModemInUse(context_, modem);
   } catch (const Failure&) {
     return "";
@@ -147,17 +165,33 @@ std::string ReadText(std::istream& in) {
   return text;
 }
 
+void CheckOptions(Context& context, const SendOptions& options) {
+  ProfileStore store(context);
+  if (!options.service.empty()) ExistingService(store, options.service);
+  if (!HasAnsiForm(options.log)) {
+    throw UsageError("--log: the path \"" + Printable(options.log) +
+                     "\" has characters outside Windows-1252");
+  }
+  if (options.from.find('/') != std::string::npos) {
+    throw UsageError("--from must not contain \"/\", which divides the fields of a UCP message");
+  }
+}
+
+// What the message will lack, or the log; the message goes out all the same.
+void WarnOfLosses(Context& context, const SendOptions& options) {
+  if (!HasAnsiForm(options.text)) {
+    context.Warn("the message has characters outside Windows-1252; each is sent as \"?\"");
+  }
+  if (!options.log.empty() &&
+      !context.platform().text_file().Append(AnsiFromUtf8(options.log), "")) {
+    context.Warn("cannot write the log " + options.log);
+  }
+}
+
 void Run(Context& context, SendOptions& options) {
-  {
-    ProfileStore store(context);
-    if (!options.service.empty()) ExistingService(store, options.service);
-  }
-  if (Utf8FromAnsi(AnsiFromUtf8(options.log)) != options.log) {
-    throw UsageError(
-        "--log: \"" + Printable(options.log) +
-        "\" has characters that the send log's path cannot have (not in Windows-1252)");
-  }
+  CheckOptions(context, options);
   if (options.text == "-") options.text = ReadText(context.in);
+  WarnOfLosses(context, options);
   context.exit_code = SendRun(context, options).Run();
 }
 

@@ -59,6 +59,19 @@ Values ParseAssignments(Context& context, ProfileStore& store, const ServiceOpti
   return values;
 }
 
+std::string TextOf(const Values& values, const std::string& name) {
+  const auto found = std::find_if(values.begin(), values.end(),
+                                  [&](const auto& value) { return value.first == name; });
+  return found == values.end() ? "" : found->second.data;
+}
+
+// A service that cannot send yet, and would say so only when it has dialled.
+void WarnOfGaps(Context& context, const Values& values) {
+  if (TextOf(values, "Protocol") == "UCP" && TextOf(values, "UCPCommand").empty()) {
+    context.Warn("a service for UCP needs UCPCommand=51, or 01 for older centres");
+  }
+}
+
 // A blank service, as the dialog for a new one makes it.
 Values BlankService() {
   Values values;
@@ -172,6 +185,7 @@ void Add(Context& context, const ServiceOptions& options) {
       if (blank.first == key) blank.second = value;
     }
   }
+  WarnOfGaps(context, values);
   store.Add(ServicePath(service), values);
   for (const std::string& prefix : RoutePrefixes(origin)) {
     store.Set(RoutePath(prefix), {{kUseService, TextValue(service)}});
@@ -191,6 +205,10 @@ void Set(Context& context, const ServiceOptions& options) {
 void Delete(Context& context, const ServiceOptions& options) {
   ProfileStore store(context);
   const std::string service = ExistingService(store, options.name);
+  if (FoldCase(store.Get("", "DefaultService")) == FoldCase(service)) {
+    context.Warn("\"" + options.name +
+                 "\" is the default service; 'mvsms config set DefaultService' names another");
+  }
   for (const std::string& prefix : store.Keys(kRouting)) {
     if (FoldCase(store.Get(RoutePath(prefix), kUseService)) == FoldCase(service)) {
       store.Set(RoutePath(prefix), {{kUseService, TextValue("")}});

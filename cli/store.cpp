@@ -19,14 +19,24 @@ std::string ProfileKey(Context& context) {
 
 }  // namespace
 
-void CheckStore(Context& context) {
+void CheckReadable(Context& context) {
   const std::string problem = StoreProblem(context.home);
   if (!problem.empty()) throw Failure(problem);
 }
 
+void CheckWritable(Context& context) {
+  const std::string problem = WriteProblem(context.home);
+  if (!problem.empty()) throw Failure(problem);
+}
+
 ProfileStore::ProfileStore(Context& context)
-    : registry_(context.platform().registry()), base_key_(ProfileKey(context)) {
-  CheckStore(context);
+    : context_(context), registry_(context.platform().registry()), base_key_(ProfileKey(context)) {
+  CheckReadable(context);
+}
+
+void ProfileStore::PrepareToWrite() {
+  if (!writable_) CheckWritable(context_);
+  writable_ = true;
 }
 
 std::string ProfileStore::Path(const std::string& key) const {
@@ -45,6 +55,7 @@ std::vector<std::string> ProfileStore::Keys(const std::string& key) {
 
 void ProfileStore::Add(const std::string& key,
                        const std::vector<std::pair<std::string, RegistryValue>>& values) {
+  PrepareToWrite();
   try {
     Set(key, values);
   } catch (const Failure&) {
@@ -55,10 +66,12 @@ void ProfileStore::Add(const std::string& key,
 
 void ProfileStore::Set(const std::string& key,
                        const std::vector<std::pair<std::string, RegistryValue>>& values) {
+  PrepareToWrite();
   WriteTree(registry_, Path(key), {values, {}});
 }
 
 void ProfileStore::Delete(const std::string& key) {
+  PrepareToWrite();
   if (!basRegistry::DeleteKey(registry_, kSettingsHive, Path(key))) {
     throw Failure("cannot delete the key \"" + Utf8FromAnsi(Path(key)) + "\"");
   }
@@ -71,6 +84,9 @@ std::string ServicePath(const std::string& service) {
 std::string RoutePath(const std::string& prefix) { return std::string(kRouting) + "\\" + prefix; }
 
 std::string KeyName(const std::string& what, const std::string& utf8) {
+  if (!HasAnsiForm(utf8)) {
+    throw UsageError("the name \"" + Printable(utf8) + "\" has characters outside Windows-1252");
+  }
   std::string name = AnsiFromUtf8(utf8);
   const bool unfit = std::any_of(name.begin(), name.end(), [](char c) {
     return c == '\\' || static_cast<unsigned char>(c) < ' ';

@@ -10,14 +10,16 @@
 
 namespace mvsms::cli {
 
-/// Throws Failure with what stands in the way when the settings file cannot be used at all.
-void CheckStore(Context& context);
+/// Throws Failure with what stands in the way when the settings cannot be read or cannot be
+/// changed.
+void CheckReadable(Context& context);
+void CheckWritable(Context& context);
 
 /// Key paths are relative to the profile's key ("" is that key itself); names and texts are in the
 /// ANSI code page. Every failure of the store is thrown as Failure.
 class ProfileStore {
  public:
-  /// Checks the profile's name and the store.
+  /// Checks the profile's name, and that the store can be read.
   explicit ProfileStore(Context& context);
 
   bool Exists(const std::string& key);
@@ -36,9 +38,13 @@ class ProfileStore {
 
  private:
   std::string Path(const std::string& key) const;
+  /// Before the first change: a reason that the registry's error codes cannot give.
+  void PrepareToWrite();
 
+  Context& context_;
   Registry& registry_;
   std::string base_key_;
+  bool writable_ = false;
 };
 
 /// Keys within a profile, as ServiceKey and RouteKey are in the store.
@@ -48,6 +54,10 @@ std::string RoutePath(const std::string& prefix);
 /// `utf8` in the ANSI code page when it can be the name of a profile, service or route (`what`),
 /// else a UsageError.
 std::string KeyName(const std::string& what, const std::string& utf8);
+
+/// What a number that begins with "+" needs.
+inline constexpr char kPlusHint[] =
+    "a \"+\" needs ReplacePlus: 'mvsms config set ReplacePlus 1', or write 00 instead";
 
 /// The name of an existing service, else a UsageError.
 std::string ExistingService(ProfileStore& store, const std::string& utf8);

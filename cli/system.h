@@ -16,8 +16,10 @@ namespace mvsms::cli {
 /// The services of this process's one thread; `home` as in Context.
 std::unique_ptr<Platform> MakePlatform(const std::string& home);
 
-/// Why the settings cannot be used at all, as a sentence; empty when they can.
+/// Why the settings cannot be read, and why they cannot be changed, as a sentence; empty when they
+/// can.
 std::string StoreProblem(const std::string& home);
+std::string WriteProblem(const std::string& home);
 
 /// Whether there is a modem of this name (ANSI).
 bool ModemExists(Context& context, const std::string& modem);

@@ -8,9 +8,17 @@ namespace {
 
 volatile std::sig_atomic_t interrupted = 0;
 
+constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
+
 void Remember(int) { interrupted = 1; }
 
+bool IsIgnored(int signal) {
+  struct sigaction action {};
+  return sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
 void Install(int signal) {
+  if (IsIgnored(signal)) return;  // as nohup wants it
   struct sigaction action {};
   action.sa_handler = Remember;
   // One signal only: the second one finds the default action.
@@ -19,17 +27,20 @@ void Install(int signal) {
   sigaction(signal, &action, nullptr);
 }
 
+void Remove(int signal) {
+  if (!IsIgnored(signal)) std::signal(signal, SIG_DFL);
+}
+
 }  // namespace
 
 InterruptWatch::InterruptWatch() {
   interrupted = 0;
-  Install(SIGINT);
-  Install(SIGTERM);
+  for (const int signal : kSignals) Install(signal);
+  std::signal(SIGPIPE, SIG_IGN);  // for good: the outcome, which comes afterwards, counts too
 }
 
 InterruptWatch::~InterruptWatch() {
-  std::signal(SIGINT, SIG_DFL);
-  std::signal(SIGTERM, SIG_DFL);
+  for (const int signal : kSignals) Remove(signal);
 }
 
 bool InterruptWatch::Interrupted() const { return interrupted != 0; }

@@ -1,11 +1,13 @@
 // mvsms modem: the lines of this machine, which services name as their modem.
 #include <algorithm>
 #include <cstdint>
+#include <filesystem>
 #include <memory>
 #include <string>
 
 #include "cli/commands.h"
 #include "cli/posix/modem_test.h"
+#include "cli/store.h"
 #include "engine/settings.h"
 #include "platform/ansi.h"
 #include "platform/posix/line_check.h"
@@ -30,7 +32,7 @@ std::string KindName(LineKind kind) { return kind == LineKind::kTcp ? "tcp" : "h
 void CheckName(const std::string& name) {
   const bool control = std::any_of(name.begin(), name.end(),
                                    [](char c) { return static_cast<unsigned char>(c) < ' '; });
-  if (name.empty() || control) {
+  if (name.empty() || control || !HasAnsiForm(name)) {
     throw UsageError("\"" + Printable(name) + "\" cannot be the name of a modem");
   }
   if (NamesDefaultModem(name)) {
@@ -53,8 +55,14 @@ void Require(const std::string& problem) {
   if (!problem.empty()) throw UsageError(Printable(problem));
 }
 
+// For programs that start in another folder. A link stays: it may be what names the device for
+// good.
+std::string WholePath(const std::string& path) {
+  return path.empty() ? path : std::filesystem::absolute(path).string();
+}
+
 void TakeHayesOptions(const LineOptions& options, LineConfig& line) {
-  line.device = options.device.value_or(line.device);
+  if (options.device) line.device = WholePath(*options.device);
   if (options.init) line.init = AnsiFromUtf8(*options.init);
   if (options.dial) line.dial = AnsiFromUtf8(*options.dial);
   line.framing = options.framing.value_or(line.framing);
@@ -132,9 +140,22 @@ void Show(Context& context, const std::string& name) {
   }
 }
 
+void WarnOfUses(Context& context, const std::string& modem) {
+  ProfileStore store(context);
+  const std::string name = "\"" + Utf8FromAnsi(modem) + "\"";
+  if (store.Get("", "DefaultModem") == modem) {
+    context.Warn(name + " is the default modem; 'mvsms config set DefaultModem' names another");
+  }
+  for (const std::string& service : store.Keys(kServices)) {
+    if (store.Get(ServicePath(service), "ModemName") != modem) continue;
+    context.Warn(name + " is the modem of the service \"" + Utf8FromAnsi(service) + "\"");
+  }
+}
+
 void Delete(Context& context, const std::string& name) {
-  Existing(context, name);
-  LineStore(context.home).Delete(AnsiFromUtf8(name));
+  const std::string modem = Existing(context, name).name;
+  WarnOfUses(context, modem);
+  LineStore(context.home).Delete(modem);
 }
 
 void Test(Context& context, const std::string& name, const std::string& number) {

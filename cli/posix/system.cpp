@@ -18,6 +18,7 @@ std::unique_ptr<Platform> MakePlatform(const std::string& home) {
 }
 
 std::string StoreProblem(const std::string& home) { return posix::StoreProblem(home); }
+std::string WriteProblem(const std::string& home) { return posix::WriteProblem(home); }
 
 bool ModemExists(Context& context, const std::string& modem) {
   return posix::LineStore(context.home).Find(modem).has_value();

@@ -102,12 +102,14 @@ void MakeTables(Connection& connection) {
   writing.Commit();
 }
 
-/// Whether the file holds what SQLite wrote, and takes more. The write is taken back.
-void Probe(Connection& connection) {
-  {
-    Rows check = connection.Query("PRAGMA quick_check(1)");
-    if (check.Next() && check.Bytes(0) != "ok") throw SqliteError(SQLITE_CORRUPT, check.Bytes(0));
-  }
+/// Whether the file holds what SQLite wrote.
+void ProbeReading(Connection& connection) {
+  Rows check = connection.Query("PRAGMA quick_check(1)");
+  if (check.Next() && check.Bytes(0) != "ok") throw SqliteError(SQLITE_CORRUPT, check.Bytes(0));
+}
+
+/// Whether it takes more. The write is taken back.
+void ProbeWriting(Connection& connection) {
   Transaction writing(connection, Transaction::Kind::kWrite);
   connection.Execute("CREATE TABLE probe(x)");
 }
@@ -185,18 +187,25 @@ std::string ProblemSentence(const std::string& home, const SqliteError& error) {
          AdviceFor(error.code());
 }
 
-std::string StoreProblem(const std::string& home) {
-  try {
-    Store store(home);
-    if (store.Read()) {
-      Probe(store.Write());
-    } else {
-      ProbeMissing(home);
-    }
-    return {};
-  } catch (const SqliteError& error) {
-    return ProblemSentence(home, error);
+std::string StoreProblem(const std::string& home) try {
+  Store store(home);
+  if (Connection* const connection = store.Read()) ProbeReading(*connection);
+  return {};
+} catch (const SqliteError& error) {
+  return ProblemSentence(home, error);
+}
+
+std::string WriteProblem(const std::string& home) try {
+  Store store(home);
+  if (Connection* const connection = store.Read()) {
+    ProbeReading(*connection);
+    ProbeWriting(*connection);
+  } else {
+    ProbeMissing(home);
   }
+  return {};
+} catch (const SqliteError& error) {
+  return ProblemSentence(home, error);
 }
 
 }  // namespace mvsms::posix

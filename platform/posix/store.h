@@ -45,9 +45,11 @@ class Store {
 /// system said, and how to go on. UTF-8.
 std::string ProblemSentence(const std::string& home, const SqliteError& error);
 
-/// Why the settings in the folder `home` cannot be read or written, as such a sentence. Empty
-/// when all is well, also when nothing has been stored yet. Reads the whole file and tries a write
-/// that it takes back.
+/// Why the settings in the folder `home` cannot be read, as such a sentence. Empty when all is
+/// well, also when nothing has been stored yet. Reads the whole file and writes nothing: a message
+/// that says "disk full" must go out.
 std::string StoreProblem(const std::string& home);
+/// Why they cannot be read or changed. Tries a write too, and takes it back.
+std::string WriteProblem(const std::string& home);
 
 }  // namespace mvsms::posix

@@ -112,6 +112,31 @@ TEST_F(SendCommand, AnUnknownServiceIsWrongUsage) {
   Refuse({"send", "--to", "0171"}, "TEXT is required");
 }
 
+TEST_F(SendCommand, ASenderWithTheDividerOfFieldsIsWrongUsage) {
+  Refuse({"send", "--to", "0171", "--from", "a/b", "text"}, "--from must not contain \"/\"");
+}
+
+TEST_F(SendCommand, ALogThatCannotBeWrittenIsWarnedOf) {
+  const Outcome outcome = Run({"send", "--to", "0171", "--log", Path("none/my.log"), "text"});
+  EXPECT_THAT(outcome.err, AllOf(HasSubstr("cannot write the log"), HasSubstr("none/my.log")));
+  EXPECT_THAT(outcome.err, HasSubstr("error 5"));
+}
+
+TEST_F(SendCommand, WhatTheSettingsLackIsNamedAfterAFailure) {
+  Do({"modem", "add", "Net", "--kind", "tcp"});
+  AddService("Pager");
+  Do({"config", "set", "DefaultModem", "Net"});
+  Do({"config", "set", "DefaultService", "Pager"});
+  const auto complaint = [this](const std::string& to) {
+    return Run({"send", "--to", to, "text"}).err;
+  };
+  EXPECT_THAT(complaint("+49171"), HasSubstr("a \"+\" needs ReplacePlus"));
+  Run({"modem", "delete", "Net"});
+  EXPECT_THAT(complaint("0171"), HasSubstr("there is no modem \"Net\""));
+  Run({"service", "delete", "Pager"});
+  EXPECT_THAT(complaint("0171"), HasSubstr("there is no service \"Pager\""));
+}
+
 // The error tells how long the message is, so it shows what arrived of the text.
 class MessageText : public CommandTest {
  protected:
@@ -142,6 +167,13 @@ TEST_F(MessageText, IsCountedInCharactersOfTheCodePage) {
   ExpectLength(5, {"Größe"});
   ExpectLength(2, {"日本"});
   ExpectLength(2, {"\xFFz"});
+}
+
+TEST_F(MessageText, ThatLosesCharactersIsWarnedOf) {
+  const std::string sentence = "characters outside Windows-1252; each is sent as \"?\"";
+  EXPECT_THAT(Run({"send", "--to", "0171", "日本"}).err, HasSubstr(sentence));
+  EXPECT_THAT(Run({"send", "--to", "0171", "-"}, "\xFFz").err, HasSubstr(sentence));
+  EXPECT_THAT(Run({"send", "--to", "0171", "Größe €"}).err, Not(HasSubstr(sentence)));
 }
 
 TEST_F(MessageText, ComesFromStandardInputWithoutItsLastLineEnd) {

@@ -30,6 +30,13 @@ std::string CommandTest::Do(const std::vector<std::string>& arguments, const std
   return outcome.out;
 }
 
+void CommandTest::DoWithWarning(const std::vector<std::string>& arguments,
+                                const std::string& sentence) {
+  const Outcome outcome = Run(arguments);
+  EXPECT_EQ(outcome.exit_code, kExitAccepted);
+  EXPECT_THAT(outcome.err, ::testing::HasSubstr(sentence));
+}
+
 Json CommandTest::Ask(std::vector<std::string> arguments) {
   arguments.push_back("--json");
   return Json::parse(Do(arguments));

@@ -27,6 +27,8 @@ class CommandTest : public ::testing::Test {
   Outcome Run(const std::vector<std::string>& arguments, const std::string& input = "");
   /// Runs a command line that must succeed without a word on the error stream; gives its output.
   std::string Do(const std::vector<std::string>& arguments, const std::string& input = "");
+  /// Runs a command line that must succeed and say `sentence` on the error stream.
+  void DoWithWarning(const std::vector<std::string>& arguments, const std::string& sentence);
   /// The output of a command line that must succeed, with "--json" added.
   Json Ask(std::vector<std::string> arguments);
   /// Runs a command line that must end with `exit_code`, say `sentence` on the error stream,

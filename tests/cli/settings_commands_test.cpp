@@ -119,7 +119,35 @@ TEST_F(ModemCommand, TestOfAModemThatIsGoneFailsNamingIt) {
   Refuse({"modem", "test", "Modem1"}, device, kExitFailed);
 }
 
+TEST_F(ModemCommand, DeletingAModemThatIsUsedIsWarnedOf) {
+  AddModem("Modem1");
+  Do({"service", "add", "Pager", "ModemName=Modem1"});
+  Do({"config", "set", "DefaultModem", "Modem1"});
+  const Outcome outcome = Run({"modem", "delete", "Modem1"});
+  EXPECT_EQ(outcome.exit_code, kExitAccepted);
+  EXPECT_THAT(outcome.err, AllOf(HasSubstr("is the default modem"),
+                                 HasSubstr("is the modem of the service \"Pager\"")));
+  EXPECT_EQ(Ask({"modem", "list"}).size(), 0U);
+}
+
+TEST_F(ModemCommand, ADeviceIsKeptWithItsWholePath) {
+  const auto before = std::filesystem::current_path();
+  std::filesystem::current_path("/dev");
+  Do({"modem", "add", "Modem1", "--kind", "hayes", "--device", "ptmx"});
+  std::filesystem::current_path(before);
+  EXPECT_EQ(Ask({"modem", "show", "Modem1"})["device"], "/dev/ptmx");
+  Refuse({"modem", "add", "Modem2", "--kind", "hayes", "--device", ""}, "needs --device");
+}
+
 // --- config
+
+TEST_F(ConfigCommand, ANumberThatWouldLoseItsZeroIsWarnedOf) {
+  DoWithWarning({"config", "set", "AddCountry", "1"}, "numbers lose their leading 0");
+  Do({"config", "set", "Country", "0049"});
+  DoWithWarning({"config", "set", "Country", ""}, "numbers lose their leading 0");
+  Do({"config", "set", "Retries", "2"});
+  Do({"config", "set", "AddCountry", "0"});
+}
 
 TEST_F(ConfigCommand, SetValueIsReadBack) {
   Do({"config", "set", "Retries", "5"});
@@ -240,7 +268,7 @@ TEST_F(ServiceCommand, DeleteEmptiesTheRoutesThatNamedIt) {
   Do({"route", "add", "0049171", "Pager"});
   Do({"route", "add", "0043", "City"});
   Do({"config", "set", "DefaultService", "Pager"});
-  Do({"service", "delete", "Pager"});
+  DoWithWarning({"service", "delete", "pager"}, "\"pager\" is the default service");
   EXPECT_EQ(Ask({"route", "list"}), Json::parse(R"([{"prefix": "0043", "service": "City"},
                             {"prefix": "0049171", "service": ""}])"));
   EXPECT_EQ(Do({"config", "get", "DefaultService"}), "Pager\n");
@@ -332,12 +360,17 @@ TEST_F(ServiceCommand, WhatTheCatalogueCannotGiveIsNamed) {
   Refuse({"service", "add", "--from-catalogue", "1"}, "MaxLength");
 }
 
-TEST_F(ServiceCommand, UmlautsMakeTheRoundTripAndOthersBecomeQuestionMarks) {
+TEST_F(ServiceCommand, AUcpServiceWithoutItsOperationIsWarnedOf) {
+  DoWithWarning({"service", "add", "Sms", "Protocol=UCP"}, "needs UCPCommand=51");
+  Do({"service", "add", "Sms2", "Protocol=UCP", "UCPCommand=51"});
+}
+
+TEST_F(ServiceCommand, UmlautsMakeTheRoundTripAndNamesThatWouldLoseCharactersAreRefused) {
   AddService("Müller & Söhne €");
   EXPECT_EQ(Ask({"service", "list"})[0]["name"], "Müller & Söhne €");
   EXPECT_EQ(Do({"service", "get", "MÜLLER & SÖHNE €", "MaxLength"}), "160\n");
-  AddService("日本");
-  EXPECT_EQ(Do({"service", "get", "??", "MaxLength"}), "160\n");
+  Refuse({"service", "add", "日本"}, "the name \"日本\" has characters outside Windows-1252");
+  Refuse({"modem", "add", "日本", "--kind", "tcp"}, "cannot be the name of a modem");
 }
 
 // --- route
@@ -377,6 +410,13 @@ TEST_F(RouteCommand, TestFallsBackToTheDefaultService) {
   EXPECT_EQ(Do({"route", "test", "0171"}), "0171: Pager (no route; the default service)\n");
 }
 
+TEST_F(RouteCommand, TestNamesAServiceThatIsGone) {
+  AddService("Pager");
+  Do({"config", "set", "DefaultService", "Pager"});
+  Run({"service", "delete", "Pager"});
+  Refuse({"route", "test", "0171"}, "service \"Pager\", which does not exist", kExitFailed);
+}
+
 TEST_F(RouteCommand, WrongArgumentsAreRefused) {
   AddService("Pager");
   Do({"route", "add", "0049", "Pager"});
@@ -389,6 +429,7 @@ TEST_F(RouteCommand, WrongArgumentsAreRefused) {
   Refuse({"route", "show", "0043"}, "there is no route \"0043\"");
   Refuse({"route", "delete", "0043"}, "there is no route \"0043\"");
   Refuse({"route", "test", "call me"}, "invalid characters");
+  Refuse({"route", "test", "+49171"}, "a \"+\" needs ReplacePlus");
   Refuse({"route", "test", " "}, "the number is empty");
 }
 

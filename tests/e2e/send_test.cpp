@@ -280,6 +280,37 @@ TEST_F(SendTrip, ASecondCtrlCEndsTheProgramAtOnce) {
   EXPECT_EQ(send->Wait(std::chrono::seconds(5)), 128 + SIGINT);
 }
 
+TEST_F(SendTrip, TheEndOfTheTerminalHangsUp) {
+  CentreOnModem("tap", {"silent-at=login"});
+  const auto send = Start({"send", "--to", "0172", "text"});
+  ASSERT_TRUE(WaitForLine(*send, "Sending Terminal ID"));
+  send->Signal(SIGHUP);
+  EXPECT_TRUE(CallEnds());
+  EXPECT_EQ(Finish(*send).exit_code, kExitFailed);
+}
+
+TEST_F(SendTrip, GoesOnAfterTheEndOfTheTerminalWhenToldTo) {
+  CentreOnTcp("tap");
+  RunInShell("trap '' HUP; \"$0\" send --to 0172 text >&2 & sleep 3; kill -HUP $!; wait $!");
+  EXPECT_THAT(Received(), ElementsAre("0172: text, accepted"));
+}
+
+TEST_F(SendTrip, GoesOnWhenNobodyReadsItsProgress) {
+  CentreOnTcp("tap");
+  EXPECT_EQ(RunInShell("{ \"$0\" send --to 0172 text; echo $? >&2; } | head -n 1").err, "0\n");
+  EXPECT_THAT(Received(), ElementsAre("0172: text, accepted"));
+}
+
+TEST_F(SendTrip, AFullDiskDoesNotKeepAMessageFromGoingOut) {
+  CentreOnTcp("tap");
+  // What is written ends at this size: no setting can be added, and no log.
+  const Ending ending = RunInShell("trap '' XFSZ; ulimit -f 0; \"$0\" send --to 0172 --log " +
+                                   home_.path() + "/my.log text && ! \"$0\" config set Retries 7");
+  EXPECT_EQ(ending.exit_code, kExitAccepted) << ending.err;
+  EXPECT_THAT(ending.err, HasSubstr("settings.db cannot be used"));
+  EXPECT_THAT(Received(), ElementsAre("0172: text, accepted"));
+}
+
 // --- two at once, progress, log
 
 TEST_F(SendTrip, AModemInUseIsReportedWithItsOwner) {

@@ -26,6 +26,14 @@ std::string NextLine(ChildProcess& process) {
 std::unique_ptr<ChildProcess> Trip::Start(const Words& arguments) const {
   Words command{MVSMS_PROGRAM};
   command.insert(command.end(), arguments.begin(), arguments.end());
+  return StartProgram(command);
+}
+
+Ending Trip::RunInShell(const std::string& command) const {
+  return Finish(*StartProgram({"/bin/sh", "-c", command, MVSMS_PROGRAM}));
+}
+
+std::unique_ptr<ChildProcess> Trip::StartProgram(const Words& command) const {
   return std::make_unique<ChildProcess>(
       command, Words{"MVSMS_HOME=" + home_.path(), "MVSMS_LOCK_DIR=" + home_.path()});
 }

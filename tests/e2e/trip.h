@@ -29,6 +29,8 @@ struct Ending {
 class Trip : public ::testing::Test {
  protected:
   std::unique_ptr<ChildProcess> Start(const Words& arguments) const;
+  /// A command line of the shell, in which "$0" is `mvsms`.
+  Ending RunInShell(const std::string& command) const;
   Ending Finish(ChildProcess& process) const;
   Ending Run(const Words& arguments) const { return Finish(*Start(arguments)); }
   /// A command that must succeed.
@@ -58,6 +60,7 @@ class Trip : public ::testing::Test {
   std::string device_;  // of the modem
 
  private:
+  std::unique_ptr<ChildProcess> StartProgram(const Words& command) const;
   Json StartCentre(const Words& where, const std::string& protocol, const Words& behaviour);
   void AddService(const std::string& protocol, const std::string& number, const Words& service);
 };

@@ -65,7 +65,7 @@ class PosixRegistry : public testing::Test {
     std::uint32_t values = 0;
     while (registry->EnumValue(shared, values, name) == kErrorSuccess) ++values;
     EXPECT_EQ(values, count);
-    EXPECT_EQ(StoreProblem(folder_.path()), "");
+    EXPECT_EQ(WriteProblem(folder_.path()), "");
   }
 
   /// A hundred thousand routes, put there in one go.
@@ -156,7 +156,7 @@ TEST_F(PosixRegistry, AKillAtAnyMomentLosesNothingThatWasReportedAsWritten) {
       ASSERT_EQ(registry->OpenKey(counting, "Tree\\Branch\\Leaf", kKeyAllAccess, key),
                 kErrorSuccess);
     }
-    ASSERT_EQ(StoreProblem(folder_.path()), "");
+    ASSERT_EQ(WriteProblem(folder_.path()), "");
   }
 }
 

@@ -75,7 +75,7 @@ TEST_F(PosixStore, ReadingCreatesNothing) {
   EXPECT_EQ(registry->EnumKey(kHKeyLocalMachine, 0, 255, name), kErrorNoMoreItems);
   EXPECT_EQ(registry->DeleteTree(kHKeyLocalMachine, "Software"), kErrorFileNotFound);
   EXPECT_EQ(MakeUserSettings(home_)->GetSetting("mvSMS", "Test", "Sender", "none"), "none");
-  EXPECT_EQ(StoreProblem(home_), "");
+  EXPECT_EQ(WriteProblem(home_), "");
   EXPECT_FALSE(std::filesystem::exists(home_));
 }
 
@@ -116,7 +116,7 @@ TEST_F(PosixStore, AnEmptyFileLeftByAKillCountsAsNothingStored) {
   std::filesystem::create_directory(home_);
   std::ofstream(file_).close();
   EXPECT_EQ(Get("Software"), "no key");
-  EXPECT_EQ(StoreProblem(home_), "");
+  EXPECT_EQ(WriteProblem(home_), "");
   EXPECT_EQ(Set("Software", "x"), kErrorSuccess);
   EXPECT_EQ(Get("Software"), "x");
 }
@@ -149,8 +149,8 @@ TEST_F(PosixStore, ARemovedFileIsMadeAgainByTheNextWrite) {
 
 TEST_F(PosixStore, ProbingForProblemsChangesNothing) {
   Set("Software", "x");
-  EXPECT_EQ(StoreProblem(home_), "");
-  EXPECT_EQ(StoreProblem(home_), "");
+  EXPECT_EQ(WriteProblem(home_), "");
+  EXPECT_EQ(WriteProblem(home_), "");
   EXPECT_EQ(Get("Software"), "x");
 }
 
@@ -185,7 +185,9 @@ TEST_F(PosixStore, AFileOfANewerProgramIsRefusedUntouched) {
 TEST_F(PosixStore, AFileInPlaceOfTheHomeIsReported) {
   std::ofstream(home_).close();
   EXPECT_EQ(Set("Software", "x"), kErrorAccessDenied);
-  EXPECT_THAT(StoreProblem(home_), AllOf(HasSubstr(file_), HasSubstr("Check that you may write")));
+  for (const std::string& problem : {StoreProblem(home_), WriteProblem(home_)}) {
+    EXPECT_THAT(problem, AllOf(HasSubstr(file_), HasSubstr("Check that you may write")));
+  }
 }
 
 TEST_F(PosixStore, AFolderThatCannotBeWrittenIsReported) {
@@ -195,7 +197,8 @@ TEST_F(PosixStore, AFolderThatCannotBeWrittenIsReported) {
   chmod(file_.c_str(), 0444);
   EXPECT_TRUE(SucceedsUnprivileged([&] {
     return Get("Software") == "x" && Set("Software", "y") == kErrorAccessDenied &&
-           StoreProblem(home_).find("readonly database") != std::string::npos;
+           StoreProblem(home_).empty() &&
+           WriteProblem(home_).find("readonly database") != std::string::npos;
   }));
   EXPECT_EQ(Get("Software"), "x");
 }
@@ -203,8 +206,8 @@ TEST_F(PosixStore, AFolderThatCannotBeWrittenIsReported) {
 TEST_F(PosixStore, AHomeThatCannotBeMadeIsReportedBeforeAnythingIsLost) {
   chmod(folder_.path().c_str(), 0555);
   EXPECT_TRUE(SucceedsUnprivileged([&] {
-    return Set("Software", "y") == kErrorAccessDenied &&
-           StoreProblem(home_).find("Permission denied") != std::string::npos;
+    return Set("Software", "y") == kErrorAccessDenied && StoreProblem(home_).empty() &&
+           WriteProblem(home_).find("Permission denied") != std::string::npos;
   }));
 }
 
@@ -216,10 +219,10 @@ TEST_F(PosixStore, AFullDiskIsAnErrorAndKeepsWhatWasStored) {
                 const rlimit limit = {size, size};
                 return setrlimit(RLIMIT_FSIZE, &limit) == 0 &&
                        Set("Software", std::string(100000, 'y')) == kErrorWriteFault &&
-                       Get("Software") == "x";
+                       Get("Software") == "x" && StoreProblem(home_).empty();
               }).Succeeded());
   EXPECT_EQ(Get("Software"), "x");
-  EXPECT_EQ(StoreProblem(home_), "");
+  EXPECT_EQ(WriteProblem(home_), "");
 }
 
 }  // namespace
