@@ -286,15 +286,19 @@ PtyServer::PtyServer(std::string link, const AnswererFactory& factory, Connects 
 }
 
 PtyServer::~PtyServer() {
-  std::error_code ignored;
-  if (!link_.empty()) std::filesystem::remove(link_, ignored);
+  std::error_code ignored;  // another server may have taken the link over
+  if (std::filesystem::read_symlink(link_, ignored) == path_) {
+    std::filesystem::remove(link_, ignored);
+  }
 }
 
 void PtyServer::Finish() { port_->Finish(); }
 
 void PtyServer::MakeLink() {
-  if (std::filesystem::is_symlink(link_)) std::filesystem::remove(link_);
-  std::filesystem::create_symlink(path_, link_);
+  std::error_code error;
+  if (std::filesystem::is_symlink(link_)) std::filesystem::remove(link_, error);
+  if (!error) std::filesystem::create_symlink(path_, link_, error);
+  if (error) throw std::system_error(error, "cannot make the link " + link_);
 }
 
 }  // namespace mvsms::centre

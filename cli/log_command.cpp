@@ -63,7 +63,8 @@ void Follow(Context& context, const std::string& path, std::streamoff position) 
 
 void Run(Context& context, const LogOptions& options) {
   const std::string path = options.file.empty() ? DefaultLog(context) : options.file;
-  if (!options.follow && !std::ifstream(FilePath(path))) {
+  const bool readable = !is_directory(FilePath(path)) && std::ifstream(FilePath(path));
+  if (!options.follow && !readable) {
     throw Failure("there is no send log at " + path +
                   "; 'mvsms config set WriteLogfile 1' makes every send write one");
   }

@@ -91,6 +91,7 @@ void Export(Context& context, const ExportOptions& options) {
 Json Load(Context& context, const std::string& path) {
   std::ifstream file;
   if (path != "-") {
+    if (is_directory(FilePath(path))) throw Failure("cannot read " + path + ": it is a folder");
     file.open(FilePath(path), std::ios::binary);
     if (!file) throw Failure("cannot read " + path);
   }

@@ -210,6 +210,7 @@ int ServeUntilSignalled(const CentreOptions& options) {
   ::sigaction(SIGTERM, &act, nullptr);
   const int result =
       RunCentre(options, std::cout, std::cerr, [](centre::Server* server) { g_serving = server; });
+  g_serving = nullptr;  // also when it ended before it could say so
   return result;
 }
 
@@ -245,7 +246,7 @@ void AddOptions(CLI::App& command, Arguments& arguments) {
       ->type_name("FILE");
   auto* const once = command.add_flag("--once", arguments.once, "End after one answered call");
   command.add_option("--calls", arguments.calls, "End after so many answered calls")
-      ->check(CLI::PositiveNumber)
+      ->check(CLI::Range(1, std::numeric_limits<int>::max()))
       ->type_name("N")
       ->excludes(once);
   command.add_flag("--quiet", arguments.quiet, "Print only where the centre listens");

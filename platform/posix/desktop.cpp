@@ -3,6 +3,7 @@
 // command does their work here.
 #include <fcntl.h>
 #include <spawn.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -33,8 +34,9 @@ constexpr std::int32_t kErrNoDisplay = 1400;  // winerror.h ERROR_INVALID_WINDOW
 /// Runs a program with `input` as its standard input and waits for it. Its exit status, or -1 when
 /// it could not be started.
 int Run(const std::vector<std::string>& command, std::string_view input) {
+  // Not a pipe: writing to one that nobody reads any more ends the process.
   int ends[2];
-  if (pipe2(ends, O_CLOEXEC) != 0) return -1;
+  if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) return -1;
   UniqueFd read_end(ends[0]);
   UniqueFd write_end(ends[1]);
 
@@ -54,7 +56,7 @@ int Run(const std::vector<std::string>& command, std::string_view input) {
 
   read_end.Reset();
   while (!input.empty()) {
-    const ssize_t written = write(write_end.get(), input.data(), input.size());
+    const ssize_t written = send(write_end.get(), input.data(), input.size(), MSG_NOSIGNAL);
     if (written < 0 && errno == EINTR) continue;
     if (written < 0) break;  // the program does not want it all
     input.remove_prefix(static_cast<std::size_t>(written));

@@ -68,17 +68,21 @@ bool IsFresh(const std::string& file) {
   return stat(file.c_str(), &status) == 0 && std::time(nullptr) - status.st_mtime < kTimeToWrite;
 }
 
+bool IsText(char c) { return (c >= '0' && c <= '9') || c == ' ' || c == '\n'; }
+
 // The process number in a lock file: decimal text, or four bytes as some programs write it. 0 when
 // there is none.
 pid_t NumberIn(const std::string& file) {
   std::ifstream stream(file, std::ios::binary);
   const std::string content(std::istreambuf_iterator<char>(stream), {});
-  std::istringstream text(content);
-  long long number = 0;
-  if (text >> number) return number > 0 && number <= INT_MAX ? static_cast<pid_t>(number) : 0;
   std::int32_t binary = 0;
-  if (content.size() == sizeof binary) std::memcpy(&binary, content.data(), sizeof binary);
-  return std::max(binary, 0);
+  if (content.size() == sizeof binary && !std::all_of(content.begin(), content.end(), IsText)) {
+    std::memcpy(&binary, content.data(), sizeof binary);
+    return std::max(binary, 0);
+  }
+  long long number = 0;
+  std::istringstream(content) >> number;
+  return number > 0 && number <= INT_MAX ? static_cast<pid_t>(number) : 0;
 }
 
 constexpr pid_t kUnknownProcess = -1;

@@ -32,8 +32,9 @@ class PosixTextFile : public TextFile {
   explicit PosixTextFile(std::string home) : home_(std::move(home)) {}
 
   bool Append(const std::string& path, const std::string& text) override {
+    // Not for everybody: a send log holds messages, and the passwords of the dialogues.
     const int file =
-        open(SystemPath(path).c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
+        open(SystemPath(path).c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0640);
     if (file < 0) return false;
     const bool written = WriteAll(file, text);
     return close(file) == 0 && written;

@@ -304,10 +304,10 @@ INT_PTR FormWindow::Handle(UINT message, WPARAM wparam, LPARAM lparam) {
       Guarded([&] { form_.Paint(); });
       return FALSE;
     case kDpiChanged:
-      OnDpiChanged(HIWORD(wparam), *reinterpret_cast<const RECT*>(lparam));
+      Guarded([&] { OnDpiChanged(HIWORD(wparam), *reinterpret_cast<const RECT*>(lparam)); });
       return TRUE;
     case kShowChanges:
-      ShowChanges();
+      Guarded([&] { ShowChanges(); });
       return TRUE;
     case WM_NCDESTROY:  // with its owner, which has ended
       ::SetWindowLongPtrA(handle_, DWLP_USER, 0);

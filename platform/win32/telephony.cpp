@@ -1,5 +1,5 @@
 // The telephony service over TAPI 3: each class of the seam holds one COM object and carries the
-// calls through. The import libraries lack the identifiers of TAPI 3, so they stand here.
+// calls through. The import libraries lack the identifiers of TAPI 3; they stand in tapi_ids.h.
 #include <tapi3.h>
 
 #include <cstdio>

@@ -186,6 +186,16 @@ TEST(PtyServer, WithoutAModemEachOpeningIsACall) {
   }
 }
 
+TEST(PtyServer, LeavesALinkThatAnotherHasTakenOver) {
+  TapTest tap;
+  const std::string link = LinkPath();
+  const auto answer = [&] { return tap.centre().AnswerModem(); };
+  auto first = std::make_unique<PtyServer>(link, answer);
+  const PtyServer second(link, answer);
+  first.reset();
+  EXPECT_EQ(std::filesystem::read_symlink(link), second.path());
+}
+
 TEST(PtyServer, MakesAndRemovesItsLink) {
   TapTest tap;
   const std::string link = LinkPath();

@@ -199,6 +199,7 @@ TEST_F(MessageText, ANumberThatIsNoneIsNamed) {
 TEST_F(LogCommand, WithoutALogItSaysHowToGetOne) {
   Refuse({"log"}, "config set WriteLogfile 1", kExitFailed);
   Refuse({"log", "--file", Path("none.log")}, "none.log", kExitFailed);
+  Refuse({"log", "--file", home_.string()}, "there is no send log", kExitFailed);
 }
 
 TEST_F(LogCommand, PrintsTheLogInUtf8WithControlCharactersNamed) {

@@ -136,6 +136,7 @@ TEST_F(RegistryCommand, AnImportWithoutPasswordsKeepsTheOnesThatAreThere) {
 TEST_F(RegistryCommand, AFileThatIsNoExportChangesNothing) {
   AddService("Pager");
   Refuse({"registry", "import", Path("none.json")}, "none.json", kExitFailed);
+  Refuse({"registry", "import", home_.string()}, "it is a folder", kExitFailed);
   for (const char* text :
        {"", "not json", "{}", R"({"format": "mvsms registry", "version": 2, "tree": {}})",
         R"({"format": "other", "version": 1, "tree": {}})", R"({"format": 1, "version": "1"})"}) {

@@ -142,6 +142,26 @@ TEST_F(DeviceLocks, MayHoldTheNumberInFourBytes) {
   EXPECT_THROW(DeviceLock{kDevice}, RaisedError);
 }
 
+TEST_F(DeviceLocks, MayHoldFourBytesThatBeginLikeANumberInText) {
+  pid_t process = 0;
+  for (int turn = 0; turn < 600; ++turn) {
+    process = fork();
+    if (process == 0) {
+      pause();
+      _exit(0);
+    }
+    if (std::isdigit(process & 0xFF) && !std::isdigit(process >> 8 & 0xFF)) break;
+    kill(process, SIGKILL);
+    waitpid(process, nullptr, 0);
+    process = 0;
+  }
+  if (process == 0) GTEST_SKIP() << "no such process number came up";
+  WriteLock(std::string(reinterpret_cast<const char*>(&process), sizeof process));
+  EXPECT_THAT(DeviceInUse(kDevice), HasSubstr("(process " + std::to_string(process) + ")"));
+  kill(process, SIGKILL);
+  waitpid(process, nullptr, 0);
+}
+
 TEST_F(DeviceLocks, AreOneForAllNamesOfADevice) {
   const PseudoTerminal terminal;
   const TempFolder links;

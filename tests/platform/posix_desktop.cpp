@@ -55,6 +55,15 @@ TEST_F(PosixDesktop, OpensADocumentWithItsProgram) {
   EXPECT_EQ(Called(), document + "|");
 }
 
+TEST_F(PosixDesktop, AMailProgramThatEndsWithoutReadingIsAnError) {
+  const std::string path = folder_ / "sendmail";
+  std::ofstream(path) << "#!/bin/sh\nexec 0<&-\nexit 1\n";
+  std::filesystem::permissions(path, std::filesystem::perms::owner_all);
+  const auto item = Mail();
+  item->SetBody(std::string(1'000'000, 'x'));
+  EXPECT_THROW(item->Send(), RaisedError);
+}
+
 TEST_F(PosixDesktop, OpensAnAddressThatIsNoFile) {
   Install("xdg-open");
   EXPECT_EQ(Open("https://www.example.com/x?Language=EN"), 33);

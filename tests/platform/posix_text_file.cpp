@@ -34,12 +34,12 @@ TEST_F(PosixTextFile, AppendsTheBytesAsTheyStand) {
   EXPECT_EQ(Read(path), std::string("one \xE4\r\ntw\0o", 11));
 }
 
-TEST_F(PosixTextFile, ANewFileMayBeReadByAll) {
+TEST_F(PosixTextFile, ANewFileIsForItsOwnerAndGroup) {
   umask(022);
   files_->Append(folder_ / "SMSLog.txt", "x");
   struct stat status = {};
   stat((folder_ / "SMSLog.txt").c_str(), &status);
-  EXPECT_EQ(status.st_mode & 0777, 0644U);
+  EXPECT_EQ(status.st_mode & 0777, 0640U);
 }
 
 TEST_F(PosixTextFile, PathsAreInTheAnsiCodePage) {
