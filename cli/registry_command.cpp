@@ -113,8 +113,8 @@ void AddExportCommand(CLI::App& group, Context& context) {
   auto options = std::make_shared<ExportOptions>();
   CLI::App* const command =
       AddCommand(group, context, "export",
-                 "Write the settings of all profiles as JSON. Passwords are left out, with a "
-                 "warning, unless asked for",
+                 "Write the settings of all profiles as JSON. Modems belong to the machine and are "
+                 "left out; so are passwords, with a warning, unless asked for",
                  "  mvsms registry export settings.json\n"
                  "  mvsms registry export --show-passwords > settings.json");
   command->add_option("FILE", options->file, "Where to (default: standard output)");

@@ -204,7 +204,8 @@ void AddSendCommand(CLI::App& app, Context& context) {
       "  mvsms send --to 01711234567 \"Pump 3 has stopped\"\n"
       "  uptime | mvsms send --to 01711234567 --service Pager --quiet -\n"
       "  mvsms send --to 01711234567 --json -- \"-5 degrees in room 2\"\n"
-      "Exit code: 0 accepted, 1 failed, 2 wrong usage, 75 failed but a retry makes sense.\n"
+      "Exit code: 0 accepted, 1 failed (a busy line, too), 2 wrong usage, 75 the centre was\n"
+      "reached but did not accept, and a retry makes sense.\n"
       "Ctrl-C aborts and hangs up; a second one ends the program at once.\n"
       "With --json one object is printed at the end: result, retry_suggested, aborted,\n"
       "recipient (as dialled into the routing table), service, errors, status (all lines).");

@@ -1,5 +1,6 @@
 #!/bin/sh
-# Sends one message and tries again while that makes sense, as often as the profile says.
+# Sends one message and tries again, as often as the profile says, until it is accepted: the line may
+# be busy (exit code 1), or the centre (75). Wrong usage (2) does not cure itself.
 #   send.sh NUMBER TEXT
 [ $# -eq 2 ] || { echo "usage: send.sh NUMBER TEXT" >&2; exit 2; }
 mvsms=${MVSMS:-mvsms}
@@ -10,6 +11,6 @@ while :; do
   "$mvsms" send --quiet --to "$1" "$2"
   code=$?
   attempts=$((attempts - 1))
-  [ $code -eq 75 ] && [ $attempts -gt 0 ] || exit $code
+  [ $code -ne 0 ] && [ $code -ne 2 ] && [ $attempts -gt 0 ] || exit $code
   sleep $((${minutes:-1} * 60))
 done

@@ -10,7 +10,8 @@ namespace mvsms {
 class ISMSMedium {
  public:
   virtual ~ISMSMedium() = default;
-  /// Dials and opens the line. On failure returns false and sets both arguments.
+  /// Dials and opens the line. On failure returns false and sets both arguments; a line that was up
+  /// and whose port cannot be used leaves them, for it has reported why itself.
   virtual bool Connect([[maybe_unused]] std::int32_t& ErrNumber,
                        [[maybe_unused]] std::string& ErrMsg) {
     return false;

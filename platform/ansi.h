@@ -1,5 +1,5 @@
-// The host's single-byte ANSI code page, Windows-1252 where the platform has none of its own: its
-// conversion from and to UTF-8 at the edges, and its case folding for names.
+// The ANSI code page of texts inside, as Windows-1252: its conversion from and to UTF-8 at the
+// edges of the command and the posix back end, and its case folding for names.
 #pragma once
 
 #include <string>

@@ -6,7 +6,7 @@ cd "$(dirname "$0")/.."
 . scripts/packages.sh
 export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1
 
-install_missing "${build_packages[@]}" "${check_packages[@]}" libbenchmark-dev
+install_missing "${build_packages[@]}" "${check_packages[@]}"
 cmake --preset release >/dev/null
 cmake --build --preset release --target mvsms mvsms_bench mvsms_whole_sends >/dev/null
 

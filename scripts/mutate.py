@@ -2,7 +2,7 @@
 """scripts/mutate.py [--sample N] [--seed S] [FILE...]
 
 Asks whether the tests would notice a mistake: changes one constant, comparison, operator or text of
-the protocols and the engine at a time, builds, and runs the tests of the two. A change that no test
+the protocols and the engine at a time, builds, and runs the tests of the core. A change that no test
 notices (a survivor) is printed with its place. Works on a copy of the tree in build/mutants; --sample
 takes that many changes at random instead of all. The exit code is 1 when something survived.
 """

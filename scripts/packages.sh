@@ -15,6 +15,7 @@ check_packages=(
   clang-format
   git
   googletest
+  libbenchmark-dev
   libgmock-dev
   libgtest-dev
 )
