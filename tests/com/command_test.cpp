@@ -47,6 +47,20 @@ TEST_F(WindowsCommand, SendsAMessage) {
   EXPECT_THAT(Records("com22"), HasSubstr("From the command line"));
 }
 
+TEST_F(WindowsCommand, ExportsToAFileWhoseNameHasUmlauts) {
+  const wchar_t name[] = L"Gr\u00F6\u00DFe.json";
+  EXPECT_EQ(Mvsms("registry export Gr\xF6\xDF"
+                  "e.json")
+                .exit_code,
+            0U);
+  EXPECT_NE(::GetFileAttributesW(name), INVALID_FILE_ATTRIBUTES);
+  const Ended imported = Mvsms(
+      "registry import Gr\xF6\xDF"
+      "e.json");
+  EXPECT_EQ(imported.exit_code, 0U) << imported.output;
+  EXPECT_TRUE(::DeleteFileW(name));
+}
+
 TEST_F(WindowsCommand, AWrongCommandIsWrongUsage) { EXPECT_EQ(Mvsms("frob").exit_code, 2U); }
 
 }  // namespace
