@@ -34,7 +34,7 @@ class Input {
     return byte.empty() ? std::uint8_t{0} : static_cast<std::uint8_t>(byte[0]);
   }
   std::string Text(std::size_t length) {
-    const std::string text(rest_.substr(0, length));
+    std::string text(rest_.substr(0, length));
     rest_.remove_prefix(text.size());
     return text;
   }

@@ -8,13 +8,6 @@
 
 namespace mvsms::cli {
 
-CommandTest::CommandTest() {
-  std::string pattern = (std::filesystem::temp_directory_path() / "mvsms-XXXXXX").string();
-  home_ = ::mkdtemp(pattern.data());
-}
-
-CommandTest::~CommandTest() { std::filesystem::remove_all(home_); }
-
 Outcome CommandTest::Run(const std::vector<std::string>& arguments, const std::string& input) {
   std::istringstream in(input);
   std::ostringstream out, err;

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "cli/context.h"
+#include "tests/platform/temp_folder.h"
 
 namespace mvsms::cli {
 
@@ -21,9 +22,6 @@ struct Outcome {
 
 class CommandTest : public ::testing::Test {
  protected:
-  CommandTest();
-  ~CommandTest() override;
-
   Outcome Run(const std::vector<std::string>& arguments, const std::string& input = "");
   /// Runs a command line that must succeed without a word on the error stream; gives its output.
   std::string Do(const std::vector<std::string>& arguments, const std::string& input = "");
@@ -43,7 +41,8 @@ class CommandTest : public ::testing::Test {
   void AddModem(const std::string& name);
   void AddService(const std::string& name);
 
-  std::filesystem::path home_;
+  TempFolder folder_;
+  std::filesystem::path home_ = folder_.path();
 };
 
 }  // namespace mvsms::cli

@@ -91,8 +91,6 @@ class TelephonySession : public testing::Test {
     return {buffer, count};
   }
 
-  // In memory, where it is quick to sync.
-  ScopedVariable temporary_{"TMPDIR", std::filesystem::exists("/dev/shm") ? "/dev/shm" : "/tmp"};
   LockFolder locks_;
   TempFolder home_;
   PosixEventLoop loop_;

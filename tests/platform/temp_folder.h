@@ -1,5 +1,8 @@
-// A folder of its own for a test, gone with everything in it afterwards.
+// A folder of its own for a test, gone with everything in it afterwards. It lies in memory where
+// the system has such a place, for the store puts every write on stable storage.
 #pragma once
+
+#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -11,7 +14,7 @@ namespace mvsms {
 
 class TempFolder {
  public:
-  TempFolder() : path_((std::filesystem::temp_directory_path() / "mvsms-XXXXXX").string()) {
+  TempFolder() : path_(Place() + "/mvsms-XXXXXX") {
     if (!mkdtemp(path_.data())) throw std::runtime_error("no temporary folder");
   }
   ~TempFolder() {
@@ -26,6 +29,11 @@ class TempFolder {
   std::string operator/(const std::string& name) const { return path_ + "/" + name; }
 
  private:
+  static std::string Place() {
+    const char* const memory = "/dev/shm";
+    return access(memory, W_OK) == 0 ? memory : std::filesystem::temp_directory_path().string();
+  }
+
   std::string path_;
 };
 
