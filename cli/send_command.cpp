@@ -141,7 +141,7 @@ class SendRun {
       return "there is no modem \"" + Utf8FromAnsi(modem) + "\"; see 'mvsms modem list'";
     }
     return ModemInUse(context_, modem);
-  } catch (const Failure&) {
+  } catch (const std::exception&) {
     return "";
   }
 

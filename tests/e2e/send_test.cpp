@@ -139,6 +139,13 @@ TEST_F(SendTrip, UcpAnswerWithAWrongChecksumSuggestsARetry) {
   ExpectFailed(Send({"text"}), kExitRetry, "Wrong checksum");
 }
 
+TEST_F(SendTrip, QuietStillSaysWhyTheCentreRefused) {
+  CentreOnTcp("ucp", {"refuse=all", "ucp-refusal=2"});
+  const Ending ending = Run({"send", "--quiet", "--to", "0172", "text"});
+  EXPECT_EQ(ending.out, "");
+  EXPECT_THAT(ending.err, HasSubstr("Failed to send message: "));
+}
+
 // --- no call
 
 TEST_F(SendTrip, BusyLine) {
