@@ -1,5 +1,6 @@
 // Calls over the network, against a listening socket of the test.
 #include <gmock/gmock.h>
+#include <netdb.h>
 #include <sys/socket.h>
 
 #include <random>
@@ -92,6 +93,7 @@ TEST_F(TcpCall, CarriesDataBothWays) {
 }
 
 TEST_F(TcpCall, IsConnectedByName) {
+  if (gethostbyname("localhost") == nullptr) GTEST_SKIP() << "no localhost on this machine";
   ASSERT_EQ(Dial("Net", "localhost:" + listener_.port()), CallState::kConnected);
   EXPECT_THAT(events_, ElementsAre(Pair(CallState::kConnected, CallCause::kNone)));
 }
