@@ -18,5 +18,6 @@ mkdir -p "$WINEPREFIX"
     touch "$WINEPREFIX/ready"
   fi
 ) 9>"$WINEPREFIX/lock"
-exec env ${MVSMS_LOCALE:+LC_ALL="$MVSMS_LOCALE"} \
+# Without a locale, Wine could make no file whose name has umlauts.
+exec env LC_ALL="${MVSMS_LOCALE:-C.UTF-8}" \
   timeout "${MVSMS_WINE_LIMIT:-300}" wine "$@" 2>>"$WINEPREFIX/stderr.log"
