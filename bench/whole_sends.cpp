@@ -49,6 +49,7 @@ void ManySends(const std::string& protocol, int count) {
   const auto start = SteadyClock::now();
   std::atomic<int> accepted = 0;
   std::vector<std::thread> threads;
+  threads.reserve(static_cast<std::size_t>(count));
   for (int i = 0; i < count; ++i) {
     threads.emplace_back([&] {
       const auto platform = posix::MakePosixPlatform(home.path());

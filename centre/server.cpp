@@ -215,7 +215,7 @@ class PtyServer::Port : public DescriptorLine {
   void Await(AnswererFactory each_call) {
     each_call_ = std::move(each_call);
     MakeRaw();
-    Descriptor(::open(Path().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
+    const Descriptor once(::open(Path().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
     Watch();
   }
   void Finish() {

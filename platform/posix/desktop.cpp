@@ -41,6 +41,7 @@ int Run(const std::vector<std::string>& command, std::string_view input) {
   UniqueFd write_end(ends[1]);
 
   std::vector<char*> arguments;
+  arguments.reserve(command.size() + 1);
   for (const std::string& argument : command) {
     arguments.push_back(const_cast<char*>(argument.c_str()));
   }
