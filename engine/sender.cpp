@@ -136,8 +136,7 @@ bool Sender::SendMessage(std::string& Recipient, std::string& Originator, std::s
     return Fail(error.number(), error.description());
   } catch (const std::exception& error) {
     return Fail(kErrInternal, error.what());
-  } catch (
-      ...) {  // the host's message loop runs within a send, with whatever the host throws there
+  } catch (...) {  // what the host throws in its message loop, which runs within a send
     return Fail(kErrInternal, "Unknown error");
   }
 }

@@ -318,6 +318,24 @@ TEST_F(SendTrip, AFullDiskDoesNotKeepAMessageFromGoingOut) {
   EXPECT_THAT(Received(), ElementsAre("0172: text, accepted"));
 }
 
+// --- the example script
+
+TEST_F(SendTrip, TheExampleTriesABusyLineAgain) {
+  CentreOnModem("tap", {"call=busy", "failed-calls=1"});
+  Do({"config", "set", "RetryDelay", "0"});
+  const Ending ending = RunInShell("MVSMS=\"$0\" " MVSMS_EXAMPLES "/send.sh 0172 text");
+  EXPECT_EQ(ending.exit_code, kExitAccepted) << ending.err;
+  EXPECT_THAT(ending.err, HasSubstr("reason: Busy"));
+  EXPECT_THAT(Received(), ElementsAre("0172: text, accepted"));
+}
+
+TEST_F(SendTrip, TheExampleTriesAsOftenAsTheProfileSays) {
+  CentreOnTcp("ucp", {"refuse=all", "ucp-refusal=2"});
+  Do({"config", "set", "Retries", "1"});
+  EXPECT_EQ(RunInShell("MVSMS=\"$0\" " MVSMS_EXAMPLES "/send.sh 0172 text").exit_code, kExitFailed);
+  EXPECT_EQ(RunInShell("MVSMS=\"$0\" " MVSMS_EXAMPLES "/send.sh 0172").exit_code, kExitUsage);
+}
+
 // --- two at once, progress, log
 
 TEST_F(SendTrip, AModemInUseIsReportedWithItsOwner) {
