@@ -15,9 +15,9 @@ namespace mvsms::centre {
 /// One thing that a caller asked for, and how it was answered. Recipient, originator and text are
 /// UTF-8, raw and answer the bytes of the line.
 struct Request {
-  std::string protocol;   // "TAP" or "UCP"
-  std::string operation;  // TAP: "login", "page", "logout"; UCP: the operation type, "01", "51" …
-  std::string recipient;  // pager ID or AdC
+  std::string protocol;    // "TAP" or "UCP"
+  std::string operation;   // TAP: "login", "page", "logout"; UCP: the operation type, "01", "51" …
+  std::string recipient;   // pager ID or AdC
   std::string originator;  // OAdC; for a TAP login the identifier with its password
   std::string text;        // the message as its reader sees it
   std::string raw;         // the bytes of the block or frame it came in

@@ -171,8 +171,8 @@ void TapCentre::Logout() {
 }
 
 std::string TapCentre::Answer(const Verdict& verdict) const {
-  static constexpr std::string Settings::*kControls[] = {&Settings::ack, &Settings::nak,
-                                                         &Settings::rs, &Settings::end};
+  static constexpr std::string Settings::* kControls[] = {&Settings::ack, &Settings::nak,
+                                                          &Settings::rs, &Settings::end};
   const std::string& control = settings_.*kControls[static_cast<std::size_t>(verdict.answer)];
   return settings_.codes && !verdict.text.empty() ? verdict.text + kCr + control : control;
 }

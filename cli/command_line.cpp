@@ -69,13 +69,20 @@ int Parse(CLI::App& app, std::vector<std::string> arguments, Context& context) {
     return context.exit_code;
   } catch (const CLI::ParseError& error) {
     return HandleParseError(app, error, context);
-  } catch (const UsageError& error) {
-    return Fail(context, error.what(), kExitUsage);
-  } catch (const RaisedError& error) {
-    return Fail(context, Utf8FromAnsi(error.description()), kExitFailed);
-  } catch (const std::exception& error) {
-    return Fail(context, error.what(), kExitFailed);
   }
+}
+
+int BuildAndParse(std::vector<std::string> arguments, Context& context) {
+  CLI::App app(kOverview, "mvsms");
+  AddSharedOptions(app, context);
+  app.set_version_flag("--version", "mvsms " MVSMS_VERSION);
+  // Exactly one: a message text that equals the name of a command stays a message text.
+  app.require_subcommand(1);
+  app.fallthrough();
+  AddAllCommands(app, context);
+  // Last, for the commands added after a footer would take it over.
+  app.footer(FirstSteps());
+  return Parse(app, std::move(arguments), context);
 }
 
 }  // namespace
@@ -95,16 +102,15 @@ CLI::App* AddGroup(CLI::App& parent, const std::string& name, const std::string&
 }
 
 int RunCommandLine(std::vector<std::string> arguments, Context& context) {
-  CLI::App app(kOverview, "mvsms");
-  AddSharedOptions(app, context);
-  app.set_version_flag("--version", "mvsms " MVSMS_VERSION);
-  // Exactly one: a message text that equals the name of a command stays a message text.
-  app.require_subcommand(1);
-  app.fallthrough();
-  AddAllCommands(app, context);
-  // Last, for the commands added after a footer would take it over.
-  app.footer(FirstSteps());
-  return Parse(app, std::move(arguments), context);
+  try {
+    return BuildAndParse(std::move(arguments), context);
+  } catch (const UsageError& error) {
+    return Fail(context, error.what(), kExitUsage);
+  } catch (const RaisedError& error) {
+    return Fail(context, Utf8FromAnsi(error.description()), kExitFailed);
+  } catch (const std::exception& error) {
+    return Fail(context, error.what(), kExitFailed);
+  }
 }
 
 }  // namespace mvsms::cli

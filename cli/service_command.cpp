@@ -52,7 +52,8 @@ Values ParseAssignments(Context& context, ProfileStore& store, const ServiceOpti
     if (equals == std::string::npos) {
       throw UsageError("\"" + assignment + "\" is not of the form KEY=VALUE");
     }
-    const ValueInfo& info = FindValue(kServiceValues, assignment.substr(0, equals));
+    const std::string name = assignment.substr(0, equals);
+    const ValueInfo& info = FindValue(kServiceValues, name);
     values.emplace_back(info.name,
                         CheckedValue(context, store, info, assignment.substr(equals + 1)));
   }
@@ -243,7 +244,8 @@ CLI::App* AddServiceCommandNamed(CLI::App& group, Context& context,
 void AddAssignments(CLI::App& command, ServiceOptions& options) {
   command.add_option("--set", options.assignments, "KEY=VALUE, as often as needed")
       ->allow_extra_args(false);
-  command.add_option("KEY=VALUE", options.more, "The same without --set");
+  command.add_option("SETTING", options.more, "The same without --set")
+      ->option_text("KEY=VALUE ...");
 }
 
 void AddShowPasswords(CLI::App& command, ServiceOptions& options) {

@@ -1,4 +1,9 @@
 # The Debian packages that building and checking need, in one place. Sourced by the other scripts.
+# The names are those of Debian 12 and 13 alike.
+
+# What a formatter or linter says depends on its version; this one is in both releases. The presets
+# name the compiler of the fuzz targets by it too.
+llvm=19
 
 build_packages=(
   build-essential
@@ -12,7 +17,7 @@ build_packages=(
 )
 
 check_packages=(
-  clang-format
+  "clang-format-$llvm"
   git
   googletest
   libbenchmark-dev
@@ -21,8 +26,8 @@ check_packages=(
 )
 
 fuzz_packages=(
-  clang
-  libclang-rt-dev  # the runtimes of libFuzzer and the sanitizers, which clang only recommends
+  "clang-$llvm"
+  "libclang-rt-$llvm-dev"  # the runtimes of libFuzzer and the sanitizers, which clang only recommends
 )
 
 # Cross-compiling for Windows, and running the result.

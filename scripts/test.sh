@@ -13,7 +13,7 @@ step() { printf '\n== %s\n' "$*"; }
 
 check_format() {
   step "Formatting"
-  git ls-files -z '*.cpp' '*.h' | xargs -0 clang-format --dry-run --Werror
+  git ls-files -z '*.cpp' '*.h' | xargs -0 "clang-format-$llvm" --dry-run --Werror
 }
 
 # build_and_test PRESET: builds a preset and runs all its tests, the end-to-end runs included.

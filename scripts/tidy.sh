@@ -6,7 +6,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
 
-install_missing "${build_packages[@]}" "${check_packages[@]}" clang-tidy
+install_missing "${build_packages[@]}" "${check_packages[@]}" "clang-tidy-$llvm"
 cmake --preset dev >/dev/null
-run-clang-tidy -quiet -p build/dev \
+"run-clang-tidy-$llvm" -quiet -clang-tidy-binary "clang-tidy-$llvm" -p build/dev \
   "${1:-$PWD/(platform|media|protocols|engine|diagnostics|ui|centre|cli|fuzz|bench)/}"

@@ -205,7 +205,7 @@ std::string CheckSetting(const std::string& assignment) {
 }
 
 int ServeUntilSignalled(const CentreOptions& options) {
-  struct sigaction act {};
+  struct sigaction act{};
   act.sa_handler = StopOnSignal;
   ::sigaction(SIGINT, &act, nullptr);
   ::sigaction(SIGTERM, &act, nullptr);

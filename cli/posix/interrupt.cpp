@@ -13,13 +13,13 @@ constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
 void Remember(int) { interrupted = 1; }
 
 bool IsIgnored(int signal) {
-  struct sigaction action {};
+  struct sigaction action{};
   return sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
 }
 
 void Install(int signal) {
   if (IsIgnored(signal)) return;  // as nohup wants it
-  struct sigaction action {};
+  struct sigaction action{};
   action.sa_handler = Remember;
   // One signal only: the second one finds the default action.
   action.sa_flags = static_cast<int>(SA_RESETHAND);

@@ -64,7 +64,7 @@ bool IsAlive(pid_t process) { return kill(process, 0) == 0 || errno == EPERM; }
 // lock of somebody who is about to.
 constexpr std::time_t kTimeToWrite = 10;  // seconds
 bool IsFresh(const std::string& file) {
-  struct stat status {};
+  struct stat status{};
   return stat(file.c_str(), &status) == 0 && std::time(nullptr) - status.st_mtime < kTimeToWrite;
 }
 
@@ -115,7 +115,7 @@ bool HasOpen(const fs::path& process, dev_t device) {
   std::error_code error;
   for (fs::directory_iterator entry(process / "fd", error), end; !error && entry != end;
        entry.increment(error)) {
-    struct stat status {};
+    struct stat status{};
     if (stat(entry->path().c_str(), &status) == 0 && S_ISCHR(status.st_mode) &&
         status.st_rdev == device) {
       return true;
@@ -144,8 +144,8 @@ bool WriteFile(const std::string& path, const std::string& text) {
 // new lock of the first; so each looks again while it has the file to itself.
 void RemoveStale(const std::string& file) {
   const UniqueFd fd(open(file.c_str(), O_RDONLY | O_CLOEXEC));
-  struct stat held {};
-  struct stat present {};
+  struct stat held{};
+  struct stat present{};
   if (!fd || flock(fd.get(), LOCK_EX) != 0 || fstat(fd.get(), &held) != 0) return;
   if (stat(file.c_str(), &present) != 0 || present.st_ino != held.st_ino) return;
   if (LiveOwner(file) == 0) unlink(file.c_str());
@@ -219,7 +219,7 @@ std::string DeviceInUse(const std::string& device) {
 }
 
 std::string DescribeBusyDevice(const std::string& device) {
-  struct stat status {};
+  struct stat status{};
   const pid_t owner = stat(device.c_str(), &status) == 0 ? FindOpener(status.st_rdev) : 0;
   if (owner != 0) return InUseBy(device, owner);
   return "The device " + device +
@@ -229,7 +229,7 @@ std::string DescribeBusyDevice(const std::string& device) {
 
 bool IsHeldExclusively(int fd) {
   int exclusive = 0;
-  struct stat status {};
+  struct stat status{};
   // A pseudo-terminal stays in exclusive mode when its user was killed, so the mode alone says
   // nothing.
   return ioctl(fd, TIOCGEXCL, &exclusive) == 0 && exclusive != 0 && fstat(fd, &status) == 0 &&

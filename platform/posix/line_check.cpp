@@ -32,7 +32,7 @@ bool EndsWithOk(const std::string& answer) {
 }  // namespace
 
 std::string CheckDevice(const std::string& device) {
-  struct stat status {};
+  struct stat status{};
   if (stat(device.c_str(), &status) != 0) return "the device \"" + device + "\" does not exist";
   std::string not_serial = "\"" + device + "\" is not a serial device";
   if (!S_ISCHR(status.st_mode)) return not_serial;

@@ -271,7 +271,7 @@ class PosixRegistry : public Registry {
     });
   }
 
-  RegStatus NameAt(const Listing& listing, RegKey key, Position OpenedKey::*member,
+  RegStatus NameAt(const Listing& listing, RegKey key, Position OpenedKey::* member,
                    std::uint64_t changes, std::uint32_t index, std::string& name) {
     if (!opened_.count(key)) return kErrorInvalidHandle;
     Connection* store = store_.Read();

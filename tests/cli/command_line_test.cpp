@@ -1,6 +1,10 @@
 // The command line as a whole: help, usage errors, and texts that look like something else.
 #include <fstream>
+#include <sstream>
+#include <stdexcept>
+#include <streambuf>
 
+#include "cli/commands.h"
 #include "tests/cli/command_test.h"
 
 namespace mvsms::cli {
@@ -34,6 +38,26 @@ TEST_F(CommandLine, AnUnknownCommandOrOptionIsNamed) {
 TEST_F(CommandLine, UsageErrorsPointToTheHelpOfTheirCommand) {
   Refuse({"send", "text"}, "Try 'mvsms send --help'");
   Refuse({"modem", "add"}, "Try 'mvsms modem add --help'");
+}
+
+// An output that refuses every byte, and says so by an exception.
+class BrokenOutput : public std::streambuf {
+  int_type overflow(int_type) override { throw std::runtime_error("the output broke"); }
+};
+
+TEST_F(CommandLine, WhateverIsThrownWhileItIsBuiltOrReadIsOneSentence) {
+  BrokenOutput broken;
+  std::istringstream in;
+  std::ostream out(&broken);
+  out.exceptions(std::ios::badbit);
+  std::ostringstream err;
+  for (const std::vector<std::string>& line :
+       std::vector<std::vector<std::string>>{{"--help"}, {"--version"}, {"config", "list"}}) {
+    err.str("");
+    Context context(home_.string(), in, out, err);
+    EXPECT_EQ(RunCommandLine(line, context), kExitFailed);
+    EXPECT_EQ(err.str(), "mvsms: the output broke\n");
+  }
 }
 
 TEST_F(CommandLine, EveryHelpHasAnExample) {

@@ -39,7 +39,7 @@ TEST(ErrorLog, ANumberHasAtLeastFiveDigits) {
 class ErrorHandler : public testing::Test {
  protected:
   int Handle() { return GlobalErrorHandler(platform_, "module", "procedure", 7, "text", 0); }
-  void AnswerWith(CommandButton frmError::*button) {
+  void AnswerWith(CommandButton frmError::* button) {
     platform_.on_modal = [button](Form& form) { (static_cast<frmError&>(form).*button).Click(); };
   }
   memory::MemoryPlatform platform_;

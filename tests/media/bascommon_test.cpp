@@ -128,9 +128,7 @@ TEST_F(SendLogTest, AnExceptionUnderneathIsSwallowed) {
 // --- the boundary of exceptions ---------------------------------------------------------------
 
 TEST(Guarded, GivesTheResultWhenNothingIsThrown) {
-  EXPECT_EQ(Guarded(
-                -1, [] { return 7; }, [](std::int32_t, const std::string&) { FAIL(); }),
-            7);
+  EXPECT_EQ(Guarded(-1, [] { return 7; }, [](std::int32_t, const std::string&) { FAIL(); }), 7);
 }
 
 TEST(Guarded, ReportsARaisedErrorByItsNumber) {

@@ -56,7 +56,7 @@ TEST_F(DeviceLocks, HoldTheProcessNumberInTenColumns) {
 
 TEST_F(DeviceLocks, AreReadableByEverybodyAndLeaveNothingElse) {
   const DeviceLock lock(kDevice);
-  struct stat status {};
+  struct stat status{};
   ASSERT_EQ(stat(File().c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 0444U, 0444U);
   const auto entries = std::filesystem::directory_iterator(folder_.path());
@@ -64,7 +64,9 @@ TEST_F(DeviceLocks, AreReadableByEverybodyAndLeaveNothingElse) {
 }
 
 TEST_F(DeviceLocks, GoWithTheirOwner) {
-  { const DeviceLock lock(kDevice); }
+  {
+    const DeviceLock lock(kDevice);
+  }
   EXPECT_FALSE(Exists());
 }
 
@@ -93,7 +95,9 @@ TEST_F(DeviceLocks, RefuseASecondCallOfThisProgram) {
 }
 
 TEST_F(DeviceLocks, CanBeTakenAgain) {
-  { const DeviceLock lock(kDevice); }
+  {
+    const DeviceLock lock(kDevice);
+  }
   EXPECT_EQ(DeviceInUse(kDevice), "");
   EXPECT_NO_THROW(DeviceLock{kDevice});
 }

@@ -241,7 +241,9 @@ TEST_F(SerialLine, ValidSettingsAreAppliedAndKeepWhatTermiosHasNot) {
 }
 
 TEST_F(SerialLine, DeviceOpenedByNameShowsTheSettingsThatItHas) {
-  { const auto before = OpenLine(Line("8N2", 1200)); }
+  {
+    const auto before = OpenLine(Line("8N2", 1200));
+  }
   channel_ = OpenDevice(terminal_.device());
   EXPECT_EQ(channel_->state().BaudRate, 1200U);
   EXPECT_EQ(channel_->state().ByteSize, 8);

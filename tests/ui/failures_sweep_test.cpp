@@ -16,7 +16,7 @@ enum class How { kRefused, kRaised };
 
 struct Sweep {
   How how;
-  CommandButton frmError::*answer;
+  CommandButton frmError::* answer;
   const char* name;
 };
 

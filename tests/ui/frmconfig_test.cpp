@@ -788,7 +788,7 @@ class ConfigErrors : public ConfigForm {
       (dialog.*answer_).Click();
     });
   }
-  CommandButton frmError::*answer_ = &frmError::cmdCancel;
+  CommandButton frmError::* answer_ = &frmError::cmdCancel;
   bool clear_ = false;  // the failure passes before the answer
   std::vector<std::string> procedures_;
 };
