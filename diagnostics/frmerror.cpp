@@ -9,7 +9,7 @@
 #include "diagnostics/timestamp.h"
 #include "engine/settings.h"
 #include "platform/ansi.h"
-#include "ui/controls/string_table.h"
+#include "resources/string_table.h"
 
 namespace mvsms {
 namespace {

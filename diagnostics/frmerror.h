@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string>
 
-#include "ui/controls/form.h"
+#include "forms/form.h"
 
 namespace mvsms {
 

@@ -2,7 +2,7 @@
 // the user picks: one byte for the group, one for the row, then the file.
 #include "fuzz/fuzz.h"
 #include "media/bascommon.h"
-#include "tests/ui/desktop.h"
+#include "tests/support/desktop.h"
 #include "ui/frmconfig.h"
 
 namespace mvsms::fuzz {

@@ -1,4 +1,4 @@
-// Windows for forms. A form (ui/controls/form.h) is a model without a window; its peer is the
+// Windows for forms. A form (forms/form.h) is a model without a window; its peer is the
 // window that shows it. The peer reads the model, follows its changes, and hands the user's actions
 // to the model's own operations, so that a click and a programmatic change take one way.
 //

@@ -9,7 +9,7 @@
 
 #include "engine/basregistry.h"
 #include "media/apartment.h"
-#include "ui/controls/form.h"
+#include "forms/form.h"
 #include "ui/frmeditroute.h"
 #include "ui/frmnewservice.h"
 #include "ui/frmserviceproperties.h"

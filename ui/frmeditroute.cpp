@@ -3,7 +3,7 @@
 
 #include "diagnostics/procedure.h"
 #include "engine/settings.h"
-#include "ui/controls/localize.h"
+#include "forms/localize.h"
 
 namespace mvsms {
 

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "ui/controls/form.h"
+#include "forms/form.h"
 
 namespace mvsms {
 

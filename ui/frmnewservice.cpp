@@ -4,8 +4,8 @@
 #include "diagnostics/procedure.h"
 #include "engine/settings.h"
 #include "media/bascommon.h"
-#include "ui/controls/localize.h"
-#include "ui/controls/string_table.h"
+#include "forms/localize.h"
+#include "resources/string_table.h"
 
 namespace mvsms {
 namespace {

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "ui/catalogue.h"
-#include "ui/controls/form.h"
+#include "forms/form.h"
 
 namespace mvsms {
 

@@ -9,8 +9,8 @@
 #include "diagnostics/procedure.h"
 #include "engine/settings.h"
 #include "protocols/convert.h"
-#include "ui/controls/localize.h"
-#include "ui/controls/string_table.h"
+#include "forms/localize.h"
+#include "resources/string_table.h"
 #include "ui/messages.h"
 #include "ui/modem_list.h"
 

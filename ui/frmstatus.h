@@ -9,7 +9,7 @@
 #include <string>
 
 #include "engine/status_window.h"
-#include "ui/controls/form.h"
+#include "forms/form.h"
 
 namespace mvsms {
 

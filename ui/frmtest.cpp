@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "diagnostics/procedure.h"
-#include "ui/controls/localize.h"
+#include "forms/localize.h"
 #include "ui/frmstatus.h"
 
 namespace mvsms {

@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "engine/sender.h"
-#include "ui/controls/form.h"
+#include "forms/form.h"
 
 namespace mvsms {
 

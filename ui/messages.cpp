@@ -1,7 +1,7 @@
 // The wording of the local error message.
 #include "ui/messages.h"
 
-#include "ui/controls/string_table.h"
+#include "resources/string_table.h"
 
 namespace mvsms {
 

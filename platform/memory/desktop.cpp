@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "platform/raised_error.h"
-#include "ui/controls/form.h"
+#include "forms/form.h"
 
 namespace mvsms::memory {
 namespace {

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "platform/win32/handles.h"
-#include "ui/controls/mnemonics.h"
+#include "forms/mnemonics.h"
 
 namespace mvsms::win32 {
 namespace {

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "platform/win32/form_metrics.h"
-#include "ui/controls/controls.h"
+#include "forms/controls.h"
 
 namespace mvsms::win32 {
 

@@ -6,7 +6,7 @@
 #include <memory>
 
 #include "platform/win32/win.h"
-#include "ui/controls/control.h"
+#include "forms/control.h"
 
 namespace mvsms::win32 {
 

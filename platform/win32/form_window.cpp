@@ -4,7 +4,7 @@
 #include <algorithm>
 
 #include "platform/raised_error.h"
-#include "ui/controls/mnemonics.h"
+#include "forms/mnemonics.h"
 
 namespace mvsms::win32 {
 namespace {

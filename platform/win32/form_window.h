@@ -14,7 +14,7 @@
 #include "platform/forms.h"
 #include "platform/win32/control_window.h"
 #include "platform/win32/keyboard.h"
-#include "ui/controls/form.h"
+#include "forms/form.h"
 
 namespace mvsms::win32 {
 

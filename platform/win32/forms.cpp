@@ -1,7 +1,7 @@
 // Forms, message boxes and input boxes of Windows.
 #include "platform/win32/backend.h"
 #include "platform/win32/form_window.h"
-#include "ui/controls/localize.h"
+#include "forms/localize.h"
 
 namespace mvsms::win32 {
 namespace {

@@ -3,7 +3,7 @@
 #include "platform/memory/memory_platform.h"
 #include "platform/raised_error.h"
 #include "tests/com/host.h"
-#include "ui/controls/string_table.h"
+#include "resources/string_table.h"
 
 namespace mvsms::com {
 namespace {

@@ -8,7 +8,7 @@
 #include <fstream>
 
 #include "platform/memory/memory_platform.h"
-#include "ui/controls/string_table.h"
+#include "resources/string_table.h"
 
 namespace mvsms::screen {
 namespace {

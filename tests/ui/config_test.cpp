@@ -4,7 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tests/ui/desktop.h"
+#include "tests/support/desktop.h"
 
 namespace mvsms {
 namespace {

@@ -5,9 +5,9 @@
 
 #include "diagnostics/frmerror.h"
 #include "platform/raised_error.h"
-#include "tests/ui/desktop.h"
+#include "tests/support/desktop.h"
 #include "ui/config.h"
-#include "ui/controls/localize.h"
+#include "forms/localize.h"
 
 namespace mvsms {
 namespace {

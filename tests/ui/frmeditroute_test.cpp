@@ -6,7 +6,7 @@
 
 #include "diagnostics/frmerror.h"
 #include "platform/raised_error.h"
-#include "tests/ui/desktop.h"
+#include "tests/support/desktop.h"
 
 namespace mvsms {
 namespace {

@@ -6,8 +6,8 @@
 
 #include "diagnostics/frmerror.h"
 #include "platform/raised_error.h"
-#include "tests/ui/desktop.h"
-#include "ui/controls/localize.h"
+#include "tests/support/desktop.h"
+#include "forms/localize.h"
 
 namespace mvsms {
 namespace {

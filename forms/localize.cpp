@@ -1,9 +1,9 @@
 // Localisation by type of control; what cannot be localised keeps its text.
-#include "ui/controls/localize.h"
+#include "forms/localize.h"
 
 #include <exception>
 
-#include "ui/controls/string_table.h"
+#include "resources/string_table.h"
 
 namespace mvsms {
 namespace {

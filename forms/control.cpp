@@ -1,8 +1,8 @@
 // What all controls share.
-#include "ui/controls/control.h"
+#include "forms/control.h"
 
 #include "platform/raised_error.h"
-#include "ui/controls/form.h"
+#include "forms/form.h"
 
 namespace mvsms {
 

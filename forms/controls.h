@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "platform/event_loop.h"
-#include "ui/controls/control.h"
+#include "forms/control.h"
 
 namespace mvsms {
 

@@ -1,5 +1,5 @@
 // The life of a form, and where its controls go when it grows.
-#include "ui/controls/form.h"
+#include "forms/form.h"
 
 #include <algorithm>
 #include <utility>

@@ -13,8 +13,8 @@
 #include <vector>
 
 #include "platform/platform.h"
-#include "ui/controls/control.h"
-#include "ui/controls/controls.h"
+#include "forms/control.h"
+#include "forms/controls.h"
 
 namespace mvsms {
 

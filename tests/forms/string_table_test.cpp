@@ -1,5 +1,5 @@
 // The texts of the forms against a list written down on its own, byte for byte.
-#include "ui/controls/string_table.h"
+#include "resources/string_table.h"
 
 #include <gtest/gtest.h>
 

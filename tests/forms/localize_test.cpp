@@ -1,9 +1,9 @@
 // Localisation of a form with every type of control, and the helpers of the combo boxes and lists.
-#include "ui/controls/localize.h"
+#include "forms/localize.h"
 
 #include <gtest/gtest.h>
 
-#include "tests/ui/desktop.h"
+#include "tests/support/desktop.h"
 
 namespace mvsms {
 namespace {

@@ -1,5 +1,5 @@
 // Access keys, given out in the order of the controls.
-#include "ui/controls/mnemonics.h"
+#include "forms/mnemonics.h"
 
 #include <cctype>
 #include <set>

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "ui/controls/form.h"
+#include "forms/form.h"
 
 namespace mvsms {
 

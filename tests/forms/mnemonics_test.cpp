@@ -1,9 +1,9 @@
 // Access keys: which letters captions get.
-#include "ui/controls/mnemonics.h"
+#include "forms/mnemonics.h"
 
 #include <gtest/gtest.h>
 
-#include "tests/ui/desktop.h"
+#include "tests/support/desktop.h"
 #include "ui/frmconfig.h"
 #include "ui/frmserviceproperties.h"
 

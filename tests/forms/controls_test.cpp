@@ -1,11 +1,11 @@
 // The control model: events of programmatic changes, the life of a form, its anchors.
-#include "ui/controls/controls.h"
+#include "forms/controls.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "platform/raised_error.h"
-#include "tests/ui/desktop.h"
+#include "tests/support/desktop.h"
 
 namespace mvsms {
 namespace {

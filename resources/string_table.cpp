@@ -1,5 +1,5 @@
 // The table of resources/strings.def, in the language of the user interface.
-#include "ui/controls/string_table.h"
+#include "resources/string_table.h"
 
 #include <algorithm>
 #include <charconv>

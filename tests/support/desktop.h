@@ -10,7 +10,7 @@
 
 #include "platform/memory/memory_platform.h"
 #include "tests/support/profile.h"
-#include "ui/controls/form.h"
+#include "forms/form.h"
 
 namespace mvsms::test {
 

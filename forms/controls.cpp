@@ -1,11 +1,11 @@
 // Each operation changes the model, tells the window, then raises the event: a handler sees the new
 // state.
-#include "ui/controls/controls.h"
+#include "forms/controls.h"
 
 #include <algorithm>
 #include <utility>
 
-#include "ui/controls/form.h"
+#include "forms/form.h"
 
 namespace mvsms {
 namespace {
