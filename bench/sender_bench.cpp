@@ -7,7 +7,7 @@
 #include "centre/centre.h"
 #include "engine/sender.h"
 #include "engine/settings.h"
-#include "platform/memory/memory_platform.h"
+#include "backends/memory/memory_platform.h"
 #include "tests/support/centre_far_end.h"
 
 namespace mvsms {

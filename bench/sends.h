@@ -19,9 +19,9 @@
 #include "centre/server.h"
 #include "engine/sender.h"
 #include "engine/settings.h"
-#include "platform/memory/memory_platform.h"
-#include "platform/posix/line_store.h"
-#include "platform/posix/posix_platform.h"
+#include "backends/memory/memory_platform.h"
+#include "backends/posix/store/line_store.h"
+#include "backends/posix/posix_platform.h"
 #include "tests/support/centre_far_end.h"
 
 namespace mvsms {

@@ -7,9 +7,9 @@
 
 #include "bench/allocations.h"
 #include "engine/routing.h"
-#include "platform/memory/memory_platform.h"
-#include "platform/posix/posix_platform.h"
-#include "tests/platform/temp_folder.h"
+#include "backends/memory/memory_platform.h"
+#include "backends/posix/posix_platform.h"
+#include "tests/support/temp_folder.h"
 
 namespace mvsms {
 namespace {

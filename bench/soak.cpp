@@ -7,7 +7,7 @@
 #include <cstdlib>
 
 #include "bench/sends.h"
-#include "platform/memory/memory_platform.h"
+#include "backends/memory/memory_platform.h"
 #include "tests/support/centre_far_end.h"
 
 namespace mvsms {

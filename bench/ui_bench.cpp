@@ -5,7 +5,7 @@
 #include <string>
 
 #include "engine/settings.h"
-#include "platform/memory/memory_platform.h"
+#include "backends/memory/memory_platform.h"
 #include "ui/config.h"
 
 namespace mvsms {

@@ -2,4 +2,4 @@
 #include <initguid.h>
 
 #include "mvSMS.h"
-#include "platform/win32/win.h"
+#include "backends/win32/win.h"

@@ -1,7 +1,7 @@
 // The DLL as a whole: its handle, the count of what keeps it loaded, its type library.
 #pragma once
 
-#include "platform/win32/handles.h"
+#include "backends/win32/handles.h"
 
 namespace mvsms::com {
 

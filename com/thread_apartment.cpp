@@ -4,8 +4,8 @@
 #include <memory>
 
 #include "com/module.h"
-#include "platform/win32/per_thread.h"
-#include "platform/win32/win32_platform.h"
+#include "backends/win32/per_thread.h"
+#include "backends/win32/win32_platform.h"
 
 namespace mvsms::com {
 namespace {

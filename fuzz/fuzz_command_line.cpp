@@ -6,7 +6,7 @@
 
 #include "cli/commands.h"
 #include "fuzz/fuzz.h"
-#include "tests/platform/temp_folder.h"
+#include "tests/support/temp_folder.h"
 
 namespace mvsms::fuzz {
 namespace {

@@ -2,7 +2,7 @@
 // switches; then comes what the modem says, in which FF is a silence that lasts until the
 // dialogue's next look has taken all its time.
 #include "fuzz/fuzz.h"
-#include "platform/posix/hayes_modem.h"
+#include "backends/posix/line/hayes_modem.h"
 
 namespace mvsms::fuzz {
 namespace {

@@ -2,7 +2,7 @@
 #include <iostream>
 
 #include "cli/commands.h"
-#include "platform/posix/posix_platform.h"
+#include "backends/posix/posix_platform.h"
 
 int main(int argc, char** argv) {
   mvsms::cli::Context context(mvsms::posix::DefaultHome(), std::cin, std::cout, std::cerr);

@@ -10,8 +10,8 @@
 #include "cli/store.h"
 #include "engine/settings.h"
 #include "platform/ansi.h"
-#include "platform/posix/line_check.h"
-#include "platform/posix/line_store.h"
+#include "backends/posix/line/line_check.h"
+#include "backends/posix/store/line_store.h"
 
 namespace mvsms::cli {
 namespace {

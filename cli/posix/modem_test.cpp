@@ -4,7 +4,7 @@
 #include "media/apartment.h"
 #include "media/tapiline.h"
 #include "platform/ansi.h"
-#include "platform/posix/line_check.h"
+#include "backends/posix/line/line_check.h"
 
 namespace mvsms::cli {
 std::string TestModem(const posix::LineConfig& line) {

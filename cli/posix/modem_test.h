@@ -4,7 +4,7 @@
 #include <string>
 
 #include "cli/context.h"
-#include "platform/posix/line_store.h"
+#include "backends/posix/store/line_store.h"
 
 namespace mvsms::cli {
 

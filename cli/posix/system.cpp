@@ -6,10 +6,10 @@
 #include "cli/commands.h"
 #include "cli/posix/centre_command.h"
 #include "media/bascommon.h"
-#include "platform/posix/device_lock.h"
-#include "platform/posix/line_store.h"
-#include "platform/posix/posix_platform.h"
-#include "platform/posix/store.h"
+#include "backends/posix/line/device_lock.h"
+#include "backends/posix/store/line_store.h"
+#include "backends/posix/posix_platform.h"
+#include "backends/posix/store/store.h"
 
 namespace mvsms::cli {
 

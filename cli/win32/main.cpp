@@ -2,7 +2,7 @@
 #include <iostream>
 
 #include "cli/commands.h"
-#include "platform/win32/console.h"
+#include "backends/win32/console.h"
 
 int main() {
   const mvsms::win32::Console console;

@@ -8,7 +8,7 @@
 #include "cli/store.h"
 #include "media/bascommon.h"
 #include "platform/ansi.h"
-#include "platform/win32/win32_platform.h"
+#include "backends/win32/win32_platform.h"
 #include "ui/modem_list.h"
 
 namespace mvsms::cli {

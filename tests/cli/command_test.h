@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "cli/context.h"
-#include "tests/platform/temp_folder.h"
+#include "tests/support/temp_folder.h"
 
 namespace mvsms::cli {
 

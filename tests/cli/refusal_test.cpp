@@ -6,7 +6,7 @@
 #include "cli/commands.h"
 #include "cli/registry_tree.h"
 #include "engine/settings.h"
-#include "platform/memory/memory_platform.h"
+#include "backends/memory/memory_platform.h"
 #include "tests/centre/call.h"
 #include "tests/cli/command_test.h"
 #include "tests/support/centre_far_end.h"

@@ -5,7 +5,7 @@
 #include <random>
 
 #include "engine/settings.h"
-#include "platform/posix/posix_platform.h"
+#include "backends/posix/posix_platform.h"
 #include "tests/cli/command_test.h"
 
 namespace mvsms::cli {

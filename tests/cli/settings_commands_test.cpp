@@ -2,7 +2,7 @@
 #include <fstream>
 
 #include "tests/cli/command_test.h"
-#include "tests/platform/pseudo_terminal.h"
+#include "tests/support/pseudo_terminal.h"
 
 namespace mvsms::cli {
 namespace {

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/win32/handles.h"
+#include "backends/win32/handles.h"
 // generated from the interface description; after <windows.h>
 #include "mvSMS.h"
 

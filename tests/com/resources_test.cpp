@@ -1,6 +1,6 @@
 // The string resources of the DLL: the texts of the forms, for whoever reads or translates
 // resources.
-#include "platform/memory/memory_platform.h"
+#include "backends/memory/memory_platform.h"
 #include "platform/raised_error.h"
 #include "tests/com/host.h"
 #include "resources/string_table.h"

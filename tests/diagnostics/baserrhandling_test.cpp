@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "diagnostics/frmerror.h"
-#include "platform/memory/memory_platform.h"
+#include "backends/memory/memory_platform.h"
 #include "platform/raised_error.h"
 
 namespace mvsms {

@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "engine/settings.h"
-#include "platform/memory/memory_platform.h"
+#include "backends/memory/memory_platform.h"
 
 namespace mvsms {
 namespace {

@@ -7,7 +7,7 @@
 #include <deque>
 
 #include "diagnostics/frmerror.h"
-#include "platform/memory/memory_platform.h"
+#include "backends/memory/memory_platform.h"
 
 namespace mvsms {
 namespace {

@@ -7,7 +7,7 @@
 #include <chrono>
 #include <fstream>
 
-#include "platform/memory/memory_platform.h"
+#include "backends/memory/memory_platform.h"
 #include "resources/string_table.h"
 
 namespace mvsms::screen {

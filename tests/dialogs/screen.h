@@ -7,7 +7,7 @@
 #include <thread>
 #include <vector>
 
-#include "platform/win32/win.h"
+#include "backends/win32/win.h"
 
 namespace mvsms::screen {
 

@@ -12,7 +12,7 @@
 
 #include "cli/context.h"
 #include "cli/posix/child_process.h"
-#include "tests/platform/temp_folder.h"
+#include "tests/support/temp_folder.h"
 
 namespace mvsms::cli {
 

@@ -4,7 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "platform/memory/memory_platform.h"
+#include "backends/memory/memory_platform.h"
 #include "platform/raised_error.h"
 #include "protocols/convert.h"
 

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/memory/memory_platform.h"
+#include "backends/memory/memory_platform.h"
 #include "platform/raised_error.h"
 #include "tests/support/profile.h"
 

@@ -6,7 +6,7 @@
 #include <set>
 #include <string>
 
-#include "platform/memory/memory_platform.h"
+#include "backends/memory/memory_platform.h"
 #include "tests/support/profile.h"
 
 namespace mvsms {

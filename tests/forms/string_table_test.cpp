@@ -5,7 +5,7 @@
 
 #include <iterator>
 
-#include "platform/memory/memory_platform.h"
+#include "backends/memory/memory_platform.h"
 #include "platform/raised_error.h"
 
 namespace mvsms {

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "media/guard.h"
-#include "platform/memory/memory_platform.h"
+#include "backends/memory/memory_platform.h"
 
 namespace mvsms {
 namespace {

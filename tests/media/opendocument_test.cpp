@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "media/bascommon.h"
-#include "platform/memory/memory_platform.h"
+#include "backends/memory/memory_platform.h"
 
 namespace mvsms {
 namespace {

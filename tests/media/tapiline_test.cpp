@@ -11,7 +11,7 @@
 #include <tuple>
 #include <vector>
 
-#include "platform/memory/memory_platform.h"
+#include "backends/memory/memory_platform.h"
 #include "platform/raised_error.h"
 #include "tests/media/fake_comm.h"
 

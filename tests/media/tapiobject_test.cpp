@@ -9,7 +9,7 @@
 #include <tuple>
 #include <vector>
 
-#include "platform/memory/memory_platform.h"
+#include "backends/memory/memory_platform.h"
 #include "tests/media/fake_telephony.h"
 
 namespace mvsms {

@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "centre/line.h"
-#include "platform/memory/memory_platform.h"
+#include "backends/memory/memory_platform.h"
 
 namespace mvsms::test {
 

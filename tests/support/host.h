@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "engine/sender.h"
-#include "platform/memory/memory_platform.h"
+#include "backends/memory/memory_platform.h"
 #include "tests/support/profile.h"
 #include "tests/support/scripted_tap.h"
 #include "tests/support/scripted_ucp.h"

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/memory/memory_platform.h"
+#include "backends/memory/memory_platform.h"
 
 namespace mvsms::test {
 

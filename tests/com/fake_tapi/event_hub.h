@@ -4,8 +4,8 @@
 #include <map>
 #include <memory>
 
-#include "platform/win32/backend.h"
-#include "platform/win32/handles.h"
+#include "backends/win32/backend.h"
+#include "backends/win32/handles.h"
 //
 #include <tapi3.h>
 

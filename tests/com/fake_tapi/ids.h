@@ -1,7 +1,7 @@
 // Identifiers of the telephony service that only its server needs.
 #pragma once
 
-#include "platform/win32/tapi_ids.h"
+#include "backends/win32/tapi_ids.h"
 
 namespace mvsms::fake_tapi {
 

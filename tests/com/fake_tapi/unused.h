@@ -2,7 +2,7 @@
 // that the classes of the substitute show what it does and nothing else.
 #pragma once
 
-#include "platform/win32/win.h"
+#include "backends/win32/win.h"
 //
 #include <tapi3.h>
 

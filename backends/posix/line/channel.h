@@ -1,0 +1,95 @@
+// The open line of a call, or a serial device opened by name: bytes both ways without waiting, and
+// whether the far end is still there.
+//
+// Everything that arrives is taken into a buffer of the channel first. So a line whose far end has
+// gone counts as ended only when all that came before has been read.
+//
+// Thread: one at a time. A line is dialled on a worker thread and then used on its owner's.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/comm.h"
+#include "backends/posix/line/tty.h"
+#include "backends/posix/system/unique_fd.h"
+
+namespace mvsms::posix {
+
+class Channel {
+ public:
+  using Millis = std::chrono::milliseconds;
+
+  explicit Channel(UniqueFd fd) : fd_(std::move(fd)) {}
+  virtual ~Channel() = default;
+  Channel(const Channel&) = delete;
+  Channel& operator=(const Channel&) = delete;
+
+  /// How many bytes are there to be read; more than `wanted` need not be counted.
+  std::size_t Available(std::size_t wanted);
+  /// Takes up to `count` bytes of what is there and returns how many.
+  std::size_t Read(char* buffer, std::size_t count);
+  /// Returns how many bytes the line took. One without a far end takes and forgets all, as a modem
+  /// without carrier does.
+  std::size_t Write(std::string_view bytes);
+  /// Bytes to be read before all that comes.
+  void PutBack(std::string_view bytes) { input_.insert(0, bytes); }
+  /// Waits until there is something to read, or the line is lost, or the time is over.
+  void WaitForInput(Millis timeout);
+  /// Waits until all that was written has been sent, or the time is over.
+  virtual void Drain(Millis /*timeout*/) {}
+
+  /// The far end has gone.
+  bool Lost();
+  /// The far end has gone and all that it sent was read.
+  bool Ended();
+  /// Gives the device back. A closed channel is lost.
+  void Close();
+
+  // --- what only serial devices have ---------------------------------------------------------
+  const Dcb& state() const { return state_; }
+  /// As Comm::SetCommState. On a connection valid settings have no effect.
+  virtual bool SetState(const Dcb& state);
+  /// Modem lines as kMs* bits; nothing when there are none.
+  virtual std::optional<std::uint32_t> ModemLines() { return std::nullopt; }
+  virtual LineErrorCounts Errors() { return {}; }
+
+ protected:
+  int fd() const { return fd_.get(); }
+  void KeepState(const Dcb& state) { state_ = state; }
+  void MarkLost() { lost_ = true; }
+
+ private:
+  /// One write to the system; a negative result with errno as usual.
+  virtual long Transmit(std::string_view bytes) = 0;
+  /// What arrived, to be converted in place.
+  virtual void Arrived(std::string& /*bytes*/) {}
+  /// Whether a line beside the data shows that the far end has gone.
+  virtual bool CarrierLost() { return false; }
+  /// Just before the descriptor is closed.
+  virtual void Closing() {}
+
+  void Fill(std::size_t wanted = 0);
+
+  UniqueFd fd_;
+  Dcb state_{.BaudRate = 9600, .flags = dcb_flag::kBinary, .ByteSize = 8};
+  std::string input_;
+  bool lost_ = false;
+};
+
+/// A connection over the network.
+class SocketChannel : public Channel {
+ public:
+  /// `fd` is a connected, non-blocking stream socket.
+  explicit SocketChannel(UniqueFd fd) : Channel(std::move(fd)) {}
+  ~SocketChannel() override { Close(); }
+
+ private:
+  long Transmit(std::string_view bytes) override;
+  void Closing() override;
+};
+
+}  // namespace mvsms::posix

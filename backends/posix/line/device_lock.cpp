@@ -1,0 +1,239 @@
+// Lock files appear complete or not at all: they are written under another name and linked to
+// their own, so that nobody reads one without a process number in it and takes it for stale.
+#include "backends/posix/line/device_lock.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <mutex>
+#include <set>
+#include <sstream>
+#include <utility>
+
+#include "platform/ansi.h"
+#include "backends/posix/system/unique_fd.h"
+#include "platform/raised_error.h"
+
+namespace mvsms::posix {
+namespace {
+
+namespace fs = std::filesystem;
+
+// What this process holds. Lock files cannot tell its threads from each other, nor its own locks
+// from those of a dead predecessor with the same number, as is common in containers.
+struct HeldLocks {
+  std::mutex mutex;
+  std::set<std::string> files;
+};
+HeldLocks& Held() {
+  static HeldLocks held;
+  return held;
+}
+
+std::string LockFolder() {
+  const char* const folder = std::getenv("MVSMS_LOCK_DIR");
+  return folder != nullptr && *folder != '\0' ? folder : "/var/lock";
+}
+
+// Other names of a device (/dev/modem, /dev/serial/by-id/...) lead to one lock.
+std::string LockFile(const std::string& device) {
+  std::error_code error;
+  std::string name = fs::canonical(device, error).string();
+  if (error) name = device;
+  if (name.starts_with("/dev/")) name.erase(0, 5);
+  std::replace(name.begin(), name.end(), '/', '_');
+  return LockFolder() + "/LCK.." + name;
+}
+
+bool IsAlive(pid_t process) { return kill(process, 0) == 0 || errno == EPERM; }
+
+// Others make the file first and write into it afterwards, so a fresh one without a number is the
+// lock of somebody who is about to.
+constexpr std::time_t kTimeToWrite = 10;  // seconds
+bool IsFresh(const std::string& file) {
+  struct stat status{};
+  return stat(file.c_str(), &status) == 0 && std::time(nullptr) - status.st_mtime < kTimeToWrite;
+}
+
+bool IsText(char c) { return (c >= '0' && c <= '9') || c == ' ' || c == '\n'; }
+
+// The process number in a lock file: decimal text, or four bytes as some programs write it. 0 when
+// there is none.
+pid_t NumberIn(const std::string& file) {
+  std::ifstream stream(file, std::ios::binary);
+  const std::string content(std::istreambuf_iterator<char>(stream), {});
+  std::int32_t binary = 0;
+  if (content.size() == sizeof binary && !std::all_of(content.begin(), content.end(), IsText)) {
+    std::memcpy(&binary, content.data(), sizeof binary);
+    return std::max(binary, 0);
+  }
+  long long number = 0;
+  std::istringstream(content) >> number;
+  return number > 0 && number <= INT_MAX ? static_cast<pid_t>(number) : 0;
+}
+
+constexpr pid_t kUnknownProcess = -1;
+
+// The live owner of a lock file, 0 when there is none. Asked for files that this process does not
+// hold, so its own number in one means nothing.
+pid_t LiveOwner(const std::string& file) {
+  const pid_t process = NumberIn(file);
+  if (process == 0) return IsFresh(file) ? kUnknownProcess : 0;
+  return process != getpid() && IsAlive(process) ? process : 0;
+}
+
+std::string Owner(pid_t process) {
+  if (process == kUnknownProcess) return "another program";
+  std::string program;
+  std::getline(std::ifstream("/proc/" + std::to_string(process) + "/comm"), program);
+  const std::string number = "process " + std::to_string(process);
+  return program.empty() ? number : program + " (" + number + ")";
+}
+
+std::string InUseBy(const std::string& device, pid_t process) {
+  return "The device " + device + " is in use by " + Owner(process);
+}
+
+std::string InUseHere(const std::string& device) {
+  return "The device " + device + " is in use by another call of this program";
+}
+
+bool HasOpen(const fs::path& process, dev_t device) {
+  std::error_code error;
+  for (fs::directory_iterator entry(process / "fd", error), end; !error && entry != end;
+       entry.increment(error)) {
+    struct stat status{};
+    if (stat(entry->path().c_str(), &status) == 0 && S_ISCHR(status.st_mode) &&
+        status.st_rdev == device) {
+      return true;
+    }
+  }
+  return false;
+}
+
+// Another process that has the device open, 0 when none is visible to this user.
+pid_t FindOpener(dev_t device) {
+  std::error_code error;
+  for (fs::directory_iterator entry("/proc", error), end; !error && entry != end;
+       entry.increment(error)) {
+    const auto process = static_cast<pid_t>(std::atoi(entry->path().filename().c_str()));
+    if (process > 0 && process != getpid() && HasOpen(entry->path(), device)) return process;
+  }
+  return 0;
+}
+
+bool WriteFile(const std::string& path, const std::string& text) {
+  const UniqueFd fd(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
+  return fd && write(fd.get(), text.data(), text.size()) == static_cast<ssize_t>(text.size());
+}
+
+// Of several that found the same stale lock only one may remove it, or the last would remove the
+// new lock of the first; so each looks again while it has the file to itself.
+void RemoveStale(const std::string& file) {
+  const UniqueFd fd(open(file.c_str(), O_RDONLY | O_CLOEXEC));
+  struct stat held{};
+  struct stat present{};
+  if (!fd || flock(fd.get(), LOCK_EX) != 0 || fstat(fd.get(), &held) != 0) return;
+  if (stat(file.c_str(), &present) != 0 || present.st_ino != held.st_ino) return;
+  if (LiveOwner(file) == 0) unlink(file.c_str());
+}
+
+// Makes the lock file. Returns the live process that has it instead, 0 when there is none; `made`
+// tells whether the file could be made.
+pid_t Claim(const std::string& file, bool& made) {
+  char line[16];
+  std::snprintf(line, sizeof line, "%10d\n", static_cast<int>(getpid()));
+  const std::string draft = LockFolder() + "/LTMP." + std::to_string(getpid());
+  pid_t owner = 0;
+  made = false;
+  if (WriteFile(draft, line)) {
+    for (int attempt = 0; attempt < 3 && !made && owner == 0; ++attempt) {
+      made = link(draft.c_str(), file.c_str()) == 0;
+      if (!made && errno == EEXIST) owner = LiveOwner(file);
+      if (!made && owner == 0) RemoveStale(file);
+    }
+  } else {
+    owner = LiveOwner(file);
+  }
+  unlink(draft.c_str());
+  return owner;
+}
+
+[[noreturn]] void Refuse(const std::string& sentence) {
+  throw RaisedError(EBUSY, "DeviceLock", AnsiFromUtf8(sentence));
+}
+
+}  // namespace
+
+DeviceLock::DeviceLock(const std::string& device) {
+  const std::string file = LockFile(device);
+  const std::lock_guard guard(Held().mutex);
+  if (Held().files.contains(file)) Refuse(InUseHere(device));
+  if (const pid_t owner = Claim(file, has_file_)) Refuse(InUseBy(device, owner));
+  Held().files.insert(file);
+  file_ = file;
+}
+
+DeviceLock::DeviceLock(DeviceLock&& other) noexcept
+    : file_(std::exchange(other.file_, {})), has_file_(std::exchange(other.has_file_, false)) {}
+
+DeviceLock& DeviceLock::operator=(DeviceLock&& other) noexcept {
+  std::swap(file_, other.file_);
+  std::swap(has_file_, other.has_file_);
+  return *this;
+}
+
+DeviceLock::~DeviceLock() { Release(); }
+
+void DeviceLock::Release() {
+  if (file_.empty()) return;
+  const std::lock_guard guard(Held().mutex);
+  if (has_file_) unlink(file_.c_str());
+  Held().files.erase(file_);
+  file_.clear();
+}
+
+std::string DeviceInUse(const std::string& device) {
+  const std::string file = LockFile(device);
+  {
+    const std::lock_guard guard(Held().mutex);
+    if (Held().files.contains(file)) return InUseHere(device);
+  }
+  if (const pid_t owner = LiveOwner(file)) return InUseBy(device, owner);
+  const UniqueFd fd(open(device.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+  const bool busy = fd ? IsHeldExclusively(fd.get()) : errno == EBUSY;
+  return busy ? DescribeBusyDevice(device) : std::string();
+}
+
+std::string DescribeBusyDevice(const std::string& device) {
+  struct stat status{};
+  const pid_t owner = stat(device.c_str(), &status) == 0 ? FindOpener(status.st_rdev) : 0;
+  if (owner != 0) return InUseBy(device, owner);
+  return "The device " + device +
+         " is in use by another program (one that looks for cellular modems lets go some ten "
+         "seconds after the modem was plugged in)";
+}
+
+bool IsHeldExclusively(int fd) {
+  int exclusive = 0;
+  struct stat status{};
+  // A pseudo-terminal stays in exclusive mode when its user was killed, so the mode alone says
+  // nothing.
+  return ioctl(fd, TIOCGEXCL, &exclusive) == 0 && exclusive != 0 && fstat(fd, &status) == 0 &&
+         FindOpener(status.st_rdev) != 0;
+}
+
+}  // namespace mvsms::posix

@@ -1,0 +1,34 @@
+// How a line of one kind reaches the far end: the part of a call that knows modems or sockets.
+#pragma once
+
+#include <memory>
+#include <stop_token>
+#include <string>
+
+#include "backends/posix/line/channel.h"
+#include "backends/posix/store/line_store.h"
+#include "platform/telephony.h"
+
+namespace mvsms::posix {
+
+/// One call. Prepare, then Dial, then HangUp, each when the one before has returned.
+class Dialler {
+ public:
+  virtual ~Dialler() = default;
+  /// Takes what the call needs. On the owner's thread; throws RaisedError.
+  virtual void Prepare() = 0;
+  /// Calls the far end and returns when the call is up (kNone) or has failed (why), soon after
+  /// `stop` at the latest. On a worker thread.
+  virtual CallCause Dial(const std::stop_token& stop) = 0;
+  /// The open line of a call that is up.
+  virtual const std::shared_ptr<Channel>& channel() const = 0;
+  /// Ends the call, if it is up, and gives back what Prepare took. On the owner's thread; safe in
+  /// every state.
+  virtual void HangUp() = 0;
+};
+
+/// `destination` is what the line's modem dials, or host:port.
+std::unique_ptr<Dialler> MakeHayesDialler(const LineConfig& line, const std::string& destination);
+std::unique_ptr<Dialler> MakeTcpDialler(const std::string& destination);
+
+}  // namespace mvsms::posix

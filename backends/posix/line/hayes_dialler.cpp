@@ -1,0 +1,66 @@
+// A call over an AT-command modem.
+#include <utility>
+
+#include "backends/posix/line/dialler.h"
+#include "backends/posix/line/hayes_modem.h"
+#include "backends/posix/line/modem_port.h"
+#include "backends/posix/line/serial_channel.h"
+
+namespace mvsms::posix {
+namespace {
+
+constexpr Channel::Millis kDrainTime{1000};
+
+class HayesDialler : public Dialler {
+ public:
+  HayesDialler(LineConfig line, std::string destination)
+      : line_(std::move(line)), destination_(std::move(destination)) {}
+  ~HayesDialler() override { HangUp(); }
+
+  void Prepare() override { dialogue_ = std::make_unique<Dialogue>(line_); }
+
+  CallCause Dial(const std::stop_token& stop) override {
+    dialogue_->port.SetStop(stop);
+    const DialResult result = dialogue_->modem.Dial(destination_);
+    if (result.cause != CallCause::kNone) return result.cause;
+    dialogue_->channel->PutBack(result.early_data);
+    dialogue_->channel->WatchCarrier(result.carrier_tells);
+    channel_ = dialogue_->channel;
+    return CallCause::kNone;
+  }
+
+  const std::shared_ptr<Channel>& channel() const override { return channel_; }
+
+  void HangUp() override {
+    if (!dialogue_) return;
+    if (channel_) {
+      channel_->Drain(kDrainTime);
+      dialogue_->modem.HangUp();
+    }
+    dialogue_->channel->Close();
+    channel_.reset();
+    dialogue_.reset();
+  }
+
+ private:
+  struct Dialogue {
+    explicit Dialogue(const LineConfig& line)
+        : channel(OpenLine(line)), port(*channel), modem(port, line.init, line.dial) {}
+    std::shared_ptr<SerialChannel> channel;
+    SerialModemPort port;
+    HayesModem modem;
+  };
+
+  LineConfig line_;
+  std::string destination_;
+  std::unique_ptr<Dialogue> dialogue_;
+  std::shared_ptr<Channel> channel_;  // while the call is up
+};
+
+}  // namespace
+
+std::unique_ptr<Dialler> MakeHayesDialler(const LineConfig& line, const std::string& destination) {
+  return std::make_unique<HayesDialler>(line, destination);
+}
+
+}  // namespace mvsms::posix

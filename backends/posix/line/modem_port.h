@@ -1,0 +1,34 @@
+// The modem dialogue's port over a serial channel.
+#pragma once
+
+#include <stop_token>
+
+#include "backends/posix/line/hayes_modem.h"
+#include "backends/posix/line/serial_channel.h"
+
+namespace mvsms::posix {
+
+class SerialModemPort : public ModemPort {
+ public:
+  /// `channel` outlives the object.
+  explicit SerialModemPort(SerialChannel& channel) : channel_(channel) {}
+
+  /// What Cancelled answers from now on.
+  void SetStop(std::stop_token stop) { stop_ = std::move(stop); }
+
+  /// Gives up after two seconds on a modem that takes no data.
+  void Write(std::string_view bytes) override;
+  std::optional<char> Read(Millis time) override;
+  void Wait(Millis time) override;
+  bool SetDtr(bool on) override { return channel_.SetDtr(on); }
+  std::optional<bool> Carrier() override;
+  bool Cancelled() override { return stop_.stop_requested(); }
+  bool Gone() override { return channel_.Lost(); }
+  Millis Now() override;
+
+ private:
+  SerialChannel& channel_;
+  std::stop_token stop_;
+};
+
+}  // namespace mvsms::posix

@@ -1,0 +1,123 @@
+// See sqlite.h. A prepared statement is reset as soon as its rows are done with, because an
+// unfinished one keeps the file locked against writers.
+#include "backends/posix/store/sqlite.h"
+
+namespace mvsms::posix {
+namespace {
+
+/// How long one process waits for another's transaction before it gives up.
+constexpr int kBusyTimeoutMs = 10000;
+
+[[noreturn]] void Fail(sqlite3* database) {
+  throw SqliteError(sqlite3_errcode(database), sqlite3_errmsg(database));
+}
+
+/// A null pointer would bind NULL instead of an empty text or blob.
+const char* NotNull(std::string_view bytes) { return bytes.empty() ? "" : bytes.data(); }
+
+struct Binder {
+  sqlite3_stmt* statement;
+  int index;
+
+  int operator()(std::int64_t number) const { return sqlite3_bind_int64(statement, index, number); }
+  int operator()(Text text) const {
+    return sqlite3_bind_text64(statement, index, NotNull(text.utf8), text.utf8.size(),
+                               SQLITE_TRANSIENT, SQLITE_UTF8);
+  }
+  int operator()(Blob blob) const {
+    return sqlite3_bind_blob64(statement, index, NotNull(blob.bytes), blob.bytes.size(),
+                               SQLITE_TRANSIENT);
+  }
+};
+
+}  // namespace
+
+Rows::~Rows() {
+  sqlite3_reset(statement_);
+  sqlite3_clear_bindings(statement_);
+}
+
+bool Rows::Next() {
+  const int code = sqlite3_step(statement_);
+  if (code == SQLITE_ROW) return true;
+  if (code != SQLITE_DONE) Fail(sqlite3_db_handle(statement_));
+  return false;
+}
+
+std::int64_t Rows::Int(int column) const { return sqlite3_column_int64(statement_, column); }
+
+std::string Rows::Bytes(int column) const {
+  const auto* bytes = static_cast<const char*>(sqlite3_column_blob(statement_, column));
+  const int size = sqlite3_column_bytes(statement_, column);
+  return bytes ? std::string(bytes, static_cast<std::size_t>(size)) : std::string();
+}
+
+Connection::Connection(const std::string& path) {
+  sqlite3* opened = nullptr;
+  const int code =
+      sqlite3_open_v2(path.c_str(), &opened, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
+  database_.reset(opened);  // SQLite hands one out even when it failed
+  if (code != SQLITE_OK) throw SqliteError(code & 0xFF, sqlite3_errmsg(opened));
+  sqlite3_busy_timeout(opened, kBusyTimeoutMs);
+}
+
+sqlite3_stmt* Connection::Prepared(const char* sql) {
+  auto& statement = statements_[sql];
+  if (!statement) {
+    sqlite3_stmt* prepared = nullptr;
+    const int code =
+        sqlite3_prepare_v3(database_.get(), sql, -1, SQLITE_PREPARE_PERSISTENT, &prepared, nullptr);
+    if (code != SQLITE_OK) Fail(database_.get());
+    statement.reset(prepared);
+  }
+  return statement.get();
+}
+
+Rows Connection::Query(const char* sql, std::initializer_list<Parameter> parameters) {
+  sqlite3_stmt* statement = Prepared(sql);
+  int index = 0;
+  for (const Parameter& parameter : parameters) {
+    if (std::visit(Binder{statement, ++index}, parameter) != SQLITE_OK) Fail(database_.get());
+  }
+  return Rows(statement);
+}
+
+void Connection::Execute(const char* sql, std::initializer_list<Parameter> parameters) {
+  Rows rows = Query(sql, parameters);
+  while (rows.Next()) {
+  }
+}
+
+std::int64_t Connection::Value(const char* sql, std::initializer_list<Parameter> parameters) {
+  Rows rows = Query(sql, parameters);
+  return rows.Next() ? rows.Int(0) : 0;
+}
+
+std::int64_t Connection::LastInsertId() const { return sqlite3_last_insert_rowid(database_.get()); }
+
+int Connection::Changes() const { return sqlite3_changes(database_.get()); }
+
+bool Connection::InTransaction() const { return sqlite3_get_autocommit(database_.get()) == 0; }
+
+bool Connection::HasMoved() const {
+  int moved = 0;
+  sqlite3_file_control(database_.get(), "main", SQLITE_FCNTL_HAS_MOVED, &moved);
+  return moved != 0;
+}
+
+Transaction::Transaction(Connection& connection, Kind kind) : connection_(connection) {
+  connection_.Execute(kind == Kind::kRead ? "BEGIN" : "BEGIN IMMEDIATE");
+}
+
+Transaction::~Transaction() {
+  if (!connection_.InTransaction()) return;
+  try {
+    connection_.Execute("ROLLBACK");
+  } catch (const SqliteError&) {
+    // The file could not be restored; SQLite does it with its journal at the next opening.
+  }
+}
+
+void Transaction::Commit() { connection_.Execute("COMMIT"); }
+
+}  // namespace mvsms::posix

@@ -1,0 +1,211 @@
+// See store.h. The schema is here, once; its version stands in the file's user_version, so that an
+// older program refuses a file that it would misread.
+#include "backends/posix/store/store.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+#include "backends/posix/store/sqlite.h"
+
+namespace mvsms::posix {
+namespace {
+
+constexpr std::int64_t kSchemaVersion = 1;
+
+/// Row ids of keys are never given twice, so an open key that was deleted stays deleted. The one
+/// key without a parent is the hive, with the row id 1.
+constexpr const char* kSchema[] = {
+    R"(CREATE TABLE keys(
+        id INTEGER PRIMARY KEY AUTOINCREMENT,
+        parent INTEGER REFERENCES keys(id),
+        name TEXT NOT NULL,
+        folded BLOB NOT NULL,
+        UNIQUE(parent, folded)))",
+    R"(CREATE TABLE key_values(
+        key INTEGER NOT NULL REFERENCES keys(id),
+        name TEXT NOT NULL,
+        folded BLOB NOT NULL,
+        type INTEGER NOT NULL,
+        data BLOB NOT NULL,
+        PRIMARY KEY(key, folded)) WITHOUT ROWID)",
+    R"(CREATE TABLE user_settings(
+        application TEXT NOT NULL,
+        section TEXT NOT NULL,
+        key TEXT NOT NULL,
+        value TEXT NOT NULL,
+        PRIMARY KEY(application, section, key)) WITHOUT ROWID)",
+    R"(CREATE TABLE lines(
+        position INTEGER PRIMARY KEY AUTOINCREMENT,
+        name TEXT NOT NULL UNIQUE,
+        kind TEXT NOT NULL,
+        device TEXT NOT NULL,
+        init TEXT NOT NULL,
+        dial TEXT NOT NULL,
+        speed INTEGER NOT NULL,
+        framing TEXT NOT NULL,
+        flow TEXT NOT NULL))",
+    R"(INSERT INTO keys(id, name, folded)
+        VALUES(1, 'HKEY_LOCAL_MACHINE', CAST('HKEY_LOCAL_MACHINE' AS BLOB)))",
+    "PRAGMA user_version = 1"};
+
+std::string FileIn(const std::string& home) { return home + "/settings.db"; }
+
+[[noreturn]] void FailWithErrno(int code, const std::string& what) {
+  throw SqliteError(code, what + ": " + std::strerror(errno));
+}
+
+/// True when the tables are there, false in a file that is still empty.
+bool CheckSchema(Connection& connection) {
+  const std::int64_t version = connection.Value("PRAGMA user_version");
+  if (version > kSchemaVersion) {
+    throw SqliteError(SQLITE_MISMATCH, "the file has format " + std::to_string(version) +
+                                           ", this program knows formats up to " +
+                                           std::to_string(kSchemaVersion));
+  }
+  return version != 0;
+}
+
+std::unique_ptr<Connection> Open(const std::string& file) {
+  auto connection = std::make_unique<Connection>(file);
+  // A truncated journal is synchronised at the commit; a deleted one (the default) is not.
+  connection->Execute("PRAGMA journal_mode = TRUNCATE");
+  connection->Execute("PRAGMA synchronous = FULL");
+  connection->Execute("PRAGMA foreign_keys = ON");
+  return connection;
+}
+
+void MakeHome(const std::string& home) {
+  const std::filesystem::path folder = (std::filesystem::path(home) / "").parent_path();
+  std::error_code error;
+  std::filesystem::create_directories(folder.parent_path(), error);
+  if (mkdir(home.c_str(), 0700) != 0 && errno != EEXIST) FailWithErrno(SQLITE_CANTOPEN, home);
+}
+
+/// Makes the file with its mode from the start. mknod opens nothing: closing a descriptor of the
+/// file would drop the locks that another thread of this process holds on it.
+void MakeFile(const std::string& file) {
+  if (mknod(file.c_str(), S_IFREG | 0600, 0) != 0 && errno != EEXIST) {
+    FailWithErrno(SQLITE_CANTOPEN, file);
+  }
+}
+
+void MakeTables(Connection& connection) {
+  Transaction writing(connection, Transaction::Kind::kWrite);
+  if (CheckSchema(connection)) return;  // another process was faster
+  for (const char* statement : kSchema) connection.Execute(statement);
+  writing.Commit();
+}
+
+/// Whether the file holds what SQLite wrote.
+void ProbeReading(Connection& connection) {
+  Rows check = connection.Query("PRAGMA quick_check(1)");
+  if (check.Next() && check.Bytes(0) != "ok") throw SqliteError(SQLITE_CORRUPT, check.Bytes(0));
+}
+
+/// Whether it takes more. The write is taken back.
+void ProbeWriting(Connection& connection) {
+  Transaction writing(connection, Transaction::Kind::kWrite);
+  connection.Execute("CREATE TABLE probe(x)");
+}
+
+/// Whether a home that is not there yet could be made.
+void ProbeMissing(const std::string& home) {
+  std::filesystem::path folder = home;
+  while (access(folder.c_str(), F_OK) != 0 && errno == ENOENT) {
+    folder = folder.has_relative_path() ? folder.parent_path() : ".";
+  }
+  const std::string probe = folder.string() + "/.";  // with the dot, a file in the way fails too
+  if (access(probe.c_str(), W_OK | X_OK) != 0) FailWithErrno(SQLITE_CANTOPEN, folder.string());
+}
+
+const char* AdviceFor(int code) {
+  switch (code) {
+    case SQLITE_CORRUPT:
+    case SQLITE_NOTADB:
+      return "The file is damaged. Move it away and put a backup in its place, or begin again "
+             "without one.";
+    case SQLITE_MISMATCH:
+      return "It was written by a newer version of this program: install that version, or set "
+             "MVSMS_HOME to another folder.";
+    case SQLITE_FULL:
+      return "Free some space on the disk and try again; nothing that was stored is lost.";
+    case SQLITE_BUSY:
+      return "Another program keeps the file locked. Try again when it has finished.";
+    case SQLITE_READONLY:
+    case SQLITE_CANTOPEN:
+    case SQLITE_PERM:
+    case SQLITE_AUTH:
+      return "Check that you may write to the file and its folder, or set MVSMS_HOME to a folder "
+             "of your own.";
+    default:
+      return "Check the disk and the rights on the file and its folder, then try again.";
+  }
+}
+
+}  // namespace
+
+Store::Store(std::string home) : home_(std::move(home)) {}
+
+Store::~Store() = default;
+
+bool Store::OpenExisting() {
+  if (connection_ && connection_->HasMoved()) {
+    connection_.reset();
+    has_tables_ = false;
+    ++generation_;
+  }
+  if (connection_) return true;
+  if (access(FileIn(home_).c_str(), F_OK) != 0 && errno == ENOENT) return false;
+  connection_ = Open(FileIn(home_));
+  return true;
+}
+
+Connection* Store::Read() {
+  if (!OpenExisting()) return nullptr;
+  if (!has_tables_) has_tables_ = CheckSchema(*connection_);
+  return has_tables_ ? connection_.get() : nullptr;
+}
+
+Connection& Store::Write() {
+  if (Connection* connection = Read()) return *connection;
+  MakeHome(home_);
+  MakeFile(FileIn(home_));
+  if (!connection_) connection_ = Open(FileIn(home_));
+  MakeTables(*connection_);
+  has_tables_ = true;
+  return *connection_;
+}
+
+std::string ProblemSentence(const std::string& home, const SqliteError& error) {
+  return "The settings file " + FileIn(home) + " cannot be used: " + error.what() + ". " +
+         AdviceFor(error.code());
+}
+
+std::string StoreProblem(const std::string& home) try {
+  Store store(home);
+  if (Connection* const connection = store.Read()) ProbeReading(*connection);
+  return {};
+} catch (const SqliteError& error) {
+  return ProblemSentence(home, error);
+}
+
+std::string WriteProblem(const std::string& home) try {
+  Store store(home);
+  if (Connection* const connection = store.Read()) {
+    ProbeReading(*connection);
+    ProbeWriting(*connection);
+  } else {
+    ProbeMissing(home);
+  }
+  return {};
+} catch (const SqliteError& error) {
+  return ProblemSentence(home, error);
+}
+
+}  // namespace mvsms::posix

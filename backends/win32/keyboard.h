@@ -1,0 +1,22 @@
+// Tab, Enter, Escape and access keys for forms that are shown without a message loop of ours: the
+// host's loop knows nothing of them, so the keys are picked out of the thread's messages.
+#pragma once
+
+#include "backends/win32/win.h"
+
+namespace mvsms::win32 {
+
+/// Active on the thread of its making as long as one lives there.
+class KeyboardHook {
+ public:
+  KeyboardHook();
+  ~KeyboardHook();
+  KeyboardHook(const KeyboardHook&) = delete;
+  KeyboardHook& operator=(const KeyboardHook&) = delete;
+
+  /// Gives the keys of this top-level window dialog behaviour, or takes it back.
+  void Serve(HWND window);
+  void Forget(HWND window);
+};
+
+}  // namespace mvsms::win32

@@ -1,0 +1,24 @@
+// Opening documents with the programs that the user has for them.
+
+#include "backends/win32/backend.h"
+#include "backends/win32/win.h"
+
+namespace mvsms::win32 {
+namespace {
+
+class Win32Shell : public Shell {
+ public:
+  std::int32_t Execute(const std::string& verb, const std::string& file,
+                       const std::string& parameters, const std::string& folder,
+                       std::int32_t show) override {
+    const HINSTANCE result = ::ShellExecuteA(::GetDesktopWindow(), verb.c_str(), file.c_str(),
+                                             parameters.c_str(), folder.c_str(), show);
+    return static_cast<std::int32_t>(reinterpret_cast<INT_PTR>(result));
+  }
+};
+
+}  // namespace
+
+std::unique_ptr<Shell> MakeShell() { return std::make_unique<Win32Shell>(); }
+
+}  // namespace mvsms::win32

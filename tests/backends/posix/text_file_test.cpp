@@ -1,0 +1,108 @@
+// Appending to files: paths in the ANSI code page, modes, and two writers at once.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <set>
+#include <string>
+
+#include "backends/posix/backend.h"
+#include "tests/backends/posix/child_process.h"
+#include "tests/support/temp_folder.h"
+
+namespace mvsms::posix {
+namespace {
+
+std::string Read(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+class PosixTextFile : public testing::Test {
+ protected:
+  TempFolder folder_;
+  std::unique_ptr<TextFile> files_ = MakeTextFile(folder_ / "home");
+};
+
+TEST_F(PosixTextFile, AppendsTheBytesAsTheyStand) {
+  const std::string path = folder_ / "SMSLog.txt";
+  EXPECT_TRUE(files_->Append(path, "one \xE4\r\n"));
+  EXPECT_TRUE(files_->Append(path, std::string("tw\0o", 4)));
+  EXPECT_TRUE(files_->Append(path, ""));
+  EXPECT_EQ(Read(path), std::string("one \xE4\r\ntw\0o", 11));
+}
+
+TEST_F(PosixTextFile, ANewFileIsForItsOwnerAndGroup) {
+  umask(022);
+  files_->Append(folder_ / "SMSLog.txt", "x");
+  struct stat status = {};
+  stat((folder_ / "SMSLog.txt").c_str(), &status);
+  EXPECT_EQ(status.st_mode & 0777, 0640U);
+}
+
+TEST_F(PosixTextFile, PathsAreInTheAnsiCodePage) {
+  EXPECT_TRUE(files_->Append(folder_ / "B\xFCro.txt", "x"));
+  EXPECT_EQ(Read(folder_ / "B\xC3\xBCro.txt"), "x");
+}
+
+TEST_F(PosixTextFile, AHomeWithCharactersBeyondTheCodePageIsReached) {
+  const std::string home = folder_ / "\xE4\xB8\xAD";
+  std::filesystem::create_directory(home);
+  const std::string path = MakeLocale(home)->ComponentFolder() + "/SMSLog\xE4.txt";
+  EXPECT_TRUE(MakeTextFile(home)->Append(path, "x"));
+  EXPECT_EQ(Read(home + "/SMSLog\xC3\xA4.txt"), "x");
+}
+
+TEST_F(PosixTextFile, WhatIsThereAndCannotBeReadIsAnError) {
+  std::string text = "before";
+  try {
+    files_->Read(folder_.path(), text);
+    FAIL();
+  } catch (const RaisedError& error) {
+    EXPECT_EQ(error.number(), 75);
+    EXPECT_EQ(error.description(), "Path/File access error: " + folder_.path());
+  }
+  EXPECT_EQ(text, "before");
+}
+
+TEST_F(PosixTextFile, AFolderThatIsMissingFailsAndIsNotMade) {
+  EXPECT_FALSE(files_->Append(folder_ / "missing/SMSLog.txt", "x"));
+  EXPECT_FALSE(std::filesystem::exists(folder_ / "missing"));
+}
+
+TEST_F(PosixTextFile, AFolderInPlaceOfTheFileFails) {
+  EXPECT_FALSE(files_->Append(folder_.path(), "x"));
+}
+
+TEST_F(PosixTextFile, ADeviceThatIsFullFails) { EXPECT_FALSE(files_->Append("/dev/full", "x")); }
+
+TEST_F(PosixTextFile, AFileDeletedBetweenTwoLinesIsMadeAgain) {
+  const std::string path = folder_ / "SMSLog.txt";
+  files_->Append(path, "one");
+  std::filesystem::remove(path);
+  files_->Append(path, "two");
+  EXPECT_EQ(Read(path), "two");
+}
+
+TEST_F(PosixTextFile, LinesOfTwoProcessesDoNotMix) {
+  const std::string path = folder_ / "SMSLog.txt";
+  const auto append = [&](char letter) {
+    bool written = true;
+    for (int i = 0; i < 300; ++i) written &= files_->Append(path, std::string(500, letter) + "\n");
+    return written;
+  };
+  ChildProcess other([&] { return append('b'); });
+  EXPECT_TRUE(append('a'));
+  EXPECT_TRUE(other.Succeeded());
+  std::ifstream file(path);
+  std::multiset<std::string> lines;
+  for (std::string line; std::getline(file, line);) lines.insert(line);
+  EXPECT_EQ(lines.count(std::string(500, 'a')), 300U);
+  EXPECT_EQ(lines.count(std::string(500, 'b')), 300U);
+  EXPECT_EQ(lines.size(), 600U);
+}
+
+}  // namespace
+}  // namespace mvsms::posix
