@@ -4,10 +4,10 @@
 #include <memory>
 #include <string>
 
+#include "backends/memory/memory_platform.h"
 #include "centre/centre.h"
 #include "engine/sender.h"
 #include "engine/settings.h"
-#include "backends/memory/memory_platform.h"
 #include "tests/support/centre_far_end.h"
 
 namespace mvsms {

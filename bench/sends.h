@@ -15,13 +15,13 @@
 #include <thread>
 #include <vector>
 
+#include "backends/memory/memory_platform.h"
+#include "backends/posix/posix_platform.h"
+#include "backends/posix/store/line_store.h"
 #include "centre/centre.h"
-#include "centre/server.h"
+#include "centre/posix/server.h"
 #include "engine/sender.h"
 #include "engine/settings.h"
-#include "backends/memory/memory_platform.h"
-#include "backends/posix/store/line_store.h"
-#include "backends/posix/posix_platform.h"
 #include "tests/support/centre_far_end.h"
 
 namespace mvsms {

@@ -5,10 +5,10 @@
 #include <memory>
 #include <string>
 
-#include "bench/allocations.h"
-#include "engine/routing.h"
 #include "backends/memory/memory_platform.h"
 #include "backends/posix/posix_platform.h"
+#include "bench/allocations.h"
+#include "engine/routing.h"
 #include "tests/support/temp_folder.h"
 
 namespace mvsms {

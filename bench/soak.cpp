@@ -6,8 +6,8 @@
 
 #include <cstdlib>
 
-#include "bench/sends.h"
 #include "backends/memory/memory_platform.h"
+#include "bench/sends.h"
 #include "tests/support/centre_far_end.h"
 
 namespace mvsms {

@@ -4,8 +4,8 @@
 #include <memory>
 #include <string>
 
-#include "engine/settings.h"
 #include "backends/memory/memory_platform.h"
+#include "engine/settings.h"
 #include "ui/config.h"
 
 namespace mvsms {

@@ -1,7 +1,7 @@
 // Real sends over sockets to a message centre in the same process: wall time against the waits that
 // the dialogue prescribes, processor time, and five hundred at once. Prints a table.
-#include "bench/sends.h"
 #include "backends/memory/memory_platform.h"
+#include "bench/sends.h"
 #include "tests/support/centre_far_end.h"
 
 namespace mvsms {

@@ -3,6 +3,7 @@
 // and tries again is served in the end.
 #pragma once
 
+#include <algorithm>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -41,7 +42,17 @@ struct Desk {
   void Record(const Request& request) const {
     if (recorder) recorder(request);
   }
-  bool Serves(std::string_view recipient) const;
+  /// Whether the number begins like one of the list in `recipients`; an empty list serves all.
+  bool Serves(std::string_view recipient) const {
+    std::string_view list = settings.recipients;
+    if (list.empty()) return true;
+    while (!list.empty()) {
+      const std::string_view beginning = list.substr(0, list.find(','));
+      if (!beginning.empty() && recipient.starts_with(beginning)) return true;
+      list.remove_prefix(std::min(list.size(), beginning.size() + 1));
+    }
+    return false;
+  }
 
   const Settings settings;
   const Recorder recorder;

@@ -2,10 +2,10 @@
 // where an exception becomes a sentence and an exit code.
 #include <algorithm>
 
+#include "base/ansi.h"
+#include "base/raised_error.h"
 #include "cli/commands.h"
 #include "cli/system.h"
-#include "platform/ansi.h"
-#include "platform/raised_error.h"
 
 namespace mvsms::cli {
 namespace {
@@ -29,8 +29,13 @@ void AddAllCommands(CLI::App& app, Context& context) {
   AddSystemCommands(app, context);
 }
 
+// What was printed before comes first, unless it is the output that broke.
 int Fail(Context& context, const std::string& sentence, int exit_code) {
-  context.out.flush();
+  try {
+    context.out.flush();
+  } catch (const std::exception&) {
+    // The sentence says what happened.
+  }
   context.Warn(sentence);
   return exit_code;
 }

@@ -2,11 +2,11 @@
 #include <memory>
 #include <string>
 
+#include "base/ansi.h"
 #include "cli/commands.h"
 #include "cli/setting_rules.h"
 #include "cli/store.h"
 #include "engine/settings.h"
-#include "platform/ansi.h"
 
 namespace mvsms::cli {
 namespace {

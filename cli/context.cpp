@@ -8,8 +8,8 @@
 #include <ostream>
 #include <utility>
 
+#include "base/ansi.h"
 #include "cli/system.h"
-#include "platform/ansi.h"
 
 namespace mvsms::cli {
 namespace {

@@ -4,10 +4,10 @@
 #include <memory>
 #include <string>
 
+#include "base/ansi.h"
 #include "cli/commands.h"
 #include "cli/interrupt.h"
 #include "cli/system.h"
-#include "platform/ansi.h"
 
 namespace mvsms::cli {
 namespace {

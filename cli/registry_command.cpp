@@ -9,11 +9,11 @@
 #include <string>
 #include <system_error>
 
+#include "base/ansi.h"
 #include "cli/commands.h"
 #include "cli/registry_tree.h"
 #include "cli/store.h"
 #include "engine/settings.h"
-#include "platform/ansi.h"
 
 namespace mvsms::cli {
 namespace {

@@ -6,8 +6,8 @@
 #include <optional>
 #include <utility>
 
+#include "base/ansi.h"
 #include "engine/settings.h"
-#include "platform/ansi.h"
 #include "platform/registry_key.h"
 
 namespace mvsms::cli {

@@ -3,11 +3,11 @@
 #include <string>
 #include <utility>
 
+#include "base/ansi.h"
 #include "cli/commands.h"
 #include "cli/store.h"
 #include "engine/routing.h"
 #include "engine/settings.h"
-#include "platform/ansi.h"
 
 namespace mvsms::cli {
 namespace {

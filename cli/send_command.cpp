@@ -7,13 +7,13 @@
 #include <string>
 #include <vector>
 
+#include "base/ansi.h"
 #include "cli/commands.h"
 #include "cli/interrupt.h"
 #include "cli/store.h"
 #include "cli/system.h"
 #include "engine/sender.h"
 #include "media/apartment.h"
-#include "platform/ansi.h"
 
 namespace mvsms::cli {
 namespace {

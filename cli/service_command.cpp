@@ -4,13 +4,13 @@
 #include <utility>
 #include <vector>
 
+#include "base/ansi.h"
 #include "cli/commands.h"
 #include "cli/setting_rules.h"
 #include "cli/store.h"
+#include "engine/catalogue.h"
+#include "engine/component_file.h"
 #include "engine/settings.h"
-#include "media/bascommon.h"
-#include "platform/ansi.h"
-#include "ui/catalogue.h"
 
 namespace mvsms::cli {
 namespace {
@@ -116,8 +116,8 @@ void Get(Context& context, const ServiceOptions& options) {
 Catalogue LoadCatalogue(Context& context) {
   Catalogue catalogue;
   if (!catalogue.Load(context.platform())) {
-    throw UsageError("there is no catalogue: " + Utf8FromAnsi(basCommon::ComponentFile(
-                                                     context.platform().locale(), kCatalogueFile)));
+    throw UsageError("there is no catalogue: " +
+                     Utf8FromAnsi(ComponentFile(context.platform().locale(), kCatalogueFile)));
   }
   return catalogue;
 }

@@ -7,9 +7,9 @@
 #include <initializer_list>
 #include <limits>
 
+#include "base/ansi.h"
 #include "cli/system.h"
 #include "media/dwdcb.h"
-#include "platform/ansi.h"
 
 namespace mvsms::cli {
 namespace {

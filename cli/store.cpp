@@ -3,10 +3,10 @@
 
 #include <algorithm>
 
+#include "base/ansi.h"
 #include "cli/system.h"
 #include "engine/basregistry.h"
 #include "engine/settings.h"
-#include "platform/ansi.h"
 
 namespace mvsms::cli {
 namespace {

@@ -42,7 +42,7 @@ STDAPI DllGetClassObject(REFCLSID clsid, REFIID iid, LPVOID* object) {
   *object = nullptr;
   for (const ClassEntry& entry : kClasses) {
     if (entry.clsid != clsid) continue;
-    return Guarded(IID_IClassFactory, [&] {
+    return AsHresult(IID_IClassFactory, [&] {
       auto* factory = new ClassFactory(entry);
       const HRESULT result = factory->QueryInterface(iid, object);
       factory->Release();
@@ -59,16 +59,16 @@ STDAPI DllCanUnloadNow() {
 }
 
 STDAPI DllRegisterServer() {
-  return Guarded(IID_IUnknown, [] { return RegisterServer(false); });
+  return AsHresult(IID_IUnknown, [] { return RegisterServer(false); });
 }
 
 STDAPI DllUnregisterServer() {
-  return Guarded(IID_IUnknown, [] { return UnregisterServer(false); });
+  return AsHresult(IID_IUnknown, [] { return UnregisterServer(false); });
 }
 
 /// "user" as the command line (regsvr32 /n /i:user) registers for the current user only.
 STDAPI DllInstall(BOOL install, LPCWSTR command_line) {
   const bool per_user = command_line && ::lstrcmpiW(command_line, L"user") == 0;
-  return Guarded(IID_IUnknown,
-                 [&] { return install ? RegisterServer(per_user) : UnregisterServer(per_user); });
+  return AsHresult(IID_IUnknown,
+                   [&] { return install ? RegisterServer(per_user) : UnregisterServer(per_user); });
 }

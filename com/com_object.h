@@ -5,8 +5,8 @@
 #include <new>
 #include <string>
 
+#include "base/raised_error.h"
 #include "com/module.h"
-#include "platform/raised_error.h"
 
 namespace mvsms::com {
 
@@ -72,7 +72,7 @@ void SetErrorInfo(REFIID iid, const std::string& source, const std::string& desc
 /// The boundary of the component: runs `action`, and turns whatever it throws into an HRESULT with
 /// error information. Nothing escapes to a host.
 template <typename Action>
-HRESULT Guarded(REFIID iid, Action action) {
+HRESULT AsHresult(REFIID iid, Action action) {
   try {
     return action();
   } catch (const RaisedError& error) {

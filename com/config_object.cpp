@@ -19,7 +19,7 @@ class ConfigObject final
   HRESULT STDMETHODCALLTYPE ShowConfigDialog(BSTR host_app_name, LONG owner,
                                              VARIANT_BOOL modal) override {
     AddRef();  // the host may release the object while the dialog is open
-    const HRESULT result = Guarded(IID__Config, [&] {
+    const HRESULT result = AsHresult(IID__Config, [&] {
       config_.ShowConfigDialog(win32::AnsiFromBstr(host_app_name), WindowHandle{owner},
                                modal != VARIANT_FALSE);
       return S_OK;
@@ -44,7 +44,7 @@ class ConfigObject final
 
   // IProvideClassInfo
   HRESULT STDMETHODCALLTYPE GetClassInfo(ITypeInfo** info) override {
-    return Guarded(IID_IProvideClassInfo, [&] { return GiveTypeInfo(CLSID_Config, info); });
+    return AsHresult(IID_IProvideClassInfo, [&] { return GiveTypeInfo(CLSID_Config, info); });
   }
   HRESULT STDMETHODCALLTYPE InterfaceSupportsErrorInfo(REFIID iid) override {
     return iid == IID__Config ? S_OK : S_FALSE;
@@ -66,7 +66,7 @@ class ConfigObject final
 }  // namespace
 
 HRESULT CreateConfig(REFIID iid, void** object) {
-  return Guarded(IID__Config, [&] {
+  return AsHresult(IID__Config, [&] {
     auto* config = new ConfigObject;
     const HRESULT result = config->QueryInterface(iid, object);
     config->Release();

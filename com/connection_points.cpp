@@ -96,16 +96,16 @@ HRESULT ConnectionPoint::GetConnectionPointContainer(IConnectionPointContainer**
 }
 
 HRESULT ConnectionPoint::Advise(IUnknown* sink, DWORD* cookie) {
-  return Guarded(IID_IConnectionPoint,
-                 [&] { return sinks_.Advise(sink, event_interface_, cookie); });
+  return AsHresult(IID_IConnectionPoint,
+                   [&] { return sinks_.Advise(sink, event_interface_, cookie); });
 }
 
 HRESULT ConnectionPoint::Unadvise(DWORD cookie) {
-  return Guarded(IID_IConnectionPoint, [&] { return sinks_.Unadvise(cookie); });
+  return AsHresult(IID_IConnectionPoint, [&] { return sinks_.Unadvise(cookie); });
 }
 
 HRESULT ConnectionPoint::EnumConnections(IEnumConnections** enumerator) {
-  return Guarded(IID_IConnectionPoint, [&] { return sinks_.Enumerate(enumerator); });
+  return AsHresult(IID_IConnectionPoint, [&] { return sinks_.Enumerate(enumerator); });
 }
 
 HRESULT EnumerateConnectionPoint(IConnectionPoint& point, IEnumConnectionPoints** enumerator) {

@@ -27,18 +27,18 @@ class DispatchOver : public Interface {
     if (!info) return E_POINTER;
     *info = nullptr;
     if (index != 0) return DISP_E_BADINDEX;
-    return Guarded(kIid, [&] { return GiveTypeInfo(kIid, info); });
+    return AsHresult(kIid, [&] { return GiveTypeInfo(kIid, info); });
   }
   HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID,
                                           DISPID* ids) override {
-    return Guarded(kIid, [&] {
+    return AsHresult(kIid, [&] {
       const auto info = TypeInfoOf(kIid);
       return info ? info->GetIDsOfNames(names, count, ids) : TYPE_E_CANTLOADLIBRARY;
     });
   }
   HRESULT STDMETHODCALLTYPE Invoke(DISPID member, REFIID, LCID, WORD flags, DISPPARAMS* arguments,
                                    VARIANT* result, EXCEPINFO* exception, UINT* bad) override {
-    return Guarded(kIid, [&] {
+    return AsHresult(kIid, [&] {
       const auto info = TypeInfoOf(kIid);
       if (!info) return TYPE_E_CANTLOADLIBRARY;
       return InvokeMember(info.Get(), static_cast<Interface*>(this), member, flags, arguments,

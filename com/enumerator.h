@@ -36,7 +36,7 @@ class Enumerator final
   }
   HRESULT STDMETHODCALLTYPE Clone(Interface** clone) override {
     if (!clone) return E_POINTER;
-    return Guarded(kIid, [&] {
+    return AsHresult(kIid, [&] {
       *clone = new Enumerator(items_, next_);
       return S_OK;
     });

@@ -1,5 +1,5 @@
 // Definitions of the component's identifiers, which every other file only declares.
 #include <initguid.h>
 
-#include "mvSMS.h"
 #include "backends/win32/win.h"
+#include "mvSMS.h"

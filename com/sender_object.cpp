@@ -121,7 +121,7 @@ class SenderObject final
 
   // IProvideClassInfo2
   HRESULT STDMETHODCALLTYPE GetClassInfo(ITypeInfo** info) override {
-    return Guarded(IID_IProvideClassInfo, [&] { return GiveTypeInfo(CLSID_Sender, info); });
+    return AsHresult(IID_IProvideClassInfo, [&] { return GiveTypeInfo(CLSID_Sender, info); });
   }
   HRESULT STDMETHODCALLTYPE GetGUID(DWORD kind, GUID* guid) override {
     if (!guid) return E_POINTER;
@@ -132,8 +132,8 @@ class SenderObject final
 
   // IConnectionPointContainer
   HRESULT STDMETHODCALLTYPE EnumConnectionPoints(IEnumConnectionPoints** enumerator) override {
-    return Guarded(IID_IConnectionPointContainer,
-                   [&] { return EnumerateConnectionPoint(events_, enumerator); });
+    return AsHresult(IID_IConnectionPointContainer,
+                     [&] { return EnumerateConnectionPoint(events_, enumerator); });
   }
   HRESULT STDMETHODCALLTYPE FindConnectionPoint(REFIID iid, IConnectionPoint** point) override {
     if (!point) return E_POINTER;
@@ -157,7 +157,7 @@ class SenderObject final
   template <typename Action>
   HRESULT Call(Action action) {
     AddRef();
-    const HRESULT result = Guarded(IID__Sender, action);
+    const HRESULT result = AsHresult(IID__Sender, action);
     Release();
     return result;
   }
@@ -201,7 +201,7 @@ class SenderObject final
 }  // namespace
 
 HRESULT CreateSender(REFIID iid, void** object) {
-  return Guarded(IID__Sender, [&] {
+  return AsHresult(IID__Sender, [&] {
     auto* sender = new SenderObject;
     const HRESULT result = sender->QueryInterface(iid, object);
     sender->Release();

@@ -3,9 +3,9 @@
 
 #include <memory>
 
-#include "com/module.h"
 #include "backends/win32/per_thread.h"
 #include "backends/win32/win32_platform.h"
+#include "com/module.h"
 
 namespace mvsms::com {
 namespace {

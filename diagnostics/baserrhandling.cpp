@@ -7,9 +7,17 @@
 #include <memory>
 
 #include "diagnostics/frmerror.h"
-#include "diagnostics/timestamp.h"
 
-namespace mvsms::basErrHandling {
+namespace mvsms {
+
+std::string Timestamp(const CalendarTime& time) {
+  std::array<char, 80> text{};
+  std::snprintf(text.data(), text.size(), "%04d-%02d-%02d %02d:%02d:%02d", time.year, time.month,
+                time.day, time.hour, time.minute, time.second);
+  return text.data();
+}
+
+namespace basErrHandling {
 namespace {
 
 std::string FiveDigits(std::int32_t number) {
@@ -58,4 +66,5 @@ AnswerCode GlobalErrorHandler(Platform& platform, const std::string& ModuleName,
   return kAbort;
 }
 
-}  // namespace mvsms::basErrHandling
+}  // namespace basErrHandling
+}  // namespace mvsms

@@ -8,7 +8,12 @@
 
 #include "platform/platform.h"
 
-namespace mvsms::basErrHandling {
+namespace mvsms {
+
+/// "YYYY-MM-DD HH:MM:SS", the form of error logs and reports whatever the user's regional settings.
+std::string Timestamp(const CalendarTime& time);
+
+namespace basErrHandling {
 
 /// How the failing procedure goes on.
 enum AnswerCode : std::int16_t {
@@ -32,4 +37,5 @@ AnswerCode GlobalErrorHandler(Platform& platform, const std::string& ModuleName,
                               const std::string& ProcedureName, std::int32_t ErrNumber,
                               const std::string& ErrDescription, std::int32_t LineNumber);
 
-}  // namespace mvsms::basErrHandling
+}  // namespace basErrHandling
+}  // namespace mvsms

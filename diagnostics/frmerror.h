@@ -60,4 +60,8 @@ class frmError final : public Form {
   bool expanded_ = false;
 };
 
+/// Such as "WinXP Build:2600 Service Pack 2"; a version without a name begins with " Build:". ""
+/// when the system does not tell its version.
+std::string GetWinVer(Locale& locale);
+
 }  // namespace mvsms

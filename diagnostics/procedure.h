@@ -13,9 +13,9 @@
 #include <string>
 #include <type_traits>
 
+#include "base/guard.h"
+#include "base/raised_error.h"
 #include "diagnostics/baserrhandling.h"
-#include "media/guard.h"
-#include "platform/raised_error.h"
 
 namespace mvsms {
 

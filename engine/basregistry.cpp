@@ -3,9 +3,9 @@
 
 #include <cstddef>
 
-#include "platform/raised_error.h"
+#include "base/numbers.h"
+#include "base/raised_error.h"
 #include "platform/registry_key.h"
-#include "protocols/convert.h"
 
 namespace mvsms {
 namespace {

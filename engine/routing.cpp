@@ -5,18 +5,16 @@
 #include <cstddef>
 #include <string_view>
 
+#include "base/numbers.h"
+#include "base/raised_error.h"
+#include "base/texts.h"
 #include "engine/basregistry.h"
-#include "platform/raised_error.h"
 #include "platform/registry_key.h"
-#include "protocols/bastap.h"
-#include "protocols/convert.h"
 
 namespace mvsms {
 namespace {
 
 constexpr std::string_view kSeparators = "-/ ()";
-
-bool IsDigit(char character) { return character >= '0' && character <= '9'; }
 
 bool RouteExists(Registry& registry, RegKey routing, const std::string& prefix) {
   RegKey route = 0;
@@ -92,12 +90,12 @@ std::string FixAddress(Registry& registry, std::string& HostAppName, std::string
 
   std::string number = Address;
   if (replace_plus && number.starts_with('+')) {
-    number = basTAP::ReplaceAll(number, "+", "00");
+    number = ReplaceAll(number, "+", "00");
   } else if (add_country && number.starts_with('0') && !number.starts_with("00")) {
     number.replace(0, 1, country);
   }
   std::erase_if(number, [](char c) { return kSeparators.find(c) != std::string_view::npos; });
-  if (std::all_of(number.begin(), number.end(), IsDigit)) return number;
+  if (AllDigits(number)) return number;
   report_error(kErrInvalidAddress, "The recipient address contains invalid characters: " + number,
                "Sender.FixAddress");
   return {};
@@ -105,8 +103,7 @@ std::string FixAddress(Registry& registry, std::string& HostAppName, std::string
 
 std::string FindService(Registry& registry, std::string& HostAppName, const std::string& Address) {
   const std::string base_key = BaseKey(HostAppName);
-  const auto search =
-      std::all_of(Address.begin(), Address.end(), IsDigit) ? ProbeRoutes : SearchRoutes;
+  const auto search = AllDigits(Address) ? ProbeRoutes : SearchRoutes;
   const std::string prefix = search(registry, RoutingKey(base_key), Address);
   if (prefix.empty()) return {};
   return ToText(

@@ -12,10 +12,12 @@
 #include <limits>
 #include <utility>
 
+#include "base/numbers.h"
+#include "base/raised_error.h"
+#include "base/texts.h"
 #include "engine/routing.h"
+#include "engine/send_log.h"
 #include "media/bascommon.h"
-#include "platform/raised_error.h"
-#include "protocols/convert.h"
 #include "protocols/tap_session.h"
 #include "protocols/ucp_session.h"
 
@@ -177,6 +179,8 @@ bool Sender::TakeMessage(Attempt& attempt) {
 }
 
 bool Sender::ResolveRecipient(Attempt& attempt) {
+  // Once for the routing table and once for the service, as two steps that hosts know: an address
+  // that does not pass is reported by each of them.
   attempt.routing_address = FixAddress(attempt.recipient);
   attempt.recipient = FixAddress(attempt.recipient);
   return (!attempt.routing_address.empty() && !attempt.recipient.empty()) ||
@@ -293,8 +297,14 @@ std::string Sender::FixAddress(std::string& address) {
       });
 }
 
-void Sender::AddStatus(const std::string& Text) {
+/// A session asks for a retry by its flag, and always says why in a status line; with that line the
+/// wish reaches the host, so that a handler of the line finds RetrySuggested set.
+void Sender::TakeOverRetry() {
   if (std::exchange(retry, false)) RetrySuggested = true;
+}
+
+void Sender::AddStatus(const std::string& Text) {
+  TakeOverRetry();
   Status += "\r\n";
   Status += Text;
   if (settings_.ShowStatus) Show();

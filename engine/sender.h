@@ -80,6 +80,7 @@ class Sender final : private SessionHost {
   bool Fail(std::int32_t number, const std::string& description);
   bool FailForModem(const std::string& modem);
   std::string FixAddress(std::string& address);
+  void TakeOverRetry();
   void Show();
   void Log(const std::string& text);
   Registry& registry() { return apartment_.platform().registry(); }

@@ -1,7 +1,7 @@
 // Reading the settings of a profile.
 #include "engine/settings.h"
 
-#include "platform/raised_error.h"
+#include "base/raised_error.h"
 
 namespace mvsms {
 

@@ -1,7 +1,7 @@
 // What all controls share.
 #include "forms/control.h"
 
-#include "platform/raised_error.h"
+#include "base/raised_error.h"
 #include "forms/form.h"
 
 namespace mvsms {

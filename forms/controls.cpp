@@ -10,8 +10,6 @@
 namespace mvsms {
 namespace {
 
-constexpr std::uint32_t kSetExtendedListViewStyle = 4150;  // commctrl.h LVM_SETEXTENDED...STYLE
-
 bool IsIndexOf(int index, std::size_t size) {
   return index >= 0 && static_cast<std::size_t>(index) < size;
 }

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/event_loop.h"
 #include "forms/control.h"
+#include "platform/event_loop.h"
 
 namespace mvsms {
 
@@ -155,6 +155,9 @@ class ComboBox : public VisibleControl {
   int list_index_ = kNone;
 };
 
+/// The window message of a list view that the forms use (commctrl.h LVM_SETEXTENDEDLISTVIEWSTYLE).
+inline constexpr std::uint32_t kSetExtendedListViewStyle = 4150;
+
 /// A list in columns. The first column shows a row's text, the others its sub-items.
 class ListView : public VisibleControl {
  public:
@@ -194,8 +197,8 @@ class ListView : public VisibleControl {
   void EnsureVisible(int index);  // until the next selection: then the user has looked elsewhere
   int VisibleRow() const { return visible_row_; }
 
-  /// A window message of the list-view control (commctrl.h LVM_*). The one that is known sets the
-  /// bits of the extended style that `mask` names, all for a mask of 0, and returns the style
+  /// A window message of the list-view control. kSetExtendedListViewStyle sets the bits of the
+  /// extended style that `mask` names, all for a mask of 0, and returns the style
   /// before; any other does nothing and returns 0.
   std::int32_t SendMessage(std::uint32_t message, std::int32_t mask, std::int32_t style);
   std::int32_t ExtendedStyle() const { return extended_style_; }

@@ -12,9 +12,9 @@
 #include <string>
 #include <vector>
 
-#include "platform/platform.h"
 #include "forms/control.h"
 #include "forms/controls.h"
+#include "platform/platform.h"
 
 namespace mvsms {
 

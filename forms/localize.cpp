@@ -8,8 +8,6 @@
 namespace mvsms {
 namespace {
 
-constexpr std::uint32_t kLvmSetExtendedListViewStyle = 4150;
-
 template <class Step>
 void Skipping(Step step) {
   try {
@@ -108,7 +106,7 @@ bool SetComboValue(ComboBox& combo, std::int32_t value) {
 }
 
 std::int32_t SetListViewStyle(ListView& list, std::int32_t mask, std::int32_t style) {
-  return list.SendMessage(kLvmSetExtendedListViewStyle, mask, style);
+  return list.SendMessage(kSetExtendedListViewStyle, mask, style);
 }
 
 }  // namespace mvsms

@@ -1,7 +1,8 @@
 // The catalogue of services with anything in it, from the file to the settings of the service that
 // the user picks: one byte for the group, one for the row, then the file.
+#include "base/texts.h"
+#include "engine/component_file.h"
 #include "fuzz/fuzz.h"
-#include "media/bascommon.h"
 #include "tests/support/desktop.h"
 #include "ui/frmconfig.h"
 
@@ -72,7 +73,7 @@ void Run(Input input) {
   const std::string file = input.Rest();
   test::Desktop desk;
   Apartment apartment(desk.platform);
-  desk.platform.files[basCommon::ComponentFile(desk.platform.locale(), kCatalogueFile)] = file;
+  desk.platform.files[ComponentFile(desk.platform.locale(), kCatalogueFile)] = file;
   Catalogue catalogue;
   Require(catalogue.Load(desk.platform), "the file is found");
   CheckRecords(catalogue, file);

@@ -3,7 +3,7 @@
 // the settings; then come pieces with a NUL between them, each after a pause of its first byte in
 // units of 100 ms. The protocols carry NULs, too: the byte FF stands for one.
 #include "fuzz/fuzz.h"
-#include "tests/centre/call.h"
+#include "tests/support/centre_call.h"
 
 namespace mvsms::fuzz {
 namespace {

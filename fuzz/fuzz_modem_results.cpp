@@ -1,8 +1,8 @@
 // The AT dialogue with a modem that says whatever the input says. The first byte is a set of
 // switches; then comes what the modem says, in which FF is a silence that lasts until the
 // dialogue's next look has taken all its time.
-#include "fuzz/fuzz.h"
 #include "backends/posix/line/hayes_modem.h"
+#include "fuzz/fuzz.h"
 
 namespace mvsms::fuzz {
 namespace {

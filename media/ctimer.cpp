@@ -4,8 +4,8 @@
 
 #include <utility>
 
+#include "base/raised_error.h"
 #include "media/mtimer.h"
-#include "platform/raised_error.h"
 
 namespace mvsms {
 namespace {

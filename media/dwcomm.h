@@ -13,8 +13,8 @@
 #include <optional>
 #include <string>
 
-#include "media/bascommon.h"
 #include "media/dwdcb.h"
+#include "media/log_sink.h"
 #include "platform/comm.h"
 
 namespace mvsms {

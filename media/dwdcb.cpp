@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <array>
 
+#include "base/raised_error.h"
 #include "media/dwcomm.h"
-#include "platform/raised_error.h"
 
 namespace mvsms {
 namespace {

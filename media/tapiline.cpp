@@ -6,8 +6,8 @@
 #include <string_view>
 #include <utility>
 
-#include "media/guard.h"
-#include "platform/raised_error.h"
+#include "base/guard.h"
+#include "base/raised_error.h"
 
 namespace mvsms {
 namespace {

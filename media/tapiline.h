@@ -9,10 +9,10 @@
 #include <string>
 
 #include "media/apartment.h"
-#include "media/bascommon.h"
 #include "media/ctimer.h"
 #include "media/dwcomm.h"
 #include "media/ismsmedium.h"
+#include "media/log_sink.h"
 #include "media/tapiobject.h"
 
 namespace mvsms {

@@ -6,9 +6,9 @@
 #include <exception>
 #include <utility>
 
+#include "base/guard.h"
+#include "base/raised_error.h"
 #include "media/bascommon.h"
-#include "media/guard.h"
-#include "platform/raised_error.h"
 
 namespace mvsms {
 namespace {

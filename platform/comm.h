@@ -126,7 +126,11 @@ class Comm {
 
   /// Opens a device for reading and writing, unshared and overlapped. kInvalidComm on failure.
   virtual CommHandle CreateFile(const std::string& device_name) = 0;
+  /// False when no port is open under the handle.
   virtual bool CloseHandle(CommHandle handle) = 0;
+
+  // The operations below that give a bool give false when no port is open under the handle or its
+  // device refused; they have changed nothing then, and an output argument is as it was.
 
   /// Sizes of the driver's queues in bytes; a recommendation to the driver.
   virtual bool SetupComm(CommHandle handle, std::uint32_t in_queue, std::uint32_t out_queue) = 0;
@@ -135,6 +139,7 @@ class Comm {
   virtual bool GetCommState(CommHandle handle, Dcb& dcb) = 0;
   /// Applies the settings, or returns false and changes nothing (see IsValidFraming).
   virtual bool SetCommState(CommHandle handle, const Dcb& dcb) = 0;
+  /// The kEv* bits that WaitCommEvent waits for; a wait that is pending ends, with no event.
   virtual bool SetCommMask(CommHandle handle, std::uint32_t events) = 0;
   /// Modem lines as kMs* bits; false when the device has none.
   virtual bool GetCommModemStatus(CommHandle handle, std::uint32_t& status) = 0;

@@ -9,14 +9,12 @@
 #include <memory>
 #include <string>
 
+#include "platform/window_handle.h"
+
 namespace mvsms {
 
 class Control;
 class Form;
-
-/// A window of the system as a number (HWND); 0 is none. It may belong to another process.
-using WindowHandle = std::intptr_t;
-inline constexpr WindowHandle kNoWindow = 0;
 
 /// What of a control, or of the form itself, has changed.
 enum class Aspect {
@@ -27,7 +25,7 @@ enum class Aspect {
   kPlace,      // position and size
 };
 
-/// The window of one form. Its end closes the window.
+/// The window of one form. Destroying it closes the window.
 class FormPeer {
  public:
   virtual ~FormPeer() = default;

@@ -16,6 +16,8 @@
 #include <cstdint>
 #include <string>
 
+#include "platform/win32_codes.h"
+
 namespace mvsms {
 
 /// An open key, or one of the predefined hives. Owned by the caller until CloseKey.
@@ -33,17 +35,8 @@ enum class RegType : std::uint32_t {
   kQword = 11,
 };
 
-/// Win32 error code (winerror.h); 0 is success.
+/// A code of platform/win32_codes.h; 0 is success.
 using RegStatus = std::int32_t;
-inline constexpr RegStatus kErrorSuccess = 0;
-inline constexpr RegStatus kErrorFileNotFound = 2;
-inline constexpr RegStatus kErrorAccessDenied = 5;
-inline constexpr RegStatus kErrorInvalidHandle = 6;
-inline constexpr RegStatus kErrorWriteFault = 29;
-inline constexpr RegStatus kErrorInvalidParameter = 87;
-inline constexpr RegStatus kErrorBadPathname = 161;
-inline constexpr RegStatus kErrorMoreData = 234;
-inline constexpr RegStatus kErrorNoMoreItems = 259;
 
 /// Access masks of OpenKey (winnt.h).
 inline constexpr std::uint32_t kMaximumAllowed = 0x02000000U;

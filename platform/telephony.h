@@ -16,7 +16,7 @@
 #include <vector>
 
 #include "platform/comm.h"
-#include "platform/forms.h"
+#include "platform/window_handle.h"
 
 namespace mvsms {
 

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "platform/raised_error.h"
+#include "base/raised_error.h"
 
 namespace mvsms {
 

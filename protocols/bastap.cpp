@@ -7,9 +7,9 @@
 #include <exception>
 #include <limits>
 
+#include "base/numbers.h"
 #include "protocols/char_tables.h"
 #include "protocols/control_codes.h"
-#include "protocols/convert.h"
 #include "protocols/service_record.h"
 
 namespace mvsms::basTAP {
@@ -62,20 +62,6 @@ std::int32_t SumOfCodes(std::string_view block) {
 char CheckSumChar(std::int32_t sixteenth) { return static_cast<char>('0' + sixteenth % 16); }
 
 }  // namespace
-
-std::string ReplaceAll(std::string_view Text, std::string_view Find, std::string_view Replacement) {
-  if (Find.empty()) return std::string(Text);
-  std::string result;
-  result.reserve(Text.size());
-  std::size_t start = 0;
-  std::size_t match = Text.find(Find);
-  while (match != Text.npos) {
-    result.append(Text.substr(start, match - start)).append(Replacement);
-    start = match + Find.size();
-    match = Text.find(Find, start);
-  }
-  return result.append(Text.substr(start));
-}
 
 // One pass has the effect of replacing code after code, for no name holds a control character.
 std::string ControlCodesToNames(std::string_view Text) {

@@ -6,11 +6,12 @@
 #include <string>
 #include <string_view>
 
+#include "base/texts.h"
+
 namespace mvsms::basTAP {
 
-/// `Text` with every occurrence of `Find`, from left to right, replaced by `Replacement`; inserted
-/// text is not searched again. An empty `Find` occurs nowhere.
-std::string ReplaceAll(std::string_view Text, std::string_view Find, std::string_view Replacement);
+/// Part of this module to its users; it lies with the other text operations.
+using mvsms::ReplaceAll;
 
 /// `Text` as logs and status lines show it: CR as "<CR>", likewise ACK, ESC, RS, EOT, NAK, LF,
 /// XOFF and XON. Every other character, STX and ETX included, stays as it is.

@@ -8,11 +8,11 @@
 #include <iterator>
 #include <utility>
 
-#include "platform/raised_error.h"
+#include "base/numbers.h"
+#include "base/raised_error.h"
 #include "protocols/bastap.h"
 #include "protocols/char_tables.h"
 #include "protocols/control_codes.h"
-#include "protocols/convert.h"
 
 namespace mvsms::basUCP {
 namespace {

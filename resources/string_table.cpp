@@ -5,8 +5,8 @@
 #include <charconv>
 #include <iterator>
 
-#include "platform/ansi.h"
-#include "platform/raised_error.h"
+#include "base/ansi.h"
+#include "base/raised_error.h"
 
 namespace mvsms {
 namespace {

@@ -23,6 +23,7 @@ check_packages=(
   libbenchmark-dev
   libgmock-dev
   libgtest-dev
+  python3
 )
 
 fuzz_packages=(

@@ -16,6 +16,12 @@ check_format() {
   git ls-files -z '*.cpp' '*.h' | xargs -0 "clang-format-$llvm" --dry-run --Werror
 }
 
+check_layers() {
+  step "Layers: what each room may include"
+  scripts/layers.py
+  python3 tests/scripts/layers_test.py
+}
+
 # build_and_test PRESET: builds a preset and runs all its tests, the end-to-end runs included.
 build_and_test() {
   step "Build and test: $1"
@@ -50,6 +56,7 @@ check_imports() {  # PRESET TOOLS
 
 install_missing "${build_packages[@]}" "${check_packages[@]}" "${windows_packages[@]}"
 check_format
+check_layers
 build_and_test dev
 fuzz_briefly
 build_and_test release

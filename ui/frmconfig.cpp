@@ -1,14 +1,15 @@
 // Layout first, then the bindings of events to procedures, then the procedures, page by page.
 #include "ui/frmconfig.h"
 
+#include "base/numbers.h"
 #include "diagnostics/procedure.h"
+#include "engine/modem_list.h"
+#include "engine/send_log.h"
 #include "engine/settings.h"
-#include "media/bascommon.h"
 #include "forms/localize.h"
 #include "resources/string_table.h"
 #include "ui/frmtest.h"
 #include "ui/messages.h"
-#include "ui/modem_list.h"
 
 namespace mvsms {
 namespace {
@@ -435,7 +436,7 @@ void frmConfig::cmdOpenLogfile_Click() {
       return basCommon::OpenDocument(platform().shell(),
                                      basCommon::DefaultLogPath(platform().locale()));
     });
-    if (result >= 33) return;
+    if (result >= kShellSuccess) return;
     statement([&] {
       platform().forms().MsgBox(basCommon::OpenDocumentError(result), msgbox::kOkOnly, "");
     });

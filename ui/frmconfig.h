@@ -8,8 +8,8 @@
 #include <string>
 
 #include "engine/basregistry.h"
-#include "media/apartment.h"
 #include "forms/form.h"
+#include "media/apartment.h"
 #include "ui/frmeditroute.h"
 #include "ui/frmnewservice.h"
 #include "ui/frmserviceproperties.h"

@@ -3,9 +3,9 @@
 
 #include "diagnostics/procedure.h"
 #include "engine/settings.h"
-#include "media/bascommon.h"
 #include "forms/localize.h"
 #include "resources/string_table.h"
+#include "ui/messages.h"
 
 namespace mvsms {
 namespace {

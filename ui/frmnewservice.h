@@ -2,7 +2,7 @@
 // it reads the record of the chosen service afterwards.
 #pragma once
 
-#include "ui/catalogue.h"
+#include "engine/catalogue.h"
 #include "forms/form.h"
 
 namespace mvsms {

@@ -6,13 +6,13 @@
 #include <cmath>
 #include <utility>
 
+#include "base/numbers.h"
 #include "diagnostics/procedure.h"
+#include "engine/modem_list.h"
 #include "engine/settings.h"
-#include "protocols/convert.h"
 #include "forms/localize.h"
 #include "resources/string_table.h"
 #include "ui/messages.h"
-#include "ui/modem_list.h"
 
 namespace mvsms {
 namespace {
@@ -41,16 +41,6 @@ void AddAll(ComboBox& combo, std::initializer_list<const char*> entries) {
 }
 
 }  // namespace
-
-std::string NumberText(const std::string& stored) {
-  const double number = Val(stored) + 0.0;  // a negative zero is shown as zero
-  if (!std::isfinite(number)) RaiseOverflow();
-  constexpr int kDigits = 15;  // what a double keeps of any decimal number
-  std::array<char, 40> text{};
-  const auto end = std::to_chars(text.data(), text.data() + text.size(), number,
-                                 std::chars_format::general, kDigits);
-  return {text.data(), end.ptr};
-}
 
 frmServiceProperties::frmServiceProperties(Platform& platform)
     : Form(platform, {.name = kModule,

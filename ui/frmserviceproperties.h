@@ -66,8 +66,4 @@ class frmServiceProperties final : public Form {
                    const std::string& procedure);
 };
 
-/// A stored text as a number field shows it: the number that it begins with, "0" without one.
-/// Throws RaisedError 6 for a number that is too large for any field.
-std::string NumberText(const std::string& stored);
-
 }  // namespace mvsms

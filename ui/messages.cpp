@@ -1,4 +1,4 @@
-// The wording of the local error message.
+// The wording of the local error message and of the shell's answers.
 #include "ui/messages.h"
 
 #include "resources/string_table.h"
@@ -13,4 +13,40 @@ void ShowError(Platform& platform, std::int32_t number, const std::string& descr
                           msgbox::kExclamation, "");
 }
 
+namespace basCommon {
+namespace {
+
+struct ShellError {
+  std::int32_t code;  // shellapi.h SE_ERR_*
+  const char* text;
+};
+constexpr ShellError kShellErrors[] = {
+    {2, "The file does not exist!"},
+    {3, "Path not found"},
+    {5, "Access denied"},
+    {8, "Out of memory"},
+    {11, "Invalid EXE file or error in EXE image"},
+    {26, "A sharing violation occurred"},
+    {27, "Incomplete or invalid file association"},
+    {28, "DDE Time out"},
+    {29, "DDE transaction failed"},
+    {30, "DDE busy"},
+    {31, "No association for file extension"},
+    {32, "DLL not found"},
+};
+
+}  // namespace
+
+std::int32_t OpenDocument(Shell& shell, const std::string& path) {
+  return shell.Execute("Open", path, "", "C:\\", kShowNormal);
+}
+
+std::string OpenDocumentError(std::int32_t result) {
+  for (const ShellError& error : kShellErrors) {
+    if (error.code == result) return error.text;
+  }
+  return "Unknown error (hr=" + std::to_string(result) + ")";
+}
+
+}  // namespace basCommon
 }  // namespace mvsms

@@ -1,4 +1,4 @@
-// The local error message of the configuration dialogs.
+// What the dialogs tell the user of a failure, and the files and pages that they open.
 #pragma once
 
 #include <cstdint>
@@ -13,4 +13,12 @@ namespace mvsms {
 void ShowError(Platform& platform, std::int32_t number, const std::string& description,
                const std::string& procedure);
 
+namespace basCommon {
+
+/// Asks the shell to open a document with its own program; 33 and more is success.
+std::int32_t OpenDocument(Shell& shell, const std::string& path);
+/// What a user is told about a result of OpenDocument below 33.
+std::string OpenDocumentError(std::int32_t result);
+
+}  // namespace basCommon
 }  // namespace mvsms

@@ -76,7 +76,7 @@ void MemoryCall::Change(CallState state, CallCause cause) {
     const auto self = shared_from_this();
     std::erase(session->calls, self);
   }
-  session->Post(kTeCallState, StateChange{state, cause}, true);
+  session->Post(kTeCallState, StateChange{state, cause});
 }
 
 }  // namespace mvsms::memory

@@ -1,8 +1,8 @@
 // The calendar over virtual time.
 #pragma once
 
-#include "platform/clock.h"
 #include "backends/memory/machine.h"
+#include "platform/clock.h"
 
 namespace mvsms::memory {
 

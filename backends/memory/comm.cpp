@@ -4,10 +4,10 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/win32_codes.h"
+
 namespace mvsms::memory {
 namespace {
-
-constexpr std::uint32_t kErrorInvalidCommHandle = 6;  // winerror.h ERROR_INVALID_HANDLE
 
 /// Starts an operation on `port` and lets `overlapped` watch it when it did start.
 template <typename Start>
@@ -143,7 +143,7 @@ MemoryPort* MemoryComm::Use(const char* operation, CommHandle handle) {
 }
 
 std::uint32_t MemoryComm::ErrorOf(CommHandle handle) const {
-  return open_.count(handle) > 0 ? kRefusedByComm : kErrorInvalidCommHandle;
+  return open_.count(handle) > 0 ? kRefusedByComm : kErrorInvalidHandle;
 }
 
 bool MemoryComm::IsOpen(const std::string& device) const {

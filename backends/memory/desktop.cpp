@@ -3,7 +3,7 @@
 
 #include <utility>
 
-#include "platform/raised_error.h"
+#include "base/raised_error.h"
 #include "forms/form.h"
 
 namespace mvsms::memory {

@@ -6,8 +6,8 @@
 #include <map>
 #include <memory>
 
-#include "platform/event_loop.h"
 #include "backends/memory/machine.h"
+#include "platform/event_loop.h"
 
 namespace mvsms::memory {
 

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "platform/ansi.h"
+#include "base/ansi.h"
 
 namespace mvsms::memory {
 namespace {

@@ -5,7 +5,7 @@
 #include <string>
 #include <utility>
 
-#include "platform/raised_error.h"
+#include "base/raised_error.h"
 
 namespace mvsms::memory {
 

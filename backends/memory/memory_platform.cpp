@@ -51,11 +51,6 @@ void MemoryPlatform::After(Millis delay, std::function<void()> action) {
   impl_->machine.After(delay, std::move(action));
 }
 
-void MemoryPlatform::PostTapiEvent(std::int32_t tapi_event,
-                                   std::optional<std::pair<CallState, CallCause>> state) {
-  impl_->telephony.Post(tapi_event, state);
-}
-
 Millis MemoryPlatform::slept() { return impl_->machine.now(); }
 std::size_t MemoryPlatform::open_ports() { return impl_->comm.open_ports(); }
 std::size_t MemoryPlatform::open_keys() { return impl_->registry.open_keys(); }

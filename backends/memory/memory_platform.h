@@ -23,7 +23,9 @@
 #include <utility>
 #include <vector>
 
+#include "base/guard.h"
 #include "platform/platform.h"
+#include "platform/win32_codes.h"
 
 namespace mvsms::memory {
 
@@ -32,8 +34,8 @@ using Millis = std::chrono::milliseconds;
 /// What a seam operation returns, or throws as the number of its RaisedError, when `fail` refuses
 /// it.
 inline constexpr RegStatus kRefusedByRegistry = kErrorAccessDenied;
-inline constexpr std::uint32_t kRefusedByComm = 31;               // ERROR_GEN_FAILURE
-inline constexpr std::int32_t kRefusedByTelephony = -2147467259;  // E_FAIL, forms and mail too
+inline constexpr std::uint32_t kRefusedByComm = kErrorGenFailure;
+inline constexpr std::int32_t kRefusedByTelephony = kErrUnnumbered;  // forms and mail too
 inline constexpr std::int32_t kRefusedByShell = 0;
 
 /// The near side of a call as the far end sees it.
@@ -147,10 +149,6 @@ class MemoryPlatform : public Platform {
   /// Runs `action` at `delay` from now, when a Sleep reaches that time (like hardware would: not
   /// through the message loop). Equal times run in the order in which they were asked for.
   void After(Millis delay, std::function<void()> action);
-  /// Queues a telephony event of any kind for every session that has an event sink, whatever its
-  /// filter says; without a `state` the sink gets no call-state event object.
-  void PostTapiEvent(std::int32_t tapi_event,
-                     std::optional<std::pair<CallState, CallCause>> state = std::nullopt);
   /// Files by path, as TextFile wrote them.
   std::map<std::string, std::string> files;
   /// Folders in which TextFile can write; empty: everywhere.
@@ -160,7 +158,7 @@ class MemoryPlatform : public Platform {
   std::string host_title = "Host";
   OsVersion os_version = {.platform = 2, .major = 5, .minor = 1, .build = 2600};
   /// What the shell answers when it is asked to open something.
-  std::int32_t shell_result = 33;
+  std::int32_t shell_result = kShellSuccess;
   /// The user of the forms: called when a form is shown modally, to act on its controls. A form
   /// that is still visible afterwards is closed as by its window's close button.
   std::function<void(Form& form)> on_modal;

@@ -6,12 +6,12 @@
 #include <utility>
 
 #include "backends/memory/link.h"
+#include "platform/win32_codes.h"
 
 namespace mvsms::memory {
 namespace {
 
-constexpr std::uint32_t kErrorInvalidWait = 87;  // winerror.h ERROR_INVALID_PARAMETER
-constexpr std::uint32_t kErrorBusy = 170;        // winerror.h ERROR_BUSY
+constexpr std::uint32_t kErrorBusy = 170;  // winerror.h ERROR_BUSY
 
 std::uint32_t Outcome(const Operation& operation) {
   return operation.pending ? kErrorIoPending : 0;
@@ -119,7 +119,7 @@ void MemoryPort::FinishWrite(const std::shared_ptr<Operation>& operation,
 
 std::uint32_t MemoryPort::Wait(std::uint32_t& events, const std::shared_ptr<Operation>& operation) {
   if (wait_ && wait_->operation.expired()) wait_.reset();
-  if (wait_ || mask_ == 0) return kErrorInvalidWait;
+  if (wait_ || mask_ == 0) return kErrorInvalidParameter;
   wait_ = PendingWait{operation, &events};
   if (unreported_events_ != 0) FinishWait(std::exchange(unreported_events_, 0));
   return Outcome(*operation);

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/ansi.h"
+#include "base/ansi.h"
 #include "platform/registry_key.h"
 
 namespace mvsms::memory {

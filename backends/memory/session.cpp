@@ -41,18 +41,17 @@ bool Session::IsBusy(std::size_t line) const {
                      [line](const auto& call) { return call->line() == line; });
 }
 
-void Session::Post(std::int32_t tapi_event, std::optional<StateChange> change, bool filtered) {
-  loop.Post([weak = weak_from_this(), tapi_event, change, filtered] {
-    if (const auto session = weak.lock()) session->Deliver(tapi_event, change, filtered);
+void Session::Post(std::int32_t tapi_event, StateChange change) {
+  loop.Post([weak = weak_from_this(), tapi_event, change] {
+    if (const auto session = weak.lock()) session->Deliver(tapi_event, change);
   });
 }
 
-void Session::Deliver(std::int32_t tapi_event, std::optional<StateChange> change, bool filtered) {
+void Session::Deliver(std::int32_t tapi_event, StateChange change) {
   if (!initialized || !sink) return;
-  if (filtered && (filter & tapi_event) == 0) return;
+  if ((filter & tapi_event) == 0) return;
   const auto bound = sink;  // it may unbind itself
-  if (!change) return bound(tapi_event, nullptr);
-  MemoryCallStateEvent event(machine, *change);
+  MemoryCallStateEvent event(machine, change);
   bound(tapi_event, &event);
 }
 

@@ -11,7 +11,7 @@
 
 #include "backends/memory/event_loop.h"
 #include "backends/memory/machine.h"
-#include "platform/raised_error.h"
+#include "base/raised_error.h"
 
 namespace mvsms::memory {
 
@@ -35,9 +35,8 @@ class Session : public std::enable_shared_from_this<Session> {
 
   /// Ends the session: calls are dropped, nothing is delivered any more.
   void ShutDown();
-  /// Queues an event for the sink that is bound when it is delivered. One that is not `filtered`
-  /// passes any event filter.
-  void Post(std::int32_t tapi_event, std::optional<StateChange> change, bool filtered);
+  /// Queues an event for the sink that is bound when it is delivered, and asked for it.
+  void Post(std::int32_t tapi_event, StateChange change);
   /// Whether a call of this session occupies the line at the index.
   bool IsBusy(std::size_t line) const;
 
@@ -50,7 +49,7 @@ class Session : public std::enable_shared_from_this<Session> {
   std::vector<std::shared_ptr<MemoryCall>> calls;  // in progress or connected
 
  private:
-  void Deliver(std::int32_t tapi_event, std::optional<StateChange> change, bool filtered);
+  void Deliver(std::int32_t tapi_event, StateChange change);
 };
 
 /// Begin for an operation that needs a session; throws, too, when that is not initialised.

@@ -184,12 +184,6 @@ std::unique_ptr<PortHandleProvider> MemoryTelephony::CreatePortHandleProvider() 
   return std::make_unique<MemoryPortHandleProvider>(machine_, comm_);
 }
 
-void MemoryTelephony::Post(std::int32_t tapi_event, std::optional<StateChange> change) {
-  for (const auto& weak : sessions_) {
-    if (const auto session = weak.lock()) session->Post(tapi_event, change, false);
-  }
-}
-
 std::size_t MemoryTelephony::sessions() const {
   return Sum([](const Session& session) { return std::size_t{session.initialized}; });
 }

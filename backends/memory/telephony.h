@@ -21,8 +21,6 @@ class MemoryTelephony : public Telephony {
   std::unique_ptr<ITTAPI> CreateTapi() override;
   std::unique_ptr<PortHandleProvider> CreatePortHandleProvider() override;
 
-  /// Queues an event for every session that is initialised.
-  void Post(std::int32_t tapi_event, std::optional<StateChange> change);
   std::size_t sessions() const;
   std::size_t registrations() const;
   std::size_t active_calls() const;

@@ -2,7 +2,9 @@
 // first use: most commands never touch them.
 #include "backends/posix/posix_platform.h"
 
-#include "backends/posix/backend.h"
+#include "backends/posix/line/backend.h"
+#include "backends/posix/store/backend.h"
+#include "backends/posix/system/backend.h"
 #include "backends/posix/system/event_loop.h"
 
 namespace mvsms::posix {

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "platform/raised_error.h"
+#include "base/raised_error.h"
 #include "forms/mnemonics.h"
 
 namespace mvsms::win32 {
@@ -67,7 +67,7 @@ void PrepareControls() {
 
 /// Runs what belongs to the form. Nothing may escape into the system's window code.
 template <class Action>
-void Guarded(Action action) {
+void Contained(Action action) {
   try {
     action();
   } catch (...) {
@@ -292,7 +292,7 @@ INT_PTR FormWindow::Handle(UINT message, WPARAM wparam, LPARAM lparam) {
     case WM_NOTIFY:
       return OnNotify(*reinterpret_cast<const NMHDR*>(lparam));
     case WM_CLOSE:
-      Guarded([&] { form_.Close(); });
+      Contained([&] { form_.Close(); });
       return TRUE;
     case WM_SIZE:
       if (wparam != SIZE_MINIMIZED && !sizing_) OnSize();
@@ -301,13 +301,13 @@ INT_PTR FormWindow::Handle(UINT message, WPARAM wparam, LPARAM lparam) {
       LimitSize(*reinterpret_cast<MINMAXINFO*>(lparam));
       return TRUE;
     case WM_PAINT:
-      Guarded([&] { form_.Paint(); });
+      Contained([&] { form_.Paint(); });
       return FALSE;
     case kDpiChanged:
-      Guarded([&] { OnDpiChanged(HIWORD(wparam), *reinterpret_cast<const RECT*>(lparam)); });
+      Contained([&] { OnDpiChanged(HIWORD(wparam), *reinterpret_cast<const RECT*>(lparam)); });
       return TRUE;
     case kShowChanges:
-      Guarded([&] { ShowChanges(); });
+      Contained([&] { ShowChanges(); });
       return TRUE;
     case WM_NCDESTROY:  // with its owner, which has ended
       ::SetWindowLongPtrA(handle_, DWLP_USER, 0);
@@ -321,16 +321,16 @@ INT_PTR FormWindow::Handle(UINT message, WPARAM wparam, LPARAM lparam) {
 bool FormWindow::OnCommand(WORD id, WORD code) {
   const auto found = ids_.find(id);
   if (found == ids_.end()) {
-    if (id == IDCANCEL) Guarded([&] { form_.Close(); });
+    if (id == IDCANCEL) Contained([&] { form_.Close(); });
     return id == IDCANCEL;
   }
   Control* const control = found->second;
   if (control->Type() == ControlType::kMenu) {
-    Guarded([&] { static_cast<Menu*>(control)->Click(); });
+    Contained([&] { static_cast<Menu*>(control)->Click(); });
     return true;
   }
   const auto window = windows_.find(control);
-  if (window != windows_.end()) Guarded([&] { window->second->OnCommand(code); });
+  if (window != windows_.end()) Contained([&] { window->second->OnCommand(code); });
   return true;
 }
 
@@ -338,7 +338,7 @@ bool FormWindow::OnNotify(const NMHDR& notice) {
   for (const auto& [control, window] : windows_) {
     if (window->Handle() != notice.hwndFrom) continue;
     const HWND handle = handle_;
-    Guarded([&, shown = window.get()] {
+    Contained([&, shown = window.get()] {
       const LRESULT answer = shown->OnNotify(notice);
       ::SetWindowLongPtrA(handle, DWLP_MSGRESULT, answer);
     });
@@ -350,7 +350,7 @@ bool FormWindow::OnNotify(const NMHDR& notice) {
 void FormWindow::OnSize() {
   RECT area = {};
   ::GetClientRect(handle_, &area);
-  Guarded([&] { form_.Resize(metrics_->TwipsX(area.right), metrics_->TwipsY(area.bottom)); });
+  Contained([&] { form_.Resize(metrics_->TwipsX(area.right), metrics_->TwipsY(area.bottom)); });
 }
 
 void FormWindow::OnDpiChanged(UINT dpi, const RECT& place) {

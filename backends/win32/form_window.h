@@ -11,10 +11,10 @@
 #include <utility>
 #include <vector>
 
-#include "platform/forms.h"
 #include "backends/win32/control_window.h"
 #include "backends/win32/keyboard.h"
 #include "forms/form.h"
+#include "platform/forms.h"
 
 namespace mvsms::win32 {
 

@@ -2,9 +2,9 @@
 #include <utility>
 #include <vector>
 
-#include "platform/raised_error.h"
 #include "backends/win32/backend.h"
 #include "backends/win32/handles.h"
+#include "base/raised_error.h"
 
 namespace mvsms::win32 {
 namespace {

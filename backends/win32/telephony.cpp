@@ -5,10 +5,10 @@
 #include <cstdio>
 #include <cstring>
 
-#include "platform/raised_error.h"
 #include "backends/win32/backend.h"
 #include "backends/win32/handles.h"
 #include "backends/win32/tapi_ids.h"
+#include "base/raised_error.h"
 
 namespace mvsms::win32 {
 namespace {

@@ -1,5 +1,6 @@
-// The one way to <windows.h>: included by the sources of backends/win32/, cli/win32/ and com/ only, before any
-// other header of the tree. It takes back the macros that would rename operations of ours.
+// The one way to <windows.h>: included by the sources of backends/win32/, cli/win32/ and com/ only,
+// before any other header of the tree. It takes back the macros that would rename operations of
+// ours.
 #pragma once
 
 #ifndef NOMINMAX

@@ -6,12 +6,12 @@
 #include <cstdio>
 #include <vector>
 
+#include "backends/memory/memory_platform.h"
 #include "centre/centre.h"
 #include "engine/sender.h"
 #include "engine/settings.h"
-#include "backends/memory/memory_platform.h"
-#include "tests/com/host.h"
 #include "tests/support/centre_far_end.h"
+#include "tests/support/com_host.h"
 
 namespace mvsms::com {
 namespace {

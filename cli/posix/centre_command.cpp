@@ -17,8 +17,8 @@
 #include "centre/centre.h"
 #include "centre/dialogue.h"
 #include "centre/notation.h"
+#include "centre/posix/server.h"
 #include "centre/scripted.h"
-#include "centre/server.h"
 #include "centre/traced.h"
 
 namespace mvsms::cli {

@@ -5,13 +5,13 @@
 #include <memory>
 #include <string>
 
+#include "backends/posix/line/line_check.h"
+#include "backends/posix/store/line_store.h"
+#include "base/ansi.h"
 #include "cli/commands.h"
 #include "cli/posix/modem_test.h"
 #include "cli/store.h"
 #include "engine/settings.h"
-#include "platform/ansi.h"
-#include "backends/posix/line/line_check.h"
-#include "backends/posix/store/line_store.h"
 
 namespace mvsms::cli {
 namespace {

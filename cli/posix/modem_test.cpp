@@ -1,10 +1,10 @@
 // A modem is asked as a call would open it; a call goes the road of every send, over a TAPILine.
 #include "cli/posix/modem_test.h"
 
+#include "backends/posix/line/line_check.h"
+#include "base/ansi.h"
 #include "media/apartment.h"
 #include "media/tapiline.h"
-#include "platform/ansi.h"
-#include "backends/posix/line/line_check.h"
 
 namespace mvsms::cli {
 std::string TestModem(const posix::LineConfig& line) {

@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "cli/context.h"
 #include "backends/posix/store/line_store.h"
+#include "cli/context.h"
 
 namespace mvsms::cli {
 

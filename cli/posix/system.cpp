@@ -3,13 +3,13 @@
 
 #include <CLI/CLI.hpp>
 
+#include "backends/posix/line/device_lock.h"
+#include "backends/posix/posix_platform.h"
+#include "backends/posix/store/line_store.h"
+#include "backends/posix/store/store.h"
 #include "cli/commands.h"
 #include "cli/posix/centre_command.h"
-#include "media/bascommon.h"
-#include "backends/posix/line/device_lock.h"
-#include "backends/posix/store/line_store.h"
-#include "backends/posix/posix_platform.h"
-#include "backends/posix/store/store.h"
+#include "engine/send_log.h"
 
 namespace mvsms::cli {
 

@@ -1,8 +1,8 @@
 // The mvsms command: streams and exit code.
 #include <iostream>
 
-#include "cli/commands.h"
 #include "backends/win32/console.h"
+#include "cli/commands.h"
 
 int main() {
   const mvsms::win32::Console console;

@@ -4,12 +4,12 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 
+#include "backends/win32/win32_platform.h"
+#include "base/ansi.h"
 #include "cli/commands.h"
 #include "cli/store.h"
-#include "media/bascommon.h"
-#include "platform/ansi.h"
-#include "backends/win32/win32_platform.h"
-#include "ui/modem_list.h"
+#include "engine/modem_list.h"
+#include "engine/send_log.h"
 
 namespace mvsms::cli {
 namespace {

@@ -3,7 +3,7 @@
 
 #include <utility>
 
-#include "platform/raised_error.h"
+#include "base/raised_error.h"
 #include "tests/backends/contract_line.h"
 
 namespace mvsms {

@@ -5,8 +5,8 @@
 #include <stdexcept>
 #include <thread>
 
-#include "backends/posix/store/line_store.h"
 #include "backends/posix/posix_platform.h"
+#include "backends/posix/store/line_store.h"
 #include "tests/backends/contract_line.h"
 #include "tests/backends/posix/listener.h"
 #include "tests/support/pseudo_terminal.h"

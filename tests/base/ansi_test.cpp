@@ -1,5 +1,5 @@
 // The ANSI code page: its table, the strictness of the decoder, and the folding of names.
-#include "platform/ansi.h"
+#include "base/ansi.h"
 
 #include <gtest/gtest.h>
 

@@ -9,7 +9,7 @@
 #include <filesystem>
 
 #include "centre/scripted.h"
-#include "tests/centre/call.h"
+#include "tests/support/centre_call.h"
 
 namespace mvsms::centre::test {
 namespace {

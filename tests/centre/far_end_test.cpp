@@ -1,7 +1,7 @@
 // The centre on the machine in memory: our own sender dials it and both agree on what was said.
 #include <gtest/gtest.h>
 
-#include "tests/centre/call.h"
+#include "tests/support/centre_call.h"
 #include "tests/support/centre_far_end.h"
 #include "tests/support/host.h"
 

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/centre/call.h"
+#include "tests/support/centre_call.h"
 
 namespace mvsms::centre::test {
 namespace {

@@ -6,8 +6,8 @@
 
 #include "centre/at_command.h"
 #include "centre/dialogue.h"
-#include "tests/centre/call.h"
 #include "tests/centre/frames.h"
+#include "tests/support/centre_call.h"
 
 namespace mvsms::centre::test {
 namespace {

@@ -4,8 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tests/centre/call.h"
 #include "tests/centre/frames.h"
+#include "tests/support/centre_call.h"
 
 namespace mvsms::centre::test {
 namespace {

@@ -3,8 +3,8 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/centre/call.h"
 #include "tests/centre/frames.h"
+#include "tests/support/centre_call.h"
 
 namespace mvsms::centre::test {
 namespace {

@@ -48,12 +48,11 @@ class BrokenOutput : public std::streambuf {
 TEST_F(CommandLine, WhateverIsThrownWhileItIsBuiltOrReadIsOneSentence) {
   BrokenOutput broken;
   std::istringstream in;
-  std::ostream out(&broken);
-  out.exceptions(std::ios::badbit);
-  std::ostringstream err;
   for (const std::vector<std::string>& line :
        std::vector<std::vector<std::string>>{{"--help"}, {"--version"}, {"config", "list"}}) {
-    err.str("");
+    std::ostream out(&broken);
+    out.exceptions(std::ios::badbit);
+    std::ostringstream err;
     Context context(home_.string(), in, out, err);
     EXPECT_EQ(RunCommandLine(line, context), kExitFailed);
     EXPECT_EQ(err.str(), "mvsms: the output broke\n");

@@ -3,12 +3,12 @@
 // says why and can be given again, and no list or export ever shows a part as the whole.
 #include <sstream>
 
+#include "backends/memory/memory_platform.h"
 #include "cli/commands.h"
 #include "cli/registry_tree.h"
 #include "engine/settings.h"
-#include "backends/memory/memory_platform.h"
-#include "tests/centre/call.h"
 #include "tests/cli/command_test.h"
+#include "tests/support/centre_call.h"
 #include "tests/support/centre_far_end.h"
 #include "tests/support/profile.h"
 

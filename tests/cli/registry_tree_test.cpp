@@ -4,8 +4,8 @@
 #include <fstream>
 #include <random>
 
-#include "engine/settings.h"
 #include "backends/posix/posix_platform.h"
+#include "engine/settings.h"
 #include "tests/cli/command_test.h"
 
 namespace mvsms::cli {

@@ -1,5 +1,5 @@
 // Late binding: what hosts of scripting languages pass, and what they get back.
-#include "tests/com/host.h"
+#include "tests/support/com_host.h"
 
 namespace mvsms::com {
 namespace {

@@ -1,5 +1,5 @@
 // The command mvsms.exe over the registry and the substitute telephony service.
-#include "tests/com/host.h"
+#include "tests/support/com_host.h"
 
 namespace mvsms::com {
 namespace {

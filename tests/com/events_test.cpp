@@ -1,7 +1,7 @@
 // Events: their order, count and arguments, and sinks that misbehave.
 #include <stdexcept>
 
-#include "tests/com/host.h"
+#include "tests/support/com_host.h"
 
 namespace mvsms::com {
 namespace {

@@ -3,7 +3,7 @@
 #include <future>
 #include <map>
 
-#include "tests/com/host.h"
+#include "tests/support/com_host.h"
 
 namespace mvsms::com {
 namespace {

@@ -1,7 +1,7 @@
 // What hosts were built against: identifiers, members, their order and their defaults.
 #include <tuple>
 
-#include "tests/com/host.h"
+#include "tests/support/com_host.h"
 
 namespace mvsms::com {
 namespace {

@@ -1,7 +1,7 @@
 // Lifetimes: nothing is left when the host lets go.
 #include <thread>
 
-#include "tests/com/host.h"
+#include "tests/support/com_host.h"
 
 namespace mvsms::com {
 namespace {

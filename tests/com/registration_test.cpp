@@ -1,7 +1,7 @@
 // Registration: what it writes is what unregistration takes away again.
 #include <map>
 
-#include "tests/com/host.h"
+#include "tests/support/com_host.h"
 
 namespace mvsms::com {
 namespace {

@@ -1,9 +1,9 @@
 // The string resources of the DLL: the texts of the forms, for whoever reads or translates
 // resources.
 #include "backends/memory/memory_platform.h"
-#include "platform/raised_error.h"
-#include "tests/com/host.h"
+#include "base/raised_error.h"
 #include "resources/string_table.h"
+#include "tests/support/com_host.h"
 
 namespace mvsms::com {
 namespace {

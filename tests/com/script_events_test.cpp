@@ -3,7 +3,7 @@
 // cannot.
 #include <activscp.h>
 
-#include "tests/com/host.h"
+#include "tests/support/com_host.h"
 
 namespace mvsms::com {
 namespace {

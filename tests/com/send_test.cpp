@@ -6,7 +6,7 @@
 #include <thread>
 
 #include "tests/com/fake_tapi/counts.h"
-#include "tests/com/host.h"
+#include "tests/support/com_host.h"
 
 namespace mvsms::com {
 namespace {

@@ -3,9 +3,9 @@
 
 #include <gtest/gtest.h>
 
-#include "diagnostics/frmerror.h"
 #include "backends/memory/memory_platform.h"
-#include "platform/raised_error.h"
+#include "base/raised_error.h"
+#include "diagnostics/frmerror.h"
 
 namespace mvsms {
 namespace {

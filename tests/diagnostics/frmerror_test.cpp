@@ -4,8 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "engine/settings.h"
 #include "backends/memory/memory_platform.h"
+#include "engine/settings.h"
 
 namespace mvsms {
 namespace {

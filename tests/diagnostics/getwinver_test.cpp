@@ -1,9 +1,8 @@
 // Names of operating system versions, row by row.
-#include "diagnostics/getwinver.h"
-
 #include <gtest/gtest.h>
 
 #include "backends/memory/memory_platform.h"
+#include "diagnostics/frmerror.h"
 
 namespace mvsms {
 namespace {

@@ -6,8 +6,8 @@
 
 #include <deque>
 
-#include "diagnostics/frmerror.h"
 #include "backends/memory/memory_platform.h"
+#include "diagnostics/frmerror.h"
 
 namespace mvsms {
 namespace {

@@ -1,8 +1,8 @@
 // A host program that opens the configuration dialog, with a profile of its own.
 #pragma once
 
-#include "tests/com/host.h"
 #include "tests/dialogs/screen.h"
+#include "tests/support/com_host.h"
 
 namespace mvsms {
 

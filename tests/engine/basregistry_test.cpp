@@ -5,8 +5,8 @@
 #include <gtest/gtest.h>
 
 #include "backends/memory/memory_platform.h"
-#include "platform/raised_error.h"
-#include "protocols/convert.h"
+#include "base/numbers.h"
+#include "base/raised_error.h"
 
 namespace mvsms {
 namespace {

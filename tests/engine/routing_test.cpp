@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "backends/memory/memory_platform.h"
-#include "platform/raised_error.h"
+#include "base/raised_error.h"
 #include "tests/support/profile.h"
 
 namespace mvsms {

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/raised_error.h"
+#include "base/raised_error.h"
 #include "tests/support/host.h"
 
 namespace mvsms {

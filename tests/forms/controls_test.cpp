@@ -4,7 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "platform/raised_error.h"
+#include "base/raised_error.h"
 #include "tests/support/desktop.h"
 
 namespace mvsms {

@@ -6,7 +6,7 @@
 #include <iterator>
 
 #include "backends/memory/memory_platform.h"
-#include "platform/raised_error.h"
+#include "base/raised_error.h"
 
 namespace mvsms {
 namespace {

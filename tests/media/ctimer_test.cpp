@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "media/mtimer.h"
-#include "tests/media/raised.h"
+#include "tests/support/raised.h"
 
 namespace mvsms {
 namespace {

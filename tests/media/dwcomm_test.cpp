@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "tests/media/fake_comm.h"
-#include "tests/media/raised.h"
+#include "tests/support/raised.h"
 
 namespace mvsms {
 namespace {

@@ -8,7 +8,7 @@
 
 #include "media/dwcomm.h"
 #include "tests/media/fake_comm.h"
-#include "tests/media/raised.h"
+#include "tests/support/raised.h"
 
 namespace mvsms {
 namespace {

@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/raised_error.h"
+#include "base/raised_error.h"
 #include "platform/telephony.h"
 
 namespace mvsms {

@@ -12,7 +12,8 @@
 #include <vector>
 
 #include "backends/memory/memory_platform.h"
-#include "platform/raised_error.h"
+#include "base/raised_error.h"
+#include "media/bascommon.h"
 #include "tests/media/fake_comm.h"
 
 namespace mvsms {

@@ -7,8 +7,8 @@
 #include <string_view>
 #include <utility>
 
-#include "centre/line.h"
 #include "backends/memory/memory_platform.h"
+#include "centre/line.h"
 
 namespace mvsms::test {
 

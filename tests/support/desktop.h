@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "backends/memory/memory_platform.h"
-#include "tests/support/profile.h"
 #include "forms/form.h"
+#include "tests/support/profile.h"
 
 namespace mvsms::test {
 

@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include "engine/sender.h"
 #include "backends/memory/memory_platform.h"
+#include "engine/sender.h"
 #include "tests/support/profile.h"
 #include "tests/support/scripted_tap.h"
 #include "tests/support/scripted_ucp.h"

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/centre/call.h"
+#include "tests/support/centre_call.h"
 #include "tests/support/centre_far_end.h"
 #include "tests/support/host.h"
 

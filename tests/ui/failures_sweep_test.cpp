@@ -3,11 +3,11 @@
 // leaves nothing behind.
 #include <gtest/gtest.h>
 
+#include "base/raised_error.h"
 #include "diagnostics/frmerror.h"
-#include "platform/raised_error.h"
+#include "forms/localize.h"
 #include "tests/support/desktop.h"
 #include "ui/config.h"
-#include "forms/localize.h"
 
 namespace mvsms {
 namespace {

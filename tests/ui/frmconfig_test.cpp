@@ -5,10 +5,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "base/raised_error.h"
 #include "diagnostics/frmerror.h"
-#include "platform/raised_error.h"
-#include "tests/support/desktop.h"
 #include "forms/localize.h"
+#include "tests/support/desktop.h"
 #include "ui/frmtest.h"
 
 namespace mvsms {

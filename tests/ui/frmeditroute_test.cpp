@@ -4,8 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "base/raised_error.h"
 #include "diagnostics/frmerror.h"
-#include "platform/raised_error.h"
 #include "tests/support/desktop.h"
 
 namespace mvsms {

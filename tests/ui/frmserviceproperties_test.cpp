@@ -4,10 +4,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "base/raised_error.h"
 #include "diagnostics/frmerror.h"
-#include "platform/raised_error.h"
-#include "tests/support/desktop.h"
 #include "forms/localize.h"
+#include "tests/support/desktop.h"
 
 namespace mvsms {
 namespace {
@@ -286,15 +286,6 @@ TEST_F(ServiceProperties, LoadedAgainItHasTheSameEntries) {
   form_.Unload();
   form_.Init();
   EXPECT_EQ(form_.MessageType.List().size(), 2U);
-}
-
-TEST(NumberText, IsTheNumberThatATextBeginsWith) {
-  const std::pair<const char*, const char*> rows[] = {
-      {"", "0"},      {"abc", "0"},   {"160", "160"},
-      {" 12x", "12"}, {"-3", "-3"},   {"-0", "0"},
-      {"1.5", "1.5"}, {"0.1", "0.1"}, {"99999999999", "99999999999"}};
-  for (const auto& [stored, shown] : rows) EXPECT_EQ(NumberText(stored), shown);
-  EXPECT_THROW(NumberText("1e400"), RaisedError);
 }
 
 }  // namespace

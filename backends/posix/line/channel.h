@@ -13,9 +13,9 @@
 #include <string>
 #include <string_view>
 
-#include "platform/comm.h"
 #include "backends/posix/line/tty.h"
 #include "backends/posix/system/unique_fd.h"
+#include "platform/comm.h"
 
 namespace mvsms::posix {
 

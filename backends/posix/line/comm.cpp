@@ -1,13 +1,15 @@
 // Overlapped operations without threads: an operation goes on whenever somebody asks whether it has
 // completed, which is all that a caller can see of it.
+#include "backends/posix/line/comm.h"
+
 #include <algorithm>
 #include <chrono>
 #include <utility>
 
-#include "backends/posix/backend.h"
-#include "backends/posix/line/comm.h"
+#include "backends/posix/line/backend.h"
 #include "backends/posix/line/serial_channel.h"
-#include "platform/raised_error.h"
+#include "base/raised_error.h"
+#include "platform/win32_codes.h"
 
 namespace mvsms::posix {
 namespace {
@@ -16,8 +18,6 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 // Codes of winerror.h.
-constexpr std::uint32_t kErrorInvalidPort = 6;        // ERROR_INVALID_HANDLE
-constexpr std::uint32_t kErrorNothingToWaitFor = 87;  // ERROR_INVALID_PARAMETER
 
 class Operation {
  public:
@@ -224,7 +224,7 @@ bool PosixComm::GetCommModemStatus(CommHandle handle, std::uint32_t& status) {
 std::uint32_t PosixComm::ReadFile(CommHandle handle, char* buffer, std::uint32_t count,
                                   std::uint32_t& transferred, Overlapped& overlapped) {
   const auto port = Find(handle);
-  if (!port) return kErrorInvalidPort;
+  if (!port) return kErrorInvalidHandle;
   return Start(port, overlapped, std::make_unique<ReadOperation>(buffer, count, port->timeouts),
                transferred);
 }
@@ -232,15 +232,15 @@ std::uint32_t PosixComm::ReadFile(CommHandle handle, char* buffer, std::uint32_t
 std::uint32_t PosixComm::WriteFile(CommHandle handle, const char* buffer, std::uint32_t count,
                                    std::uint32_t& transferred, Overlapped& overlapped) {
   const auto port = Find(handle);
-  if (!port) return kErrorInvalidPort;
+  if (!port) return kErrorInvalidHandle;
   return Start(port, overlapped, std::make_unique<WriteOperation>(buffer, count), transferred);
 }
 
 std::uint32_t PosixComm::WaitCommEvent(CommHandle handle, std::uint32_t& events,
                                        Overlapped& overlapped) {
   const auto port = Find(handle);
-  if (!port) return kErrorInvalidPort;
-  if (port->mask == 0) return kErrorNothingToWaitFor;
+  if (!port) return kErrorInvalidHandle;
+  if (port->mask == 0) return kErrorInvalidParameter;
   std::uint32_t none = 0;
   return Start(port, overlapped, std::make_unique<WaitOperation>(events, *port), none);
 }

@@ -5,8 +5,8 @@
 #include <memory>
 #include <string>
 
-#include "platform/comm.h"
 #include "backends/posix/line/channel.h"
+#include "platform/comm.h"
 
 namespace mvsms::posix {
 

@@ -23,9 +23,9 @@
 #include <sstream>
 #include <utility>
 
-#include "platform/ansi.h"
 #include "backends/posix/system/unique_fd.h"
-#include "platform/raised_error.h"
+#include "base/ansi.h"
+#include "base/raised_error.h"
 
 namespace mvsms::posix {
 namespace {

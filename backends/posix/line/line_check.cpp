@@ -7,11 +7,11 @@
 
 #include <string_view>
 
-#include "platform/ansi.h"
 #include "backends/posix/line/framing.h"
 #include "backends/posix/line/modem_port.h"
 #include "backends/posix/line/serial_channel.h"
-#include "platform/raised_error.h"
+#include "base/ansi.h"
+#include "base/raised_error.h"
 
 namespace mvsms::posix {
 namespace {

@@ -5,10 +5,10 @@
 #include <cerrno>
 #include <thread>
 
-#include "platform/ansi.h"
 #include "backends/posix/line/framing.h"
 #include "backends/posix/line/soft_parity.h"
-#include "platform/raised_error.h"
+#include "base/ansi.h"
+#include "base/raised_error.h"
 
 namespace mvsms::posix {
 namespace {

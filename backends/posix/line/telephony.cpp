@@ -4,13 +4,14 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/ansi.h"
-#include "backends/posix/backend.h"
+#include "backends/posix/line/backend.h"
+#include "backends/posix/line/comm.h"
 #include "backends/posix/line/device_lock.h"
 #include "backends/posix/line/line_call.h"
 #include "backends/posix/store/line_store.h"
-#include "backends/posix/line/comm.h"
-#include "platform/raised_error.h"
+#include "base/ansi.h"
+#include "base/raised_error.h"
+#include "platform/win32_codes.h"
 
 namespace mvsms::posix {
 namespace {
@@ -18,7 +19,6 @@ namespace {
 // Codes of tapi3err.h and winerror.h.
 constexpr std::int32_t kTapiNotInitialised = ObjectError(0x59);
 constexpr std::int32_t kNotImplemented = -2147467263;  // E_NOTIMPL
-constexpr std::int32_t kErrorBadDeviceClass = 87;
 constexpr std::int32_t kErrorNotConnected = 1167;
 
 // What a modem takes in a dial string. Everything else is left out: it is there for the eye, or
@@ -136,7 +136,7 @@ class PortProvider : public PortHandleProvider {
 
   std::int32_t GetPortHandle(const std::string& device_class, ITBasicCallControl& call,
                              CommHandle& handle) override {
-    if (device_class != "comm/datamodem") return kErrorBadDeviceClass;
+    if (device_class != "comm/datamodem") return kErrorInvalidParameter;
     auto channel = static_cast<LineCall&>(call).channel();
     if (!channel) return kErrorNotConnected;
     handle = comm_.Adopt(std::move(channel));

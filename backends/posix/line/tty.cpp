@@ -10,9 +10,9 @@
 #include <cerrno>
 #include <cstring>
 
-#include "platform/ansi.h"
 #include "backends/posix/line/device_lock.h"
-#include "platform/raised_error.h"
+#include "base/ansi.h"
+#include "base/raised_error.h"
 
 namespace mvsms::posix {
 namespace {

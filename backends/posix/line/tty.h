@@ -10,8 +10,8 @@
 #include <optional>
 #include <string>
 
-#include "platform/comm.h"
 #include "backends/posix/system/unique_fd.h"
+#include "platform/comm.h"
 
 namespace mvsms::posix {
 

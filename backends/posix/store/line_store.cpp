@@ -4,10 +4,10 @@
 #include <iterator>
 #include <utility>
 
-#include "platform/ansi.h"
 #include "backends/posix/store/sqlite.h"
 #include "backends/posix/store/store.h"
-#include "platform/raised_error.h"
+#include "base/ansi.h"
+#include "base/raised_error.h"
 
 namespace mvsms::posix {
 namespace {

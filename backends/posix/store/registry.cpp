@@ -1,6 +1,6 @@
 // The registry tree in the settings file. A key is a row with a row id, its path resolved one
 // component at a time through the unique index (parent, folded name), so that the number of
-// siblings costs nothing. All failures of SQLite become error codes in one place, Guarded.
+// siblings costs nothing. All failures of SQLite become error codes in one place, AsRegStatus.
 #include "platform/registry.h"
 
 #include <algorithm>
@@ -13,10 +13,10 @@
 #include <utility>
 #include <vector>
 
-#include "platform/ansi.h"
-#include "backends/posix/backend.h"
+#include "backends/posix/store/backend.h"
 #include "backends/posix/store/sqlite.h"
 #include "backends/posix/store/store.h"
+#include "base/ansi.h"
 #include "platform/registry_key.h"
 
 namespace mvsms::posix {
@@ -96,7 +96,7 @@ RegStatus StatusOf(const SqliteError& error) {
 }
 
 template <typename Operation>
-RegStatus Guarded(Operation operation) {
+RegStatus AsRegStatus(Operation operation) {
   try {
     return operation();
   } catch (const SqliteError& error) {
@@ -129,11 +129,11 @@ class PosixRegistry : public Registry {
   }
 
   RegStatus OpenKey(RegKey parent, const std::string& path, std::uint32_t, RegKey& key) override {
-    return Guarded([&] { return Open(parent, path, key); });
+    return AsRegStatus([&] { return Open(parent, path, key); });
   }
 
   RegStatus CreateKey(RegKey parent, const std::string& path, RegKey& key) override {
-    return Guarded([&] {
+    return AsRegStatus([&] {
       const RegStatus status = Open(parent, path, key);
       return status == kErrorFileNotFound ? Create(parent, path, key) : status;
     });
@@ -162,7 +162,7 @@ class PosixRegistry : public Registry {
 
   RegStatus SetValue(RegKey key, const std::string& name, RegType type,
                      const std::string& data) override {
-    return Guarded([&] {
+    return AsRegStatus([&] {
       if (!opened_.count(key)) return kErrorInvalidHandle;
       Connection& store = store_.Write();
       Transaction writing(store, Transaction::Kind::kWrite);
@@ -176,7 +176,7 @@ class PosixRegistry : public Registry {
 
   RegStatus EnumKey(RegKey key, std::uint32_t index, std::size_t buffer_size,
                     std::string& name) override {
-    return Guarded([&] {
+    return AsRegStatus([&] {
       std::string found;
       const RegStatus status =
           NameAt(kKeyListing, key, &OpenedKey::subkeys, key_changes_, index, found);
@@ -188,7 +188,7 @@ class PosixRegistry : public Registry {
   }
 
   RegStatus EnumValue(RegKey key, std::uint32_t index, std::string& name) override {
-    return Guarded([&] {
+    return AsRegStatus([&] {
       return NameAt(kValueListing, key, &OpenedKey::values, value_changes_, index, name);
     });
   }
@@ -260,7 +260,7 @@ class PosixRegistry : public Registry {
 
   template <typename Take>
   RegStatus ReadValue(const char* sql, RegKey key, const std::string& name, Take take) {
-    return Guarded([&] {
+    return AsRegStatus([&] {
       if (!opened_.count(key)) return kErrorInvalidHandle;
       Connection* store = store_.Read();
       if (!store) return kErrorFileNotFound;
@@ -292,7 +292,7 @@ class PosixRegistry : public Registry {
   /// Runs `remove` on the named key as one transaction. The hive itself cannot be named.
   template <typename Remove>
   RegStatus Delete(RegKey parent, const std::string& path, Remove remove) {
-    return Guarded([&] {
+    return AsRegStatus([&] {
       if (!opened_.count(parent)) return kErrorInvalidHandle;
       if (path.starts_with('\\')) return kErrorBadPathname;
       if (SplitKeyPath(path).empty()) return kErrorInvalidParameter;

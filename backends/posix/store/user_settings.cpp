@@ -2,10 +2,10 @@
 // to case, as the Windows registry compares them.
 #include "platform/user_settings.h"
 
-#include "platform/ansi.h"
-#include "backends/posix/backend.h"
+#include "backends/posix/store/backend.h"
 #include "backends/posix/store/sqlite.h"
 #include "backends/posix/store/store.h"
+#include "base/ansi.h"
 
 namespace mvsms::posix {
 namespace {

@@ -4,7 +4,7 @@
 
 #include <ctime>
 
-#include "backends/posix/backend.h"
+#include "backends/posix/system/backend.h"
 
 namespace mvsms::posix {
 namespace {

@@ -15,17 +15,16 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/ansi.h"
-#include "backends/posix/backend.h"
+#include "backends/posix/system/backend.h"
 #include "backends/posix/system/unique_fd.h"
-#include "platform/raised_error.h"
+#include "base/ansi.h"
+#include "base/raised_error.h"
 
 extern char** environ;
 
 namespace mvsms::posix {
 namespace {
 
-constexpr std::int32_t kShellSuccess = 33;
 constexpr std::int32_t kShellFileNotFound = 2;
 constexpr std::int32_t kShellNoAssociation = 31;
 constexpr std::int32_t kErrNoMail = 429;      // no such automation object

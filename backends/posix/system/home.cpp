@@ -1,10 +1,10 @@
 // Where the state of this machine or user lies, when nobody says otherwise.
+#include "backends/posix/system/home.h"
+
 #include <pwd.h>
 #include <unistd.h>
 
 #include <cstdlib>
-
-#include "backends/posix/posix_platform.h"
 
 namespace mvsms::posix {
 namespace {

@@ -7,8 +7,8 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/ansi.h"
-#include "backends/posix/backend.h"
+#include "backends/posix/system/backend.h"
+#include "base/ansi.h"
 
 namespace mvsms::posix {
 namespace {

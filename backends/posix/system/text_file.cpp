@@ -10,9 +10,9 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/ansi.h"
-#include "backends/posix/backend.h"
+#include "backends/posix/system/backend.h"
 #include "backends/posix/system/unique_fd.h"
+#include "base/ansi.h"
 
 namespace mvsms::posix {
 namespace {

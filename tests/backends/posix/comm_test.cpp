@@ -1,13 +1,14 @@
 // Overlapped operations on a port, with real time: what is pending, what completes a read, what
 // becomes of a write that the line does not take.
+#include "backends/posix/line/comm.h"
+
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <thread>
 
-#include "backends/posix/backend.h"
+#include "backends/posix/line/backend.h"
 #include "backends/posix/line/device_lock.h"
-#include "backends/posix/line/comm.h"
 #include "backends/posix/line/serial_channel.h"
 #include "tests/support/pseudo_terminal.h"
 

@@ -7,8 +7,8 @@
 #include <iterator>
 #include <string>
 
-#include "backends/posix/backend.h"
-#include "platform/raised_error.h"
+#include "backends/posix/system/backend.h"
+#include "base/raised_error.h"
 #include "tests/backends/posix/environment.h"
 #include "tests/support/temp_folder.h"
 

@@ -1,5 +1,7 @@
 // Locks of devices: against other programs by UUCP lock files and exclusive mode, against other
 // calls of this one by memory.
+#include "backends/posix/line/device_lock.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -10,9 +12,8 @@
 #include <filesystem>
 #include <fstream>
 
-#include "backends/posix/line/device_lock.h"
 #include "backends/posix/line/tty.h"
-#include "platform/raised_error.h"
+#include "base/raised_error.h"
 #include "tests/backends/posix/child_process.h"
 #include "tests/support/pseudo_terminal.h"
 

@@ -1,5 +1,7 @@
 // The loop in real time: sleeps that signals do not shorten, the grid of the timers, deliveries
 // from other threads, and everything from inside a delivery.
+#include "backends/posix/system/event_loop.h"
+
 #include <gtest/gtest.h>
 #include <sys/time.h>
 
@@ -10,8 +12,7 @@
 #include <thread>
 #include <vector>
 
-#include "backends/posix/backend.h"
-#include "backends/posix/system/event_loop.h"
+#include "backends/posix/system/backend.h"
 
 namespace mvsms::posix {
 namespace {

@@ -1,12 +1,13 @@
 // Framing texts, and parity made in software.
+#include "backends/posix/line/framing.h"
+
 #include <gtest/gtest.h>
 
 #include <bit>
 #include <random>
 
-#include "platform/comm.h"
-#include "backends/posix/line/framing.h"
 #include "backends/posix/line/soft_parity.h"
+#include "platform/comm.h"
 
 namespace mvsms::posix {
 namespace {

@@ -1,10 +1,11 @@
 // The dialogue with a modem, against a scripted one: every result in words and as a number, with
 // and without echo, in one piece and in many; modems that do not listen; giving up; hanging up.
+#include "backends/posix/line/hayes_modem.h"
+
 #include <gtest/gtest.h>
 
 #include <random>
 
-#include "backends/posix/line/hayes_modem.h"
 #include "tests/backends/posix/scripted_modem.h"
 
 namespace mvsms::posix {

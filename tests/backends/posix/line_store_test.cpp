@@ -1,4 +1,6 @@
 // The list of lines: its order, replacing, deleting, and what is told when it cannot be kept.
+#include "backends/posix/store/line_store.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -7,9 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "backends/posix/store/line_store.h"
 #include "backends/posix/store/sqlite.h"
-#include "platform/raised_error.h"
+#include "base/raised_error.h"
 #include "tests/support/temp_folder.h"
 
 namespace mvsms::posix {

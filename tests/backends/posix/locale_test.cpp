@@ -4,8 +4,9 @@
 #include <optional>
 #include <string>
 
-#include "backends/posix/backend.h"
 #include "backends/posix/posix_platform.h"
+#include "backends/posix/system/backend.h"
+#include "backends/posix/system/home.h"
 #include "tests/backends/posix/child_process.h"
 #include "tests/backends/posix/environment.h"
 

@@ -10,7 +10,7 @@
 #include <thread>
 #include <vector>
 
-#include "backends/posix/backend.h"
+#include "backends/posix/store/backend.h"
 #include "backends/posix/store/sqlite.h"
 #include "backends/posix/store/store.h"
 #include "tests/backends/posix/child_process.h"

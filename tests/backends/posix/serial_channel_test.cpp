@@ -1,5 +1,7 @@
 // Serial devices, on pseudo-terminals: what is applied, what is refused and how that is said,
 // software parity, and the ways in which the far end is seen to go.
+#include "backends/posix/line/serial_channel.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/ioctl.h>
@@ -9,8 +11,7 @@
 #include <cerrno>
 #include <filesystem>
 
-#include "backends/posix/line/serial_channel.h"
-#include "platform/raised_error.h"
+#include "base/raised_error.h"
 #include "tests/backends/posix/child_process.h"
 #include "tests/support/pseudo_terminal.h"
 

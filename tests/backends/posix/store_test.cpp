@@ -1,4 +1,6 @@
 // The settings file: its modes, what survives, and what the user is told when it cannot be used.
+#include "backends/posix/store/store.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -9,9 +11,8 @@
 #include <memory>
 #include <string>
 
-#include "backends/posix/backend.h"
+#include "backends/posix/store/backend.h"
 #include "backends/posix/store/sqlite.h"
-#include "backends/posix/store/store.h"
 #include "tests/backends/posix/child_process.h"
 #include "tests/support/temp_folder.h"
 

@@ -10,9 +10,9 @@
 #include <utility>
 #include <vector>
 
-#include "backends/posix/backend.h"
+#include "backends/posix/line/backend.h"
 #include "backends/posix/store/line_store.h"
-#include "platform/raised_error.h"
+#include "base/raised_error.h"
 #include "tests/support/pseudo_terminal.h"
 
 namespace mvsms::posix {

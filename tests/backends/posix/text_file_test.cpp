@@ -8,7 +8,7 @@
 #include <set>
 #include <string>
 
-#include "backends/posix/backend.h"
+#include "backends/posix/system/backend.h"
 #include "tests/backends/posix/child_process.h"
 #include "tests/support/temp_folder.h"
 

@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "backends/posix/backend.h"
+#include "backends/posix/store/backend.h"
 #include "tests/support/temp_folder.h"
 
 namespace mvsms::posix {

@@ -7,8 +7,8 @@
 #include <set>
 #include <utility>
 
-#include "com/com_object.h"
 #include "backends/win32/backend.h"
+#include "com/com_object.h"
 #include "tests/com/fake_tapi/ids.h"
 #include "tests/com/fake_tapi/number_plan.h"
 #include "tests/com/fake_tapi/unused.h"

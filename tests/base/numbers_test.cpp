@@ -1,5 +1,5 @@
 // Reading numbers from texts.
-#include "protocols/convert.h"
+#include "base/numbers.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -7,7 +7,7 @@
 #include <limits>
 #include <string>
 
-#include "platform/raised_error.h"
+#include "base/raised_error.h"
 
 namespace mvsms {
 namespace {
@@ -105,19 +105,13 @@ TEST(ToLong, OfAnyOtherTextIsATypeMismatch) {
     EXPECT_EQ(ErrorOfToLong(std::string_view(text)), "13: Type mismatch") << text;
 }
 
-TEST(Trim, RemovesBlanksAtBothEndsAndNothingElse) {
-  EXPECT_EQ(Trim("  a b  "), "a b");
-  EXPECT_EQ(Trim("a"), "a");
-  EXPECT_EQ(Trim("\t a\r\n "), "\t a\r\n");
-  EXPECT_EQ(Trim(" \xA0 "), "\xA0");
-  EXPECT_THAT(Trim("   "), IsEmpty());
-  EXPECT_THAT(Trim(""), IsEmpty());
-}
-
-TEST(KeepDigits, DropsEveryOtherCharacter) {
-  EXPECT_EQ(KeepDigits("123-456 7"), "1234567");
-  EXPECT_EQ(KeepDigits("\xB2\xB3\xB9"), "");  // superscript digits are none
-  EXPECT_EQ(KeepDigits(""), "");
+TEST(NumberText, IsTheNumberThatATextBeginsWith) {
+  const std::pair<const char*, const char*> rows[] = {
+      {"", "0"},      {"abc", "0"},   {"160", "160"},
+      {" 12x", "12"}, {"-3", "-3"},   {"-0", "0"},
+      {"1.5", "1.5"}, {"0.1", "0.1"}, {"99999999999", "99999999999"}};
+  for (const auto& [stored, shown] : rows) EXPECT_EQ(NumberText(stored), shown);
+  EXPECT_THROW(NumberText("1e400"), RaisedError);
 }
 
 }  // namespace

@@ -9,10 +9,10 @@
 #include <sstream>
 #include <thread>
 
-#include "centre/server.h"
+#include "centre/posix/server.h"
 #include "cli/posix/centre_command.h"
-#include "tests/centre/call.h"
 #include "tests/centre/callers.h"
+#include "tests/support/centre_call.h"
 
 namespace mvsms::cli {
 namespace {

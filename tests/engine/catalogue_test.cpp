@@ -1,12 +1,13 @@
 // Reading the catalogue file, and what a record becomes in the settings store.
-#include "ui/catalogue.h"
+#include "engine/catalogue.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "engine/settings.h"
 #include "backends/memory/memory_platform.h"
-#include "platform/raised_error.h"
+#include "base/raised_error.h"
+#include "base/texts.h"
+#include "engine/settings.h"
 
 namespace mvsms {
 namespace {
@@ -140,12 +141,6 @@ TEST(CatalogueRecords, AShortRecordLeavesItsValuesEmpty) {
               ElementsAre("CountryCode=", "Protocol=TAP",
                           "PhoneNumber=", "Password=", "MaxLength=", "MaxMessages=", "UCPCommand=",
                           "MessageType=", "TimeOut=", "BaudRate=", "ModemSetting=", "ModemName="));
-}
-
-TEST(Splitting, GivesEveryPiece) {
-  EXPECT_THAT(Split("", ','), ElementsAre());
-  EXPECT_THAT(Split("a", ','), ElementsAre("a"));
-  EXPECT_THAT(Split(",a,,", ','), ElementsAre("", "a", "", ""));
 }
 
 }  // namespace

@@ -1,34 +1,19 @@
-// Texts and numbers, over std::from_chars: the one number parser of the library that no locale
+// Numbers, over std::from_chars: the one number parser of the library that no locale
 // changes.
-#include "protocols/convert.h"
+#include "base/numbers.h"
 
-#include <algorithm>
+#include <array>
 #include <charconv>
 #include <cmath>
-#include <iterator>
 #include <limits>
 
-#include "platform/raised_error.h"
+#include "base/raised_error.h"
+#include "base/texts.h"
 
 namespace mvsms {
 namespace {
 
 constexpr char kSource[] = "mvSMS";
-constexpr std::string_view kBlank = " ";
-
-bool IsDigit(char c) { return c >= '0' && c <= '9'; }
-
-std::string_view WithoutLeadingBlanks(std::string_view text) {
-  text.remove_prefix(std::min(text.find_first_not_of(kBlank), text.size()));
-  return text;
-}
-
-std::string_view WithoutOuterBlanks(std::string_view text) {
-  text = WithoutLeadingBlanks(text);
-  text.remove_suffix(text.size() - (text.find_last_not_of(kBlank) + 1));
-  return text;
-}
-
 // An unsigned number at the start of a text. `length` is 0 when there is none.
 struct Magnitude {
   double value = 0;
@@ -89,13 +74,14 @@ std::int32_t ToLong(double value) {
 
 std::int32_t ToLong(std::string_view text) { return ToLong(ToNumber(text)); }
 
-std::string Trim(std::string_view text) { return std::string(WithoutOuterBlanks(text)); }
-
-std::string KeepDigits(std::string_view text) {
-  std::string digits;
-  digits.reserve(text.size());
-  std::copy_if(text.begin(), text.end(), std::back_inserter(digits), IsDigit);
-  return digits;
+std::string NumberText(const std::string& stored) {
+  const double number = Val(stored) + 0.0;  // a negative zero is shown as zero
+  if (!std::isfinite(number)) RaiseOverflow();
+  constexpr int kDigits = 15;  // what a double keeps of any decimal number
+  std::array<char, 40> text{};
+  const auto end = std::to_chars(text.data(), text.data() + text.size(), number,
+                                 std::chars_format::general, kDigits);
+  return {text.data(), end.ptr};
 }
 
 }  // namespace mvsms

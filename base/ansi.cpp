@@ -2,7 +2,7 @@
 // codes between have an entry. The decoder is strict (no overlong forms, no surrogates, nothing
 // past U+10FFFF): what it let through would be compared and stored as something the user never
 // typed.
-#include "platform/ansi.h"
+#include "base/ansi.h"
 
 #include <algorithm>
 #include <array>

@@ -1,4 +1,4 @@
-// Texts and numbers: how settings, answers and pager texts are read as numbers, and the run-time
+// Numbers in texts: how settings, answers and pager texts are read as numbers, and the run-time
 // errors that a failing conversion raises. Independent of the locale, so that a setting means the
 // same on every machine.
 #pragma once
@@ -31,10 +31,8 @@ std::int32_t ToLong(double value);
 /// ToNumber, rounded likewise; throws what both throw.
 std::int32_t ToLong(std::string_view text);
 
-/// `text` without the blanks (code 32, nothing else) at both ends.
-std::string Trim(std::string_view text);
-
-/// The decimal digits of `text`, in order.
-std::string KeepDigits(std::string_view text);
+/// A stored text as a number field shows it: the number that it begins with, "0" without one.
+/// Throws RaisedError 6 for a number that is too large for any field.
+std::string NumberText(const std::string& stored);
 
 }  // namespace mvsms

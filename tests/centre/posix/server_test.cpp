@@ -1,5 +1,5 @@
 // The servers with real sockets and terminals: the only tests here that spend real time.
-#include "centre/server.h"
+#include "centre/posix/server.h"
 
 #include <gtest/gtest.h>
 
@@ -7,8 +7,8 @@
 #include <system_error>
 #include <thread>
 
-#include "tests/centre/call.h"
 #include "tests/centre/callers.h"
+#include "tests/support/centre_call.h"
 
 namespace mvsms::centre::test {
 namespace {

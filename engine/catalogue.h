@@ -45,9 +45,6 @@ const std::string& FieldOf(const CatalogueRecord& record, catalogue::Field field
 /// The record of a service that is not from the catalogue: default settings under this name.
 CatalogueRecord BlankService(const std::string& name);
 
-/// The pieces of `text` between separators; none for an empty text.
-std::vector<std::string> Split(const std::string& text, char separator);
-
 class Catalogue {
  public:
   /// Reads the file in the component's folder. False, and an empty catalogue, when there is none;

@@ -1,6 +1,6 @@
 // Sockets and pseudo-terminals as Lines. What an answerer does from within a callback (hang up,
 // above all) only marks; the loop carries it out when the callback has returned.
-#include "centre/server.h"
+#include "centre/posix/server.h"
 
 #include <arpa/inet.h>
 #include <fcntl.h>

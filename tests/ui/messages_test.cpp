@@ -1,7 +1,8 @@
 // Opening a document with its program, and what is said of each result.
+#include "ui/messages.h"
+
 #include <gtest/gtest.h>
 
-#include "media/bascommon.h"
 #include "backends/memory/memory_platform.h"
 
 namespace mvsms {
@@ -37,16 +38,6 @@ TEST(OpenDocument, HasATextForEachResult) {
   for (const auto& [result, text] : rows) {
     EXPECT_EQ(basCommon::OpenDocumentError(result), text) << result;
   }
-}
-
-TEST(ComponentFile, LiesInTheFolderWithSingleSeparators) {
-  memory::MemoryPlatform platform;
-  EXPECT_EQ(basCommon::ComponentFile(platform.locale(), "a.inf"), "C:\\Programs\\mvSMS\\a.inf");
-  platform.component_folder = "D:\\";
-  EXPECT_EQ(basCommon::ComponentFile(platform.locale(), "a.inf"), "D:\\a.inf");
-  // Of a network folder's two backslashes one goes as well.
-  platform.component_folder = "\\\\server\\share";
-  EXPECT_EQ(basCommon::ComponentFile(platform.locale(), "a.inf"), "\\server\\share\\a.inf");
 }
 
 }  // namespace

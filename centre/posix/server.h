@@ -8,7 +8,7 @@
 #include <string>
 
 #include "centre/line.h"
-#include "centre/server_loop.h"
+#include "centre/posix/server_loop.h"
 
 namespace mvsms::centre {
 

@@ -1,5 +1,5 @@
 // The host program of the tests, see host.h.
-#include "tests/com/host.h"
+#include "tests/support/com_host.h"
 
 #include <algorithm>
 #include <fstream>

@@ -1,5 +1,5 @@
 // A round of the loop: wait for the first descriptor or due action, serve, drop what is done.
-#include "centre/server_loop.h"
+#include "centre/posix/server_loop.h"
 
 #include <fcntl.h>
 #include <unistd.h>

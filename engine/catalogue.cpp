@@ -1,10 +1,11 @@
 // Reading and looking up catalogue records.
-#include "ui/catalogue.h"
+#include "engine/catalogue.h"
 
 #include <algorithm>
 #include <unordered_set>
 
-#include "media/bascommon.h"
+#include "base/texts.h"
+#include "engine/component_file.h"
 
 namespace mvsms {
 
@@ -17,24 +18,11 @@ CatalogueRecord BlankService(const std::string& name) {
   return Split("1," + name + ",,TAP,,,,160,1,,Auto,7,E,1,2000,3,,", ',');
 }
 
-std::vector<std::string> Split(const std::string& text, char separator) {
-  std::vector<std::string> pieces;
-  if (text.empty()) return pieces;
-  std::size_t start = 0;
-  for (;;) {
-    const std::size_t end = text.find(separator, start);
-    pieces.push_back(text.substr(start, end - start));
-    if (end == std::string::npos) return pieces;
-    start = end + 1;
-  }
-}
-
 bool Catalogue::Load(Platform& platform) {
   records_.clear();
   groups_.clear();
   std::string text;
-  if (!platform.text_file().Read(basCommon::ComponentFile(platform.locale(), kCatalogueFile),
-                                 text)) {
+  if (!platform.text_file().Read(ComponentFile(platform.locale(), kCatalogueFile), text)) {
     return false;
   }
   for (std::string& line : Split(text, '\n')) {

@@ -1,8 +1,8 @@
 // A session of the telephony service for the length of one question.
-#include "ui/modem_list.h"
+#include "engine/modem_list.h"
 
+#include "base/texts.h"
 #include "media/tapiobject.h"
-#include "ui/catalogue.h"
 
 namespace mvsms {
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <tuple>
 
-#include "platform/raised_error.h"
+#include "base/raised_error.h"
 
 namespace mvsms {
 

@@ -1,0 +1,17 @@
+// The makers of the services that dial. `home` is the folder of all state, UTF-8.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "backends/posix/system/event_loop.h"
+#include "platform/comm.h"
+#include "platform/telephony.h"
+
+namespace mvsms::posix {
+
+std::unique_ptr<Comm> MakeComm();
+/// `comm` is one made by MakeComm; it and `loop` outlive the result.
+std::unique_ptr<Telephony> MakeTelephony(Comm& comm, PosixEventLoop& loop, const std::string& home);
+
+}  // namespace mvsms::posix

@@ -1,0 +1,98 @@
+#!/usr/bin/env python3
+"""scripts/layers.py [ROOT]: holds every #include to the architecture.
+
+Each room of the tree lists the rooms that it may include from; an include of any other one is named
+with its file and line, and makes the exit code 1. The core, which is what the list calls so, includes
+of the system's headers only those of the C++ standard library; <windows.h> is for the rooms of
+Windows. Tests, benchmarks and fuzz targets may include everything.
+"""
+import pathlib
+import re
+import sys
+
+# From the ground up: a room, and what lies below it that it may use. A room may use itself. A folder
+# without a row belongs to the room of the folder that it lies in.
+ROOMS = {
+    "base": "",
+    "platform": "base",
+    "resources": "base platform",
+    "forms": "base platform resources",
+    "media": "base platform",
+    "protocols": "base platform media",
+    "engine": "base platform media protocols",
+    "diagnostics": "base platform resources forms engine",
+    "ui": "base platform resources forms media protocols engine diagnostics",
+    "backends/memory": "base platform forms",
+    "backends/win32": "base platform forms",
+    "backends/posix/system": "base platform",
+    "backends/posix/store": "base platform backends/posix/system",
+    "backends/posix/line": "base platform backends/posix/system backends/posix/store",
+    "backends/posix": "base platform backends/posix/system backends/posix/store backends/posix/line",
+    "centre": "",
+    "centre/posix": "centre",
+    "com": "base platform resources media engine ui backends/win32",
+    "cli": "base platform media engine",
+    "cli/posix": "base platform media engine cli backends/posix backends/posix/line backends/posix/store "
+                 "backends/posix/system centre centre/posix",
+    "cli/win32": "base platform media engine cli backends/win32",
+    "examples": "",
+}
+CORE = ["base", "platform", "resources", "forms", "media", "protocols", "engine", "diagnostics", "ui",
+        "backends/memory", "centre"]
+WINDOWS = ["backends/win32", "com", "cli/win32", "examples"]
+FREE = ["tests", "bench", "fuzz"]
+GENERATED = ["mvSMS.h"]
+
+INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
+
+
+def room_of(path):
+    """The room that a file lies in, or that an include names; None when there is none."""
+    for folder in path.parents:
+        if str(folder) in ROOMS:
+            return str(folder)
+    return None
+
+
+def fault(room, bracket, header):
+    """What is wrong with an include in a room, or None."""
+    if bracket == "<":
+        if header.lower() == "windows.h":
+            return None if room in WINDOWS else "only the rooms of Windows include it"
+        if room in CORE and ("/" in header or header.endswith(".h")):
+            return f"{room} is of the core, which knows the standard library alone"
+        return None
+    if header in GENERATED and room in WINDOWS:
+        return None
+    used = room_of(pathlib.PurePosixPath(header))
+    if used is None:
+        return "no room of the tree has it"
+    if used != room and used not in ROOMS[room].split():
+        return f"{room} may not use {used}"
+    return None
+
+
+def check(root):
+    """The faults of a tree, a line each."""
+    faults = []
+    for path in sorted(p for e in ("h", "cpp", "def", "in") for p in root.rglob(f"*.{e}")):
+        name = path.relative_to(root)
+        if name.parts[0] in FREE or name.parts[0] in ("build", ".git"):
+            continue
+        room = room_of(pathlib.PurePosixPath(name))
+        if room is None:
+            faults.append(f"{name}: lies in no room; scripts/layers.py lists them")
+            continue
+        for number, line in enumerate(path.read_text(encoding="utf-8").splitlines(), 1):
+            match = INCLUDE.match(line)
+            wrong = match and fault(room, *match.groups())
+            if wrong:
+                faults.append(f"{name}:{number}: {match[0].strip()}: {wrong}")
+    return faults
+
+
+if __name__ == "__main__":
+    here = pathlib.Path(sys.argv[1]) if len(sys.argv) > 1 else pathlib.Path(__file__).resolve().parent.parent
+    found = check(here)
+    print("\n".join(found) if found else f"{len(ROOMS)} rooms, every include goes down")
+    sys.exit(1 if found else 0)
