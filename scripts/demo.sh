@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Shows messages travelling from `mvsms send` to the built-in message centre and back, on this
-# machine alone. Installs what is missing on a bare Debian 12, builds, and runs `mvsms demo`.
+# machine alone. Installs what is missing on a bare Debian 12 or 13, builds, and runs `mvsms demo`.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/packages.sh

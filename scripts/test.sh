@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# Every check of the tree, from a clean clone on a bare Debian 12: installs what is missing, checks
-# the formatting, builds with AddressSanitizer and UBSan and optimised, and runs all tests of both;
-# then builds the Windows component and runs its tests under Wine. The exit code is non-zero when
-# anything failed.
+# Every check of the tree, from a clean clone on a bare Debian 12 or 13: installs what is missing,
+# checks formatting and layers, builds with AddressSanitizer and UBSan and optimised, and runs all
+# tests of both; then builds the Windows component and runs its tests under Wine. The exit code is
+# non-zero when anything failed.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
