@@ -16,7 +16,7 @@ namespace {
 constexpr unsigned kFirstSpecial = 0x80;
 constexpr unsigned kLastSpecial = 0x9F;
 
-/// Code points of codes 128 to 159; the five open ones stand for themselves.
+/// Code points of codes 128 to 159; the five unassigned ones map to themselves.
 constexpr std::array<char32_t, 32> kSpecials = {
     0x20AC, 0x0081, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021, 0x02C6, 0x2030, 0x0160,
     0x2039, 0x0152, 0x008D, 0x017D, 0x008F, 0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022,
@@ -37,8 +37,8 @@ char CodeOf(char32_t point) {
   return static_cast<char>(kFirstSpecial + static_cast<unsigned>(found - kSpecials.begin()));
 }
 
-/// What may follow a lead byte: how many bytes, and the range of the first of them, which is where
-/// overlong forms, surrogates and code points past the last one show.
+/// What may follow a lead byte: how many bytes, and the range of the first of them, where overlong
+/// forms, surrogates and code points beyond the last one give themselves away.
 struct Lead {
   unsigned char first;
   unsigned char last;
@@ -62,8 +62,9 @@ const Lead* FindLead(unsigned char byte) {
   return found == std::end(kLeads) ? nullptr : found;
 }
 
-/// Takes one character off the front of `rest`, which is not empty. A malformed sequence is taken
-/// as far as it could have begun a good one, so that a cut-off character gives one "?".
+/// Takes one character off the front of `rest`, which is not empty. A malformed sequence is
+/// consumed as far as it could have been the start of a valid one, so a truncated character gives
+/// one "?".
 std::optional<char32_t> TakeCharacter(std::string_view& rest) {
   const auto byte_at = [&rest](std::size_t at) { return static_cast<unsigned char>(rest[at]); };
   const unsigned char first = byte_at(0);
@@ -96,7 +97,7 @@ void AppendUtf8(std::string& utf8, char32_t point) {
   utf8 += static_cast<char>(0x80 | (point & 0x3F));
 }
 
-/// Upper case of one code. The letters whose capital has no code (such as 131) stay themselves.
+/// Upper case of one code. Letters whose capital has no code (such as 131) stay as they are.
 constexpr unsigned char UpperCase(unsigned char code) {
   const bool ascii = code >= 'a' && code <= 'z';
   const bool latin = code >= 0xE0 && code <= 0xFE && code != 0xF7;  // 247 is the division sign

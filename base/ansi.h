@@ -1,5 +1,5 @@
-// The ANSI code page of texts inside, as Windows-1252: its conversion from and to UTF-8 at the
-// edges of the command and the posix back end, and its case folding for names.
+// The ANSI code page of all texts inside the system, Windows-1252: its conversion from and to UTF-8
+// at the edges of the command and the posix back end, and its case folding for names.
 #pragma once
 
 #include <string>
@@ -8,8 +8,8 @@
 namespace mvsms {
 
 /// UTF-8 to Windows-1252. A character that has no code, and every malformed sequence, becomes "?".
-/// The five codes that Windows-1252 leaves open (129, 141, 143, 144, 157) map to the control
-/// characters of the same code, so that all 256 codes make the round trip.
+/// The five codes that Windows-1252 leaves unassigned (129, 141, 143, 144, 157) map to the control
+/// characters of the same code, so that all 256 codes survive the round trip.
 std::string AnsiFromUtf8(std::string_view utf8);
 
 /// Windows-1252 to UTF-8. Every code has a character, so nothing is lost.

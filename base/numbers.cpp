@@ -1,5 +1,4 @@
-// Numbers, over std::from_chars: the one number parser of the library that no locale
-// changes.
+// Numbers, by std::from_chars: the standard library's one number parser that ignores the locale.
 #include "base/numbers.h"
 
 #include <array>
@@ -21,7 +20,7 @@ struct Magnitude {
 };
 
 // from_chars gives no value for a number outside the range of a double. The sign of the exponent
-// tells on which side it lies: nobody spells out three hundred digits.
+// says which side it is on: nobody writes out three hundred digits.
 double NearestOutOfRange(std::string_view number) {
   return number.find("e-") == number.npos && number.find("E-") == number.npos
              ? std::numeric_limits<double>::infinity()
@@ -33,7 +32,7 @@ Magnitude ReadMagnitude(std::string_view text) {
   const bool starts_number =
       !text.empty() &&
       (IsDigit(text[0]) || (text[0] == '.' && text.size() > 1 && IsDigit(text[1])));
-  if (!starts_number) return number;  // keeps out the "inf" and "nan" that from_chars knows
+  if (!starts_number) return number;  // rules out the "inf" and "nan" that from_chars accepts
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number.value);
   number.length = static_cast<std::size_t>(end - text.data());
   if (error == std::errc::result_out_of_range)
@@ -77,7 +76,7 @@ std::int32_t ToLong(std::string_view text) { return ToLong(ToNumber(text)); }
 std::string NumberText(const std::string& stored) {
   const double number = Val(stored) + 0.0;  // a negative zero is shown as zero
   if (!std::isfinite(number)) RaiseOverflow();
-  constexpr int kDigits = 15;  // what a double keeps of any decimal number
+  constexpr int kDigits = 15;  // as many as a double preserves of any decimal number
   std::array<char, 40> text{};
   const auto end = std::to_chars(text.data(), text.data() + text.size(), number,
                                  std::chars_format::general, kDigits);

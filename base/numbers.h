@@ -26,13 +26,13 @@ double Val(std::string_view text);
 double ToNumber(std::string_view text);
 
 /// The nearest whole number, the even one when two are equally near. Throws RaisedError 6 outside
-/// 32 bits and for a value that is no number.
+/// 32 bits and for a value that is not a number.
 std::int32_t ToLong(double value);
-/// ToNumber, rounded likewise; throws what both throw.
+/// ToNumber, rounded the same way; throws what both throw.
 std::int32_t ToLong(std::string_view text);
 
-/// A stored text as a number field shows it: the number that it begins with, "0" without one.
-/// Throws RaisedError 6 for a number that is too large for any field.
+/// A stored text as a number field shows it: the number that it begins with, "0" when there is
+/// none. Throws RaisedError 6 for a number that is too large for any field.
 std::string NumberText(const std::string& stored);
 
 }  // namespace mvsms

@@ -1,5 +1,5 @@
 // The one exception of the system: an error with number, source and description, as a COM host
-// would see it. Numbers and texts stand beside the code that raises them.
+// would see it. Numbers and texts live next to the code that raises them.
 #pragma once
 
 #include <cstdint>

@@ -1,5 +1,5 @@
-// Texts: the small operations on them that every room uses. A blank is code 32 and nothing else; a
-// digit is one of "0" to "9", whatever the locale.
+// Small operations on texts that every room uses. A blank is code 32 and nothing else; a digit is
+// one of "0" to "9", whatever the locale.
 #pragma once
 
 #include <string>

@@ -1,5 +1,5 @@
-// The timer object. It needs no stop in its destructor: the table refers to every running timer,
-// so one that ends is stopped.
+// The timer object. Its destructor need not stop it: the table refers to every running timer, so
+// one that is being destroyed has been stopped.
 #include "media/ctimer.h"
 
 #include <utility>
@@ -12,7 +12,8 @@ namespace {
 
 constexpr std::int32_t kFirstOwnErrorCode = 1001;
 
-/// The number in the first text is older than the table's present capacity; hosts know the text.
+/// The number in the first text dates from before the table had its present capacity; hosts know
+/// the text as it is.
 std::string TimerErrorText(std::int32_t code) {
   switch (code) {
     case kErrTooManyTimers:

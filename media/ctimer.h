@@ -2,9 +2,9 @@
 // own timers, so a running one lives in the table of its thread's MTimer, which keeps a counted
 // reference to it.
 //
-// That reference is why releasing a running timer does not stop it: it keeps its slot and ticks,
-// until its interval is set below 1 or the thread's MTimer ends. Whoever binds ThatTime must
-// therefore unbind it before it goes away itself.
+// That reference is why releasing a running timer does not stop it: it keeps its slot and ticks
+// until its interval is set below 1 or the thread's MTimer is destroyed. Whoever binds ThatTime
+// must therefore unbind it before going away.
 #pragma once
 
 #include <cstdint>

@@ -185,7 +185,8 @@ void dwCOMM::ProcessReadComplete() {
   if (bytes_read_ == 0) return;
   const std::string_view received(receive_buffer_.data(), bytes_read_);
   std::string commdata(received.substr(0, received.find('\0')));
-  commdata.resize(bytes_read_, '\0');  // a zero byte hides what follows it, not that it came
+  commdata.resize(bytes_read_,
+                  '\0');  // a zero byte hides what follows it, but not how much arrived
   if (notify_ != nullptr) notify_->CommInput(*this, commdata);
 }
 
@@ -224,8 +225,8 @@ void dwCOMM::Log(const std::string& text) {
   if (send_log_) send_log_(text);
 }
 
-/// The line has a place for the system's code and one for the code recorded at the call; here they
-/// are the same.
+/// The log line has one place for the system's code and one for the code recorded when the call was
+/// made; here they are the same.
 void dwCOMM::LogFailure(const std::string& operation, std::uint32_t error) {
   const std::string code = std::to_string(error);
   Log("Failure on Comm device " + operation + " operation - " + code + " - " + code);

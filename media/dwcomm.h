@@ -3,8 +3,9 @@
 // and line errors to a notification target.
 //
 // At most one read, one write and one wait for a line event are outstanding at a time, each of up
-// to 1024 bytes. Failed I/O is noted in the send log and dropped; the far side's silence tells.
-// Everything else that goes wrong is thrown as RaisedError with the source "dwComm".
+// to 1024 bytes. Failed I/O is noted in the send log and otherwise ignored: it shows as silence
+// from the far side. Everything else that goes wrong is thrown as RaisedError with the source
+// "dwComm".
 #pragma once
 
 #include <array>
@@ -28,7 +29,7 @@ inline constexpr std::int32_t kErrModemStatus = 31012;
 /// Receives what a port delivers, from inside Poll or an open operation.
 class CommNotify {
  public:
-  /// Bytes in order of arrival, never none.
+  /// Bytes in order of arrival; at least one.
   virtual void CommInput(dwCOMM& thiscomm, const std::string& commdata) = 0;
   /// One line error, as a text.
   virtual void CommEvent(dwCOMM& thiscomm, const std::string& ev) = 0;
@@ -50,8 +51,8 @@ class dwCOMM {
   /// Line settings; loaded from the device at each opening, applied by SetCommState.
   dwDCB dcb;
 
-  /// Time-outs in milliseconds, as CommTimeouts has them. The last three setters keep the value
-  /// that the port works with and ignore theirs.
+  /// Time-outs in milliseconds, as in CommTimeouts. The last three setters ignore their argument
+  /// and keep the value that the port works with.
   std::uint32_t ReadIntervalTimeout() const { return timeouts_.ReadIntervalTimeout; }
   void SetReadIntervalTimeout(std::uint32_t value) { timeouts_.ReadIntervalTimeout = value; }
   std::uint32_t ReadTotalTimeoutMultiplier() const { return timeouts_.ReadTotalTimeoutMultiplier; }
@@ -72,7 +73,7 @@ class dwCOMM {
   /// The name given to the last OpenComm.
   const std::string& DeviceName() const { return device_name_; }
 
-  /// Reads the device's time-outs into the properties; nothing when the port is closed.
+  /// Reads the device's time-outs into the properties; does nothing when the port is closed.
   void GetCommTimeouts();
   /// Applies the properties. False when the device refuses them and when the port is closed.
   bool SetCommTimeouts();
@@ -83,26 +84,26 @@ class dwCOMM {
   CommHandle OpenComm(const std::string& CommDeviceName, CommNotify& Notify,
                       std::optional<std::uint32_t> cbInQueue = {},
                       std::optional<std::uint32_t> cbOutQueue = {});
-  /// The same with a port that is open already, which becomes this object's own.
+  /// The same for a port that is already open, of which this object takes ownership.
   CommHandle OpenCommByHandle(CommHandle comm_handle, CommNotify& Notify,
                               std::optional<std::uint32_t> cbInQueue = {},
                               std::optional<std::uint32_t> cbOutQueue = {});
-  /// Closes the port and forgets the notification target. Output that has not gone out yet, and
-  /// what was pending, stay for the next opening. Returns 0.
+  /// Closes the port and forgets the notification target. Output that has not been sent yet, and
+  /// whatever was pending, is kept for the next opening. Returns 0.
   std::int32_t CloseComm();
 
   /// Load and apply `dcb`. Throw when the port is closed; false when the device fails.
   bool GetCommState();
   bool SetCommState();
 
-  /// The modem's lines. Throw when the port is closed or the device cannot tell.
+  /// The modem's lines. Throw when the port is closed or the device does not report them.
   bool CTS_ON() { return ModemStatus(kMsCtsOn); }
   bool DSR_ON() { return ModemStatus(kMsDsrOn); }
   bool RING_ON() { return ModemStatus(kMsRingOn); }
   bool RLSD_ON() { return ModemStatus(kMsRlsdOn); }
 
-  /// Queues text for writing and starts a write when none is going on. False when the device
-  /// refused it; the chunk is lost then. Throws when the port is closed.
+  /// Queues text for writing and starts a write unless one is in progress. False when the device
+  /// refused it; the chunk is then lost. Throws when the port is closed.
   bool CommOutput(const std::string& outputdata);
 
   void ProcessWriteComplete();

@@ -17,7 +17,7 @@ class dwCOMM;
 
 inline constexpr std::int32_t kErrInvalidSetting = 31000;
 
-/// Whether `rate`, in bits per second, is one of serial ports: 110 to 256000.
+/// Whether `rate`, in bits per second, is one that serial ports have: 110 to 256000.
 bool IsBaudRate(std::int32_t rate);
 
 class dwDCB {
@@ -36,7 +36,7 @@ class dwDCB {
   void SetfOutxCtsFlow(bool value) { SetFlag(dcb_flag::kOutxCtsFlow, value); }
   bool fOutxDsrFlow() const { return Flag(dcb_flag::kOutxDsrFlow); }
   void SetfOutxDsrFlow(bool value) { SetFlag(dcb_flag::kOutxDsrFlow, value); }
-  /// 0 to 2. Setting ORs the value into the field and clears every other flag, as fRtsControl.
+  /// 0 to 2. Setting ORs the value into the field and clears every other flag, as for fRtsControl.
   std::int16_t fDtrControl() const;
   void SetfDtrControl(std::int16_t value);
   bool fDsrSensitivity() const { return Flag(dcb_flag::kDsrSensitivity); }
@@ -52,7 +52,7 @@ class dwDCB {
   bool fNull() const { return Flag(dcb_flag::kNull); }
   void SetfNull(bool value) { SetFlag(dcb_flag::kNull, value); }
   /// 0 to 3. Setting ORs the value into the field and clears every other flag: a new value never
-  /// takes bits out of the old one, and the flags set before are lost. Kept for compatibility; set
+  /// clears bits of the old one, and the flags set before are lost. Kept for compatibility; set
   /// this one first.
   std::int16_t fRtsControl() const;
   void SetfRtsControl(std::int16_t value);
@@ -71,7 +71,7 @@ class dwDCB {
   /// 0 none, 1 odd, 2 even, 3 mark, 4 space.
   std::uint8_t Parity() const { return dcb_.Parity; }
   void SetParity(std::int32_t value);
-  /// 0 one, 1 one and a half, 2 two. 3 and 4 pass as well; it is the device that refuses them.
+  /// 0 one, 1 one and a half, 2 two. 3 and 4 are accepted here; it is the device that refuses them.
   std::uint8_t StopBits() const { return dcb_.StopBits; }
   void SetStopBits(std::int32_t value);
 

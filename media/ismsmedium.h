@@ -6,12 +6,13 @@
 
 namespace mvsms {
 
-/// A transmission medium. The class has no state, and its own bodies do nothing.
+/// A transmission medium. The class has no state, and its default bodies do nothing.
 class ISMSMedium {
  public:
   virtual ~ISMSMedium() = default;
-  /// Dials and opens the line. On failure returns false and sets both arguments; a line that was up
-  /// and whose port cannot be used leaves them, for it has reported why itself.
+  /// Dials and opens the line. On failure returns false and sets both arguments, except when the
+  /// call came up but its port cannot be used: that has been reported already, and they are left as
+  /// they were.
   virtual bool Connect([[maybe_unused]] std::int32_t& ErrNumber,
                        [[maybe_unused]] std::string& ErrMsg) {
     return false;

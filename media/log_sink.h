@@ -1,4 +1,4 @@
-// Where the line classes write what belongs into the send log.
+// Where the line classes write what belongs in the send log.
 #pragma once
 
 #include <functional>

@@ -20,8 +20,8 @@ constexpr std::int32_t kPollInterval = 100;  // ms
 constexpr std::uint8_t kParityNone = 0;
 constexpr std::uint8_t kParityOdd = 1;
 
-/// Sets `value` to the number that `text` is, blanks around it aside; leaves it alone when the
-/// text is none.
+/// Sets `value` to the number that `text` spells, ignoring blanks around it; leaves it alone when
+/// the text is not a number.
 void TakeNumber(std::string_view text, std::int32_t& value) {
   text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));
   text.remove_suffix(text.size() - (text.find_last_not_of(' ') + 1));
@@ -94,7 +94,7 @@ bool TAPILine::Connect(std::int32_t& ErrNumber, std::string& ErrMsg) {
 }
 
 /// What is not set here keeps the value that the call's port came with. A device that refuses the
-/// record goes on with its own, which often is what the modem negotiated.
+/// record keeps its own settings, often those that the modem negotiated.
 void TAPILine::ProgramPort(dwCOMM& port) {
   dwDCB& dcb = port.dcb;
   dcb.SetfNull(true);
@@ -171,7 +171,7 @@ void TAPILine::TapiObject_Error(std::int32_t ErrNumber, const std::string& Funct
   if (on_error_) on_error_(ErrNumber, FunctionName, ErrMsg);
 }
 
-/// The port is missing when the system could not give what its creation needs.
+/// The port is missing when the system could not provide what it takes to create it.
 dwCOMM& TAPILine::Port() {
   if (!port_) throw RaisedError(kErrObjectNotSet, "TAPILine", "There is no port object");
   return *port_;

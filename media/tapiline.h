@@ -24,7 +24,7 @@ class TAPILine : public ISMSMedium, private CommNotify {
                                           const std::string& ErrMsg)>;
 
   /// `on_error` must not throw and must not destroy the line; it is bound before the device object
-  /// is initialised, so that a failure of the creation reaches it too. `send_log` receives the
+  /// is initialised, so that it hears of failures during construction too. `send_log` receives the
   /// port's diagnostic lines.
   TAPILine(Apartment& apartment, ErrorHandler on_error, LogSink send_log);
   ~TAPILine() override;
@@ -38,7 +38,8 @@ class TAPILine : public ISMSMedium, private CommNotify {
   /// Names of the usable modems, separated by TABs.
   std::string GetDeviceList();
   bool SetDevice(const std::string& DeviceName);
-  /// Line settings for the next Connect. Parity code 1 for every letter but "N". Always false.
+  /// Line settings for the next Connect. Every parity letter but "N" gives code 1. Always returns
+  /// false.
   bool SetParams(const std::string& NewBaudrate, const std::string& NewParity,
                  std::int32_t NewDatabits, std::int32_t NewStopbits, bool NewUseXonXoff);
   /// The same as Receive.
@@ -51,7 +52,7 @@ class TAPILine : public ISMSMedium, private CommNotify {
   void AbortAction() override;
 
   void CommInput(dwCOMM& thiscomm, const std::string& commdata) override;
-  /// Line events are ignored: a damaged frame shows in its checksum.
+  /// Line events are ignored: a damaged frame is found out by its checksum.
   void CommEvent(dwCOMM& thiscomm, const std::string& ev) override;
 
  private:
@@ -74,7 +75,7 @@ class TAPILine : public ISMSMedium, private CommNotify {
   std::int32_t stop_bits_ = 0;
   bool use_xon_xoff_ = false;
   std::unique_ptr<dwCOMM> port_;
-  TapiObject device_;  // ends before the port: the call is dropped, then its port closed
+  TapiObject device_;  // destroyed before the port: the call is dropped, then its port closed
   std::shared_ptr<CTimer> mTimer_;  // while connected
 };
 

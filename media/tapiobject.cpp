@@ -109,7 +109,7 @@ bool TapiObject::Select(std::shared_ptr<ITAddress> address) {
   try {
     registration_ = gobjTapiWithEvents_->RegisterCallNotifications(
         address, true, false, kTapiMediaTypeDataModem, kCallbackInstance);
-  } catch (const std::exception&) {  // whatever the service says, the line cannot be had
+  } catch (const std::exception&) {  // whatever the service says, the line is not available
   }
   if (registration_ == kNoRegistration) {
     throw RaisedError(
@@ -120,7 +120,7 @@ bool TapiObject::Select(std::shared_ptr<ITAddress> address) {
   return true;
 }
 
-/// The registration counts as gone even when the service refuses, so that a later UnInit gets on.
+/// The registration counts as gone even when the service refuses, so that a later UnInit succeeds.
 void TapiObject::Unregister() {
   const std::int32_t registration = std::exchange(registration_, kNoRegistration);
   if (registration != kNoRegistration) gobjTapiWithEvents_->UnregisterNotifications(registration);

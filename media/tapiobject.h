@@ -2,8 +2,8 @@
 // data-modem call, selects one, places a call and waits for it, hands over the call's serial port,
 // tells whether the call still stands, and drops it.
 //
-// Nothing is thrown: every failure comes through OnError and as the function's plain result. What
-// a function finds out itself is reported under its bare name ("Connect"); what fails underneath
+// Nothing is thrown: every failure is reported through OnError and by the function's plain result.
+// What a function detects itself is reported under its bare name ("Connect"); what fails beneath
 // it, or is raised inside it, under its qualified name ("TAPIObject.Connect").
 #pragma once
 
@@ -27,7 +27,7 @@ inline constexpr std::int32_t kErrNoDevice = 4461;
 inline constexpr std::int32_t kErrUnableToConnect = 4462;
 inline constexpr std::int32_t kErrNoCommHandle = 4463;
 
-/// Text of a call's end (CALL_STATE_EVENT_CAUSE); empty for a code without one.
+/// Why a call ended, as a text (CALL_STATE_EVENT_CAUSE); empty for a code without one.
 std::string_view DisconnectCauseText(std::int32_t cause);
 
 class TapiObject {
@@ -53,15 +53,15 @@ class TapiObject {
   void UnInit();
   /// Starts the telephony session; nothing else works before. Once, or again after UnInit.
   void Init();
-  /// Selects the line with exactly this name. On a name that is unknown or unfit the previous
-  /// selection stays; when the line is in use by another program none is left.
+  /// Selects the line with exactly this name. A name that is unknown or unsuitable leaves the
+  /// previous selection; a line that another program is using leaves none.
   bool SetDevice(const std::string& DeviceName);
   /// Names of the lines that can carry data-modem calls, joined by TABs.
   std::string GetLines();
   /// Dials, and waits up to 40 seconds while events are processed. True when the call is up; then
   /// `comm_handle` is its serial port, which belongs to the caller.
   bool Connect(const std::string& PhoneNumber, CommHandle& comm_handle);
-  /// Whether the call is up. A call that is not any more is dropped on this occasion.
+  /// True while the call is connected. Drops a call that has ended.
   bool IsConnected();
   /// Drops the call. True also when there is none.
   bool Disconnect();

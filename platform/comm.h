@@ -2,17 +2,17 @@
 // operation. Back ends: Win32, termios and sockets over non-blocking descriptors, and an in-memory
 // line with a virtual clock.
 //
-// Overlapped operations. ReadFile, WriteFile and WaitCommEvent return 0 when they finished at
-// once, kErrorIoPending when they go on, any other Win32 error code when they could not start.
-// A pending operation is watched through its Overlapped. The buffer of a pending operation must
-// stay valid, and its Overlapped unused for another one, until Completed() is true or the handle
-// is closed. Closing a handle completes whatever is pending on it, with no bytes.
+// Overlapped operations. ReadFile, WriteFile and WaitCommEvent return 0 when they finished at once,
+// kErrorIoPending when they are still under way, any other Win32 error code when they could not
+// start. A pending operation is watched through its Overlapped. The buffer of a pending operation
+// must stay valid, and its Overlapped unused for another one, until Completed() is true or the
+// handle is closed. Closing a handle completes whatever is pending on it, with no bytes.
 //
-// When a pending read completes (COMMTIMEOUTS): as soon as the asked count is there; or, after at
-// least one byte came, when a gap of ReadIntervalTimeout ms follows; or when
-// ReadTotalTimeoutMultiplier × count + ReadTotalTimeoutConstant ms are over since its start, with
-// what came or empty. A zero means that this limit does not exist. Nothing is delivered twice; a
-// byte that arrives after the completion belongs to the next read.
+// When a pending read completes (COMMTIMEOUTS): as soon as the requested count has arrived; or,
+// once at least one byte has come, when a gap of ReadIntervalTimeout ms follows; or when
+// ReadTotalTimeoutMultiplier × count + ReadTotalTimeoutConstant ms have passed since its start,
+// with whatever has come, possibly nothing. A zero switches that limit off. Nothing is delivered
+// twice; a byte that arrives after the completion belongs to the next read.
 //
 // Thread: a Comm object, its handles and its Overlapped records belong to the thread of its
 // Platform. Errors: return values only, no exceptions.
@@ -22,7 +22,7 @@
 #include <memory>
 #include <string>
 
-// The headers of Windows make this name a macro; ours it is not.
+// The Windows headers make this name a macro; here it is a function.
 #undef CreateFile
 
 namespace mvsms {
@@ -129,8 +129,8 @@ class Comm {
   /// False when no port is open under the handle.
   virtual bool CloseHandle(CommHandle handle) = 0;
 
-  // The operations below that give a bool give false when no port is open under the handle or its
-  // device refused; they have changed nothing then, and an output argument is as it was.
+  // The operations below that return a bool return false when no port is open under the handle or
+  // its device refused; they have then changed nothing, output arguments included.
 
   /// Sizes of the driver's queues in bytes; a recommendation to the driver.
   virtual bool SetupComm(CommHandle handle, std::uint32_t in_queue, std::uint32_t out_queue) = 0;
@@ -139,7 +139,7 @@ class Comm {
   virtual bool GetCommState(CommHandle handle, Dcb& dcb) = 0;
   /// Applies the settings, or returns false and changes nothing (see IsValidFraming).
   virtual bool SetCommState(CommHandle handle, const Dcb& dcb) = 0;
-  /// The kEv* bits that WaitCommEvent waits for; a wait that is pending ends, with no event.
+  /// The kEv* bits that WaitCommEvent waits for; a pending wait completes with no event.
   virtual bool SetCommMask(CommHandle handle, std::uint32_t events) = 0;
   /// Modem lines as kMs* bits; false when the device has none.
   virtual bool GetCommModemStatus(CommHandle handle, std::uint32_t& status) = 0;

@@ -1,6 +1,6 @@
-// Windows for forms. A form (forms/form.h) is a model without a window; its peer is the
-// window that shows it. The peer reads the model, follows its changes, and hands the user's actions
-// to the model's own operations, so that a click and a programmatic change take one way.
+// Windows for forms. A form (forms/form.h) is a model without a window; its peer is the window that
+// shows it. The peer reads the model, follows its changes, and hands the user's actions to the
+// model's own operations, so that a click and a programmatic change take the same path.
 //
 // Thread: everything on the thread of the Platform.
 #pragma once
@@ -16,7 +16,7 @@ namespace mvsms {
 class Control;
 class Form;
 
-/// What of a control, or of the form itself, has changed.
+/// What has changed about a control, or about the form itself.
 enum class Aspect {
   kText,       // caption, text, tool tip
   kItems,      // entries, rows, columns, tabs
@@ -32,7 +32,7 @@ class FormPeer {
   /// Shows the window and returns at once.
   virtual void Show() = 0;
   /// Shows the window and runs a message loop, with all other windows of the program disabled,
-  /// until the form is hidden or unloaded. The form may end in it.
+  /// until the form is hidden or unloaded. The form may be destroyed meanwhile.
   virtual void RunModal() = 0;
   virtual void Hide() = 0;
   virtual void BringToFront() = 0;

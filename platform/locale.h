@@ -1,4 +1,5 @@
-// What the component knows of its place: the user's language, its own folder, its version.
+// What the component knows about its surroundings: the user's language, its own folder, its
+// version.
 #pragma once
 
 #include <cstdint>
@@ -9,7 +10,7 @@ namespace mvsms {
 inline constexpr std::uint16_t kLanguageGerman = 1031;   // de-DE
 inline constexpr std::uint16_t kLanguageEnglish = 1033;  // en-US
 
-/// What the system says of its own version (the basic record of GetVersionExA).
+/// What the system says about its own version (the basic record of GetVersionExA).
 struct OsVersion {
   std::uint32_t platform = 0;  // VER_PLATFORM_*: 0 Win32s, 1 Windows 9x, 2 Windows NT
   std::uint32_t major = 0;
@@ -33,7 +34,7 @@ class Locale {
   virtual std::string ComponentVersion() = 0;
   /// The title of the host program: the name of its file without the extension.
   virtual std::string HostTitle() = 0;
-  /// False when the system does not tell.
+  /// False when the system does not say.
   virtual bool GetOsVersion(OsVersion& version) = 0;
 };
 

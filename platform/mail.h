@@ -9,7 +9,8 @@
 
 namespace mvsms {
 
-/// A mail that is being written. Discarded at its end, unless it was displayed or sent.
+/// A mail that is being written. Destroying it discards the mail, unless that was displayed or
+/// sent.
 class MailItem {
  public:
   virtual ~MailItem() = default;
@@ -22,7 +23,7 @@ class MailItem {
   virtual void Send() = 0;
 };
 
-/// The mail program, in use until the end of this object.
+/// The mail program, in use until this object is destroyed.
 class MailClient {
  public:
   virtual ~MailClient() = default;

@@ -4,10 +4,10 @@
 // Every call returns a Win32 error code (kErrorSuccess when it worked) and never throws; a call
 // that fails leaves its output arguments as they were. Key paths use "\" between components,
 // relative to an open key or a predefined hive; one that begins with "\" is refused with
-// kErrorBadPathname, while "\" at the end or doubled does not count. Key and value names compare
-// without regard to case (in the ANSI code page) and keep the spelling of their creation; values
-// keep their type and their raw bytes. A written value is on stable storage when SetValue returns.
-// Several processes may use one store at once.
+// kErrorBadPathname, while a trailing or doubled "\" is ignored. Key and value names compare
+// without regard to case (in the ANSI code page) and keep the spelling they were created with;
+// values keep their type and their raw bytes. A written value is on stable storage when SetValue
+// returns. Several processes may use one store at once.
 //
 // Thread: a Registry object belongs to the thread of its Platform.
 #pragma once
@@ -82,7 +82,7 @@ class Registry {
   /// True when DeleteTree is available (on Windows: the library "Shlwapi" can be loaded).
   virtual bool HasDeleteTree() = 0;
 
-  /// Deletes a key with all its subkeys, as one step: after a crash it is there whole or gone.
+  /// Deletes a key with all its subkeys, as one step: after a crash it is either whole or gone.
   virtual RegStatus DeleteTree(RegKey parent, const std::string& name) = 0;
 };
 

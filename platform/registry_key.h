@@ -41,7 +41,7 @@ inline std::uint32_t DwordIn(std::string_view bytes) {
   return number;
 }
 
-/// The names in a key path; empty ones do not count.
+/// The names in a key path; empty ones are skipped.
 inline std::vector<std::string_view> SplitKeyPath(std::string_view path) {
   std::vector<std::string_view> names;
   while (!path.empty()) {

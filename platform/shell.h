@@ -14,7 +14,7 @@ class Shell {
  public:
   virtual ~Shell() = default;
   /// Applies `verb` to `file`, a path or an address, as ShellExecute does, with the desktop as the
-  /// owner of whatever appears. A result of kShellSuccess and more is success; below stand the
+  /// owner of whatever appears. Results from kShellSuccess up are successes; lower ones are the
   /// SE_ERR_* codes (shellapi.h), such as 2 for a file that does not exist.
   virtual std::int32_t Execute(const std::string& verb, const std::string& file,
                                const std::string& parameters, const std::string& folder,

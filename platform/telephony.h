@@ -3,9 +3,9 @@
 // modems and TCP connections), lines scripted in memory.
 //
 // Errors: an operation that fails throws RaisedError (number: the HRESULT or a system error code;
-// description: a sentence that names what failed and where). Ownership: shared pointers; a call
-// or address is of no use after its ITTAPI or that one's Shutdown, but a call may still be
-// disconnected then, and both may be released.
+// description: a sentence that names what failed and where). Ownership: shared pointers; a call or
+// an address is of no use once its ITTAPI has gone or been shut down, except that a call may still
+// be disconnected and both may be released.
 // Thread: everything on the thread of the Platform; events arrive inside EventLoop::DoEvents.
 #pragma once
 
@@ -65,7 +65,7 @@ class ITCallInfo {
 /// A call seen through its control interface.
 class ITBasicCallControl : public ITCallInfo {
  public:
-  /// Starts the call. With `synchronous` false it returns at once, the state being kInProgress.
+  /// Starts the call. With `synchronous` false it returns at once, in the state kInProgress.
   virtual void Connect(bool synchronous) = 0;
   /// Ends the call or the attempt and hangs up (code kDcNormal). Safe in every state.
   virtual void Disconnect(std::int32_t code) = 0;

@@ -63,7 +63,8 @@ char CheckSumChar(std::int32_t sixteenth) { return static_cast<char>('0' + sixte
 
 }  // namespace
 
-// One pass has the effect of replacing code after code, for no name holds a control character.
+// One pass has the same effect as replacing one code after another, because no name contains a
+// control character.
 std::string ControlCodesToNames(std::string_view Text) {
   std::string result;
   result.reserve(Text.size());

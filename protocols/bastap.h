@@ -10,7 +10,7 @@
 
 namespace mvsms::basTAP {
 
-/// Part of this module to its users; it lies with the other text operations.
+/// Part of this module as far as its users are concerned; it lives with the other text operations.
 using mvsms::ReplaceAll;
 
 /// `Text` as logs and status lines show it: CR as "<CR>", likewise ACK, ESC, RS, EOT, NAK, LF,

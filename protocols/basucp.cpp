@@ -19,12 +19,12 @@ namespace {
 
 constexpr std::string_view kHexDigits = "0123456789ABCDEF";
 
-// Stands in the frame where the length goes until the length is known: five section signs.
+// Placeholder for the length in a frame until the length is known: five section signs.
 constexpr std::string_view kLengthPlaceholder = "\xA7\xA7\xA7\xA7\xA7";
 constexpr std::size_t kLengthWidth = 5;
 
-// The separators between the fields that carry something; the fields between two adjoining
-// separators are sent empty.
+// The separators between the fields that are filled; the fields between two adjacent separators are
+// sent empty.
 struct Operation {
   double number;
   std::string_view before_type;
@@ -45,7 +45,7 @@ const Operation* FindOperation(const ServiceRecord& service) {
   return found == std::end(kOperations) ? nullptr : found;
 }
 
-// Characters that the GSM alphabet has in its extension only.
+// Characters that the GSM alphabet has only in its extension.
 struct EscapePair {
   char character;
   std::array<char, 4> hex;
@@ -72,7 +72,7 @@ constexpr auto kHexForms = [] {
   return forms;
 }();
 
-// Copies four characters each time and steps on by the length, which is cheaper than asking.
+// Always copies four characters and advances by the actual length, which is cheaper than a branch.
 std::string HexText(std::string_view text) {
   std::string hex(text.size() * std::tuple_size_v<decltype(HexForm::text)>, '\0');
   char* out = hex.data();
@@ -100,7 +100,7 @@ std::string FrameHead(std::int32_t trn, const ServiceRecord& service) {
 }
 
 // The length counts from the character after STX through the two checksum digits to come. The
-// placeholder is replaced wherever it stands, also in a recipient that happens to hold it.
+// placeholder is replaced wherever it occurs, even in a recipient that happens to contain it.
 std::string WithLength(const std::string& frame) {
   const auto length = static_cast<std::int32_t>(frame.size() + 1);
   return basTAP::ReplaceAll(frame, kLengthPlaceholder, ZeroPad(length, kLengthWidth));
@@ -133,7 +133,7 @@ bool HasRightCheckSum(std::string_view response) {
   return CalcUCPCheckSum(Mid(response, 2, size - 4)) == Mid(response, size - 2, 2);
 }
 
-// An answer that ends before its code is no refusal with code 0.
+// An answer that ends before its code is not a refusal with code 0.
 std::int32_t ErrorCode(std::string_view response) {
   const std::string_view digits = Mid(response, kErrorCodePosition, 2);
   if (digits.empty()) RaiseTypeMismatch();

@@ -11,14 +11,14 @@
 
 namespace mvsms::basUCP {
 
-/// `Value` in decimal with zeros in front up to `Width` characters; empty when it is longer.
+/// `Value` in decimal, padded with zeros to `Width` characters; empty when it is longer.
 std::string ZeroPad(std::int32_t Value, std::size_t Width);
 
 /// The sum of all codes modulo 256, in uppercase hexadecimal WITHOUT leading zero.
 std::string CalcUCPCheckSum(std::string_view Text);
 
 /// The hexadecimal form of one character in an alphanumeric message: two digits, four for a
-/// character that the GSM alphabet reaches through its escape code. Valid for ever.
+/// character that the GSM alphabet reaches through its escape code. The view never expires.
 std::string_view GSMCharToHex(char Char);
 
 /// The message field: the digits of `Text` for a numeric service, hexadecimal for an alphanumeric

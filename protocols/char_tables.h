@@ -1,10 +1,10 @@
 // The code that pagers and message centres use for each character of the ANSI code page. Both
-// tables follow the GSM default alphabet for most accented letters and leave it on purpose where
-// the pagers in use do ("Ñ" is 95, "ü" 125, "¹" and "½" are 64): the lists below are the reference,
-// not the standard.
+// tables follow the GSM default alphabet for most accented letters and depart from it on purpose
+// where the pagers in use do ("Ñ" is 95, "ü" 125, "¹" and "½" are 64): the lists below are the
+// reference, not the standard.
 //
-// The tables are constants of the program, so that there is no moment at which one is not filled
-// yet and no InitTAPCharTable or InitUCPCharTable that a reader must remember to call.
+// The tables are compile-time constants, so there is no moment at which one is not filled yet, and
+// no InitTAPCharTable or InitUCPCharTable that a reader must remember to call.
 #pragma once
 
 #include <algorithm>

@@ -35,7 +35,8 @@ class SessionHost {
   ~SessionHost() = default;
 };
 
-/// True, after the status line that says so, when the host has asked to stop. An abort is no error.
+/// True when the host has asked to stop, after a status line that says so. An abort is not an
+/// error.
 inline bool AbortRequested(SessionHost& host) {
   if (host.abort) host.AddStatus("Sending was aborted!");
   return host.abort;

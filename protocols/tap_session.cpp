@@ -83,8 +83,8 @@ void SendTerminalId(SessionHost& host, const std::string& terminal_id) {
 
 enum class LoginAnswer { kNone, kLetIn, kAccepted, kRefused, kEnded, kUnknown };
 
-// What an answer means is decided by the first of these that it contains, wherever: line noise and
-// several answers in one are common.
+// An answer's meaning is that of the first of these that it contains, wherever in it: line noise
+// and several answers in one are common.
 LoginAnswer Classify(std::string_view answer) {
   static constexpr struct {
     std::string_view mark;
@@ -121,8 +121,8 @@ bool GiveUpLogin(SessionHost& host, int silent_polls) {
   return true;
 }
 
-// True when the centre refused the identifier and is to get it again; otherwise the login is over,
-// and `host.logged_in` tells how. Refusals are not counted: a centre that has had enough of them
+// True when the centre refused the identifier and should get it again; otherwise the login is over,
+// and `host.logged_in` says how. Refusals are not counted: a centre that has had enough of them
 // forces the end itself.
 bool AwaitGoAhead(SessionHost& host) {
   int silent_polls = 0;
@@ -170,7 +170,7 @@ std::string BuildBlock(SessionHost& host, const std::string& pager, const std::s
   return block + checksum + kCR;
 }
 
-// Any answer ends the wait. The mark is looked for in the notation, as the log shows it.
+// Any answer ends the wait. The mark is searched for in the notation that the log shows.
 bool IsAcknowledged(SessionHost& host, const std::string& answer) {
   const std::string shown = ControlCodesToNames(answer);
   host.AddStatus("Response received: " + shown);

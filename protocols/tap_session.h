@@ -13,9 +13,9 @@ namespace mvsms {
 /// caller's record.
 void DoTAPLogin(SessionHost& host, ServiceRecord& Service);
 
-/// Sends one message, logging in first when that has not happened on this connection. True when
-/// the centre acknowledged it. `Sender` and `TRN` belong to the parameter list that both protocols
-/// share; TAP has no use for them.
+/// Sends one message, logging in first when that has not happened on this connection. True when the
+/// centre acknowledged it. `Sender` and `TRN` are there because both protocols share one parameter
+/// list; TAP has no use for them.
 bool SendTapMessage(SessionHost& host, const std::string& Recipient, const std::string& Sender,
                     std::string& Message, ServiceRecord& Service, std::int32_t TRN);
 
