@@ -19,7 +19,7 @@ namespace basErrHandling {
 enum AnswerCode : std::int16_t {
   kRetry = 1,   // executes the failing statement again
   kIgnore = 2,  // continues with the statement after it
-  kAbort = 3,   // is left
+  kAbort = 3,   // leaves the procedure
 };
 
 /// The error log, in the working folder of the host's process.

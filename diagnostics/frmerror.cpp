@@ -74,8 +74,8 @@ constexpr Texts kGerman = {
     "Möchten Sie dem Fehlerbericht noch einen Kommentar hinzufügen?",
 };
 
-/// The texts in the user's language; for any other than these two the ones the dialog was designed
-/// with, which are the English ones.
+/// The texts in the user's language; in any other than these two, those that the dialog was
+/// designed with, which are the English ones.
 const Texts& TextsFor(Locale& locale) {
   return LoadResString(locale, string_id::kLanguageCode) == "DE" ? kGerman : kEnglish;
 }
@@ -208,7 +208,8 @@ std::string frmError::Report() const {
          "Comments:  " + end;
 }
 
-/// Errors while the mail is composed are not reported further: the dialog is there for another.
+/// Errors while the mail is composed are not reported in turn: the dialog already reports another
+/// one.
 void frmError::cmdSend_Click() {
   std::unique_ptr<MailClient> client;
   try {

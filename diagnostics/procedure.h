@@ -1,5 +1,5 @@
 // Error traps of the user interface: a procedure is a sequence of statements, and when one of them
-// fails the user decides whether it is executed again, skipped, or the procedure left.
+// fails the user decides whether to execute it again, to skip it, or to leave the procedure.
 //
 //   RunProcedure(platform, "frmEditRoute", "FillServices", [&](Procedure& statement) {
 //     statement([&] { cmbService.Clear(); });
@@ -27,8 +27,8 @@ class Procedure {
   Procedure(Platform& platform, const char* module, const char* name)
       : platform_(platform), module_(module), name_(name) {}
 
-  /// Executes one statement and gives its result; the result of one that was skipped is a value
-  /// of its type that was never set: empty, 0, false.
+  /// Executes one statement and returns its result; one that is skipped gives a value of its type
+  /// that was never set: empty, 0, false.
   template <class Statement>
   auto operator()(Statement statement) -> std::invoke_result_t<Statement> {
     using Result = std::invoke_result_t<Statement>;

@@ -27,8 +27,8 @@ struct Box {
   int height = 0;
 };
 
-/// Which sides of its container a control keeps its distance to when the form is resized. One that
-/// holds opposite sides grows.
+/// The sides of its container from which a control keeps its distance when the form is resized. One
+/// that is anchored to opposite sides grows.
 enum Anchor : unsigned {
   kAnchorLeft = 1,
   kAnchorTop = 2,
@@ -42,7 +42,7 @@ enum Anchor : unsigned {
   kAnchorAll = kAnchorLeft | kAnchorTop | kAnchorRight | kAnchorBottom,
 };
 
-/// What a form's layout says of a control.
+/// What a form's layout says about a control.
 struct Design {
   const char* name;
   const char* caption = "";
@@ -83,14 +83,14 @@ class Control {
   /// Free text of the design; digits name the string-table entry of the caption.
   std::string Tag;
 
-  /// Caption and ToolTipText: not every type has them. Without one, both directions throw
-  /// RaisedError 438.
+  /// Not every type has a caption and a tool tip. Where one is missing, reading and writing it
+  /// throw RaisedError 438.
   virtual const std::string& Caption() const;
   virtual void SetCaption(const std::string& caption);
   virtual const std::string& ToolTipText() const;
   virtual void SetToolTipText(const std::string& text);
 
-  /// The control's own switch; a control in a hidden container is not seen either way.
+  /// The control's own switch; a control in a hidden container is invisible either way.
   bool Visible() const { return visible_; }
   void SetVisible(bool visible);
   bool Enabled() const { return enabled_; }
@@ -116,7 +116,8 @@ class Control {
   bool enabled_ = true;
 };
 
-/// Raises an event. The handler is a copy: it may unbind itself or end the control's form.
+/// Raises an event. It calls a copy of the handler, which may therefore unbind itself or destroy
+/// the control's form.
 template <class Handler, class... Arguments>
 void RaiseEvent(Handler handler, Arguments... arguments) {
   if (handler) handler(arguments...);

@@ -59,9 +59,9 @@ class TextBox : public VisibleControl {
       : VisibleControl(form, ControlType::kTextBox, design), style_(style) {}
 
   const std::string& Text() const { return text_; }
-  /// Raises OnChange when the text becomes another one.
+  /// Raises OnChange when the text actually changes.
   void SetText(const std::string& text);
-  /// Scrolls so that the end of the text is seen.
+  /// Scrolls to the end of the text.
   void ScrollToEnd();
   bool IsScrolledToEnd() const { return scrolled_to_end_; }
   const Style& style() const { return style_; }
@@ -81,7 +81,7 @@ class CheckBox : public CaptionedControl {
 
   /// 0 unchecked, 1 checked.
   std::int32_t Value() const { return value_; }
-  /// Raises OnClick when the value becomes another one. Any number but 0 is 1.
+  /// Raises OnClick when the value actually changes. Any number but 0 counts as 1.
   void SetValue(std::int32_t value);
 
   std::function<void()> OnClick;
@@ -90,14 +90,14 @@ class CheckBox : public CaptionedControl {
   std::int32_t value_ = 0;
 };
 
-/// One of several choices that exclude each other: those in the same container.
+/// One of several mutually exclusive choices: those in the same container.
 class OptionButton : public CaptionedControl {
  public:
   OptionButton(Form& form, const Design& design)
       : CaptionedControl(form, ControlType::kOptionButton, design) {}
 
   bool Value() const { return value_; }
-  /// Choosing it gives the others up and raises OnClick, when it was not chosen before.
+  /// Choosing it clears the others and raises OnClick, unless it was chosen already.
   void SetValue(bool value);
 
   std::function<void()> OnClick;
@@ -134,7 +134,7 @@ class ComboBox : public VisibleControl {
       : VisibleControl(form, ControlType::kComboBox, design) {}
 
   const std::vector<Entry>& List() const { return entries_; }
-  /// Forgets all entries and the choice; raises nothing.
+  /// Removes all entries and the choice; raises nothing.
   void Clear();
   void AddItem(const std::string& text, std::int32_t item_data = 0);
   /// Inserts before the entry at `index`; the choice stays on its entry.
@@ -142,8 +142,8 @@ class ComboBox : public VisibleControl {
 
   /// Index of the chosen entry, or kNone.
   int ListIndex() const { return list_index_; }
-  /// Choosing an entry raises OnClick, when it was not chosen before. kNone, and an index beyond
-  /// the list, choose none and raise nothing.
+  /// Choosing an entry raises OnClick, unless it was chosen already. kNone, and an index beyond the
+  /// list, choose none and raise nothing.
   void SetListIndex(int index);
   /// Text of the chosen entry, or "".
   std::string Text() const;
@@ -179,7 +179,7 @@ class ListView : public VisibleControl {
   void SetColumnText(std::size_t index, const std::string& text);
 
   const std::vector<Row>& Rows() const { return rows_; }
-  /// Forgets all rows and the selection.
+  /// Removes all rows and the selection.
   void Clear();
   void Add(Row row);
 
@@ -193,13 +193,13 @@ class ListView : public VisibleControl {
   std::string SelectedText() const;
   /// Index of the first row with exactly this text, or kNone.
   int Find(const std::string& text) const;
-  /// Scrolls so that the row is seen.
-  void EnsureVisible(int index);  // until the next selection: then the user has looked elsewhere
+  /// Scrolls to make the row visible.
+  void EnsureVisible(int index);  // until the next selection, when the user has moved on
   int VisibleRow() const { return visible_row_; }
 
   /// A window message of the list-view control. kSetExtendedListViewStyle sets the bits of the
-  /// extended style that `mask` names, all for a mask of 0, and returns the style
-  /// before; any other does nothing and returns 0.
+  /// extended style that `mask` names (all for a mask of 0) and returns the former style; any other
+  /// message does nothing and returns 0.
   std::int32_t SendMessage(std::uint32_t message, std::int32_t mask, std::int32_t style);
   std::int32_t ExtendedStyle() const { return extended_style_; }
 

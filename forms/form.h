@@ -1,11 +1,11 @@
-// A form: a window's worth of controls and what happens in them, without the window. It goes
-// through a life of its own: made, loaded (its texts are put in), shown, hidden, unloaded. Its
-// window comes into being when it is first shown.
+// A form: a window's worth of controls and what happens in them, without the window. Its life has
+// stages: made, loaded (its texts are filled in), shown, hidden, unloaded. Its window is created
+// when it is first shown.
 //
-// Ownership: keep forms in shared pointers. Whatever runs inside a form's event may give the form
-// up (a host that releases its object while a message is sent from the form); the form then ends
-// when the event returns. A form class unloads itself in its destructor, while its controls are
-// still there for the window that closes.
+// Ownership: keep forms in shared pointers. Whatever runs inside a form's event may let go of the
+// form (a host that releases its object while a message is sent from the form); the form is then
+// destroyed when the event returns. A form class unloads itself in its destructor, while its
+// controls still exist for the window that is closing.
 #pragma once
 
 #include <memory>
@@ -53,7 +53,7 @@ class Form : public std::enable_shared_from_this<Form> {
   /// Loads the form, shows it over its owner and returns when it is hidden or unloaded.
   void ShowModal(Form* owner = nullptr);
   void Hide();
-  /// Ends the form's life: window closed, timers stopped. It can be loaded again.
+  /// Unloads the form: window closed, timers stopped. It can be loaded again.
   void Unload();
   /// The close button of the window: presses the button of the Escape key when there is one (and
   /// does nothing while that is disabled), else unloads the form.
@@ -61,7 +61,8 @@ class Form : public std::enable_shared_from_this<Form> {
   bool IsLoaded() const { return loaded_; }
   bool IsVisible() const { return visible_; }
 
-  /// The window that the form stays in front of, when it is no form's: set before it is shown.
+  /// The window that the form stays in front of when that is not a form's; to be set before it is
+  /// shown.
   void SetOwnerWindow(WindowHandle owner) { owner_window_ = owner; }
   WindowHandle OwnerWindow() const { return owner_window_; }
   /// The form's own window, kNoWindow without one.
@@ -72,9 +73,9 @@ class Form : public std::enable_shared_from_this<Form> {
   // --- for the controls and the window ------------------------------------------------------
   void Add(Control& control) { controls_.push_back(&control); }
   void Remove(Control& control) { std::erase(controls_, &control); }
-  /// A control, or with none the form itself, has changed.
+  /// A control has changed; without one, the form itself.
   void Changed(const Control* control, Aspect aspect);
-  /// The inner area has another size: moves the anchored controls, then runs Form_Resize.
+  /// The inner area has a new size: moves the anchored controls, then runs Form_Resize.
   void Resize(int width, int height);
   /// The window is being painted.
   void Paint() { Form_Paint(); }

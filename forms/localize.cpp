@@ -28,7 +28,7 @@ class Localizer {
   }
 
  private:
-  /// Hands the text of `number` to `set`, when it is the number of one.
+  /// Hands the text of `number` to `set`, when there is one with that number.
   template <class Set>
   void Replace(const std::string& number, Set set) {
     Skipping([&] {

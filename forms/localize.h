@@ -19,8 +19,8 @@ bool SetComboString(ComboBox& combo, const std::string& text);
 /// Chooses the first entry whose item data is `value`, else none. True when there is one.
 bool SetComboValue(ComboBox& combo, std::int32_t value);
 
-/// Sets the bits of a list view's extended style that `mask` names (-1: all); gives the style
-/// before.
+/// Sets the bits of a list view's extended style that `mask` names (-1: all); returns the former
+/// style.
 std::int32_t SetListViewStyle(ListView& list, std::int32_t mask, std::int32_t style);
 
 inline constexpr std::int32_t kFullRowSelect = 32;  // commctrl.h LVS_EX_FULLROWSELECT

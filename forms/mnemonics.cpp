@@ -37,7 +37,7 @@ bool CanHaveKey(const Control& control, const Control* next) {
   }
 }
 
-/// The first position with a letter that is free, beginnings of words first.
+/// The first position with a free letter, beginnings of words first.
 std::size_t FreePosition(const std::string& caption, const std::set<char>& taken) {
   for (const bool at_words : {true, false}) {
     for (std::size_t i = 0; i < caption.size(); ++i) {

@@ -33,7 +33,7 @@ inline constexpr std::uint16_t kErrorOccurred = 6121;
 /// the table lacks.
 std::string LoadResString(Locale& locale, std::uint16_t id);
 
-/// The same for an id written as text. Throws also when the text is no number of 16 bits.
+/// The same for an id written as text. Also throws when the text is not a 16-bit number.
 std::string LoadResString(Locale& locale, const std::string& id);
 
 /// True when the whole text is a number, as a design's Tag is that names a string.
