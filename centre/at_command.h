@@ -16,7 +16,7 @@ struct AtCommand {
   std::string argument;
 };
 
-/// The commands after "AT", or nothing if the line does not begin with it. Blanks do not count.
+/// The commands after "AT", or nothing if the line does not begin with it. Blanks are ignored.
 std::optional<std::vector<AtCommand>> ParseAtLine(std::string_view line);
 
 }  // namespace mvsms::centre

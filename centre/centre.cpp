@@ -11,7 +11,7 @@
 namespace mvsms::centre {
 namespace {
 
-/// A call that does not come about, for lines that are connected before anybody can say so.
+/// A call that fails, on a line that is connected before anybody can say so.
 class FailedCall : public Answerer {
  public:
   explicit FailedCall(Millis ring_time) : ring_time_(ring_time) {}

@@ -22,7 +22,7 @@ class Centre {
   Centre(const Centre&) = delete;
   Centre& operator=(const Centre&) = delete;
 
-  /// The far end of one call. The settings may let it fail: then it is hung up after ring-time.
+  /// The far end of one call. The settings may make it fail: then it is hung up after ring-time.
   /// The centre outlives it.
   std::unique_ptr<Answerer> AnswerCall();
   /// A modem that reaches this centre whatever number is dialled. The centre outlives it.

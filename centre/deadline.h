@@ -1,5 +1,6 @@
-// One pending action that can be put off or taken back. Line::After has no way back, so a deadline
-// keeps a ticket: an action whose ticket was replaced, cleared or destroyed does nothing.
+// One pending action that can be postponed or cancelled. What was given to Line::After cannot be
+// taken back, so a deadline keeps a ticket: an action whose ticket was replaced, cleared or
+// destroyed does nothing.
 #pragma once
 
 #include <functional>

@@ -62,7 +62,7 @@ struct Desk {
   int checksums_to_spoil;
 };
 
-/// Takes one of what is left, if anything is.
+/// Takes one off what is left; false when nothing is.
 inline bool Take(int& left) {
   if (left == 0) return false;
   if (left != kAll) --left;

@@ -16,8 +16,8 @@
 //   protocol NAME  tap or ucp: a real centre of this protocol holds the same dialogue ...
 //   set NAME=VALUE ... with this setting
 //
-// Bytes are in the notation of control characters; blanks around them do not count (write <SP>).
-// The last two lines are not played: they let one file serve as script and as check of the centre.
+// Bytes are in the notation of control characters; blanks around them are ignored (write <SP>). The
+// last two lines are not played: they let one file serve as a script and as a check of the centre.
 #pragma once
 
 #include <stdexcept>
@@ -49,10 +49,10 @@ class DialogueError : public std::runtime_error {
   using runtime_error::runtime_error;
 };
 
-/// @throws DialogueError
+/// Reads a dialogue; `name` is the file's, for errors. Throws DialogueError.
 Dialogue ParseDialogue(std::string_view text, const std::string& name);
 
-/// @throws DialogueError, also if the file cannot be read.
+/// Reads a dialogue file. Throws DialogueError, also when the file cannot be read.
 Dialogue LoadDialogue(const std::string& path);
 
 }  // namespace mvsms::centre

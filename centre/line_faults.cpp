@@ -10,7 +10,8 @@ namespace {
 
 constexpr int kMostRandomBytes = 1 << 20;
 
-/// How much of `size` may still pass under `limit` (0: no limit), counting on in `count`.
+/// How much of `size` may still pass under `limit` (0: no limit); `count`, what has passed so far,
+/// grows by it.
 std::size_t Pass(std::size_t size, int limit, int& count) {
   if (limit == 0) return size;
   const auto left = std::min(size, static_cast<std::size_t>(limit - count));

@@ -1,5 +1,6 @@
-// A bad line and a slow centre, put before any answerer: noise and floods, answers that are late,
-// in pieces or cut off, and hang-ups after any byte. The answerer behind it knows nothing of it.
+// A bad line and a slow centre, put in front of any answerer: noise and floods, answers that are
+// late, in pieces or cut off, and hang-ups after any byte. The answerer behind it knows nothing of
+// it.
 #pragma once
 
 #include <cstddef>
@@ -17,7 +18,7 @@ namespace mvsms::centre {
 
 class LineFaults : public Answerer, private Line {
  public:
-  /// @param settings outlive the call.
+  /// `settings` outlive the call.
   LineFaults(const Settings& settings, std::unique_ptr<Answerer> inner);
   ~LineFaults() override;
   void Connected(Line& line) override;

@@ -25,7 +25,7 @@ constexpr ResultCode kResultCodes[] = {{0, "OK"},       {1, "CONNECT"},     {3, 
                                        {4, "ERROR"},    {6, "NO DIALTONE"}, {7, "BUSY"},
                                        {8, "NO ANSWER"}};
 
-// Taken and ignored: they tune speaker, speed, compression and flow control.
+// Accepted and ignored: they tune speaker, speed, compression and flow control.
 constexpr std::string_view kIgnoredLetters = "BCFLMNPTWY";
 constexpr std::string_view kIgnoredPrefixes = "&\\%-*#";
 constexpr std::array<std::string_view, 10> kIgnoredWords = {
@@ -109,7 +109,7 @@ void ModemEmulator::Received(std::string_view bytes) {
     if (state_ == State::kOnline) return Pass(bytes);
     if (state_ == State::kCommand) {
       Type(bytes.front());
-    } else if (bytes.front() != '\n') {  // any key gives up dialling
+    } else if (bytes.front() != '\n') {  // any key cancels dialling
       pending_.Clear();
       state_ = State::kCommand;
       Report(Result::kNoCarrier);
@@ -126,7 +126,7 @@ void ModemEmulator::HungUp() {
 
 void ModemEmulator::Type(char typed) {
   if (echo_) Say({&typed, 1});
-  // A modem learns the caller's framing from the "AT" and takes a parity bit off again.
+  // A modem learns the caller's framing from the "AT" and strips the parity bit.
   const char c = static_cast<char>(typed & 0x7F);
   if (c == '\r')
     Execute(std::exchange(command_, {}));
@@ -273,8 +273,8 @@ void ModemEmulator::Pass(std::string_view bytes) {
   call->Pass(bytes);
 }
 
-// The characters of an escape go through to the far end, as with a real modem: until the guard
-// time is over nobody knows that they are one.
+// The characters of an escape go through to the far end, as with a real modem: nobody can know that
+// they are one before the guard time is over.
 void ModemEmulator::WatchEscape(std::string_view bytes) {
   const Millis silence = line_->Now() - std::exchange(last_byte_, line_->Now());
   pending_.Clear();

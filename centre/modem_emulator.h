@@ -1,6 +1,6 @@
-// A Hayes modem before any answerer: what a program sees on a serial port with a modem and a
-// message centre at the far end. Commands that only tune a real modem are taken and ignored;
-// dialling ends up as the settings say.
+// A Hayes modem in front of any answerer: what a program sees on a serial port with a modem and a
+// message centre at the far end. Commands that only tune a real modem are accepted and ignored;
+// dialling turns out as the settings say.
 #pragma once
 
 #include <functional>
@@ -21,7 +21,7 @@ class ModemEmulator : public Answerer {
   /// Makes the answerer of a call to the number dialled, which is given without its T or P.
   using Dialled = std::function<std::unique_ptr<Answerer>(const std::string& number)>;
 
-  /// @param desk outlives the modem.
+  /// `desk` outlives the modem.
   ModemEmulator(Desk& desk, Dialled dialled);
   ~ModemEmulator() override;
   /// The program has opened the port. `line` is the serial line, not the call.

@@ -11,9 +11,9 @@ namespace mvsms::centre {
 /// FromNotation gives the same bytes back.
 std::string ToNotation(std::string_view bytes);
 
-/// The bytes that `text` stands for: "<CR>" and its like by name, "<8d>" or "<x8d>" by code, all
-/// else as it stands. Names go before codes, so "<FF>" is the form feed and 255 is "<xFF>".
-/// @throws std::invalid_argument for an unknown name or a "<" without its ">".
+/// The bytes that `text` stands for: "<CR>" and its like by name, "<8d>" or "<x8d>" by code,
+/// everything else as it stands. Names take precedence over codes, so "<FF>" is the form feed and
+/// 255 is "<xFF>". Throws std::invalid_argument for an unknown name or a "<" without its ">".
 std::string FromNotation(std::string_view text);
 
 }  // namespace mvsms::centre

@@ -12,11 +12,11 @@ namespace mvsms::centre {
 
 class Scripted : public Answerer {
  public:
-  /// Called once per call, when the dialogue has been played to its end (empty text), the caller
-  /// departs from it, or hangs up before its end ("NAME:LINE: ...").
+  /// Called once per call: when the dialogue has been played to its end (empty text), or when the
+  /// caller departs from it or hangs up too early ("NAME:LINE: ...").
   using Report = std::function<void(const std::string& complaint)>;
 
-  /// @param dialogue outlives the call.
+  /// `dialogue` outlives the call.
   explicit Scripted(const Dialogue& dialogue, Report report = {});
   void Connected(Line& line) override;
   void Received(std::string_view bytes) override;

@@ -33,8 +33,7 @@ class SettingError : public std::runtime_error {
   using runtime_error::runtime_error;
 };
 
-/// Carries out "name=value".
-/// @throws SettingError
+/// Carries out "name=value". Throws SettingError.
 void Set(Settings& settings, std::string_view assignment);
 
 struct SettingInfo {

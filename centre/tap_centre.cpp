@@ -1,4 +1,4 @@
-// Each step of the dialogue is a function named like it; what the caller asked for is judged
+// Each step of the dialogue is a function named after it; what the caller asked for is judged
 // first, then the verdict is recorded and carried out in one place (Carry).
 #include "centre/tap_centre.h"
 

@@ -16,7 +16,7 @@ namespace mvsms::centre {
 
 class TapCentre : public Answerer {
  public:
-  /// @param desk outlives the call.
+  /// `desk` outlives the call.
   explicit TapCentre(Desk& desk);
   void Connected(Line& line) override;
   void Received(std::string_view bytes) override;

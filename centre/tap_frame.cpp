@@ -63,8 +63,8 @@ std::vector<TapEvent> TapReader::Feed(std::string_view bytes) {
   return events;
 }
 
-// An STX always starts afresh: in a text it would have come as a SUB pair, so it is a caller who
-// gave up the block before.
+// An STX always starts afresh: in a text it would have come as a SUB pair, so the caller has given
+// up the block before.
 void TapReader::StartBlock() {
   state_ = State::kContent;
   block_ = {};

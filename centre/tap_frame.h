@@ -1,5 +1,5 @@
-// TAP on the wire: bytes in, lines and blocks out, whatever way the bytes were cut, and what a
-// block means. Knows no session: the centre decides what a line or block is worth at its moment.
+// TAP on the wire: bytes in, lines and blocks out, however the bytes were split, and what a block
+// means. Knows no session: the centre decides what a line or block is worth when it comes.
 #pragma once
 
 #include <string>
@@ -12,8 +12,8 @@ namespace mvsms::centre {
 inline constexpr char kStx = 2, kEtx = 3, kEot = 4, kLf = 10, kCr = 13, kEtb = 23, kSub = 26,
                       kEsc = 27, kUs = 31;
 
-/// Three characters from "0" to "?": the 7-bit sum of `block`, its low twelve bits.
-/// @param block from STX through ETX, ETB or US.
+/// Three characters from "0" to "?": the 7-bit sum of `block`, from STX through ETX, ETB or US; its
+/// low twelve bits.
 std::string TapChecksum(std::string_view block);
 
 /// What came before a CR outside of a block, possibly nothing.
@@ -32,7 +32,7 @@ using TapEvent = std::variant<TapLine, TapBlock>;
 
 class TapReader {
  public:
-  /// @param max_block longest block from STX to its last CR; 0: 65536.
+  /// `max_block` is the longest block from STX to its last CR; 0: 65536.
   explicit TapReader(int max_block);
   std::vector<TapEvent> Feed(std::string_view bytes);
 

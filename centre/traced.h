@@ -14,8 +14,7 @@ class Traced : public Answerer, private Line {
  public:
   using Observer = std::function<void(bool from_caller, std::string_view bytes)>;
 
-  /// @param observer may be empty.
-  /// @param ended called once, when either side has hung up.
+  /// `observer` may be empty. `ended` is called once, when either side has hung up.
   Traced(std::unique_ptr<Answerer> inner, Observer observer, std::function<void()> ended);
   void Connected(Line& line) override;
   void Received(std::string_view bytes) override;

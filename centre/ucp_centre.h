@@ -17,7 +17,7 @@ std::string_view UcpErrorText(int code);
 
 class UcpCentre : public Answerer {
  public:
-  /// @param desk outlives the call.
+  /// `desk` outlives the call.
   explicit UcpCentre(Desk& desk);
   void Connected(Line& line) override;
   void Received(std::string_view bytes) override;

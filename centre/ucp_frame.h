@@ -1,5 +1,5 @@
-// UCP on the wire: bytes in, frames out, whatever way the bytes were cut; and what the characters
-// of a frame's fields stand for. Knows no operation and no session.
+// UCP on the wire: bytes in, frames out, however the bytes were split; and what the characters of a
+// frame's fields stand for. Knows no operation and no session.
 #pragma once
 
 #include <optional>
@@ -9,14 +9,14 @@
 
 namespace mvsms::centre {
 
-/// Sum of the characters modulo 256 in two uppercase hexadecimal digits.
-/// @param text from the first character of TRN through the last "/".
+/// Sum modulo 256, in two uppercase hexadecimal digits, of `text`: the characters from the first
+/// one of TRN through the last "/".
 std::string UcpChecksum(std::string_view text);
 
 class UcpReader {
  public:
-  /// The frames that `bytes` complete, each without its STX and ETX. Anything outside of a frame
-  /// is noise; an STX within one starts afresh; a frame above 8192 characters is dropped.
+  /// The frames that `bytes` complete, each without its STX and ETX. Anything outside a frame is
+  /// noise; an STX within one starts afresh; a frame of more than 8192 characters is dropped.
   std::vector<std::string> Feed(std::string_view bytes);
 
  private:

@@ -1,5 +1,5 @@
-// Sockets and pseudo-terminals as Lines. What an answerer does from within a callback (hang up,
-// above all) only marks; the loop carries it out when the callback has returned.
+// Sockets and pseudo-terminals as Lines. What an answerer asks for from within a callback (to hang
+// up, above all) is only noted; the loop carries it out when the callback has returned.
 #include "centre/posix/server.h"
 
 #include <arpa/inet.h>
@@ -95,7 +95,7 @@ class DescriptorLine : public ServerLoop::Watcher,
     while (!unsent_.empty()) {
       const auto count = Send(unsent_);
       if (count <= 0) {
-        // A broken line shows itself at the next read.
+        // A broken line shows at the next read.
         if (count < 0 && !WouldBlock()) unsent_.clear();
         return;
       }
@@ -111,8 +111,8 @@ class DescriptorLine : public ServerLoop::Watcher,
 
 }  // namespace
 
-/// Hangs up in order: a socket closed with bytes still to be read would take the last answer with
-/// it, so the caller is told the end first and gets some time to close its side.
+/// Hangs up in good order: closing a socket that has bytes to be read would lose the last answer,
+/// so the caller is told first that it is over and gets some time to close its side.
 class TcpServer::Connection : public DescriptorLine {
  public:
   using DescriptorLine::DescriptorLine;
@@ -199,8 +199,8 @@ TcpServer::TcpServer(std::uint16_t port, AnswererFactory factory)
 
 void TcpServer::Finish() { listener_->Finish(); }
 
-/// The serial port. Linux reports no change of the other side, only its state: a closed terminal
-/// hangs up the master for as long as nobody has it open, so it is looked at now and then.
+/// The serial port. Linux does not report that the other side has changed, only its state: a closed
+/// terminal hangs up the master for as long as nobody has it open, so it is looked at now and then.
 class PtyServer::Port : public DescriptorLine {
  public:
   using DescriptorLine::DescriptorLine;
@@ -259,7 +259,7 @@ class PtyServer::Port : public DescriptorLine {
     return ::write(fd_.get(), bytes.data(), bytes.size());
   }
 
-  AnswererFactory each_call_;  // empty: the one from the start answers always
+  AnswererFactory each_call_;  // empty: always the one from the start
   bool finished_ = false;
   bool lingered_ = false;
 };

@@ -12,7 +12,7 @@
 
 namespace mvsms::centre {
 
-/// Makes the answerer of the next call (of a port: the one that is there each time it is opened).
+/// Makes the answerer of the next call (of a port: the one that is there whenever it is opened).
 using AnswererFactory = std::function<std::unique_ptr<Answerer>()>;
 
 class Server {
@@ -29,11 +29,10 @@ class Server {
   ServerLoop loop_;
 };
 
-/// Listens on 127.0.0.1 only: the centre is no service for a network.
+/// Listens on 127.0.0.1 only: the centre is not meant to serve a network.
 class TcpServer : public Server {
  public:
-  /// @param port 0: any free one.
-  /// @throws std::system_error if the port cannot be had.
+  /// On `port`, or on any free one for 0. Throws std::system_error if the port cannot be had.
   TcpServer(std::uint16_t port, AnswererFactory factory);
   std::uint16_t port() const { return port_; }
   void Finish() override;
@@ -48,11 +47,10 @@ class TcpServer : public Server {
 class PtyServer : public Server {
  public:
   enum class Connects { kAtOnce, kWhenOpened };
-  /// @param link symbolic link to the terminal, made and removed with the server; empty: none. An
-  ///        old link is replaced, any other file of that name is an error.
-  /// @param when whether the answerer is there from the start, as a modem is, or connected each
-  ///        time that a program opens the terminal, as the far end of a direct line is.
-  /// @throws std::system_error
+  /// `link` is a symbolic link to the terminal, made and removed with the server; empty: none. An
+  /// old link is replaced, any other file of that name is an error. `when` says whether the
+  /// answerer is there from the start, as a modem is, or connected each time that a program opens
+  /// the terminal, as the far end of a direct line is. Throws std::system_error.
   PtyServer(std::string link, const AnswererFactory& factory, Connects when = Connects::kAtOnce);
   ~PtyServer() override;
   /// The terminal's own path, "/dev/pts/5" or the like.

@@ -1,4 +1,4 @@
-// The real time of the message centre: one thread that waits for descriptors and due actions.
+// The message centre in real time: one thread that waits for descriptors and due actions.
 // Everything but Stop belongs to the thread that calls Run.
 #pragma once
 
@@ -41,7 +41,7 @@ class ServerLoop {
 
   ServerLoop();
   void Watch(std::shared_ptr<Watcher> watcher);
-  /// Runs `action` after `delay`, if `owner` still lives by then.
+  /// Runs `action` after `delay`, if `owner` still exists by then.
   void After(Millis delay, std::weak_ptr<void> owner, std::function<void()> action);
   /// The time since 1970 (UTC) when the loop was made, counted on by a clock that never jumps.
   Millis Now() const;
