@@ -1,4 +1,4 @@
-// A call on a line of the machine, from its dialling to its end.
+// A call on a line of the machine, from dialling to its end.
 #pragma once
 
 #include <cstddef>
@@ -20,7 +20,7 @@ class MemoryCall : public ITBasicCallControl, public std::enable_shared_from_thi
   void Connect(bool synchronous) override;
   void Disconnect(std::int32_t code) override;
 
-  /// Ends the call from the near side; nothing when it is not active.
+  /// Ends the call from the near side; does nothing when it is not active.
   void Drop();
   std::size_t line() const { return line_index_; }
   CallState state() const { return state_; }
@@ -35,7 +35,8 @@ class MemoryCall : public ITBasicCallControl, public std::enable_shared_from_thi
   }
   void ReachOutcome();
   void Answered();
-  /// Takes up `state`, leaves the session's active calls when it is an end, and posts the event.
+  /// Enters `state`, leaves the session's active calls when that is a final one, and posts the
+  /// event.
   void Change(CallState state, CallCause cause);
 
   Machine& machine_;

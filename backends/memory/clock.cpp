@@ -1,5 +1,5 @@
-// See clock.h. The start has a different number in every place, so that a test sees two of them
-// swapped.
+// See clock.h. Every field of the start time is a different number, so that a test notices when two
+// of them are swapped.
 #include "backends/memory/clock.h"
 
 #include <array>

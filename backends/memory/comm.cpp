@@ -9,7 +9,7 @@
 namespace mvsms::memory {
 namespace {
 
-/// Starts an operation on `port` and lets `overlapped` watch it when it did start.
+/// Starts an operation on `port` and, when it did start, lets `overlapped` watch it.
 template <typename Start>
 std::uint32_t Begin(MemoryPort& port, Overlapped& overlapped, std::uint32_t& transferred,
                     Start start) {

@@ -13,7 +13,7 @@ namespace mvsms::memory {
 
 class Link : public Wire {
  public:
-  /// Belongs to `port`. `far_end` may be none. `on_drop` runs when the far end hangs up.
+  /// Belongs to `port`. `far_end` may be null. `on_drop` runs when the far end hangs up.
   Link(Machine& machine, MemoryPort& port, std::unique_ptr<FarEnd> far_end,
        std::function<void()> on_drop);
 

@@ -20,8 +20,8 @@ class Machine {
   Millis now() const { return now_; }
   /// Runs `action` when a Sleep reaches `delay` from now; a negative delay counts as none.
   void After(Millis delay, std::function<void()> action);
-  /// Advances the time, with everything that falls due on the way, the clock set to each. An
-  /// action may sleep itself; the time never goes back.
+  /// Advances the time, running everything that falls due on the way with the clock set to its
+  /// time. An action may itself sleep; time never goes back.
   void Sleep(Millis duration);
 
   /// Records a seam operation (a literal, kept by reference) and tells whether the test wants it

@@ -3,9 +3,9 @@
 // everything that falls due happen in order; so a time-out of 42 seconds takes microseconds, and
 // every run is the same. Each service records what was asked of it and can be made to fail.
 //
-// There are two kinds of happening, as on a real machine. Hardware (bytes that arrive, the outcome
-// of a call, an After) happens during a Sleep, at its time. Messages (timer ticks, telephony
-// events) wait for the next DoEvents.
+// There are two kinds of events, as on a real machine. Hardware (bytes that arrive, the outcome of
+// a call, an After) happens during a Sleep, at its time. Messages (timer ticks, telephony events)
+// wait for the next DoEvents.
 //
 // One MemoryPlatform is one machine seen from one thread; several are independent of each other.
 #pragma once
@@ -92,7 +92,7 @@ class Port {
   /// Reports line errors (kCe* bits); the next ClearCommError clears them.
   virtual void RaiseLineErrors(std::uint32_t bits) = 0;
 
-  PortHardware hardware;  // what was set by the near side, too; change it at any time
+  PortHardware hardware;  // including what the near side set; may be changed at any time
   PortRequests requests;
 };
 
@@ -146,7 +146,7 @@ class MemoryPlatform : public Platform {
   std::vector<Line> lines;
   /// The serial devices, by name.
   std::map<std::string, Device> devices;
-  /// Runs `action` at `delay` from now, when a Sleep reaches that time (like hardware would: not
+  /// Runs `action` at `delay` from now, when a Sleep reaches that time (as hardware would, not
   /// through the message loop). Equal times run in the order in which they were asked for.
   void After(Millis delay, std::function<void()> action);
   /// Files by path, as TextFile wrote them.
@@ -181,7 +181,7 @@ class MemoryPlatform : public Platform {
   /// Every seam operation that was called, in order.
   std::vector<std::string_view> calls;
   /// Everything written to the ports, in order, with the virtual time at which each write
-  /// completed. What a closed port did not get rid of is not there.
+  /// completed. What a closed port had not sent yet is not there.
   struct Sent {
     Millis time;
     std::string bytes;

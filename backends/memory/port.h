@@ -1,6 +1,6 @@
-// A serial port over virtual time. Nothing is scheduled for a read: whether it is over follows from
-// what has arrived and from the time, so it is worked out when somebody looks, and just before
-// further bytes arrive (they belong to the next read, once its limits are over).
+// A serial port over virtual time. Nothing is scheduled for a read: whether it is complete follows
+// from what has arrived and from the time, so it is worked out when somebody looks, and just before
+// further bytes arrive (which belong to the next read once this one's limits have passed).
 #pragma once
 
 #include <cstdint>
@@ -45,8 +45,8 @@ class MemoryPort : public Port, public std::enable_shared_from_this<MemoryPort> 
   void LoseCarrier();
 
  private:
-  /// The watchers of reads and waits own the operation, and with it the validity of the pointers:
-  /// when they are gone, the operation is forgotten.
+  /// Reads and waits are owned by their watchers, which also keep the pointers valid: when a
+  /// watcher has gone, its operation is forgotten.
   struct PendingRead {
     std::weak_ptr<Operation> operation;
     char* buffer;

@@ -1,5 +1,5 @@
-// See registry.h. A handle keeps its key alive after the key was deleted, so that it never speaks
-// of another key of the same name; every use of it then finds no key.
+// See registry.h. A handle keeps its key alive after the key was deleted, so that it never refers
+// to another key of the same name; every later use of it reports that there is no key.
 #include "backends/memory/registry.h"
 
 #include <algorithm>

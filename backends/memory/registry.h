@@ -11,7 +11,7 @@
 namespace mvsms::memory {
 
 /// A key of the tree. Subkeys and values are found and ordered by their folded names; each keeps
-/// the spelling of its creation.
+/// the spelling it was created with.
 struct RegistryKey {
   struct Value {
     std::string name;
@@ -65,7 +65,7 @@ class MemoryRegistry : public Registry {
   KeyPointer hive_ = std::make_shared<RegistryKey>();
   std::map<RegKey, KeyPointer> open_;
   RegKey last_handle_ = 0;
-  KeyPointer listed_;  // whose names `listing_` are; none after a change
+  KeyPointer listed_;  // whose names `listing_` holds; null after a change
   std::vector<std::string> listing_;
 };
 

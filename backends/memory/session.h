@@ -35,7 +35,8 @@ class Session : public std::enable_shared_from_this<Session> {
 
   /// Ends the session: calls are dropped, nothing is delivered any more.
   void ShutDown();
-  /// Queues an event for the sink that is bound when it is delivered, and asked for it.
+  /// Queues an event for the sink that is bound when it is delivered, if that asked for such
+  /// events.
   void Post(std::int32_t tapi_event, StateChange change);
   /// Whether a call of this session occupies the line at the index.
   bool IsBusy(std::size_t line) const;
@@ -52,10 +53,10 @@ class Session : public std::enable_shared_from_this<Session> {
   void Deliver(std::int32_t tapi_event, StateChange change);
 };
 
-/// Begin for an operation that needs a session; throws, too, when that is not initialised.
+/// Begin for an operation that needs a session; also throws when that is not initialised.
 std::shared_ptr<Session> Begin(const std::weak_ptr<Session>& session, Machine& machine,
                                const char* operation);
-/// The line at an index of the machine; throws when it has been taken away.
+/// The line at an index of the machine; throws when it has been removed.
 const Line& LineAt(const Machine& machine, std::size_t index);
 
 }  // namespace mvsms::memory

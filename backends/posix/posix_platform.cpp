@@ -1,5 +1,5 @@
-// Puts the services of the Linux back end together. Serial ports and telephony come into being on
-// first use: most commands never touch them.
+// Puts the services of the Linux back end together. Serial ports and telephony are created on first
+// use, because most commands never touch them.
 #include "backends/posix/posix_platform.h"
 
 #include "backends/posix/line/backend.h"

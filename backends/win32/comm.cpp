@@ -59,8 +59,8 @@ class Win32Comm : public Comm {
   }
 
   bool CloseHandle(CommHandle handle) override {
-    // What is pending now ends without bytes, and when this returns the driver touches its buffers
-    // no more.
+    // What is pending now ends without bytes, and once this returns the driver no longer touches
+    // its buffers.
     std::vector<Win32Overlapped*> cancelled;
     const auto [first, last] = pending_.equal_range(handle);
     for (auto entry = first; entry != last; ++entry) {
@@ -138,8 +138,8 @@ class Win32Comm : public Comm {
   }
 
  private:
-  /// The operation's result as the seam wants it; one that goes on is remembered until the handle
-  /// is closed.
+  /// The operation's result as the seam wants it; one that is still under way is remembered until
+  /// the handle is closed.
   std::uint32_t Outcome(BOOL done, CommHandle handle, Overlapped& overlapped,
                         std::uint32_t& transferred, DWORD moved) {
     Win32Overlapped& record = Native(overlapped);

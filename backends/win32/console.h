@@ -6,7 +6,7 @@
 
 namespace mvsms::win32 {
 
-/// The process as long as one lives: the console shows UTF-8, and the thread is an apartment.
+/// While one exists, the console shows UTF-8 and the thread is an apartment.
 class Console {
  public:
   Console();

@@ -133,7 +133,7 @@ class TextWindow : public ControlWindow {
 
   TextBox& model_;
   std::string shown_;
-  bool showing_ = false;  // the window's own notices are not the user's now
+  bool showing_ = false;  // while the model is shown, the window's notices are not the user's
 };
 
 class CheckWindow : public CaptionedWindow {

@@ -21,7 +21,7 @@ struct ControlSite {
 
 class ControlWindow {
  public:
-  /// Ends the window, unless its parent has done so.
+  /// Destroys the window, unless its parent has done so already.
   virtual ~ControlWindow();
   ControlWindow(const ControlWindow&) = delete;
   ControlWindow& operator=(const ControlWindow&) = delete;
@@ -29,7 +29,7 @@ class ControlWindow {
   HWND Handle() const { return handle_; }
   Control& Model() const { return control_; }
 
-  /// Brings a changed aspect of the model to the window.
+  /// Shows a changed aspect of the model in the window.
   virtual void Show(Aspect aspect);
   /// The form's measures have changed.
   void Rescale();

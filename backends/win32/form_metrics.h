@@ -10,7 +10,7 @@
 
 namespace mvsms::win32 {
 
-/// Graphics objects, ended by DeleteObject.
+/// Graphics objects, released by DeleteObject.
 struct FontDeleter {
   using pointer = HFONT;
   void operator()(HFONT font) const { ::DeleteObject(font); }

@@ -309,7 +309,7 @@ INT_PTR FormWindow::Handle(UINT message, WPARAM wparam, LPARAM lparam) {
     case kShowChanges:
       Contained([&] { ShowChanges(); });
       return TRUE;
-    case WM_NCDESTROY:  // with its owner, which has ended
+    case WM_NCDESTROY:  // along with its owner, which was destroyed
       ::SetWindowLongPtrA(handle_, DWLP_USER, 0);
       handle_ = nullptr;
       return FALSE;

@@ -1,8 +1,8 @@
 // The window of a form: a dialog of the system with a native window for each control.
 //
 // Changes of the model reach the windows by a posted message, so that a form which fills a list
-// entry by entry costs one drawing. Nothing of the form is touched after one of its events has run,
-// for the event may have ended it.
+// entry by entry is drawn only once. Nothing of the form is touched after one of its events has
+// run, because the event may have destroyed it.
 #pragma once
 
 #include <map>

@@ -1,4 +1,4 @@
-// Owners for what Windows hands out: each is declared from the call that gives it back.
+// Owners for what Windows hands out, each defined by the call that releases it.
 #pragma once
 
 #include <memory>

@@ -6,7 +6,7 @@
 
 namespace mvsms::win32 {
 
-/// Active on the thread of its making as long as one lives there.
+/// Active on the thread that made it, for as long as one exists there.
 class KeyboardHook {
  public:
   KeyboardHook();

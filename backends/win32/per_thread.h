@@ -1,14 +1,14 @@
-// One object of a kind for each thread, made at the thread's first use and ended with the thread.
-// Over the system's own storage: the tool chain's thread_local, inside a DLL on threads that others
-// made, keeps a process from ending.
+// One object of a kind for each thread, made at the thread's first use and destroyed with the
+// thread. Over the system's own storage: the tool chain's thread_local, inside a DLL on threads
+// that others made, keeps a process from ending.
 #pragma once
 
 #include "backends/win32/win.h"
 
 namespace mvsms::win32 {
 
-/// T needs a default constructor. One static object for each use; never ended itself, for threads
-/// may outlive the static objects.
+/// T needs a default constructor. One static object for each use; itself never destroyed, because
+/// threads may outlive the static objects.
 template <typename T>
 class PerThread {
  public:

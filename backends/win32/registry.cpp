@@ -79,7 +79,7 @@ class Win32Registry : public Registry {
 
   RegStatus SetValue(RegKey key, const std::string& name, RegType type,
                      const std::string& data) override {
-    // Of a text that a NUL follows, the system would store that NUL too.
+    // If a NUL follows the text in memory, the system stores that NUL too.
     const std::string bounded = data + '.';
     return ::RegSetValueExA(Native(key), name.c_str(), 0, static_cast<DWORD>(type),
                             reinterpret_cast<const BYTE*>(bounded.data()),

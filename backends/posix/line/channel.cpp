@@ -1,4 +1,4 @@
-// Reading ahead, swallowing writes of a lost line, and the network's part.
+// Reading ahead, swallowing what is written to a lost line, and the network's part.
 #include "backends/posix/line/channel.h"
 
 #include <poll.h>
@@ -49,12 +49,12 @@ void Channel::WaitForInput(Millis timeout) {
   Fill();
   if (!input_.empty() || timeout.count() <= 0) return;
   pollfd wait = {fd_.get(), POLLIN, 0};
-  // A lost line would end the wait at once, for ever.
+  // A lost line would end every wait at once.
   poll(&wait, lost_ ? 0 : 1, static_cast<int>(timeout.count()));
 }
 
 bool Channel::Lost() {
-  // The carrier is looked at first: what came before it went is then there to be read.
+  // The carrier is checked first: what came before it was lost is then there to be read.
   const bool carrier_lost = fd_ && CarrierLost();
   Fill();
   if (carrier_lost) lost_ = true;

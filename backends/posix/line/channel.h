@@ -1,8 +1,8 @@
 // The open line of a call, or a serial device opened by name: bytes both ways without waiting, and
 // whether the far end is still there.
 //
-// Everything that arrives is taken into a buffer of the channel first. So a line whose far end has
-// gone counts as ended only when all that came before has been read.
+// Everything that arrives first goes into a buffer of the channel, so a line whose far end has gone
+// counts as ended only when all that came before has been read.
 //
 // Thread: one at a time. A line is dialled on a worker thread and then used on its owner's.
 #pragma once
@@ -28,25 +28,25 @@ class Channel {
   Channel(const Channel&) = delete;
   Channel& operator=(const Channel&) = delete;
 
-  /// How many bytes are there to be read; more than `wanted` need not be counted.
+  /// How many bytes can be read; counting may stop at `wanted`.
   std::size_t Available(std::size_t wanted);
   /// Takes up to `count` bytes of what is there and returns how many.
   std::size_t Read(char* buffer, std::size_t count);
-  /// Returns how many bytes the line took. One without a far end takes and forgets all, as a modem
-  /// without carrier does.
+  /// Returns how many bytes the line took. One without a far end takes everything and drops it, as
+  /// a modem without carrier does.
   std::size_t Write(std::string_view bytes);
-  /// Bytes to be read before all that comes.
+  /// Puts bytes in front of everything that is still to be read.
   void PutBack(std::string_view bytes) { input_.insert(0, bytes); }
-  /// Waits until there is something to read, or the line is lost, or the time is over.
+  /// Waits until there is something to read, the line is lost, or the time is up.
   void WaitForInput(Millis timeout);
-  /// Waits until all that was written has been sent, or the time is over.
+  /// Waits until everything written has been sent, or the time is up.
   virtual void Drain(Millis /*timeout*/) {}
 
   /// The far end has gone.
   bool Lost();
   /// The far end has gone and all that it sent was read.
   bool Ended();
-  /// Gives the device back. A closed channel is lost.
+  /// Releases the device. A closed channel counts as lost.
   void Close();
 
   // --- what only serial devices have ---------------------------------------------------------

@@ -1,5 +1,5 @@
-// Overlapped operations without threads: an operation goes on whenever somebody asks whether it has
-// completed, which is all that a caller can see of it.
+// Overlapped operations without threads: an operation advances whenever somebody asks whether it
+// has completed, which is all that a caller can see of it.
 #include "backends/posix/line/comm.h"
 
 #include <algorithm>
@@ -22,7 +22,7 @@ using std::chrono::steady_clock;
 class Operation {
  public:
   virtual ~Operation() = default;
-  /// Goes on as far as is possible now; true when the operation is complete.
+  /// Advances as far as possible now; true when the operation is complete.
   virtual bool Advance(Port& port) = 0;
   std::uint32_t transferred() const { return transferred_; }
 
@@ -39,8 +39,8 @@ class ReadOperation : public Operation {
         total_limit_(static_cast<std::int64_t>(timeouts.ReadTotalTimeoutMultiplier) * count +
                      timeouts.ReadTotalTimeoutConstant) {}
 
-  // What comes stays in the channel until the read is complete: bytes in the hands of a pending
-  // read would be missing there when somebody asks whether all that came has been read.
+  // What arrives stays in the channel until the read is complete: bytes held by a pending read
+  // would be missing there when somebody asks whether everything that came has been read.
   bool Advance(Port& port) override {
     const auto now = steady_clock::now();
     const std::size_t here = std::min<std::size_t>(port.channel->Available(count_), count_);
@@ -66,8 +66,8 @@ class ReadOperation : public Operation {
   steady_clock::time_point last_came_;
 };
 
-// Write time-outs are not kept: the system's queue takes what a port is given here, and giving up
-// on the rest would lose it.
+// Write time-outs are not observed: the system's queue takes what a port is given here, and giving
+// up on the rest would lose it.
 class WriteOperation : public Operation {
  public:
   WriteOperation(const char* buffer, std::uint32_t count) : buffer_(buffer), count_(count) {}
@@ -126,7 +126,7 @@ class PosixOverlapped : public Overlapped {
   std::uint32_t Transferred() override { return transferred_; }
 
  private:
-  std::weak_ptr<Port> port_;  // ends when the handle is closed
+  std::weak_ptr<Port> port_;  // expires when the handle is closed
   std::unique_ptr<Operation> operation_;
   bool completed_ = false;
   std::uint32_t transferred_ = 0;

@@ -15,7 +15,7 @@ struct Port {
   std::shared_ptr<Channel> channel;
   CommTimeouts timeouts;
   std::uint32_t mask = 0;
-  unsigned mask_changes = 0;  // each ends the wait that is pending
+  unsigned mask_changes = 0;  // each one ends a pending wait
   LineErrorCounts counts;     // of errors noted so far
   std::uint32_t errors = 0;   // kCe* since the last ClearCommError
   std::uint32_t events = 0;   // kEv* of the mask since the last wait

@@ -28,15 +28,15 @@ class DeviceLock {
   bool has_file_ = false;  // false: the folder cannot be written
 };
 
-/// Why the device cannot be had just now: a sentence (UTF-8) that names the owner's process and,
+/// Why the device is not available just now: a sentence (UTF-8) that names the owner's process and,
 /// where known, its program. Empty when the device is free, absent, or closed to this user.
 std::string DeviceInUse(const std::string& device);
 
 /// The sentence for a device that the system reports as busy.
 std::string DescribeBusyDevice(const std::string& device);
 
-/// Whether another process has the open terminal `fd` in exclusive mode. Only a privileged user
-/// can have opened such a one at all.
+/// Whether another process has the open terminal `fd` in exclusive mode. Only a privileged user can
+/// have opened such a terminal in the first place.
 bool IsHeldExclusively(int fd);
 
 }  // namespace mvsms::posix

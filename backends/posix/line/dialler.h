@@ -15,14 +15,14 @@ namespace mvsms::posix {
 class Dialler {
  public:
   virtual ~Dialler() = default;
-  /// Takes what the call needs. On the owner's thread; throws RaisedError.
+  /// Acquires what the call needs. On the owner's thread; throws RaisedError.
   virtual void Prepare() = 0;
   /// Calls the far end and returns when the call is up (kNone) or has failed (why), soon after
   /// `stop` at the latest. On a worker thread.
   virtual CallCause Dial(const std::stop_token& stop) = 0;
   /// The open line of a call that is up.
   virtual const std::shared_ptr<Channel>& channel() const = 0;
-  /// Ends the call, if it is up, and gives back what Prepare took. On the owner's thread; safe in
+  /// Ends the call, if it is up, and releases what Prepare acquired. On the owner's thread; safe in
   /// every state.
   virtual void HangUp() = 0;
 };

@@ -19,7 +19,8 @@ struct Framing {
 };
 
 /// Parses three characters and an optional "-soft"; nothing when the text is not a framing, or is
-/// one that no serial driver knows (two stop bits with five data bits). The letter may be small.
+/// one that no serial driver knows (two stop bits with five data bits). The letter may be lower
+/// case.
 std::optional<Framing> ParseFraming(std::string_view text);
 std::string ToString(const Framing& framing);
 

@@ -14,7 +14,7 @@ using Kind = ResultCode::Kind;
 
 constexpr Millis kInitTime{3000};
 constexpr int kInitAttempts = 3;
-constexpr Millis kSettleTime{150};   // a modem says OK to a reset before it is through with it
+constexpr Millis kSettleTime{150};   // a modem says OK to a reset before it has finished it
 constexpr Millis kDialTime{90000};   // longer than any modem waits for a carrier
 constexpr Millis kGuardTime{1100};   // one second of silence is what the modem wants
 constexpr Millis kHangUpTime{2000};  // for the OK to ATH
@@ -155,7 +155,7 @@ void HayesModem::LeaveDataMode() {
 DialResult HayesModem::Connected(bool carrier_before) {
   DialResult result;
   result.early_data = EarlyData();
-  // A line that was on before tells nothing: many modems are set to show a carrier always.
+  // A line that was on before tells us nothing: many modems are set to always show a carrier.
   carrier_tells_ = !carrier_before && CarrierComesOn();
   result.carrier_tells = carrier_tells_;
   return result;
@@ -178,10 +178,11 @@ bool HayesModem::CarrierComesOn() {
 }
 
 void HayesModem::StopDialling() {
-  Write("\r");  // any character ends a dialling
+  Write("\r");  // any character cancels dialling
   DropDtr();
   const auto result = AwaitResult(kStopTime);
-  if (result && result->kind == Kind::kConnect) LeaveDataMode();  // it came up just then
+  if (result && result->kind == Kind::kConnect)
+    LeaveDataMode();  // the call came up at that very moment
 }
 
 void HayesModem::HangUp() {

@@ -18,8 +18,8 @@ class ModemPort {
 
   virtual ~ModemPort() = default;
   virtual void Write(std::string_view bytes) = 0;
-  /// The next byte; nothing when none came in `time`. It then has taken all of that time, also on
-  /// a port that is gone.
+  /// The next byte; nothing when none came within `time`, all of which has then passed, even on a
+  /// port that is gone.
   virtual std::optional<char> Read(Millis time) = 0;
   /// Lets time pass; what comes meanwhile is kept.
   virtual void Wait(Millis time) = 0;
@@ -27,7 +27,7 @@ class ModemPort {
   virtual bool SetDtr(bool on) = 0;
   /// The carrier line (DCD); nothing when the port has none.
   virtual std::optional<bool> Carrier() = 0;
-  /// The caller has given the dialling up. May change at any time.
+  /// The caller has given up dialling. May change at any time.
   virtual bool Cancelled() = 0;
   /// The device has vanished.
   virtual bool Gone() = 0;
@@ -41,7 +41,7 @@ struct ResultCode {
   CallCause cause;  // of a call that ends with it
 };
 
-/// The meaning of an answer line, in words or as a number. Nothing when it is none that ends a
+/// The meaning of an answer line, in words or as a number. Nothing for a line that does not end a
 /// command: the echo of the command, a progress report, noise.
 std::optional<ResultCode> ParseResultCode(std::string_view line);
 
@@ -66,11 +66,11 @@ class HayesModem {
   /// that the dialling is cancelled; the modem has then been told to stop.
   DialResult Dial(const std::string& number);
 
-  /// Ends the call that the last Dial put up. Not cancellable.
+  /// Ends the call that the last Dial set up. Not cancellable.
   void HangUp();
 
-  /// Sends one command and returns all that the modem says to it until it is done with it, or
-  /// `time` is over.
+  /// Sends one command and returns everything that the modem says until it has finished with it, or
+  /// `time` is up.
   std::string Ask(const std::string& command, Millis time);
 
   /// The commands that this modem gets.
@@ -86,7 +86,7 @@ class HayesModem {
   void StopDialling();
   bool DropDtr();
 
-  // Each step ends soon, having done nothing more, once the dialogue is to stop.
+  // Once the dialogue is to stop, each step returns soon without doing anything more.
   void Send(const std::string& command);
   void Write(std::string_view bytes);
   void DiscardInput();

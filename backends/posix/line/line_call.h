@@ -17,7 +17,7 @@
 
 namespace mvsms::posix {
 
-/// Where the events of a session go. Shared with its calls, which may be ended after it.
+/// Where the events of a session go. Shared with its calls, which may end later than the session.
 class EventOutlet {
  public:
   void PutFilter(std::int32_t mask) { mask_ = mask; }

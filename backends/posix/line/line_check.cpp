@@ -36,7 +36,8 @@ std::string CheckDevice(const std::string& device) {
   if (stat(device.c_str(), &status) != 0) return "the device \"" + device + "\" does not exist";
   std::string not_serial = "\"" + device + "\" is not a serial device";
   if (!S_ISCHR(status.st_mode)) return not_serial;
-  // One that cannot be opened now, for want of rights or because it is in use, may be a good one.
+  // A device that cannot be opened now, for lack of rights or because it is in use, may be a good
+  // one.
   const UniqueFd fd(open(device.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
   return fd && isatty(fd.get()) == 0 ? not_serial : "";
 }

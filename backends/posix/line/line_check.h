@@ -14,7 +14,7 @@ inline constexpr std::uint32_t kSlowestLine = 50;
 inline constexpr std::uint32_t kFastestLine = 4'000'000;
 
 /// Why a path cannot be the device of a hayes line, as a sentence that names it; empty when it can.
-/// Apart from the other checks, for an unplugged modem's settings may still be changed.
+/// Separate from the other checks, because an unplugged modem's settings may still be changed.
 std::string CheckDevice(const std::string& device);
 
 /// What is wrong with the other settings of a hayes line, as a sentence that names it; empty when

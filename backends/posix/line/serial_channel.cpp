@@ -45,7 +45,7 @@ std::uint8_t Coded(std::uint8_t code, std::uint8_t parity) {
 }
 
 Dcb LineState(const LineConfig& line, const Framing& framing) {
-  // As a Windows driver has it: a line with parity checks it.
+  // As with a Windows driver: a line with parity checks it.
   const std::uint32_t check = framing.parity == 'N' ? 0 : dcb_flag::kParity;
   return {.BaudRate = line.speed,
           .flags = dcb_flag::kBinary | check | FlowOf(line),

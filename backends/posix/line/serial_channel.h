@@ -18,7 +18,7 @@ class NoCarrierWatch {
   bool Feed(std::string_view bytes);
 
  private:
-  std::string line_;  // of the current line as much as matters
+  std::string line_;  // as much of the current line as matters
 };
 
 class SerialChannel : public Channel {
@@ -29,8 +29,8 @@ class SerialChannel : public Channel {
 
   /// From now on framings of seven data bits with parity are made in software.
   void UseSoftParity() { soft_ = true; }
-  /// From now on, as a call is up, loss of the carrier is looked for: by the carrier line of the
-  /// device, or by the modem's "NO CARRIER" in the data where the line tells nothing.
+  /// From now on, since a call is up, watches for loss of the carrier: by the carrier line of the
+  /// device, or by the modem's "NO CARRIER" in the data where that line says nothing.
   void WatchCarrier(bool by_line);
   /// Raises or drops DTR; false when the device has no modem lines.
   bool SetDtr(bool on) { return posix::SetDtr(fd(), on); }
@@ -63,7 +63,7 @@ class SerialChannel : public Channel {
 /// name is none of these.
 std::optional<std::uint32_t> FlowFlags(std::string_view name);
 
-/// Opens and locks a device; it keeps the settings that it has. Throws as OpenTty and DeviceLock.
+/// Opens and locks a device, which keeps its settings. Throws what OpenTty and DeviceLock throw.
 std::shared_ptr<SerialChannel> OpenDevice(const std::string& device);
 
 /// Opens and locks the device of a hayes line with the line's own speed, framing and flow control.

@@ -14,7 +14,7 @@ struct TcpAddress {
 };
 
 /// Parses host:port, with an IPv4 or IPv6 address or a name as host; an IPv6 address may stand in
-/// brackets. Blanks around it do not count. Nothing when the text is not of this form.
+/// brackets. Blanks around it are ignored. Nothing when the text is not of this form.
 std::optional<TcpAddress> ParseTcpAddress(std::string_view text);
 
 }  // namespace mvsms::posix

@@ -45,7 +45,7 @@ int LookUpNow(const TcpAddress& address, Addresses& addresses) {
   return error;
 }
 
-// Shared by the one who waits and the thread that looks up, whichever lasts longer.
+// Shared by the waiting caller and the thread that looks up, whichever lasts longer.
 struct LookUp {
   std::mutex mutex;
   std::condition_variable_any changed;
@@ -54,7 +54,7 @@ struct LookUp {
   Addresses addresses;
 };
 
-// As LookUpNow; EAI_AGAIN when the time is over or `stop` came first.
+// As LookUpNow; EAI_AGAIN when the time is up or `stop` came first.
 int Resolve(const TcpAddress& address, const std::stop_token& stop, Addresses& addresses) {
   const auto look_up = std::make_shared<LookUp>();
   std::thread([look_up, address] {

@@ -21,8 +21,8 @@ constexpr std::int32_t kTapiNotInitialised = ObjectError(0x59);
 constexpr std::int32_t kNotImplemented = -2147467263;  // E_NOTIMPL
 constexpr std::int32_t kErrorNotConnected = 1167;
 
-// What a modem takes in a dial string. Everything else is left out: it is there for the eye, or
-// would end the command, or (";") would make a voice call of it.
+// What a modem accepts in a dial string. Everything else is left out: it is only there for the eye,
+// or would end the command, or (";") would turn it into a voice call.
 std::string DialString(const std::string& number) {
   constexpr std::string_view kDialled = "0123456789ABCDabcd*#+,!@WwTtPp";
   std::string dialled;

@@ -85,7 +85,7 @@ termios2 WithState(termios2 settings, const Dcb& dcb) {
   return settings;
 }
 
-// Real speeds come out of a divider; three in a hundred is what a receiver still follows.
+// Real speeds come from a divider; a receiver can still follow one that is three in a hundred off.
 bool IsNear(speed_t actual, speed_t wanted) {
   const speed_t difference = actual > wanted ? actual - wanted : wanted - actual;
   return difference <= wanted / 100 * 3 + 1;

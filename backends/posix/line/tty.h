@@ -1,8 +1,8 @@
 // Serial devices at the level of the system: opening, settings, modem lines, error counters. A
 // Dcb stands for the settings, as everywhere above; these functions are where it meets termios.
 //
-// Settings are always read back: drivers of USB modems and pseudo-terminals take a request for
-// seven data bits or a strange speed without complaint and go on as they like.
+// Settings are always read back: drivers of USB modems and pseudo-terminals accept a request for
+// seven data bits or an odd speed without complaint and carry on as they please.
 #pragma once
 
 #include <cstddef>
@@ -33,7 +33,7 @@ UniqueFd OpenTty(const std::string& device);
 /// modem that does not take its data nor leaves the device locked.
 void ReleaseTty(int fd);
 
-/// The current settings; fields that termios has not are left as they are.
+/// The current settings; fields that termios does not have are left as they are.
 bool ReadTtyState(int fd, Dcb& dcb);
 
 /// Applies speed, framing and flow control. False when the device does not do exactly this; it
@@ -49,7 +49,7 @@ bool SetDtr(int fd, bool on);
 /// All zero when the device does not count.
 LineErrorCounts ReadErrorCounts(int fd);
 
-/// Bytes that wait to be sent.
+/// Bytes waiting to be sent.
 std::size_t UnsentBytes(int fd);
 
 }  // namespace mvsms::posix

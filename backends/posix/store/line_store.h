@@ -17,7 +17,7 @@ struct LineConfig {
   // The rest is for hayes lines.
   std::string device;           // path of the serial device, UTF-8
   std::string init;             // AT command sent before dialling; empty: "ATZ"
-  std::string dial = "ATD";     // what the number is put behind
+  std::string dial = "ATD";     // goes in front of the number
   std::uint32_t speed = 9600;   // bit/s
   std::string framing = "8N1";  // see framing.h
   std::string flow = "rtscts";  // "rtscts", "xonxoff" or "none"

@@ -47,7 +47,7 @@ constexpr char kSetValue[] =
     "INSERT INTO key_values(key, name, folded, type, data) VALUES(?1, ?2, ?3, ?4, ?5)"
     " ON CONFLICT(key, folded) DO UPDATE SET type = excluded.type, data = excluded.data";
 
-/// How one kind of name is listed: the one after a name, and the one at an index.
+/// How names of one kind are listed: the one after a given name, and the one at an index.
 struct Listing {
   const char* after;
   const char* at;

@@ -34,8 +34,9 @@ struct Blob {
 };
 using Parameter = std::variant<std::int64_t, Text, Blob>;
 
-/// The rows of one query. It borrows a prepared statement of its connection until it ends, so at
-/// most one Rows per statement lives at a time, and none outlives a transaction around it.
+/// The rows of one query. It borrows a prepared statement from its connection until it is
+/// destroyed, so at most one Rows per statement exists at a time, and none outlives a transaction
+/// around it.
 class Rows {
  public:
   explicit Rows(sqlite3_stmt* statement) : statement_(statement) {}
@@ -43,7 +44,7 @@ class Rows {
   Rows(const Rows&) = delete;
   Rows& operator=(const Rows&) = delete;
 
-  /// Goes to the next row, at first to the first one; false when there is none.
+  /// Moves to the next row, the first time to the first one; false when there is none.
   bool Next();
   /// A column of the current row, from 0; valid for the current row only.
   std::int64_t Int(int column) const;

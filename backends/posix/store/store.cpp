@@ -18,8 +18,8 @@ namespace {
 
 constexpr std::int64_t kSchemaVersion = 1;
 
-/// Row ids of keys are never given twice, so an open key that was deleted stays deleted. The one
-/// key without a parent is the hive, with the row id 1.
+/// Row ids of keys are never reused, so an open key that was deleted stays deleted. The one key
+/// without a parent is the hive, with the row id 1.
 constexpr const char* kSchema[] = {
     R"(CREATE TABLE keys(
         id INTEGER PRIMARY KEY AUTOINCREMENT,
@@ -108,7 +108,7 @@ void ProbeReading(Connection& connection) {
   if (check.Next() && check.Bytes(0) != "ok") throw SqliteError(SQLITE_CORRUPT, check.Bytes(0));
 }
 
-/// Whether it takes more. The write is taken back.
+/// Whether it accepts another write, which is rolled back.
 void ProbeWriting(Connection& connection) {
   Transaction writing(connection, Transaction::Kind::kWrite);
   connection.Execute("CREATE TABLE probe(x)");

@@ -23,13 +23,13 @@ class Store {
   ~Store();
 
   /// The database, opened when needed; null when nothing has been stored yet, and then nothing is
-  /// made. Throws SqliteError. Valid until the next Read or Write.
+  /// created. Throws SqliteError. Valid until the next Read or Write.
   Connection* Read();
   /// The database, made with its folder when missing. Throws SqliteError. Valid until the next
   /// Read or Write.
   Connection& Write();
-  /// Changes when another file took the place of the one that was open (a backup was put back):
-  /// row ids of before mean nothing any more. Asked after Read or Write.
+  /// Changes when another file has taken the place of the one that was open (a backup was put
+  /// back): row ids from before then mean nothing. To be asked after Read or Write.
   std::uint64_t generation() const { return generation_; }
 
  private:

@@ -81,7 +81,7 @@ class PosixShell : public Shell {
   }
 };
 
-/// A line of a mail's head must stay one line.
+/// A header line of a mail must stay one line.
 std::string HeaderText(const std::string& ansi) {
   std::string text = Utf8FromAnsi(ansi);
   std::replace_if(

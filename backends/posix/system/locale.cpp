@@ -36,7 +36,7 @@ class PosixLocale : public Locale {
   std::string ComponentName() override { return "mvSMS"; }
   std::string ComponentVersion() override { return MVSMS_VERSION; }
   std::string HostTitle() override { return AnsiFromUtf8(program_invocation_short_name); }
-  /// The kernel's version is none of those that the record can tell.
+  /// The record has no way to express the kernel's version.
   bool GetOsVersion(OsVersion&) override { return false; }
 
  private:
