@@ -1,4 +1,4 @@
-// The replaceable operators, counting. Every other form of them ends in these.
+// The replaceable allocation operators, counting. All their other forms end up in these.
 #include "bench/allocations.h"
 
 #include <atomic>

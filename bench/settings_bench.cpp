@@ -36,7 +36,7 @@ void AddRoutes(Registry& registry, int routes) {
 
 template <class Store>
 void FindServiceIn(benchmark::State& state) {
-  static std::map<int, Store> stores;  // kept for all runs: filling one is no part of the figure
+  static std::map<int, Store> stores;  // kept for all runs: filling one is not part of the figure
   const int routes = static_cast<int>(state.range(0));
   const auto [store, fresh] = stores.try_emplace(routes);
   Registry& registry = store->second.platform->registry();

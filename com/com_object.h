@@ -39,7 +39,7 @@ class ComObject : public First::Type, public Rest::Type... {
   ULONG STDMETHODCALLTYPE Release() override {
     const LONG left = ::InterlockedDecrement(&references_);
     if (left == 0) {
-      references_ = 1;  // whatever the end of the object calls must not end it twice
+      references_ = 1;  // whatever the destructor calls must not destroy it twice
       delete static_cast<Final*>(this);
     }
     return static_cast<ULONG>(left);

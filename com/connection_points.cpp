@@ -47,7 +47,7 @@ HRESULT Sinks::Unadvise(DWORD cookie) {
   const auto found = std::find_if(sinks_.begin(), sinks_.end(),
                                   [&](const Entry& entry) { return entry.cookie == cookie; });
   if (found == sinks_.end()) return CONNECT_E_NOCONNECTION;
-  const Entry leaving = *found;  // its end may come back to us
+  const Entry leaving = *found;  // releasing it may call back into us
   sinks_.erase(found);
   return S_OK;
 }
@@ -60,7 +60,7 @@ void Sinks::Fire(DISPID event, const std::vector<VARIANT>& arguments) {
     try {
       entry.sink->Invoke(event, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &parameters,
                          nullptr, nullptr, nullptr);
-    } catch (...) {  // a sink in C++ that lets one out must not cost the others their event
+    } catch (...) {  // a C++ sink that throws must not cost the others their event
     }
   }
 }

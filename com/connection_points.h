@@ -8,7 +8,7 @@
 namespace mvsms::com {
 
 /// The sinks of one object's event interface. Firing walks over a copy, so that a sink may advise,
-/// unadvise or end itself, or end the object, from inside an event. What a sink answers is ignored.
+/// unadvise or release itself, or the object, from inside an event. What a sink returns is ignored.
 /// Thread: the object's apartment.
 class Sinks {
  public:

@@ -6,7 +6,7 @@
 namespace mvsms::com {
 namespace {
 
-/// A VARIANT that is cleared in the end.
+/// A VARIANT that its destructor clears.
 class Variant {
  public:
   Variant() { ::VariantInit(&value_); }
@@ -21,7 +21,7 @@ class Variant {
   VARIANT value_;
 };
 
-/// The description of one member, given back in the end.
+/// The description of one member, which the destructor gives back.
 class Member {
  public:
   Member(ITypeInfo* info, DISPID id, WORD flags) : info_(info) {

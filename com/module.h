@@ -20,7 +20,7 @@ class Lifetime {
 };
 
 /// Type information of an interface from the DLL's own type library (nothing needs to be
-/// registered). Loaded once and kept: loading costs a thousand times a call. Any thread.
+/// registered). Loaded once and kept: loading costs a thousand times as much as a call. Any thread.
 win32::ComPtr<ITypeInfo> TypeInfoOf(REFGUID guid);
 
 /// The same as an out argument, with a reference for the caller.

@@ -33,7 +33,7 @@ class InOutText {
       : argument_(argument), before_(argument ? win32::AnsiFromBstr(*argument) : std::string()) {
     text = before_;
   }
-  /// A text that was not changed keeps also the characters that the code page lacks.
+  /// A text that was not changed keeps even the characters that the code page lacks.
   void WriteBack() {
     if (!argument_ || text == before_) return;
     win32::Bstr changed(text);

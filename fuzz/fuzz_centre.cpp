@@ -66,7 +66,7 @@ void Run(Input input) {
   }
   Require(whole.requests.size() <= said, "no more requests than bytes");
   const Heard bytes = Run(who, settings, pieces, true);
-  // A modem takes for commands what comes after the end of a call, so there the cut does matter.
+  // After the end of a call a modem takes what comes for commands, so there the cut does matter.
   Require(who % 3 == 2 || whole == bytes, "the cut of the bytes does not matter");
 }
 

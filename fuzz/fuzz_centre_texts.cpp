@@ -1,5 +1,5 @@
-// The texts that a message centre is told by: the notation of control characters, settings on the
-// command line, dialogue files. Refusing one is fine, by the exception that says what is wrong.
+// The texts that configure a message centre: the notation of control characters, settings on the
+// command line, dialogue files. Refusing one is fine, if by the exception that says what is wrong.
 #include "centre/dialogue.h"
 #include "centre/notation.h"
 #include "centre/settings.h"
@@ -18,7 +18,7 @@ void Run(Input input) {
   try {
     centre::Settings settings;
     centre::Set(settings, text);
-    // Whatever was taken is listed in a form that is taken again.
+    // Whatever was accepted is listed in a form that is accepted again.
     for (const centre::SettingInfo& info : centre::ListSettings(settings)) {
       centre::Set(settings, info.name + "=" + info.value);
     }

@@ -64,7 +64,7 @@ bool Contains(const std::string& text, std::string_view part) {
   return text.find(part) != std::string::npos;
 }
 
-/// What no acknowledgement is without.
+/// Whether it has in it what every acknowledgement has.
 bool MayHaveAccepted(bool ucp, const std::string& said) {
   if (ucp) return Contains(said, "A");
   return Contains(said, "[p") && (Contains(said, "\x06") || Contains(said, "<ACK>"));
