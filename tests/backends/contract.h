@@ -1,5 +1,5 @@
 // The contract of the seam as tests that every back end passes: contract_*.cpp hold the tests,
-// back_ends.cpp and posix_back_end.cpp or win32_back_end.cpp the back ends.
+// memory_back_end.cpp and posix_back_end.cpp or win32_back_end.cpp the back ends.
 #pragma once
 
 #include <gtest/gtest.h>

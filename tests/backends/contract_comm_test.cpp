@@ -13,7 +13,7 @@ class CommContract : public LineContract {
     ASSERT_NE(port_, kInvalidComm);
     ASSERT_NE(port_, kNoComm);
   }
-  void TearDown() override { comm_.CloseHandle(port_); }  // before what is pending goes
+  void TearDown() override { comm_.CloseHandle(port_); }  // before the operations pending on it go
   /// Reads bytes that are there already.
   std::string Read(std::uint32_t count) {
     const std::uint32_t result = StartRead(count);

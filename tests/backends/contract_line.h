@@ -52,7 +52,7 @@ std::vector<NamedLineBackEnd> AllLineBackEnds();
 
 class LineContract : public testing::TestWithParam<NamedLineBackEnd> {
  protected:
-  /// Lets the loop run until something is so, for a second or so at most.
+  /// Lets the loop run until the condition holds, for a second or so at most.
   template <typename Condition>
   bool Await(Condition condition) {
     for (int turn = 0; turn < 1000 && !condition(); ++turn) {

@@ -13,7 +13,7 @@ namespace {
 
 constexpr char kScratch[] = "Software\\mvSMS contract tests";
 
-/// Shows the thread's process an empty key in the place of a predefined one.
+/// Gives this process an empty key in the place of a predefined one.
 class EmptyRoot {
  public:
   EmptyRoot(HKEY root, const char* name) : root_(root) {

@@ -43,7 +43,7 @@ Snapshot Registered() {
   return snapshot;
 }
 
-/// Entries of `one` that `other` lacks or has otherwise.
+/// Entries of `one` that `other` lacks or has with other contents.
 std::vector<std::string> Difference(const Snapshot& one, const Snapshot& other) {
   std::vector<std::string> difference;
   for (const auto& [path, data] : one) {

@@ -209,7 +209,7 @@ TEST_F(BasRegistry, DeletingWhatIsNotThereFails) {
   EXPECT_FALSE(DeleteKey(registry_, kHive, "No\\B"));
 }
 
-/// A store that notes with which rights its keys are opened. It refuses them all.
+/// A store that records the rights with which its keys are opened, and refuses them all.
 class AccessNotes : public Registry {
  public:
   RegStatus OpenKey(RegKey, const std::string&, std::uint32_t access, RegKey&) override {

@@ -13,7 +13,7 @@ TEST(ComponentFile, LiesInTheFolderWithSingleSeparators) {
   EXPECT_EQ(ComponentFile(platform.locale(), "a.inf"), "C:\\Programs\\mvSMS\\a.inf");
   platform.component_folder = "D:\\";
   EXPECT_EQ(ComponentFile(platform.locale(), "a.inf"), "D:\\a.inf");
-  // Of a network folder's two backslashes one goes as well.
+  // One of a network folder's two backslashes goes as well.
   platform.component_folder = "\\\\server\\share";
   EXPECT_EQ(ComponentFile(platform.locale(), "a.inf"), "\\server\\share\\a.inf");
 }

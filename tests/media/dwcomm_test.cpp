@@ -182,7 +182,7 @@ TEST_F(PortTest, WhatWasPendingAtTheCloseIsCollectedAfterTheNextOpening) {
   port.Poll();
   port.CloseComm();
   OpenIdle();
-  EXPECT_THAT(comm.calls, IsEmpty());  // the read counts as pending still
+  EXPECT_THAT(comm.calls, IsEmpty());  // the read still counts as pending
   EXPECT_FALSE(comm.HasPendingRead());
   EXPECT_TRUE(port.CommOutput("second"));
   EXPECT_THAT(comm.written, ElementsAre("first"));

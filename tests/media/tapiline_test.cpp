@@ -82,7 +82,7 @@ class LineTest : public testing::Test {
     Prepare();
     ASSERT_TRUE(Connect());
   }
-  /// Lets the thread wait, its events being processed all the time.
+  /// Lets the thread wait while its events are processed.
   void Wait(int ms) {
     for (int passed = 0; passed < ms; passed += 10) basCommon::Pause(machine.loop(), 100 / 10);
   }

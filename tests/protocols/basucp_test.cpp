@@ -205,7 +205,7 @@ std::vector<std::string> Fields(const std::string& body) {
   return fields;
 }
 
-// The fields of a frame that holds together: STX, ETX, length and checksum are right.
+// The fields of a well-formed frame: STX, ETX, length and checksum are right.
 std::vector<std::string> Parsed(const std::string& frame) {
   EXPECT_EQ(frame.front(), '\x02');
   EXPECT_EQ(frame.back(), '\x03');
@@ -249,7 +249,7 @@ TEST(BuildUCPMessage, OfRandomTextsIsAnOperation51ThatHoldsTogether) {
   }
 }
 
-// What the check of an answer gave, for a service with operation 01 unless told.
+// What the check of an answer gave, for a service with operation 01 unless told otherwise.
 struct Verdict {
   bool accepted = false;
   bool retry = false;

@@ -33,7 +33,7 @@ class CentreFarEnd : public memory::FarEnd, private centre::Line {
 
  private:
   void Write(std::string_view bytes) override { wire_->Write(bytes); }
-  // The call ends when the answerer has returned, for its end may take this object with it.
+  // The call ends only when the answerer has returned, because ending it may destroy this object.
   void HangUp() override {
     over_ = true;
     wire_->After(centre::Millis{0}, [this] { wire_->HangUp(); });

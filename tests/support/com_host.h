@@ -113,7 +113,7 @@ Function Exported(const char* library, const char* name) {
       reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleA(library), name)));
 }
 
-/// What a program of its own did.
+/// What a separate program did.
 struct Ended {
   DWORD exit_code = 0xFFFF;
   std::string output;  // and errors

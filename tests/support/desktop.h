@@ -43,7 +43,7 @@ class Desktop {
   std::vector<std::string> Keys(const std::string& key) {
     return basRegistry::EnumKeys(platform.registry(), kSettingsHive, key);
   }
-  /// Forgets the records so far; to be called before what is looked at.
+  /// Forgets the records so far; to be called before the part of interest.
   void Forget() {
     platform.stored.clear();
     platform.shown.clear();

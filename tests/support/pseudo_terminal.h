@@ -61,7 +61,7 @@ class PseudoTerminal {
     while (!text.ends_with(end) && std::chrono::steady_clock::now() < deadline) text += ReadSome();
     return text;
   }
-  /// What is there within some milliseconds.
+  /// What arrives within some milliseconds.
   std::string ReadSome() const {
     pollfd wait = {master_.get(), POLLIN, 0};
     if (poll(&wait, 1, 5) <= 0) return {};

@@ -1,5 +1,5 @@
 // The host aborts at every moment at which its events are processed, from the dialling to the last
-// answer: the send stops at its next look, hangs up, and the object sends no more.
+// answer: the send stops at its next check, hangs up, and the object sends no more.
 #include <gtest/gtest.h>
 
 #include "tests/sweep/paging_host.h"
@@ -7,8 +7,8 @@
 namespace mvsms::sweep {
 namespace {
 
-/// The sessions look after every answer they waited for: the service's time-out before a block and
-/// the two seconds for its answer are the longest way to the next look.
+/// The sessions check after every answer that they waited for: the service's time-out before a
+/// block and the two seconds for its answer are the longest way to the next check.
 constexpr Millis kLongestReaction{4000};
 
 class Abort : public testing::TestWithParam<Protocol> {

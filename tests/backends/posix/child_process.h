@@ -1,5 +1,5 @@
-// A part of a test in a process of its own: to write at once with others, to be killed, or to run
-// without the rights of root.
+// A part of a test in a process of its own: to write at the same time as others, to be killed, or
+// to run without the rights of root.
 #pragma once
 
 #include <sys/wait.h>

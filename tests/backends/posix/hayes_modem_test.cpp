@@ -25,7 +25,7 @@ class ModemDialogue : public testing::Test {
     result_ = dialogue_->Dial("123");
     return result_.cause;
   }
-  /// Puts a call up, and forgets how.
+  /// Sets up a call, and forgets how.
   void Connect() {
     Modem("\r\nCONNECT 2400\r\n");
     ASSERT_EQ(Dial(), CallCause::kNone);

@@ -111,7 +111,8 @@ class Counter {
   Counter(const Counter&) = delete;
   Counter& operator=(const Counter&) = delete;
 
-  /// Waits for the first number, then for a while longer, and kills. The last number told.
+  /// Waits for the first number, then for a while longer, and kills the writer. Returns the last
+  /// number told.
   int KillAfter(std::chrono::microseconds while_longer) {
     int last = 0;
     EXPECT_EQ(read(ends_[0], &last, sizeof last), static_cast<ssize_t>(sizeof last));

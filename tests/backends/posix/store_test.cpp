@@ -52,7 +52,7 @@ class PosixStore : public testing::Test {
     return posix::Set(*Open(), path, text);
   }
   std::string Get(const std::string& path) { return posix::Get(*Open(), path); }
-  /// Runs one statement of SQL on the file, as a hand with another tool would.
+  /// Runs one statement of SQL on the file, as somebody with another tool would.
   void Tamper(const char* sql) { Connection(file_).Execute(sql); }
   /// Fills all but the first page with rubbish.
   void Damage() {

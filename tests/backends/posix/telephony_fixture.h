@@ -50,7 +50,7 @@ class TelephonySession : public testing::Test {
     EXPECT_EQ(call_->GetCallState(), CallState::kInProgress);
     return Await([this] { return call_->GetCallState() != CallState::kInProgress; });
   }
-  /// Lets the loop run until something is so, for some seconds at most.
+  /// Lets the loop run until the condition holds, for some seconds at most.
   template <class Condition>
   CallState Await(Condition condition) {
     for (int turn = 0; turn < 1000 && !condition(); ++turn) {
