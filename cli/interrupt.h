@@ -1,12 +1,12 @@
 // Ctrl-C, SIGTERM and the end of the terminal (SIGHUP) as a question to ask. The signal handler
-// only sets a flag; whoever is busy looks at it from a timer or between two waits. Nobody who stops
-// reading the output ends the program meanwhile.
+// only sets a flag; whoever is busy looks at it from a timer or between two waits. SIGPIPE is
+// ignored, so that a reader who stops reading the output does not end the program.
 #pragma once
 
 namespace mvsms::cli {
 
-/// Takes the signals while it lives. A second one ends the process at once, as if nobody
-/// watched. One at a time.
+/// Takes the signals while it exists. A second one ends the process at once, as if nobody watched.
+/// One at a time.
 class InterruptWatch {
  public:
   InterruptWatch();

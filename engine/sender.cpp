@@ -3,7 +3,7 @@
 // There are two ways to fail. A failure that a step foresees is reported by it, and the send goes
 // on to its closing steps: hang up, end line, status window. An error that nobody foresaw is
 // reported once and ends the send where it stands; the connection then stays open until the next
-// send or the end of the object.
+// send or until the object is destroyed.
 #include "engine/sender.h"
 
 #include <cmath>
@@ -89,8 +89,8 @@ void UseStatusWindow(Use use) {
   }
 }
 
-/// Marks a piece of work with the line for as long as it lives. An event that the host gets from
-/// within it must not end in a second send: that one would take the line from under the first.
+/// Marks the line as in use for as long as this exists. An event that the host receives meanwhile
+/// must not lead to a second send, which would take the line from under the first.
 class LineInUse {
  public:
   explicit LineInUse(bool& mark) : mark_(mark), before_(std::exchange(mark, true)) {}

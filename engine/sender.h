@@ -22,7 +22,7 @@
 #include "protocols/service_record.h"
 #include "protocols/session.h"
 
-// The headers of Windows make this name a macro; ours it is not.
+// The Windows headers make this name a macro; here it is a function.
 #undef SendMessage
 
 namespace mvsms {
@@ -99,7 +99,7 @@ class Sender final : private SessionHost {
   ISMSMedium* medium_ = nullptr;                 // the open medium of a send, else none
   std::string modem_;                            // of the latest medium
   bool line_in_use_ = false;                     // a send is on the line, or the line is reporting
-  std::unique_ptr<TAPILine> objTapiLine_;        // last: its end may still report an error
+  std::unique_ptr<TAPILine> objTapiLine_;        // last: its destructor may still report an error
 };
 
 /// The pieces in which a message goes out, each of `max_length` characters, the last one shorter.

@@ -1,4 +1,4 @@
-// One dialog at a time, held here and given up when it has been closed.
+// One dialog at a time, held here and released when it has been closed.
 #include "ui/config.h"
 
 #include <utility>

@@ -2,7 +2,7 @@
 // lines. It closes itself by a timer.
 //
 // Whoever owns the form keeps it after it has closed itself. Touching it then loads it again, but
-// only showing would make it visible: the user sees the window once and is left alone after that.
+// only showing would make it visible: the user sees the window once and is not bothered again.
 #pragma once
 
 #include <cstdint>
@@ -15,7 +15,7 @@ namespace mvsms {
 
 class frmStatus final : public Form, public StatusWindow {
  public:
-  /// Milliseconds from StartHide to the window's end.
+  /// Milliseconds from StartHide until the window closes.
   static constexpr std::int32_t kHideDelayMs = 5000;
 
   explicit frmStatus(Platform& platform);

@@ -75,7 +75,7 @@ void frmTest::Form_Load() {
   }
 }
 
-/// A send that still runs is cut short; the form ends when it has.
+/// A send that is still running is cut short; the form is destroyed when that has ended.
 void frmTest::Form_Unload() { cmdAbort_Click(); }
 
 void frmTest::cmdSend_Click() {

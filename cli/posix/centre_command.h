@@ -32,8 +32,8 @@ struct CentreOptions {
 };
 
 /// Runs the centre. `serving` is given the server, for stopping it, before it says where it
-/// listens, and nothing before it goes.
-/// @return 0, or 1 if it cannot listen or a caller departed from the script.
+/// listens, and null before it goes. Returns 0, or 1 if it cannot listen or a caller departed from
+/// the script.
 int RunCentre(const CentreOptions& options, std::ostream& out, std::ostream& err,
               const std::function<void(centre::Server*)>& serving);
 

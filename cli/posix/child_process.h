@@ -17,7 +17,7 @@ class ChildProcess {
   /// Starts `command` (a path and its arguments) with this process's environment, to which
   /// `variables` ("NAME=VALUE") are added, and without input. Throws Failure when it cannot start.
   ChildProcess(const std::vector<std::string>& command, const std::vector<std::string>& variables);
-  /// Ends the child, at once if it still runs.
+  /// Ends the child, at once if it is still running.
   ~ChildProcess();
   ChildProcess(const ChildProcess&) = delete;
   ChildProcess& operator=(const ChildProcess&) = delete;
@@ -31,8 +31,8 @@ class ChildProcess {
   std::optional<std::string> NextLine();
 
   void Signal(int signal);
-  /// Reads until the child has ended or the time is over. Its exit code, 128 plus the number of
-  /// the signal that killed it, or nothing when it still runs.
+  /// Reads until the child has ended or the time is up. Its exit code, 128 plus the number of the
+  /// signal that killed it, or nothing when it is still running.
   std::optional<int> Wait(std::chrono::milliseconds time);
 
  private:

@@ -1,4 +1,5 @@
-// A modem is asked as a call would open it; a call goes the road of every send, over a TAPILine.
+// A modem is asked the way a call would open it; a call takes the way of every send, over a
+// TAPILine.
 #include "cli/posix/modem_test.h"
 
 #include "backends/posix/line/line_check.h"
