@@ -29,7 +29,7 @@ void AddRoutes(Registry& registry, int routes) {
     RegKey open = 0;
     registry.CreateKey(kSettingsHive, RouteKey(key, "01" + std::to_string(700'000 + i)), open);
     // The value of one route is enough; the keys make the table large.
-    if (i == routes / 2) registry.SetValue(open, kUseService, RegType::kSz, "Pager");
+    if (i == routes / 2) registry.SetValue(open, setting::kUseService.name, RegType::kSz, "Pager");
     registry.CloseKey(open);
   }
 }

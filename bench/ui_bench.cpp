@@ -22,7 +22,8 @@ void Fill(Registry& registry) {
     Write(registry, ServiceKey(key, "Service " + std::to_string(i)), "Protocol", "TAP");
   }
   for (int i = 0; i < 50'000; ++i) {
-    Write(registry, RouteKey(key, "01" + std::to_string(700'000 + i)), kUseService, "Service 7");
+    Write(registry, RouteKey(key, "01" + std::to_string(700'000 + i)), setting::kUseService.name,
+          "Service 7");
   }
 }
 

@@ -158,10 +158,10 @@ Values InitialValues(Context& context, ProfileStore& store, const CatalogueRecor
   if (origin.empty()) return BlankService();
   Values values;
   for (const ServiceValue& value : ServiceValues(origin)) {
-    values.emplace_back(value.name,
+    values.emplace_back(value.info.name,
                         value.text.empty()
                             ? TextValue("")
-                            : CheckedValue(context, store, FindValue(kServiceValues, value.name),
+                            : CheckedValue(context, store, FindValue(kServiceValues, value.info.name),
                                            Utf8FromAnsi(value.text)));
   }
   return values;

@@ -8,6 +8,44 @@
 #include "engine/component_file.h"
 
 namespace mvsms {
+namespace {
+
+/// The fields that a service stores, in the order of a record, and the values that they become. The
+/// characters of ModemSetting stand in a field each.
+struct StoredField {
+  catalogue::Field field;
+  ValueInfo info;
+};
+constexpr StoredField kStoredFields[] = {
+    {catalogue::kProtocol, setting::kProtocol},
+    {catalogue::kPassword, setting::kPassword},
+    {catalogue::kUcpCommand, setting::kUCPCommand},
+    {catalogue::kPhoneNumber, setting::kPhoneNumber},
+    {catalogue::kMaxLength, setting::kMaxLength},
+    {catalogue::kMaxMessages, setting::kMaxMessages},
+    {catalogue::kCountryCode, setting::kCountryCode},
+    {catalogue::kBaudRate, setting::kBaudRate},
+    {catalogue::kDataBits, setting::kModemSetting},
+    {catalogue::kParity, setting::kModemSetting},
+    {catalogue::kStopBits, setting::kModemSetting},
+    {catalogue::kTimeOut, setting::kTimeOut},
+    {catalogue::kMessageType, setting::kMessageType},
+};
+
+std::string InitialOf(const StoredField& stored) {
+  if (stored.info != setting::kModemSetting) return stored.info.initial;
+  return {stored.info.initial[stored.field - catalogue::kDataBits]};
+}
+
+std::string TextFor(const ValueInfo& info, const CatalogueRecord& record) {
+  std::string text;
+  for (const StoredField& stored : kStoredFields) {
+    if (stored.info == info) text += FieldOf(record, stored.field);
+  }
+  return text;
+}
+
+}  // namespace
 
 const std::string& FieldOf(const CatalogueRecord& record, catalogue::Field field) {
   static const std::string kMissing;
@@ -15,7 +53,9 @@ const std::string& FieldOf(const CatalogueRecord& record, catalogue::Field field
 }
 
 CatalogueRecord BlankService(const std::string& name) {
-  return Split("1," + name + ",,TAP,,,,160,1,,Auto,7,E,1,2000,3,,", ',');
+  std::string line = "1," + name + ",";
+  for (const StoredField& stored : kStoredFields) line += "," + InitialOf(stored);
+  return Split(line + ",,", ',');
 }
 
 bool Catalogue::Load(Platform& platform) {
@@ -50,20 +90,9 @@ const CatalogueRecord* Catalogue::Find(const std::string& id) const {
 }
 
 std::vector<ServiceValue> ServiceValues(const CatalogueRecord& record) {
-  using namespace catalogue;
-  const auto field = [&](Field number) { return FieldOf(record, number); };
-  return {{"CountryCode", field(kCountryCode)},
-          {"Protocol", field(kProtocol)},
-          {"PhoneNumber", field(kPhoneNumber)},
-          {"Password", field(kPassword)},
-          {"MaxLength", field(kMaxLength)},
-          {"MaxMessages", field(kMaxMessages)},
-          {"UCPCommand", field(kUcpCommand)},
-          {"MessageType", field(kMessageType)},
-          {"TimeOut", field(kTimeOut)},
-          {"BaudRate", field(kBaudRate)},
-          {"ModemSetting", field(kDataBits) + field(kParity) + field(kStopBits)},
-          {"ModemName", ""}};
+  std::vector<ServiceValue> values;
+  for (const ValueInfo& info : kServiceValues) values.push_back({info, TextFor(info, record)});
+  return values;
 }
 
 std::vector<std::string> RoutePrefixes(const CatalogueRecord& record) {

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "engine/settings.h"
 #include "platform/platform.h"
 
 namespace mvsms {
@@ -68,7 +69,7 @@ class Catalogue {
 
 /// A value of a new service, and what the record has for it.
 struct ServiceValue {
-  const char* name;
+  ValueInfo info;
   std::string text;
 };
 /// What a new service made from `record` has in the settings store, in the order of writing. The

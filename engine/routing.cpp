@@ -8,7 +8,7 @@
 #include "base/numbers.h"
 #include "base/raised_error.h"
 #include "base/texts.h"
-#include "engine/basregistry.h"
+#include "engine/profile.h"
 #include "platform/registry_key.h"
 
 namespace mvsms {
@@ -24,10 +24,11 @@ bool RouteExists(Registry& registry, RegKey routing, const std::string& prefix) 
 }
 
 /// Asks the store for each prefix, the longest first, instead of listing a table of any size.
-std::string ProbeRoutes(Registry& registry, const std::string& routing_key,
+std::string ProbeRoutes(Registry& registry, const std::string& base_key,
                         const std::string& address) {
   RegKey routing = 0;
-  if (registry.OpenKey(kSettingsHive, routing_key, kKeyAllAccess, routing) != kErrorSuccess) {
+  if (registry.OpenKey(kSettingsHive, RoutingKey(base_key), kKeyAllAccess, routing) !=
+      kErrorSuccess) {
     return {};
   }
   const KeyCloser closer(registry, routing);
@@ -38,10 +39,10 @@ std::string ProbeRoutes(Registry& registry, const std::string& routing_key,
 
 /// The same by comparing every route. Only this is exact for other characters than digits: the
 /// store takes "A" and "a" for the same key and "\" for a step into one.
-std::string SearchRoutes(Registry& registry, const std::string& routing_key,
+std::string SearchRoutes(Registry& registry, const std::string& base_key,
                          const std::string& address) {
   std::string best;
-  for (const std::string& prefix : basRegistry::EnumKeys(registry, kSettingsHive, routing_key)) {
+  for (const std::string& prefix : Profile(registry, base_key).Routes()) {
     if (address.starts_with(prefix) && prefix.size() > best.size()) best = prefix;
   }
   return best;
@@ -52,23 +53,20 @@ std::string CharacterAt(const std::string& text, std::size_t index) {
 }
 
 /// Reads the record, or throws RaisedError when a number cannot be read as one.
-ServiceRecord ReadService(Registry& registry, const std::string& key) {
-  const auto read = [&](const char* name) {
-    return basRegistry::GetValue(registry, kSettingsHive, key, name, {});
-  };
+ServiceRecord ReadService(const SettingsKey& service) {
   ServiceRecord record;
-  record.CountryCode = ToText(read("CountryCode"));
-  record.Protocol = ToText(read("Protocol"));
-  record.PhoneNumber = ToText(read("PhoneNumber"));
-  record.Password = ToText(read("Password"));
-  record.MaxLength = ToLeadingNumber(read("MaxLength"));
-  record.MaxMessages = ToWholeNumber(read("MaxMessages"));
-  record.UCPCommand = ToText(read("UCPCommand"));
-  record.MessageType = ToWholeNumber(read("MessageType"));
-  record.TimeOut = ToLeadingNumber(read("TimeOut"));
-  record.BaudRate = ToText(read("BaudRate"));
-  record.ModemName = ToText(read("ModemName"));
-  const std::string framing = ToText(read("ModemSetting"));
+  record.CountryCode = ToText(service.Get(setting::kCountryCode));
+  record.Protocol = ToText(service.Get(setting::kProtocol));
+  record.PhoneNumber = ToText(service.Get(setting::kPhoneNumber));
+  record.Password = ToText(service.Get(setting::kPassword));
+  record.MaxLength = ToLeadingNumber(service.Get(setting::kMaxLength));
+  record.MaxMessages = ToWholeNumber(service.Get(setting::kMaxMessages));
+  record.UCPCommand = ToText(service.Get(setting::kUCPCommand));
+  record.MessageType = ToWholeNumber(service.Get(setting::kMessageType));
+  record.TimeOut = ToLeadingNumber(service.Get(setting::kTimeOut));
+  record.BaudRate = ToText(service.Get(setting::kBaudRate));
+  record.ModemName = ToText(service.Get(setting::kModemName));
+  const std::string framing = ToText(service.Get(setting::kModemSetting));
   record.DataBits = ToLeadingNumber(CharacterAt(framing, 0));
   record.Parity = CharacterAt(framing, 1);
   record.StopBits = ToLeadingNumber(CharacterAt(framing, 2));
@@ -80,13 +78,10 @@ ServiceRecord ReadService(Registry& registry, const std::string& key) {
 std::string FixAddress(Registry& registry, std::string& HostAppName, std::string& Address,
                        const ErrorReport& report_error) {
   Address = Trim(Address);
-  const std::string base_key = BaseKey(HostAppName);
-  const auto read = [&](const char* name) {
-    return basRegistry::GetValue(registry, kSettingsHive, base_key, name, {});
-  };
-  const bool replace_plus = ToBoolean(read("ReplacePlus"));
-  const bool add_country = ToBoolean(read("AddCountry"));
-  const std::string country = ToText(read("Country"));
+  const Profile profile(registry, BaseKey(HostAppName));
+  const bool replace_plus = ToBoolean(profile.Get(setting::kReplacePlus));
+  const bool add_country = ToBoolean(profile.Get(setting::kAddCountry));
+  const std::string country = ToText(profile.Get(setting::kCountry));
 
   std::string number = Address;
   if (replace_plus && number.starts_with('+')) {
@@ -104,18 +99,17 @@ std::string FixAddress(Registry& registry, std::string& HostAppName, std::string
 std::string FindService(Registry& registry, std::string& HostAppName, const std::string& Address) {
   const std::string base_key = BaseKey(HostAppName);
   const auto search = AllDigits(Address) ? ProbeRoutes : SearchRoutes;
-  const std::string prefix = search(registry, RoutingKey(base_key), Address);
+  const std::string prefix = search(registry, base_key, Address);
   if (prefix.empty()) return {};
-  return ToText(
-      basRegistry::GetValue(registry, kSettingsHive, RouteKey(base_key, prefix), kUseService, {}));
+  return ToText(Profile(registry, base_key).Route(prefix).Get(setting::kUseService));
 }
 
 bool GetServiceInfo(Registry& registry, std::string& HostAppName, const Settings& settings,
                     ServiceRecord& record, std::string& ServiceName) {
   if (ServiceName.empty()) ServiceName = settings.DefaultService;
-  const std::string base_key = BaseKey(HostAppName);
+  const Profile profile(registry, BaseKey(HostAppName));
   try {
-    record = ReadService(registry, ServiceKey(base_key, ServiceName));
+    record = ReadService(profile.Service(ServiceName));
   } catch (const RaisedError&) {
     return false;
   }

@@ -2,6 +2,7 @@
 #include "engine/settings.h"
 
 #include "base/raised_error.h"
+#include "engine/profile.h"
 
 namespace mvsms {
 
@@ -10,13 +11,13 @@ std::string BaseKey(std::string& HostAppName) {
   return std::string(kRootKey) + "\\" + HostAppName;
 }
 
-std::string ServicesKey(const std::string& base_key) { return base_key + "\\" + kServices; }
+std::string ServicesKey(const std::string& base_key) { return base_key + "\\Services"; }
 
 std::string ServiceKey(const std::string& base_key, const std::string& service) {
   return ServicesKey(base_key) + "\\" + service;
 }
 
-std::string RoutingKey(const std::string& base_key) { return base_key + "\\" + kRouting; }
+std::string RoutingKey(const std::string& base_key) { return base_key + "\\Routing"; }
 
 std::string RouteKey(const std::string& base_key, const std::string& prefix) {
   return RoutingKey(base_key) + "\\" + prefix;
@@ -27,16 +28,13 @@ bool NamesDefaultModem(const std::string& modem) {
 }
 
 bool GetSettings(Registry& registry, std::string& HostAppName, Settings& settings) {
-  const std::string base_key = BaseKey(HostAppName);
-  const auto read = [&](const char* name) {
-    return basRegistry::GetValue(registry, kSettingsHive, base_key, name, {});
-  };
+  const Profile profile(registry, BaseKey(HostAppName));
   try {
-    settings.Retries = ToLeadingNumber(read("Retries"));
-    settings.DefaultModem = ToText(read("DefaultModem"));
-    settings.DefaultService = ToText(read("DefaultService"));
-    settings.ShowStatus = ToBoolean(read("ShowStatus"));
-    settings.WriteLogfile = ToBoolean(read("WriteLogfile"));
+    settings.Retries = ToLeadingNumber(profile.Get(setting::kRetries));
+    settings.DefaultModem = ToText(profile.Get(setting::kDefaultModem));
+    settings.DefaultService = ToText(profile.Get(setting::kDefaultService));
+    settings.ShowStatus = ToBoolean(profile.Get(setting::kShowStatus));
+    settings.WriteLogfile = ToBoolean(profile.Get(setting::kWriteLogfile));
   } catch (const RaisedError&) {
     return false;
   }

@@ -1,11 +1,13 @@
 // The settings of a profile: where they lie in the store, which values there are, and the ones that
-// every send loads. The tables are the one place that names a value with its type and what it is
-// when nobody has set it; whatever shows, writes or checks settings goes by them.
+// every send loads. The rows of `setting` are the one place that names a value, with its type, what
+// it is when nobody has set it, and what it may be; whatever reads, shows, writes or checks
+// settings goes by them (engine/profile.h). A row misspelt does not compile.
 #pragma once
 
 #include <array>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "engine/basregistry.h"
 #include "platform/registry.h"
@@ -21,16 +23,15 @@ inline constexpr char kStandardProfile[] = "Standard";
 /// Key of the profile named `HostAppName`; an empty name becomes "Standard" in the caller's
 /// variable too.
 std::string BaseKey(std::string& HostAppName);
-/// The keys below a profile key that hold its services and its routes.
+/// The keys below a profile key that hold its services and its routes, and the value of a route.
 inline constexpr char kServices[] = "Services";
 inline constexpr char kRouting[] = "Routing";
+inline constexpr char kUseService[] = "UseService";
 /// Keys by their profile's key: all services, one service, all routes, one route.
 std::string ServicesKey(const std::string& base_key);
 std::string ServiceKey(const std::string& base_key, const std::string& service);
 std::string RoutingKey(const std::string& base_key);
 std::string RouteKey(const std::string& base_key, const std::string& prefix);
-/// The one value of a route: the name of the service that serves the prefix.
-inline constexpr char kUseService[] = "UseService";
 
 enum class ValueKind {
   kText,
@@ -38,49 +39,170 @@ enum class ValueKind {
   kSwitch,  // 0 or 1
 };
 
-struct ValueInfo {
-  const char* name;
-  ValueKind kind;
-  RegType type;         // how it is written
-  const char* initial;  // as a dialog shows it when absent, or as a blank service starts with
-  const char* meaning;
+/// What a value must be beyond its kind. The engine and the dialogs take whatever is stored or
+/// typed; the command, whose user does not see the value standing there, refuses what breaks this.
+enum class ValueRule {
+  kNone,
+  kDigits,
+  kChoice,          // one of `choices`
+  kOneOfEach,       // a character out of each of `choices`, in their order
+  kBaudRate,        // one of `choices`, or a speed of serial ports
+  kModem,           // empty, or a modem that the system has
+  kModemOrDefault,  // the same, or a name of the default modem, which is stored as empty
+  kService,         // empty, or a service of the profile
 };
 
+/// One setting. Values that bear the same name are the same setting.
+struct ValueInfo {
+  const char* name;
+  ValueKind kind = ValueKind::kText;
+  RegType type = RegType::kSz;  // how it is written
+  const char* initial = "";  // as a dialog shows it when absent, or as a blank service starts with
+  const char* meaning = "";
+  bool secret = false;  // shown to nobody who does not ask for it
+  ValueRule rule = ValueRule::kNone;
+  std::array<const char*, 3> choices{};  // null where there are fewer
+  std::int32_t least = 0;                // of a number
+  const char* expected = "";             // the rule in words, after "must be"
+
+  friend constexpr bool operator==(const ValueInfo& a, const ValueInfo& b) {
+    return std::string_view(a.name) == b.name;
+  }
+};
+
+/// Every setting, each named here and nowhere else.
+namespace setting {
+
+// Of a profile.
+inline constexpr ValueInfo kReplacePlus{.name = "ReplacePlus",
+                                        .kind = ValueKind::kSwitch,
+                                        .type = RegType::kDword,
+                                        .initial = "1",
+                                        .meaning = "write a recipient's leading \"+\" as \"00\""};
+inline constexpr ValueInfo kAddCountry{
+    .name = "AddCountry",
+    .kind = ValueKind::kSwitch,
+    .type = RegType::kDword,
+    .initial = "0",
+    .meaning = "write Country in place of a recipient's single leading \"0\""};
+inline constexpr ValueInfo kCountry{.name = "Country",
+                                    .meaning = "text that replaces the leading \"0\"",
+                                    .rule = ValueRule::kDigits,
+                                    .expected = "digits, as a number is dialled"};
+inline constexpr ValueInfo kRetries{.name = "Retries",
+                                    .kind = ValueKind::kNumber,
+                                    .type = RegType::kDword,
+                                    .initial = "3",
+                                    .meaning = "number of attempts, for the host"};
+inline constexpr ValueInfo kRetryDelay{.name = "RetryDelay",
+                                       .kind = ValueKind::kNumber,
+                                       .type = RegType::kDword,
+                                       .initial = "1",
+                                       .meaning = "minutes between attempts, for the host"};
+inline constexpr ValueInfo kDefaultModem{.name = "DefaultModem",
+                                         .meaning = "modem of services that name none",
+                                         .rule = ValueRule::kModem};
+inline constexpr ValueInfo kDefaultService{.name = "DefaultService",
+                                           .meaning = "service of recipients that no route serves",
+                                           .rule = ValueRule::kService};
+inline constexpr ValueInfo kShowStatus{.name = "ShowStatus",
+                                       .kind = ValueKind::kSwitch,
+                                       .type = RegType::kDword,
+                                       .initial = "0",
+                                       .meaning = "show the status window"};
+inline constexpr ValueInfo kWriteLogfile{.name = "WriteLogfile",
+                                         .kind = ValueKind::kSwitch,
+                                         .type = RegType::kDword,
+                                         .initial = "0",
+                                         .meaning = "write the send log"};
+
+// Of a service.
+inline constexpr ValueInfo kCountryCode{.name = "CountryCode",
+                                        .meaning = "country code of the service"};
+inline constexpr ValueInfo kProtocol{.name = "Protocol",
+                                     .initial = "TAP",
+                                     .meaning = "TAP or UCP",
+                                     .rule = ValueRule::kChoice,
+                                     .choices = {"TAP", "UCP"},
+                                     .expected = "TAP or UCP"};
+inline constexpr ValueInfo kPhoneNumber{.name = "PhoneNumber",
+                                        .meaning = "number of the message centre's modem"};
+inline constexpr ValueInfo kPassword{
+    .name = "Password", .meaning = "access password; for TAP, empty is PG1", .secret = true};
+inline constexpr ValueInfo kMaxLength{.name = "MaxLength",
+                                      .kind = ValueKind::kNumber,
+                                      .initial = "160",
+                                      .meaning = "characters per piece of a message",
+                                      .least = 1};
+inline constexpr ValueInfo kMaxMessages{.name = "MaxMessages",
+                                        .kind = ValueKind::kNumber,
+                                        .initial = "1",
+                                        .meaning = "pieces per call",
+                                        .least = 1};
+inline constexpr ValueInfo kUCPCommand{.name = "UCPCommand",
+                                       .meaning = "UCP operation, 01 or 51",
+                                       .rule = ValueRule::kChoice,
+                                       .choices = {"", "01", "51"},
+                                       .expected = "01 or 51, or empty"};
+inline constexpr ValueInfo kMessageType{.name = "MessageType",
+                                        .kind = ValueKind::kNumber,
+                                        .initial = "3",
+                                        .meaning = "2 numeric, 3 alphanumeric",
+                                        .rule = ValueRule::kChoice,
+                                        .choices = {"2", "3"},
+                                        .expected = "2 (numeric) or 3 (alphanumeric)"};
+inline constexpr ValueInfo kTimeOut{
+    .name = "TimeOut",
+    .kind = ValueKind::kNumber,
+    .initial = "2000",
+    .meaning = "milliseconds to wait for an answer (UCP), before a message (TAP)"};
+inline constexpr ValueInfo kBaudRate{
+    .name = "BaudRate",
+    .initial = "Auto",
+    .meaning = "port speed; Auto and ISDN leave it to the modem",
+    .rule = ValueRule::kBaudRate,
+    .choices = {"Auto", "ISDN"},
+    .expected = "Auto, ISDN or a rate of serial ports in bit/s, such as 9600 or 19200"};
+inline constexpr ValueInfo kModemSetting{
+    .name = "ModemSetting",
+    .initial = "7E1",
+    .meaning = "data bits, parity letter, stop bits: three characters",
+    .rule = ValueRule::kOneOfEach,
+    .choices = {"45678", "NEOMS", "12"},
+    .expected = "three characters: data bits, parity letter, stop bits, such as 8N1"};
+inline constexpr ValueInfo kModemName{.name = "ModemName",
+                                      .meaning = "modem; empty is DefaultModem",
+                                      .rule = ValueRule::kModemOrDefault};
+/// Written first, and never read: with it the service's key is there.
+inline constexpr ValueInfo kServiceMark{.name = "Default"};
+
+// Of a route.
+inline constexpr ValueInfo kUseService{.name = "UseService",
+                                       .meaning = "service of the numbers with the prefix",
+                                       .rule = ValueRule::kService};
+
+// Of the root key, where an installation may set them; nothing here writes them.
+inline constexpr ValueInfo kProviderInfoPage{
+    .name = "ProviderInfoPage",
+    .initial = "https://www.mirvalen.example/mvsms/providers",
+    .meaning = "the maker's information about SMS and paging providers"};
+/// Without it a report has no recipient until the user enters one.
+inline constexpr ValueInfo kSupportMailbox{.name = "SupportMailbox",
+                                           .meaning = "recipient of error reports"};
+
+}  // namespace setting
+
 /// The values of a profile.
-inline constexpr std::array<ValueInfo, 9> kGlobalValues{{
-    {"ReplacePlus", ValueKind::kSwitch, RegType::kDword, "1",
-     "write a recipient's leading \"+\" as \"00\""},
-    {"AddCountry", ValueKind::kSwitch, RegType::kDword, "0",
-     "write Country in place of a recipient's single leading \"0\""},
-    {"Country", ValueKind::kText, RegType::kSz, "", "text that replaces the leading \"0\""},
-    {"Retries", ValueKind::kNumber, RegType::kDword, "3", "number of attempts, for the host"},
-    {"RetryDelay", ValueKind::kNumber, RegType::kDword, "1",
-     "minutes between attempts, for the host"},
-    {"DefaultModem", ValueKind::kText, RegType::kSz, "", "modem of services that name none"},
-    {"DefaultService", ValueKind::kText, RegType::kSz, "",
-     "service of recipients that no route serves"},
-    {"ShowStatus", ValueKind::kSwitch, RegType::kDword, "0", "show the status window"},
-    {"WriteLogfile", ValueKind::kSwitch, RegType::kDword, "0", "write the send log"},
-}};
+inline constexpr std::array<ValueInfo, 9> kGlobalValues{
+    {setting::kReplacePlus, setting::kAddCountry, setting::kCountry, setting::kRetries,
+     setting::kRetryDelay, setting::kDefaultModem, setting::kDefaultService, setting::kShowStatus,
+     setting::kWriteLogfile}};
 
 /// The values of a service, in the order in which they are written.
-inline constexpr std::array<ValueInfo, 12> kServiceValues{{
-    {"CountryCode", ValueKind::kText, RegType::kSz, "", "country code of the service"},
-    {"Protocol", ValueKind::kText, RegType::kSz, "TAP", "TAP or UCP"},
-    {"PhoneNumber", ValueKind::kText, RegType::kSz, "", "number of the message centre's modem"},
-    {"Password", ValueKind::kText, RegType::kSz, "", "access password; for TAP, empty is PG1"},
-    {"MaxLength", ValueKind::kNumber, RegType::kSz, "160", "characters per piece of a message"},
-    {"MaxMessages", ValueKind::kNumber, RegType::kSz, "1", "pieces per call"},
-    {"UCPCommand", ValueKind::kText, RegType::kSz, "", "UCP operation, 01 or 51"},
-    {"MessageType", ValueKind::kNumber, RegType::kSz, "3", "2 numeric, 3 alphanumeric"},
-    {"TimeOut", ValueKind::kNumber, RegType::kSz, "2000",
-     "milliseconds to wait for an answer (UCP), before a message (TAP)"},
-    {"BaudRate", ValueKind::kText, RegType::kSz, "Auto",
-     "port speed; Auto and ISDN leave it to the modem"},
-    {"ModemSetting", ValueKind::kText, RegType::kSz, "7E1",
-     "data bits, parity letter, stop bits: three characters"},
-    {"ModemName", ValueKind::kText, RegType::kSz, "", "modem; empty is DefaultModem"},
-}};
+inline constexpr std::array<ValueInfo, 12> kServiceValues{
+    {setting::kCountryCode, setting::kProtocol, setting::kPhoneNumber, setting::kPassword,
+     setting::kMaxLength, setting::kMaxMessages, setting::kUCPCommand, setting::kMessageType,
+     setting::kTimeOut, setting::kBaudRate, setting::kModemSetting, setting::kModemName}};
 
 /// Whether a service's modem of this name is the default one: the entry that the dialogs offer for
 /// it, in either language.

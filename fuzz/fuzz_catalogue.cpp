@@ -57,13 +57,13 @@ void CheckService(test::Desktop& desk, const CatalogueRecord& record) {
   if (!IsKey(name)) return;
   for (const ServiceValue& value : ServiceValues(record)) {
     Require(!IsStored(value.text) ||
-                desk.Text(ServiceKey(desk.profile.base_key(), name), value.name) == value.text,
+                desk.Text(ServiceKey(desk.profile.base_key(), name), value.info.name) == value.text,
             "a value as the catalogue has it");
   }
   for (const std::string& prefix : RoutePrefixes(record)) {
-    Require(
-        !IsKey(prefix) || desk.Text(RouteKey(desk.profile.base_key(), prefix), kUseService) == name,
-        "a route for each prefix");
+    Require(!IsKey(prefix) || desk.Text(RouteKey(desk.profile.base_key(), prefix),
+                                        setting::kUseService.name) == name,
+            "a route for each prefix");
   }
 }
 

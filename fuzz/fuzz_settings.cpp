@@ -31,7 +31,7 @@ void WriteValue(test::Host& host, Input& input) {
     Write(registry, ServiceKey(base, "Pager"), kServiceValues[which - kGlobalValues.size()].name,
           type, data);
   } else if (which == kGlobalValues.size() + kServiceValues.size()) {
-    Write(registry, RouteKey(base, "0049"), kUseService, type, data);
+    Write(registry, RouteKey(base, "0049"), setting::kUseService.name, type, data);
   } else {
     host.recipient = data;
   }

@@ -335,7 +335,7 @@ void frmConfig::AddService(Procedure& statement, const CatalogueRecord& record) 
   };
   write(key, "Default", "", "Error creating key!", "cmdSrvAdd_Click");
   for (const ServiceValue& value : ServiceValues(record)) {
-    write(key, value.name, value.text, "Error saving value!", "SaveValues");
+    write(key, value.info.name, value.text, "Error saving value!", "SaveValues");
   }
   for (const std::string& prefix : RoutePrefixes(record)) {
     const std::string route = RouteKey(profile_key_, prefix);

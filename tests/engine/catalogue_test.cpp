@@ -115,7 +115,7 @@ TEST(CatalogueRecords, ABlankServiceHasDefaults) {
 std::vector<std::string> Values(const CatalogueRecord& record) {
   std::vector<std::string> values;
   for (const ServiceValue& value : ServiceValues(record)) {
-    values.push_back(std::string(value.name) + "=" + value.text);
+    values.push_back(std::string(value.info.name) + "=" + value.text);
   }
   return values;
 }
@@ -124,8 +124,8 @@ TEST(CatalogueRecords, ABlankServiceHasTheInitialValuesOfTheSettings) {
   const std::vector<ServiceValue> values = ServiceValues(BlankService("X"));
   ASSERT_EQ(values.size(), kServiceValues.size());
   for (std::size_t i = 0; i < values.size(); ++i) {
-    EXPECT_STREQ(values[i].name, kServiceValues[i].name);
-    EXPECT_EQ(values[i].text, kServiceValues[i].initial) << values[i].name;
+    EXPECT_STREQ(values[i].info.name, kServiceValues[i].name);
+    EXPECT_EQ(values[i].text, kServiceValues[i].initial) << values[i].info.name;
   }
 }
 

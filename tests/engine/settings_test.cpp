@@ -3,8 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "backends/memory/memory_platform.h"
 #include "tests/support/profile.h"
@@ -123,6 +125,58 @@ TEST(SettingTables, BlankService) {
   EXPECT_EQ(line,
             "CountryCode= Protocol=TAP PhoneNumber= Password= MaxLength=160 MaxMessages=1 "
             "UCPCommand= MessageType=3 TimeOut=2000 BaudRate=Auto ModemSetting=7E1 ModemName= ");
+}
+
+/// Every setting that a user can change.
+std::vector<ValueInfo> AllValues() {
+  std::vector<ValueInfo> all(kGlobalValues.begin(), kGlobalValues.end());
+  all.insert(all.end(), kServiceValues.begin(), kServiceValues.end());
+  all.push_back(setting::kUseService);
+  return all;
+}
+
+TEST(SettingTables, APasswordIsTheOnlySecret) {
+  std::string secrets;
+  for (const ValueInfo& value : AllValues()) {
+    if (value.secret) secrets += value.name;
+  }
+  EXPECT_EQ(secrets, "Password");
+}
+
+TEST(SettingTables, EveryValueHasAMeaning) {
+  for (const ValueInfo& value : AllValues()) EXPECT_STRNE(value.meaning, "") << value.name;
+}
+
+TEST(SettingTables, ARuleThatNeedsWordsHasThem) {
+  const std::set<ValueRule> wordless = {ValueRule::kNone, ValueRule::kModem,
+                                        ValueRule::kModemOrDefault, ValueRule::kService};
+  for (const ValueInfo& value : AllValues()) {
+    EXPECT_EQ(wordless.contains(value.rule), std::string(value.expected).empty()) << value.name;
+  }
+}
+
+TEST(SettingTables, ARuleThatNeedsChoicesHasThem) {
+  for (const ValueInfo& value : AllValues()) {
+    const auto there = std::count_if(value.choices.begin(), value.choices.end(),
+                                     [](const char* choice) { return choice != nullptr; });
+    if (value.rule == ValueRule::kOneOfEach) {
+      EXPECT_EQ(there, 3) << value.name;
+    } else {
+      const bool takes = value.rule == ValueRule::kChoice || value.rule == ValueRule::kBaudRate;
+      EXPECT_EQ(takes, there > 0) << value.name;
+    }
+  }
+}
+
+TEST(SettingTables, OnlyANumberHasALeastValue) {
+  for (const ValueInfo& value : AllValues()) {
+    EXPECT_TRUE(value.kind == ValueKind::kNumber || value.least == 0) << value.name;
+  }
+}
+
+TEST(SettingTables, AValueIsTheOneOfItsName) {
+  EXPECT_EQ(kGlobalValues[2], setting::kCountry);
+  EXPECT_NE(setting::kCountry, setting::kCountryCode);
 }
 
 }  // namespace
