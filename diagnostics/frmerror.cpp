@@ -6,7 +6,7 @@
 
 #include "base/ansi.h"
 #include "diagnostics/procedure.h"
-#include "engine/settings.h"
+#include "engine/profile.h"
 #include "resources/string_table.h"
 
 namespace mvsms {
@@ -226,8 +226,7 @@ void frmError::Compose(MailClient& client) {
   const Texts& texts = TextsFor(platform().locale());
   const std::string title = platform().locale().HostTitle();
   const auto item = client.CreateItem();
-  item->SetRecipient(ToText(
-      basRegistry::GetValue(platform().registry(), kSettingsHive, kRootKey, kSupportMailbox, {})));
+  item->SetRecipient(ToText(RootKey(platform().registry()).Get(setting::kSupportMailbox)));
   item->SetSubject(title + " Error-Report: " + txtMessage.Text());
   item->SetBody(Report());
   const MsgBoxAnswer review = platform().forms().MsgBox(

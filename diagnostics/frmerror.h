@@ -18,10 +18,6 @@ struct ErrorDetails {
   std::int32_t LineNumber = 0;
 };
 
-/// Registry value under the root key with the mailbox to which reports go, set at deployment.
-/// Without it the report has no recipient until the user enters one.
-inline constexpr char kSupportMailbox[] = "SupportMailbox";
-
 class frmError final : public Form {
  public:
   static constexpr char kRetry[] = "R";

@@ -5,7 +5,6 @@
 #include "diagnostics/procedure.h"
 #include "engine/modem_list.h"
 #include "engine/send_log.h"
-#include "engine/settings.h"
 #include "forms/localize.h"
 #include "resources/string_table.h"
 #include "ui/frmtest.h"
@@ -18,22 +17,6 @@ constexpr char kModule[] = "frmConfig";
 constexpr int kPageLeft = 60;
 constexpr int kPageTop = 500;
 constexpr Box kPage = {kPageLeft, kPageTop, 7200, 4080};
-
-/// How an option is written: the one row of the settings table that has its name.
-RegType TypeOf(const std::string& value) {
-  for (const ValueInfo& info : kGlobalValues) {
-    if (info.name == value) return info.type;
-  }
-  return RegType::kSz;
-}
-
-/// What is shown for an option that is not stored.
-Variant InitialOf(const std::string& value) {
-  for (const ValueInfo& info : kGlobalValues) {
-    if (info.name == value) return std::string(info.initial);
-  }
-  return {};
-}
 
 }  // namespace
 
@@ -179,21 +162,24 @@ void frmConfig::BindEvents() {
 
   const auto number = [](CheckBox& box) { return [&box] { return Variant(box.Value()); }; };
   const auto text = [](auto& control) { return [&control] { return Variant(control.Text()); }; };
-  const auto stores = [this](const char* value, const char* handler, auto content) {
-    return
-        [this, value, handler, content] { ResumeNext([&] { Store(value, content(), handler); }); };
+  const auto stores = [this](const ValueInfo& info, const char* handler, auto content) {
+    return [this, info, handler, content] { ResumeNext([&] { Store(info, content(), handler); }); };
   };
-  chkReplacePlus.OnClick = stores("ReplacePlus", "chkReplacePlus_Click", number(chkReplacePlus));
-  chkAddCountry.OnClick = stores("AddCountry", "chkAddCountry_Click", number(chkAddCountry));
-  chkShowStatus.OnClick = stores("ShowStatus", "chkShowStatus_Click", number(chkShowStatus));
+  chkReplacePlus.OnClick =
+      stores(setting::kReplacePlus, "chkReplacePlus_Click", number(chkReplacePlus));
+  chkAddCountry.OnClick =
+      stores(setting::kAddCountry, "chkAddCountry_Click", number(chkAddCountry));
+  chkShowStatus.OnClick =
+      stores(setting::kShowStatus, "chkShowStatus_Click", number(chkShowStatus));
   chkWriteLogfile.OnClick =
-      stores("WriteLogfile", "chkWriteLogfile_Click", number(chkWriteLogfile));
-  txtCountry.OnChange = stores("Country", "txtCountry_Change", text(txtCountry));
-  txtRetries.OnChange = stores("Retries", "txtRetries_Change", text(txtRetries));
-  txtRetryDelay.OnChange = stores("RetryDelay", "txtRetryDelay_Change", text(txtRetryDelay));
-  cmbModems.OnClick = stores("DefaultModem", "cmbModems_Click", text(cmbModems));
+      stores(setting::kWriteLogfile, "chkWriteLogfile_Click", number(chkWriteLogfile));
+  txtCountry.OnChange = stores(setting::kCountry, "txtCountry_Change", text(txtCountry));
+  txtRetries.OnChange = stores(setting::kRetries, "txtRetries_Change", text(txtRetries));
+  txtRetryDelay.OnChange =
+      stores(setting::kRetryDelay, "txtRetryDelay_Change", text(txtRetryDelay));
+  cmbModems.OnClick = stores(setting::kDefaultModem, "cmbModems_Click", text(cmbModems));
   cmbDefaultService.OnClick =
-      stores("DefaultService", "cmbDefaultService_Click", text(cmbDefaultService));
+      stores(setting::kDefaultService, "cmbDefaultService_Click", text(cmbDefaultService));
 
   cmdSrvAdd.OnClick = [this] { cmdSrvAdd_Click(); };
   cmdSrvEdit.OnClick = [this] { cmdSrvEdit_Click(); };
@@ -249,15 +235,15 @@ void frmConfig::LoadValues() {
     }
     statement([&] { FillServices(); });
     statement([&] { FillRoutes(); });
-    statement([&] { chkReplacePlus.SetValue(ToWholeNumber(Read("ReplacePlus"))); });
-    statement([&] { chkAddCountry.SetValue(ToWholeNumber(Read("AddCountry"))); });
-    statement([&] { txtCountry.SetText(ToText(Read("Country"))); });
-    statement([&] { txtRetries.SetText(NumberText(ToText(Read("Retries")))); });
-    statement([&] { txtRetryDelay.SetText(NumberText(ToText(Read("RetryDelay")))); });
-    statement([&] { SetComboString(cmbModems, ToText(Read("DefaultModem"))); });
-    statement([&] { SetComboString(cmbDefaultService, ToText(Read("DefaultService"))); });
-    statement([&] { chkShowStatus.SetValue(ToWholeNumber(Read("ShowStatus"))); });
-    statement([&] { chkWriteLogfile.SetValue(ToWholeNumber(Read("WriteLogfile"))); });
+    statement([&] { chkReplacePlus.SetValue(ToWholeNumber(Read(setting::kReplacePlus))); });
+    statement([&] { chkAddCountry.SetValue(ToWholeNumber(Read(setting::kAddCountry))); });
+    statement([&] { txtCountry.SetText(ToText(Read(setting::kCountry))); });
+    statement([&] { txtRetries.SetText(NumberText(ToText(Read(setting::kRetries)))); });
+    statement([&] { txtRetryDelay.SetText(NumberText(ToText(Read(setting::kRetryDelay)))); });
+    statement([&] { SetComboString(cmbModems, ToText(Read(setting::kDefaultModem))); });
+    statement([&] { SetComboString(cmbDefaultService, ToText(Read(setting::kDefaultService))); });
+    statement([&] { chkShowStatus.SetValue(ToWholeNumber(Read(setting::kShowStatus))); });
+    statement([&] { chkWriteLogfile.SetValue(ToWholeNumber(Read(setting::kWriteLogfile))); });
   });
 }
 
@@ -275,7 +261,7 @@ void frmConfig::FillServices() {
   RunProcedure(platform(), kModule, "FillServices", [&](Procedure& statement) {
     statement([&] { cmbDefaultService.Clear(); });
     statement([&] { lsServices.Clear(); });
-    for (const std::string& name : statement([&] { return SubKeys(ServicesKey(profile_key_)); })) {
+    for (const std::string& name : statement([&] { return profile().Services(); })) {
       statement([&] { cmbDefaultService.AddItem(name); });
       statement([&] { lsServices.Add({name, {}}); });
     }
@@ -285,11 +271,9 @@ void frmConfig::FillServices() {
 void frmConfig::FillRoutes() {
   RunProcedure(platform(), kModule, "FillRoutes", [&](Procedure& statement) {
     statement([&] { lsRouting.Clear(); });
-    for (const std::string& prefix : statement([&] { return SubKeys(RoutingKey(profile_key_)); })) {
-      const std::string service = statement([&] {
-        return ToText(basRegistry::GetValue(platform().registry(), kSettingsHive,
-                                            RouteKey(profile_key_, prefix), kUseService, {}));
-      });
+    for (const std::string& prefix : statement([&] { return profile().Routes(); })) {
+      const std::string service =
+          statement([&] { return ToText(profile().Route(prefix).Get(setting::kUseService)); });
       statement([&] { lsRouting.Add({prefix, {service}}); });
     }
   });
@@ -326,21 +310,21 @@ void frmConfig::cmdSrvAdd_Click() {
 
 void frmConfig::AddService(Procedure& statement, const CatalogueRecord& record) {
   const std::string& name = FieldOf(record, catalogue::kName);
-  const std::string key = ServiceKey(profile_key_, name);
-  const auto write = [&](const std::string& path, const char* value, const std::string& text,
+  const SettingsKey service = profile().Service(name);
+  const auto write = [&](const SettingsKey& key, const ValueInfo& info, const std::string& text,
                          const char* failure, const char* procedure) {
     statement([&] {
-      if (!Write(path, value, text, RegType::kSz)) HandleErrorLoc(0, failure, procedure);
+      if (!key.Set(info, text)) HandleErrorLoc(0, failure, procedure);
     });
   };
-  write(key, "Default", "", "Error creating key!", "cmdSrvAdd_Click");
+  write(service, setting::kServiceMark, "", "Error creating key!", "cmdSrvAdd_Click");
   for (const ServiceValue& value : ServiceValues(record)) {
-    write(key, value.info.name, value.text, "Error saving value!", "SaveValues");
+    write(service, value.info, value.text, "Error saving value!", "SaveValues");
   }
   for (const std::string& prefix : RoutePrefixes(record)) {
-    const std::string route = RouteKey(profile_key_, prefix);
-    statement([&] { basRegistry::DeleteKey(platform().registry(), kSettingsHive, route); });
-    write(route, kUseService, name, "Error creating routing key!", "cmdSrvAdd_Click");
+    const SettingsKey route = profile().Route(prefix);
+    statement([&] { route.Delete(); });
+    write(route, setting::kUseService, name, "Error creating routing key!", "cmdSrvAdd_Click");
   }
 }
 
@@ -349,7 +333,7 @@ void frmConfig::cmdSrvEdit_Click() {
     if (lsServices.Selected() == ListView::kNone) return;
     const auto dialog = std::make_shared<frmServiceProperties>(platform());
     service_properties_ = dialog;
-    dialog->RegPath = ServiceKey(profile_key_, lsServices.SelectedText());
+    dialog->RegPath = profile().Service(lsServices.SelectedText()).path();
     statement([&] { dialog->Init(); });
     statement([&] { dialog->ShowModal(this); });
     statement([&] { dialog->Unload(); });
@@ -364,18 +348,13 @@ void frmConfig::cmdSrvDelete_Click() {
     if (!statement([&] { return ConfirmsDelete(Text(string_id::kDeleteEntry) + name + "'?"); })) {
       return;
     }
-    if (!statement([&] {
-          return basRegistry::DeleteKey(platform().registry(), kSettingsHive,
-                                        ServiceKey(profile_key_, name));
-        })) {
+    if (!statement([&] { return profile().Service(name).Delete(); })) {
       statement([&] { HandleErrorLoc(0, "Error deleting key!", "cmdSrvDelete_Click"); });
       return;
     }
     for (const ListView::Row& route : lsRouting.Rows()) {
       if (route.sub_items.at(0) != name) continue;
-      statement([&] {
-        Write(RouteKey(profile_key_, route.text), kUseService, std::string(), RegType::kSz);
-      });
+      statement([&] { profile().Route(route.text).Set(setting::kUseService, ""); });
     }
     statement([&] { FillRoutes(); });
     statement([&] { FillServices(); });
@@ -393,7 +372,7 @@ void frmConfig::cmdRouteAdd_Click() {
       return;
     }
     statement([&] {
-      if (!Write(RouteKey(profile_key_, prefix), kUseService, std::string(), RegType::kSz)) {
+      if (!profile().Route(prefix).Set(setting::kUseService, "")) {
         HandleErrorLoc(0, "Error creating key!", "cmdRouteAdd_Click");
       }
     });
@@ -420,10 +399,7 @@ void frmConfig::cmdRouteDelete_Click() {
   RunProcedure(platform(), kModule, "cmdRouteDelete_Click", [&](Procedure& statement) {
     if (lsRouting.Selected() == ListView::kNone) return;
     if (!statement([&] { return ConfirmsDelete(Text(string_id::kDeleteEntry)); })) return;
-    if (!statement([&] {
-          return basRegistry::DeleteKey(platform().registry(), kSettingsHive,
-                                        RouteKey(profile_key_, lsRouting.SelectedText()));
-        })) {
+    if (!statement([&] { return profile().Route(lsRouting.SelectedText()).Delete(); })) {
       statement([&] { HandleErrorLoc(0, "Error deleting key!", "cmdRouteDelete_Click"); });
     }
     statement([&] { FillRoutes(); });
@@ -483,27 +459,13 @@ void frmConfig::Form_Unload() {
   new_service_.reset();
 }
 
-void frmConfig::Store(const char* value, const Variant& content, const char* handler) {
-  if (!Write(profile_key_, value, content, TypeOf(value))) {
-    HandleErrorLoc(0, "Error saving value!", handler);
-  }
+Profile frmConfig::profile() const { return {platform().registry(), profile_key_}; }
+
+void frmConfig::Store(const ValueInfo& info, const Variant& content, const char* handler) {
+  if (!profile().Set(info, content)) HandleErrorLoc(0, "Error saving value!", handler);
 }
 
-bool frmConfig::Write(const std::string& key, const char* value, const Variant& content,
-                      RegType type) {
-  return basRegistry::SetValue(platform().registry(), kSettingsHive, key, value, content, type);
-}
-
-Variant frmConfig::Read(const char* value) const {
-  return basRegistry::GetValue(platform().registry(), kSettingsHive, profile_key_, value,
-                               InitialOf(value));
-}
-
-std::vector<std::string> frmConfig::SubKeys(const std::string& key) const {
-  auto names = basRegistry::EnumKeys(platform().registry(), kSettingsHive, key);
-  std::erase(names, "");
-  return names;
-}
+Variant frmConfig::Read(const ValueInfo& info) const { return profile().GetOrInitial(info); }
 
 std::string frmConfig::Text(std::uint16_t id) const {
   return LoadResString(platform().locale(), id);

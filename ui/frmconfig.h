@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-#include "engine/basregistry.h"
+#include "engine/profile.h"
 #include "forms/form.h"
 #include "media/apartment.h"
 #include "ui/frmeditroute.h"
@@ -77,10 +77,9 @@ class frmConfig final : public Form {
   void cmdClose_Click();
 
   /// Stores an option; `handler` is the procedure that a failure names.
-  void Store(const char* value, const Variant& content, const char* handler);
-  bool Write(const std::string& key, const char* value, const Variant& content, RegType type);
-  Variant Read(const char* value) const;
-  std::vector<std::string> SubKeys(const std::string& key) const;
+  void Store(const ValueInfo& info, const Variant& content, const char* handler);
+  Variant Read(const ValueInfo& info) const;
+  Profile profile() const;
   std::string Text(std::uint16_t id) const;
   void Say(std::uint16_t id);
   bool ConfirmsDelete(const std::string& question);

@@ -2,7 +2,7 @@
 #include "ui/frmeditroute.h"
 
 #include "diagnostics/procedure.h"
-#include "engine/settings.h"
+#include "engine/profile.h"
 #include "forms/localize.h"
 
 namespace mvsms {
@@ -32,28 +32,25 @@ void frmEditRoute::Form_Load() {
   LocalizeForm(*this);
   FillServices();
   ResumeNext([&] {
-    SetComboString(cmbService,
-                   ToText(basRegistry::GetValue(platform().registry(), kSettingsHive,
-                                                RouteKey(RegPath, Route), kUseService, {})));
+    SetComboString(
+        cmbService,
+        ToText(Profile(platform().registry(), RegPath).Route(Route).Get(setting::kUseService)));
   });
 }
 
 void frmEditRoute::FillServices() {
   RunProcedure(platform(), "frmEditRoute", "FillServices", [&](Procedure& statement) {
     statement([&] { cmbService.Clear(); });
-    const auto names = statement([&] {
-      return basRegistry::EnumKeys(platform().registry(), kSettingsHive, ServicesKey(RegPath));
-    });
-    for (const std::string& name : names) {
-      if (!name.empty()) statement([&] { cmbService.AddItem(name); });
-    }
+    const auto names =
+        statement([&] { return Profile(platform().registry(), RegPath).Services(); });
+    for (const std::string& name : names) statement([&] { cmbService.AddItem(name); });
   });
 }
 
 void frmEditRoute::cmdOK_Click() {
   ResumeNext([&] {
-    if (!basRegistry::SetValue(platform().registry(), kSettingsHive, RouteKey(RegPath, Route),
-                               kUseService, cmbService.Text(), RegType::kSz)) {
+    const SettingsKey route = Profile(platform().registry(), RegPath).Route(Route);
+    if (!route.Set(setting::kUseService, cmbService.Text())) {
       platform().forms().MsgBox("Error saving value!", msgbox::kOkOnly, "cmdOK_Click");
     }
   });

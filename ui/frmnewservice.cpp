@@ -2,7 +2,7 @@
 #include "ui/frmnewservice.h"
 
 #include "diagnostics/procedure.h"
-#include "engine/settings.h"
+#include "engine/profile.h"
 #include "forms/localize.h"
 #include "resources/string_table.h"
 #include "ui/messages.h"
@@ -36,14 +36,14 @@ frmNewService::frmNewService(Platform& platform)
       cmbLanguage(*this,
                   {.name = "cmbLanguage", .place = {3840, 585, 4380, 315}, .anchor = kAnchorWide}),
       lblServices(*this, {.name = "lblServices", .tag = "6112", .place = {180, 990, 3000, 240}}),
-      lsServices(*this,
-                 {.name = "lsServices", .place = {180, 1260, 8040, 3240}, .anchor = kAnchorAll},
-                 {{.text = "ID", .width = 600, .key = "ID"},
-                  {.text = "Name", .width = 2400, .tag = "12", .key = "Name"},
-                  {.text = "CC", .width = 1200, .key = "CC"},
-                  {.text = "Protocol Type", .width = 1200, .tag = "6004", .key = "Protocol"},
-                  {.text = "Number", .width = 1500, .tag = "6115", .key = "Number"},
-                  {.text = "Checked", .width = 1020, .tag = "6116", .key = "Checked"}}),
+      lsServices(
+          *this, {.name = "lsServices", .place = {180, 1260, 8040, 3240}, .anchor = kAnchorAll},
+          {{.text = "ID", .width = 600, .key = "ID"},
+           {.text = "Name", .width = 2400, .tag = "12", .key = "Name"},
+           {.text = "CC", .width = 1200, .key = "CC"},
+           {.text = "Protocol Type", .width = 1200, .tag = "6004", .key = setting::kProtocol.name},
+           {.text = "Number", .width = 1500, .tag = "6115", .key = "Number"},
+           {.text = "Checked", .width = 1020, .tag = "6116", .key = "Checked"}}),
       lblProviderInfo(*this, {.name = "lblProviderInfo",
                               .tag = "6120",
                               .place = {180, 4620, 8040, 240},
@@ -139,12 +139,11 @@ void frmNewService::OKButton_Click() {
   });
 }
 
+/// The user's language code is appended to the page.
 void frmNewService::lblProviderInfo_Click() {
   RunProcedure(platform(), kModule, "lblProviderInfo_Click", [&](Procedure& statement) {
-    const std::string page = ToText(statement([&] {
-      return basRegistry::GetValue(platform().registry(), kSettingsHive, kRootKey,
-                                   kProviderInfoValue, std::string(kProviderInfoPage));
-    }));
+    const std::string page = ToText(statement(
+        [&] { return RootKey(platform().registry()).GetOrInitial(setting::kProviderInfoPage); }));
     statement([&] {
       basCommon::OpenDocument(
           platform().shell(),

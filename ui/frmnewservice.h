@@ -7,11 +7,6 @@
 
 namespace mvsms {
 
-/// The maker's information about SMS and paging providers; the user's language code is appended.
-/// An installation may name another page under the root key.
-inline constexpr char kProviderInfoPage[] = "https://www.mirvalen.example/mvsms/providers";
-inline constexpr char kProviderInfoValue[] = "ProviderInfoPage";
-
 class frmNewService final : public Form {
  public:
   explicit frmNewService(Platform& platform);

@@ -9,7 +9,7 @@
 #include "base/numbers.h"
 #include "diagnostics/procedure.h"
 #include "engine/modem_list.h"
-#include "engine/settings.h"
+#include "engine/profile.h"
 #include "forms/localize.h"
 #include "resources/string_table.h"
 #include "ui/messages.h"
@@ -57,46 +57,62 @@ frmServiceProperties::frmServiceProperties(Platform& platform)
       lblCountryCode(
           *this,
           {.name = "lblCountryCode", .tag = "6003", .place = LabelAt(1), .container = &Page}),
-      CountryCode(*this, {.name = "CountryCode", .place = FieldAt(1, kNarrow), .container = &Page}),
+      CountryCode(
+          *this,
+          {.name = setting::kCountryCode.name, .place = FieldAt(1, kNarrow), .container = &Page}),
       lblProtocol(*this,
                   {.name = "lblProtocol", .tag = "6004", .place = LabelAt(2), .container = &Page}),
-      Protocol(*this, {.name = "Protocol", .place = FieldAt(2, kNarrow), .container = &Page}),
+      Protocol(*this,
+               {.name = setting::kProtocol.name, .place = FieldAt(2, kNarrow), .container = &Page}),
       lblPhoneNumber(
           *this,
           {.name = "lblPhoneNumber", .tag = "6005", .place = LabelAt(3), .container = &Page}),
-      PhoneNumber(*this, {.name = "PhoneNumber", .place = FieldAt(3), .container = &Page}),
+      PhoneNumber(*this,
+                  {.name = setting::kPhoneNumber.name, .place = FieldAt(3), .container = &Page}),
       lblPassword(*this,
                   {.name = "lblPassword", .tag = "6006", .place = LabelAt(4), .container = &Page}),
-      Password(*this, {.name = "Password", .place = FieldAt(4), .container = &Page},
+      Password(*this, {.name = setting::kPassword.name, .place = FieldAt(4), .container = &Page},
                {.password = true}),
       lblMaxLength(
           *this, {.name = "lblMaxLength", .tag = "6007", .place = LabelAt(5), .container = &Page}),
-      MaxLength(*this, {.name = "MaxLength", .place = FieldAt(5, kNarrow), .container = &Page}),
+      MaxLength(
+          *this,
+          {.name = setting::kMaxLength.name, .place = FieldAt(5, kNarrow), .container = &Page}),
       lblMaxMessages(
           *this,
           {.name = "lblMaxMessages", .tag = "6008", .place = LabelAt(6), .container = &Page}),
-      MaxMessages(*this, {.name = "MaxMessages", .place = FieldAt(6, kNarrow), .container = &Page}),
+      MaxMessages(
+          *this,
+          {.name = setting::kMaxMessages.name, .place = FieldAt(6, kNarrow), .container = &Page}),
       lblUCPCommand(
           *this, {.name = "lblUCPCommand", .tag = "6009", .place = LabelAt(7), .container = &Page}),
-      UCPCommand(*this, {.name = "UCPCommand", .place = FieldAt(7, kNarrow), .container = &Page}),
+      UCPCommand(
+          *this,
+          {.name = setting::kUCPCommand.name, .place = FieldAt(7, kNarrow), .container = &Page}),
       lblMessageType(
           *this,
           {.name = "lblMessageType", .tag = "6010", .place = LabelAt(8), .container = &Page}),
-      MessageType(*this, {.name = "MessageType", .place = FieldAt(8), .container = &Page}),
+      MessageType(*this,
+                  {.name = setting::kMessageType.name, .place = FieldAt(8), .container = &Page}),
       lblTimeOut(*this,
                  {.name = "lblTimeOut", .tag = "6011", .place = LabelAt(9), .container = &Page}),
-      TimeOut(*this, {.name = "TimeOut", .place = FieldAt(9, kNarrow), .container = &Page}),
+      TimeOut(*this,
+              {.name = setting::kTimeOut.name, .place = FieldAt(9, kNarrow), .container = &Page}),
       lblBaudRate(*this,
                   {.name = "lblBaudRate", .tag = "6012", .place = LabelAt(10), .container = &Page}),
-      BaudRate(*this, {.name = "BaudRate", .place = FieldAt(10, kNarrow), .container = &Page}),
+      BaudRate(
+          *this,
+          {.name = setting::kBaudRate.name, .place = FieldAt(10, kNarrow), .container = &Page}),
       lblModemSetting(
           *this,
           {.name = "lblModemSetting", .tag = "6013", .place = LabelAt(11), .container = &Page}),
-      ModemSetting(*this,
-                   {.name = "ModemSetting", .place = FieldAt(11, kNarrow), .container = &Page}),
+      ModemSetting(
+          *this,
+          {.name = setting::kModemSetting.name, .place = FieldAt(11, kNarrow), .container = &Page}),
       lblModemName(
           *this, {.name = "lblModemName", .tag = "6014", .place = LabelAt(12), .container = &Page}),
-      ModemName(*this, {.name = "ModemName", .place = FieldAt(12), .container = &Page}),
+      ModemName(*this,
+                {.name = setting::kModemName.name, .place = FieldAt(12), .container = &Page}),
       OKButton(*this, {.name = "OKButton", .tag = "10", .place = {3900, kBottom + 195, 1260, 375}},
                CommandButton::Key::kEnter),
       CancelButton(*this,
@@ -130,27 +146,27 @@ void frmServiceProperties::Init() {
 }
 
 void frmServiceProperties::LoadValues() {
-  const std::pair<TextBox*, const char*> texts[] = {{&CountryCode, "CountryCode"},
-                                                    {&PhoneNumber, "PhoneNumber"},
-                                                    {&Password, "Password"},
-                                                    {&MaxMessages, "MaxMessages"},
-                                                    {&TimeOut, "TimeOut"}};
-  const std::pair<ComboBox*, const char*> choices[] = {{&Protocol, "Protocol"},
-                                                       {&UCPCommand, "UCPCommand"},
-                                                       {&BaudRate, "BaudRate"},
-                                                       {&ModemSetting, "ModemSetting"},
-                                                       {&ModemName, "ModemName"}};
+  const std::pair<TextBox*, ValueInfo> texts[] = {{&CountryCode, setting::kCountryCode},
+                                                  {&PhoneNumber, setting::kPhoneNumber},
+                                                  {&Password, setting::kPassword},
+                                                  {&MaxMessages, setting::kMaxMessages},
+                                                  {&TimeOut, setting::kTimeOut}};
+  const std::pair<ComboBox*, ValueInfo> choices[] = {{&Protocol, setting::kProtocol},
+                                                     {&UCPCommand, setting::kUCPCommand},
+                                                     {&BaudRate, setting::kBaudRate},
+                                                     {&ModemSetting, setting::kModemSetting},
+                                                     {&ModemName, setting::kModemName}};
   RunProcedure(platform(), kModule, "LoadValues", [&](Procedure& statement) {
     FillModems(statement);
     statement([&] { txtName.SetText(RegPath.substr(RegPath.rfind('\\') + 1)); });
     for (const auto& [box, value] : texts) {
-      statement([&, field = box, name = value] { field->SetText(Stored(name)); });
+      statement([&, field = box, info = value] { field->SetText(Stored(info)); });
     }
-    statement([&] { MaxLength.SetText(NumberText(Stored("MaxLength"))); });
+    statement([&] { MaxLength.SetText(NumberText(Stored(setting::kMaxLength))); });
     for (const auto& [combo, value] : choices) {
-      statement([&, field = combo, name = value] { SetComboString(*field, Stored(name)); });
+      statement([&, field = combo, info = value] { SetComboString(*field, Stored(info)); });
     }
-    statement([&] { SetComboValue(MessageType, ToLeadingNumber(Stored("MessageType"))); });
+    statement([&] { SetComboValue(MessageType, ToLeadingNumber(Stored(setting::kMessageType))); });
     statement([&] {
       if (ModemName.ListIndex() == ComboBox::kNone) ModemName.SetListIndex(0);
     });
@@ -198,36 +214,34 @@ void frmServiceProperties::OKButton_Click() {
 
 void frmServiceProperties::SaveValues() {
   RunProcedure(platform(), kModule, "SaveValues", [&](Procedure& statement) {
-    const auto save = [&](const char* value, const std::string& text) {
-      statement([&] { Save(value, text); });
+    const auto save = [&](const ValueInfo& info, const std::string& text) {
+      statement([&] { Save(info, text); });
     };
-    save("CountryCode", CountryCode.Text());
-    save("Protocol", Protocol.Text());
-    save("PhoneNumber", PhoneNumber.Text());
-    save("Password", Password.Text());
-    save("MaxLength", MaxLength.Text());
-    save("MaxMessages", MaxMessages.Text());
-    save("UCPCommand", UCPCommand.Text());
+    save(setting::kCountryCode, CountryCode.Text());
+    save(setting::kProtocol, Protocol.Text());
+    save(setting::kPhoneNumber, PhoneNumber.Text());
+    save(setting::kPassword, Password.Text());
+    save(setting::kMaxLength, MaxLength.Text());
+    save(setting::kMaxMessages, MaxMessages.Text());
+    save(setting::kUCPCommand, UCPCommand.Text());
     if (const int type = MessageType.ListIndex(); type != ComboBox::kNone) {
-      save("MessageType",
+      save(setting::kMessageType,
            std::to_string(MessageType.List()[static_cast<std::size_t>(type)].item_data));
     }
-    save("TimeOut", TimeOut.Text());
-    save("BaudRate", BaudRate.Text());
-    save("ModemSetting", ModemSetting.Text());
-    save("ModemName", ModemName.Text());
-    if (NamesDefaultModem(ModemName.Text())) save("ModemName", "");
+    save(setting::kTimeOut, TimeOut.Text());
+    save(setting::kBaudRate, BaudRate.Text());
+    save(setting::kModemSetting, ModemSetting.Text());
+    save(setting::kModemName, ModemName.Text());
+    if (NamesDefaultModem(ModemName.Text())) save(setting::kModemName, "");
   });
 }
 
-std::string frmServiceProperties::Stored(const char* value) const {
-  return ToText(
-      basRegistry::GetValue(platform().registry(), kSettingsHive, RegPath, value, std::string()));
+std::string frmServiceProperties::Stored(const ValueInfo& info) const {
+  return ToText(SettingsKey(platform().registry(), RegPath).Get(info));
 }
 
-void frmServiceProperties::Save(const char* value, const std::string& text) {
-  if (!basRegistry::SetValue(platform().registry(), kSettingsHive, RegPath, value, text,
-                             RegType::kSz)) {
+void frmServiceProperties::Save(const ValueInfo& info, const std::string& text) {
+  if (!SettingsKey(platform().registry(), RegPath).Set(info, text)) {
     HandleError(0, "Error saving value!", "SaveValues");
   }
 }

@@ -10,6 +10,7 @@
 namespace mvsms {
 
 class Procedure;
+struct ValueInfo;
 
 class frmServiceProperties final : public Form {
  public:
@@ -60,8 +61,8 @@ class frmServiceProperties final : public Form {
   void OKButton_Click();
   /// The message for the first required choice that is missing; 0 when all are there.
   std::uint16_t MissingChoice() const;
-  std::string Stored(const char* value) const;
-  void Save(const char* value, const std::string& text);
+  std::string Stored(const ValueInfo& info) const;
+  void Save(const ValueInfo& info, const std::string& text);
   void HandleError(std::int32_t number, const std::string& description,
                    const std::string& procedure);
 };
