@@ -23,7 +23,7 @@ void List(Context& context) {
   Json json = Json::object();
   std::vector<std::vector<std::string>> rows{{"NAME", "VALUE", "MEANING"}};
   for (const ValueInfo& info : kGlobalValues) {
-    const std::string text = store.Get("", info.name);
+    const std::string text = store.Get(info);
     json[info.name] = ToJson(info, text);
     rows.push_back({info.name, text.empty() ? "-" : Utf8FromAnsi(text), info.meaning});
   }
@@ -32,19 +32,19 @@ void List(Context& context) {
 
 void Get(Context& context, const std::string& name) {
   const ValueInfo& info = FindValue(kGlobalValues, name);
-  const std::string text = ProfileStore(context).Get("", info.name);
+  const std::string text = ProfileStore(context).Get(info);
   if (context.json) return context.PrintJson({{info.name, ToJson(info, text)}});
   context.out << Utf8FromAnsi(text) << '\n';
 }
 
-// `name` is about to have the value.
-void WarnOfLostZero(Context& context, ProfileStore& store, const std::string& name,
+// `info` is about to have the value.
+void WarnOfLostZero(Context& context, ProfileStore& store, const ValueInfo& info,
                     const std::string& value) {
-  const auto after = [&](const char* other) {
-    return name == other ? value : store.Get("", other);
+  const auto after = [&](const ValueInfo& other) {
+    return info == other ? value : store.Get(other);
   };
-  const bool concerned = name == "AddCountry" || name == "Country";
-  if (concerned && after("AddCountry") == "1" && after("Country").empty()) {
+  const bool concerned = info == setting::kAddCountry || info == setting::kCountry;
+  if (concerned && after(setting::kAddCountry) == "1" && after(setting::kCountry).empty()) {
     context.Warn("with AddCountry on and Country empty, numbers lose their leading 0");
   }
 }
@@ -53,8 +53,8 @@ void Set(Context& context, const std::string& name, const std::string& value) {
   const ValueInfo& info = FindValue(kGlobalValues, name);
   ProfileStore store(context);
   const RegistryValue checked = CheckedValue(context, store, info, value);
-  WarnOfLostZero(context, store, info.name, value);
-  store.Set("", {{info.name, checked}});
+  WarnOfLostZero(context, store, info, value);
+  store.Set(info, checked);
 }
 
 std::string Meanings() {

@@ -1,5 +1,6 @@
 // mvsms registry: the settings of one profile or of all, as a file to keep, to read and to carry to
 // another machine.
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
@@ -25,12 +26,17 @@ struct ExportOptions {
   bool show_passwords = false;
 };
 
+bool IsSecret(const std::string& name) {
+  return std::any_of(kServiceValues.begin(), kServiceValues.end(), [&](const ValueInfo& info) {
+    return info.secret && FoldCase(info.name) == FoldCase(name);
+  });
+}
+
 // Takes every password out of the services of all profiles and returns how many there were.
 int RemovePasswords(RegistryTree& tree) {
   int removed = 0;
   for (auto value = tree.values.begin(); value != tree.values.end();) {
-    const bool password =
-        FoldCase(value->first) == FoldCase("Password") && !value->second.data.empty();
+    const bool password = IsSecret(value->first) && !value->second.data.empty();
     removed += password ? 1 : 0;
     value = password ? tree.values.erase(value) : value + 1;
   }

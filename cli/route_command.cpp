@@ -21,20 +21,20 @@ using Run = void (*)(Context&, const RouteOptions&);
 
 std::string ExistingRoute(ProfileStore& store, const std::string& utf8) {
   std::string prefix = KeyName("route", utf8);
-  if (!store.Exists(RoutePath(prefix))) throw UsageError("there is no route \"" + utf8 + "\"");
+  if (!store.Exists(store.Route(prefix))) throw UsageError("there is no route \"" + utf8 + "\"");
   return prefix;
 }
 
 Json ToJson(ProfileStore& store, const std::string& prefix) {
   return {{"prefix", Utf8FromAnsi(prefix)},
-          {"service", Utf8FromAnsi(store.Get(RoutePath(prefix), kUseService))}};
+          {"service", Utf8FromAnsi(store.Get(store.Route(prefix), setting::kUseService))}};
 }
 
 void List(Context& context, const RouteOptions&) {
   ProfileStore store(context);
   Json json = Json::array();
   std::vector<std::vector<std::string>> rows{{"PREFIX", "SERVICE"}};
-  for (const std::string& prefix : store.Keys(kRouting)) {
+  for (const std::string& prefix : store.Routes()) {
     const Json route = ToJson(store, prefix);
     const std::string service = route["service"];
     rows.push_back({route["prefix"], service.empty() ? "-" : service});
@@ -50,8 +50,8 @@ void Show(Context& context, const RouteOptions& options) {
   context.out << route["service"].get<std::string>() << '\n';
 }
 
-std::pair<std::string, RegistryValue> LeadingTo(ProfileStore& store, const std::string& service) {
-  return {kUseService, TextValue(ExistingService(store, service))};
+SettingValues LeadingTo(ProfileStore& store, const std::string& service) {
+  return {{setting::kUseService, TextValue(ExistingService(store, service))}};
 }
 
 // A prefix is compared with a number in digits, so nothing else could ever match.
@@ -62,21 +62,21 @@ void Add(Context& context, const RouteOptions& options) {
     throw UsageError("the prefix \"" + options.prefix +
                      "\" must be digits, with 00 for the international \"+\"");
   }
-  if (store.Exists(RoutePath(prefix))) {
+  if (store.Exists(store.Route(prefix))) {
     throw UsageError("there is a route \"" + options.prefix + "\" already");
   }
-  store.Add(RoutePath(prefix), {LeadingTo(store, options.service)});
+  store.Add(store.Route(prefix), LeadingTo(store, options.service));
 }
 
 void Set(Context& context, const RouteOptions& options) {
   ProfileStore store(context);
   const std::string prefix = ExistingRoute(store, options.prefix);
-  store.Set(RoutePath(prefix), {LeadingTo(store, options.service)});
+  store.Set(store.Route(prefix), LeadingTo(store, options.service));
 }
 
 void Delete(Context& context, const RouteOptions& options) {
   ProfileStore store(context);
-  store.Delete(RoutePath(ExistingRoute(store, options.prefix)));
+  store.Delete(store.Route(ExistingRoute(store, options.prefix)));
 }
 
 // The number as it would be dialled into the routing table, and where that leads.
@@ -96,8 +96,8 @@ void Test(Context& context, const RouteOptions& options) {
   }
 
   const std::string routed = FindService(registry, profile, number);
-  const std::string service = routed.empty() ? store.Get("", "DefaultService") : routed;
-  if (!service.empty() && !store.Exists(ServicePath(service))) {
+  const std::string service = routed.empty() ? store.Get(setting::kDefaultService) : routed;
+  if (!service.empty() && !store.Exists(store.Service(service))) {
     throw Failure(Utf8FromAnsi(number) + " would go to the service \"" + Utf8FromAnsi(service) +
                   "\", which does not exist");
   }

@@ -130,13 +130,13 @@ class SendRun {
   // code.
   std::string Obstacle() try {
     ProfileStore store(context_);
-    if (options_.to.starts_with('+') && store.Get("", "ReplacePlus") != "1") return kPlusHint;
+    if (options_.to.starts_with('+') && store.Get(setting::kReplacePlus) != "1") return kPlusHint;
     if (service_.empty()) return "";
-    if (!store.Exists(ServicePath(service_))) {
+    if (!store.Exists(store.Service(service_))) {
       return "there is no service \"" + Utf8FromAnsi(service_) + "\"; see 'mvsms service list'";
     }
-    std::string modem = store.Get(ServicePath(service_), "ModemName");
-    if (modem.empty() || NamesDefaultModem(modem)) modem = store.Get("", "DefaultModem");
+    std::string modem = store.Get(store.Service(service_), setting::kModemName);
+    if (modem.empty() || NamesDefaultModem(modem)) modem = store.Get(setting::kDefaultModem);
     if (!ModemExists(context_, modem)) {
       return "there is no modem \"" + Utf8FromAnsi(modem) + "\"; see 'mvsms modem list'";
     }

@@ -15,10 +15,6 @@
 namespace mvsms::cli {
 namespace {
 
-constexpr char kPassword[] = "Password";
-
-using Values = std::vector<std::pair<std::string, RegistryValue>>;
-
 struct ServiceOptions {
   std::string name;
   std::string key;
@@ -30,23 +26,24 @@ struct ServiceOptions {
 };
 
 std::string Shown(const ServiceOptions& options, const ValueInfo& info, const std::string& text) {
-  const bool hide = std::string_view(info.name) == kPassword && !options.show_passwords;
+  const bool hide = info.secret && !options.show_passwords;
   return hide && !text.empty() ? kHiddenPassword : Utf8FromAnsi(text);
 }
 
 Json ToJson(ProfileStore& store, const ServiceOptions& options, const std::string& service) {
   Json json{{"name", Utf8FromAnsi(service)}};
   for (const ValueInfo& info : kServiceValues) {
-    json[info.name] = Shown(options, info, store.Get(ServicePath(service), info.name));
+    json[info.name] = Shown(options, info, store.Get(store.Service(service), info));
   }
   return json;
 }
 
 // All assignments are checked before the first is written.
-Values ParseAssignments(Context& context, ProfileStore& store, const ServiceOptions& options) {
+SettingValues ParseAssignments(Context& context, ProfileStore& store,
+                               const ServiceOptions& options) {
   std::vector<std::string> assignments = options.assignments;
   assignments.insert(assignments.end(), options.more.begin(), options.more.end());
-  Values values;
+  SettingValues values;
   for (const std::string& assignment : assignments) {
     const std::size_t equals = assignment.find('=');
     if (equals == std::string::npos) {
@@ -54,29 +51,28 @@ Values ParseAssignments(Context& context, ProfileStore& store, const ServiceOpti
     }
     const std::string name = assignment.substr(0, equals);
     const ValueInfo& info = FindValue(kServiceValues, name);
-    values.emplace_back(info.name,
-                        CheckedValue(context, store, info, assignment.substr(equals + 1)));
+    values.emplace_back(info, CheckedValue(context, store, info, assignment.substr(equals + 1)));
   }
   return values;
 }
 
-std::string TextOf(const Values& values, const std::string& name) {
+std::string TextOf(const SettingValues& values, const ValueInfo& info) {
   const auto found = std::find_if(values.begin(), values.end(),
-                                  [&](const auto& value) { return value.first == name; });
+                                  [&](const auto& value) { return value.first == info; });
   return found == values.end() ? "" : found->second.data;
 }
 
 // A service that cannot send yet, and would say so only when it has dialled.
-void WarnOfGaps(Context& context, const Values& values) {
-  if (TextOf(values, "Protocol") == "UCP" && TextOf(values, "UCPCommand").empty()) {
+void WarnOfGaps(Context& context, const SettingValues& values) {
+  if (TextOf(values, setting::kProtocol) == "UCP" && TextOf(values, setting::kUCPCommand).empty()) {
     context.Warn("a service for UCP needs UCPCommand=51, or 01 for older centres");
   }
 }
 
 // A blank service, as the dialog for a new one makes it.
-Values BlankService() {
-  Values values;
-  for (const ValueInfo& info : kServiceValues) values.emplace_back(info.name, InitialValue(info));
+SettingValues BlankService() {
+  SettingValues values;
+  for (const ValueInfo& info : kServiceValues) values.emplace_back(info, InitialValue(info));
   return values;
 }
 
@@ -84,12 +80,14 @@ void List(Context& context, const ServiceOptions& options) {
   ProfileStore store(context);
   Json json = Json::array();
   std::vector<std::vector<std::string>> rows{{"NAME", "PROTOCOL", "NUMBER", "MODEM", "PASSWORD"}};
-  for (const std::string& service : store.Keys(kServices)) {
+  for (const std::string& service : store.Services()) {
     const Json values = ToJson(store, options, service);
-    const auto text = [&values](const char* name) { return values[name].get<std::string>(); };
-    const std::string modem = text("ModemName");
-    rows.push_back({text("name"), text("Protocol"), text("PhoneNumber"),
-                    modem.empty() ? "(default)" : modem, text(kPassword)});
+    const auto text = [&values](const ValueInfo& info) {
+      return values[info.name].get<std::string>();
+    };
+    const std::string modem = text(setting::kModemName);
+    rows.push_back({Utf8FromAnsi(service), text(setting::kProtocol), text(setting::kPhoneNumber),
+                    modem.empty() ? "(default)" : modem, text(setting::kPassword)});
     json.push_back(values);
   }
   context.json ? context.PrintJson(json) : context.PrintTable(rows);
@@ -108,7 +106,7 @@ void Get(Context& context, const ServiceOptions& options) {
   ProfileStore store(context);
   const std::string service = ExistingService(store, options.name);
   const ValueInfo& info = FindValue(kServiceValues, options.key);
-  const std::string text = Shown(options, info, store.Get(ServicePath(service), info.name));
+  const std::string text = Shown(options, info, store.Get(store.Service(service), info));
   if (context.json) return context.PrintJson({{info.name, text}});
   context.out << text << '\n';
 }
@@ -154,15 +152,13 @@ CatalogueRecord Origin(Context& context, const ServiceOptions& options) {
   return *record;
 }
 
-Values InitialValues(Context& context, ProfileStore& store, const CatalogueRecord& origin) {
+SettingValues InitialValues(Context& context, ProfileStore& store, const CatalogueRecord& origin) {
   if (origin.empty()) return BlankService();
-  Values values;
+  SettingValues values;
   for (const ServiceValue& value : ServiceValues(origin)) {
-    values.emplace_back(value.info.name,
-                        value.text.empty()
-                            ? TextValue("")
-                            : CheckedValue(context, store, FindValue(kServiceValues, value.info.name),
-                                           Utf8FromAnsi(value.text)));
+    values.emplace_back(value.info, value.text.empty() ? TextValue("")
+                                                       : CheckedValue(context, store, value.info,
+                                                                      Utf8FromAnsi(value.text)));
   }
   return values;
 }
@@ -177,28 +173,28 @@ void Add(Context& context, const ServiceOptions& options) {
     throw UsageError("name the service, or an entry of the catalogue with --from-catalogue");
   }
   const std::string service = KeyName("service", name);
-  if (store.Exists(ServicePath(service))) {
+  if (store.Exists(store.Service(service))) {
     throw UsageError("there is a service \"" + name + "\" already");
   }
-  Values values = InitialValues(context, store, origin);
+  SettingValues values = InitialValues(context, store, origin);
   for (auto& [key, value] : ParseAssignments(context, store, options)) {
     for (auto& blank : values) {
       if (blank.first == key) blank.second = value;
     }
   }
   WarnOfGaps(context, values);
-  store.Add(ServicePath(service), values);
+  store.Add(store.Service(service), values);
   for (const std::string& prefix : RoutePrefixes(origin)) {
-    store.Set(RoutePath(prefix), {{kUseService, TextValue(service)}});
+    store.Set(store.Route(prefix), {{setting::kUseService, TextValue(service)}});
   }
 }
 
 void Set(Context& context, const ServiceOptions& options) {
   ProfileStore store(context);
   const std::string service = ExistingService(store, options.name);
-  const Values values = ParseAssignments(context, store, options);
+  const SettingValues values = ParseAssignments(context, store, options);
   if (values.empty()) throw UsageError("nothing to set; name at least one KEY=VALUE");
-  store.Set(ServicePath(service), values);
+  store.Set(store.Service(service), values);
 }
 
 // The routes of a deleted service stay, and point to no service. The service goes last, so that a
@@ -206,16 +202,16 @@ void Set(Context& context, const ServiceOptions& options) {
 void Delete(Context& context, const ServiceOptions& options) {
   ProfileStore store(context);
   const std::string service = ExistingService(store, options.name);
-  if (FoldCase(store.Get("", "DefaultService")) == FoldCase(service)) {
+  if (FoldCase(store.Get(setting::kDefaultService)) == FoldCase(service)) {
     context.Warn("\"" + options.name +
                  "\" is the default service; 'mvsms config set DefaultService' names another");
   }
-  for (const std::string& prefix : store.Keys(kRouting)) {
-    if (FoldCase(store.Get(RoutePath(prefix), kUseService)) == FoldCase(service)) {
-      store.Set(RoutePath(prefix), {{kUseService, TextValue("")}});
+  for (const std::string& prefix : store.Routes()) {
+    if (FoldCase(store.Get(store.Route(prefix), setting::kUseService)) == FoldCase(service)) {
+      store.Set(store.Route(prefix), {{setting::kUseService, TextValue("")}});
     }
   }
-  store.Delete(ServicePath(service));
+  store.Delete(store.Service(service));
 }
 
 std::string Meanings() {

@@ -1,5 +1,6 @@
-// Which values the command accepts for a setting. The dialogs store whatever is typed; a command
-// line has nobody who sees the value standing there, so a wrong one is refused before it is stored.
+// Holds a value to the rule that its setting has in engine/settings.h. The dialogs store whatever is
+// typed; a command line has nobody who sees the value standing there, so a wrong one is refused
+// before it is stored.
 #pragma once
 
 #include <span>

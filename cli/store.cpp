@@ -5,8 +5,7 @@
 
 #include "base/ansi.h"
 #include "cli/system.h"
-#include "engine/basregistry.h"
-#include "engine/settings.h"
+#include "engine/profile.h"
 
 namespace mvsms::cli {
 namespace {
@@ -39,49 +38,57 @@ void ProfileStore::PrepareToWrite() {
   writable_ = true;
 }
 
-std::string ProfileStore::Path(const std::string& key) const {
-  return key.empty() ? base_key_ : base_key_ + "\\" + key;
+std::vector<std::string> ProfileStore::Services() {
+  return KeyNames(registry_, ServicesKey(base_key_));
 }
 
-bool ProfileStore::Exists(const std::string& key) { return KeyExists(registry_, Path(key)); }
-
-std::string ProfileStore::Get(const std::string& key, const std::string& name) {
-  return ReadText(registry_, Path(key), name);
+std::vector<std::string> ProfileStore::Routes() {
+  return KeyNames(registry_, RoutingKey(base_key_));
 }
 
-std::vector<std::string> ProfileStore::Keys(const std::string& key) {
-  return KeyNames(registry_, Path(key));
+std::string ProfileStore::Service(const std::string& name) const {
+  return ServiceKey(base_key_, name);
 }
 
-void ProfileStore::Add(const std::string& key,
-                       const std::vector<std::pair<std::string, RegistryValue>>& values) {
+std::string ProfileStore::Route(const std::string& prefix) const {
+  return RouteKey(base_key_, prefix);
+}
+
+bool ProfileStore::Exists(const std::string& key) { return KeyExists(registry_, key); }
+
+std::string ProfileStore::Get(const ValueInfo& info) { return Get(base_key_, info); }
+
+std::string ProfileStore::Get(const std::string& key, const ValueInfo& info) {
+  return ReadText(registry_, key, info.name);
+}
+
+void ProfileStore::Add(const std::string& key, const SettingValues& values) {
   PrepareToWrite();
   try {
     Set(key, values);
   } catch (const Failure&) {
-    basRegistry::DeleteKey(registry_, kSettingsHive, Path(key));
+    SettingsKey(registry_, key).Delete();
     throw;
   }
 }
 
-void ProfileStore::Set(const std::string& key,
-                       const std::vector<std::pair<std::string, RegistryValue>>& values) {
+void ProfileStore::Set(const ValueInfo& info, const RegistryValue& value) {
+  Set(base_key_, {{info, value}});
+}
+
+void ProfileStore::Set(const std::string& key, const SettingValues& values) {
   PrepareToWrite();
-  WriteTree(registry_, Path(key), {values, {}});
+  RegistryTree tree;
+  for (const auto& [info, value] : values) tree.values.emplace_back(info.name, value);
+  WriteTree(registry_, key, tree);
 }
 
 void ProfileStore::Delete(const std::string& key) {
   PrepareToWrite();
-  if (!basRegistry::DeleteKey(registry_, kSettingsHive, Path(key))) {
-    throw Failure("cannot delete the key \"" + Utf8FromAnsi(Path(key)) + "\"");
+  if (!SettingsKey(registry_, key).Delete()) {
+    throw Failure("cannot delete the key \"" + Utf8FromAnsi(key) + "\"");
   }
 }
-
-std::string ServicePath(const std::string& service) {
-  return std::string(kServices) + "\\" + service;
-}
-
-std::string RoutePath(const std::string& prefix) { return std::string(kRouting) + "\\" + prefix; }
 
 std::string KeyName(const std::string& what, const std::string& utf8) {
   if (!HasAnsiForm(utf8)) {
@@ -99,7 +106,7 @@ std::string KeyName(const std::string& what, const std::string& utf8) {
 
 std::string ExistingService(ProfileStore& store, const std::string& utf8) {
   std::string name = KeyName("service", utf8);
-  if (!store.Exists(ServicePath(name))) throw UsageError("there is no service \"" + utf8 + "\"");
+  if (!store.Exists(store.Service(name))) throw UsageError("there is no service \"" + utf8 + "\"");
   return name;
 }
 

@@ -3,10 +3,12 @@
 #pragma once
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "cli/context.h"
 #include "cli/registry_tree.h"
+#include "engine/settings.h"
 
 namespace mvsms::cli {
 
@@ -15,29 +17,36 @@ namespace mvsms::cli {
 void CheckReadable(Context& context);
 void CheckWritable(Context& context);
 
-/// Key paths are relative to the profile's key ("" is that key itself); names and texts are in the
-/// ANSI code page. Every failure of the store is thrown as Failure.
+/// Settings and what is to be stored for them, in the order of writing.
+using SettingValues = std::vector<std::pair<ValueInfo, RegistryValue>>;
+
+/// The profile by the rows of engine/settings.h, as engine/profile.h has it for those to whom a
+/// failure is an absence. Names and texts are in the ANSI code page; a key is one that Service or
+/// Route names. Every failure of the store is thrown as Failure.
 class ProfileStore {
  public:
   /// Checks the profile's name, and that the store can be read.
   explicit ProfileStore(Context& context);
 
+  /// Names of the services and prefixes of the routes in the store's order; the key of one of them.
+  std::vector<std::string> Services();
+  std::vector<std::string> Routes();
+  std::string Service(const std::string& name) const;
+  std::string Route(const std::string& prefix) const;
+
   bool Exists(const std::string& key);
-  /// The value as a text: digits for a number, "" when there is none.
-  std::string Get(const std::string& key, const std::string& name);
-  /// Names of the subkeys in the store's order.
-  std::vector<std::string> Keys(const std::string& key);
+  /// The value of the profile or of a key as a text: digits for a number, "" when there is none.
+  std::string Get(const ValueInfo& info);
+  std::string Get(const std::string& key, const ValueInfo& info);
   /// Makes a key with these values. When not all could be written, none are left.
-  void Add(const std::string& key,
-           const std::vector<std::pair<std::string, RegistryValue>>& values);
+  void Add(const std::string& key, const SettingValues& values);
   /// Writes values, creating the key where needed.
-  void Set(const std::string& key,
-           const std::vector<std::pair<std::string, RegistryValue>>& values);
+  void Set(const ValueInfo& info, const RegistryValue& value);
+  void Set(const std::string& key, const SettingValues& values);
   /// Deletes a key with all below it.
   void Delete(const std::string& key);
 
  private:
-  std::string Path(const std::string& key) const;
   /// Before the first change: a reason that the registry's error codes cannot give.
   void PrepareToWrite();
 
@@ -46,10 +55,6 @@ class ProfileStore {
   std::string base_key_;
   bool writable_ = false;
 };
-
-/// Keys within a profile, as ServiceKey and RouteKey are in the store.
-std::string ServicePath(const std::string& service);
-std::string RoutePath(const std::string& prefix);
 
 /// `utf8` in the ANSI code page when it can be the name of a profile, service or route (`what`),
 /// else a UsageError.

@@ -18,6 +18,7 @@
 #include "cli/commands.h"
 #include "cli/interrupt.h"
 #include "cli/posix/child_process.h"
+#include "engine/settings.h"
 
 namespace mvsms::cli {
 namespace {
@@ -176,9 +177,9 @@ class Demo {
           "PhoneNumber=" + (tcp ? address : centre.number), "ModemName=" + modem, "UCPCommand=51",
           "TimeOut=500"});
     }
-    Do({"config", "set", "ReplacePlus", "1"});
-    Do({"config", "set", "DefaultModem", "PagerModem"});
-    Do({"config", "set", "DefaultService", "City"});
+    Do({"config", "set", setting::kReplacePlus.name, "1"});
+    Do({"config", "set", setting::kDefaultModem.name, "PagerModem"});
+    Do({"config", "set", setting::kDefaultService.name, "City"});
     Do({"route", "add", "0049171", "Pager"});
   }
 

@@ -143,11 +143,11 @@ void Show(Context& context, const std::string& name) {
 void WarnOfUses(Context& context, const std::string& modem) {
   ProfileStore store(context);
   const std::string name = "\"" + Utf8FromAnsi(modem) + "\"";
-  if (store.Get("", "DefaultModem") == modem) {
+  if (store.Get(setting::kDefaultModem) == modem) {
     context.Warn(name + " is the default modem; 'mvsms config set DefaultModem' names another");
   }
-  for (const std::string& service : store.Keys(kServices)) {
-    if (store.Get(ServicePath(service), "ModemName") != modem) continue;
+  for (const std::string& service : store.Services()) {
+    if (store.Get(store.Service(service), setting::kModemName) != modem) continue;
     context.Warn(name + " is the modem of the service \"" + Utf8FromAnsi(service) + "\"");
   }
 }

@@ -16,7 +16,7 @@ namespace {
 
 void ListModems(Context& context) {
   ProfileStore store(context);
-  const std::string preferred = store.Get("", "DefaultModem");
+  const std::string preferred = store.Get(setting::kDefaultModem);
   Json json = Json::array();
   std::vector<std::vector<std::string>> rows{{"NAME", "DEFAULT"}};
   for (const std::string& modem : ModemNames(context.platform())) {
