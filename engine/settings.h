@@ -23,10 +23,6 @@ inline constexpr char kStandardProfile[] = "Standard";
 /// Key of the profile named `HostAppName`; an empty name becomes "Standard" in the caller's
 /// variable too.
 std::string BaseKey(std::string& HostAppName);
-/// The keys below a profile key that hold its services and its routes, and the value of a route.
-inline constexpr char kServices[] = "Services";
-inline constexpr char kRouting[] = "Routing";
-inline constexpr char kUseService[] = "UseService";
 /// Keys by their profile's key: all services, one service, all routes, one route.
 std::string ServicesKey(const std::string& base_key);
 std::string ServiceKey(const std::string& base_key, const std::string& service);

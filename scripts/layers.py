@@ -5,6 +5,9 @@ Each room of the tree lists the rooms that it may include from; an include of an
 with its file and line, and makes the exit code 1. The core, which is what the list calls so, includes
 of the system's headers only those of the C++ standard library; <windows.h> is for the rooms of
 Windows. Tests, benchmarks and fuzz targets may include everything.
+
+A setting is named once: whoever writes the name of a row of engine/settings.h in quotes again, where
+a misspelt one would compile, is named as well.
 """
 import pathlib
 import re
@@ -43,6 +46,9 @@ WINDOWS = ["backends/win32", "com", "cli/win32", "examples"]
 FREE = ["tests", "bench", "fuzz"]
 GENERATED = ["mvSMS.h"]
 
+SETTINGS = ["engine/settings.h", "engine/settings.cpp"]
+
+ROW = re.compile(r'\b(k\w+)\{\s*\.name = "(\w+)"')
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
 
 
@@ -72,9 +78,17 @@ def fault(room, bracket, header):
     return None
 
 
+def settings_of(root):
+    """The rows of the settings table, by the names that they have in the store."""
+    table = root / SETTINGS[0]
+    return {name: row for row, name in ROW.findall(table.read_text(encoding="utf-8"))} if table.exists() else {}
+
+
 def check(root):
     """The faults of a tree, a line each."""
     faults = []
+    settings = settings_of(root)
+    quoted = re.compile('"(%s)"' % "|".join(settings)) if settings else None
     for path in sorted(p for e in ("h", "cpp", "def", "in") for p in root.rglob(f"*.{e}")):
         name = path.relative_to(root)
         if name.parts[0] in FREE or name.parts[0] in ("build", ".git"):
@@ -88,11 +102,14 @@ def check(root):
             wrong = match and fault(room, *match.groups())
             if wrong:
                 faults.append(f"{name}:{number}: {match[0].strip()}: {wrong}")
+            if quoted and name.suffix != ".def" and str(name) not in SETTINGS:
+                faults += [f"{name}:{number}: {again[0]} is setting::{settings[again[1]]}"
+                           for again in quoted.finditer(line)]
     return faults
 
 
 if __name__ == "__main__":
     here = pathlib.Path(sys.argv[1]) if len(sys.argv) > 1 else pathlib.Path(__file__).resolve().parent.parent
     found = check(here)
-    print("\n".join(found) if found else f"{len(ROOMS)} rooms, every include goes down")
+    print("\n".join(found) if found else f"{len(ROOMS)} rooms, every include goes down, every setting is named once")
     sys.exit(1 if found else 0)

@@ -17,7 +17,7 @@ check_format() {
 }
 
 check_layers() {
-  step "Layers: what each room may include"
+  step "Layers: what each room may include, and settings named once"
   scripts/layers.py
   python3 tests/scripts/layers_test.py
 }
