@@ -5,11 +5,11 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
 
-# The tree configures its tests too, so their sources must be there.
-install_missing "${build_packages[@]}" googletest
+install_missing "${build_packages[@]}"
 export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1 CCACHE_SLOPPINESS=pch_defines,time_macros
-cmake --preset release > build-demo.log 2>&1 &&
-  cmake --build --preset release --target mvsms >> build-demo.log 2>&1 ||
-  { cat build-demo.log; exit 1; }
-rm -f build-demo.log
-exec build/release/bin/mvsms demo "$@"
+build=build/demo
+mkdir -p "$build"
+{ cmake --preset release -B "$build" -DBUILD_TESTING=OFF &&
+  cmake --build "$build" --target mvsms; } >"$build/build.log" 2>&1 ||
+  { cat "$build/build.log"; exit 1; }
+exec "$build/bin/mvsms" demo "$@"

@@ -136,7 +136,9 @@ RegStatus MemoryRegistry::EnumValue(RegKey key, std::uint32_t index, std::string
   KeyPointer opened;
   if (const RegStatus status = Look(key, opened)) return status;
   if (index >= opened->values.size()) return kErrorNoMoreItems;
-  name = std::next(opened->values.begin(), index)->second.name;
+  auto value = opened->values.begin();
+  std::advance(value, index);
+  name = value->second.name;
   return kErrorSuccess;
 }
 
