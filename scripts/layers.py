@@ -38,6 +38,8 @@ ROOMS = {
     "cli/posix": "base platform media engine cli backends/posix backends/posix/line backends/posix/store "
                  "backends/posix/system centre centre/posix",
     "cli/win32": "base platform media engine cli backends/win32",
+    "include": "",
+    "library": "base platform media engine backends/posix backends/posix/system include",
     "examples": "",
 }
 CORE = ["base", "platform", "resources", "forms", "media", "protocols", "engine", "diagnostics", "ui",
@@ -89,7 +91,7 @@ def check(root):
     faults = []
     settings = settings_of(root)
     quoted = re.compile('"(%s)"' % "|".join(settings)) if settings else None
-    for path in sorted(p for e in ("h", "cpp", "def", "in") for p in root.rglob(f"*.{e}")):
+    for path in sorted(p for e in ("h", "hpp", "c", "cpp", "def", "in") for p in root.rglob(f"*.{e}")):
         name = path.relative_to(root)
         if name.parts[0] in FREE or name.parts[0] in ("build", ".git"):
             continue

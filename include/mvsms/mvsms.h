@@ -1,0 +1,90 @@
+/* The face of the library in C: what programs in C, and through it in Python, Go or Rust, send one
+ * message to one recipient with. mvsms/sender.hpp is the same for C++.
+ *
+ * Texts are UTF-8 that a NUL ends. Going out, a character without a code in Windows-1252 is sent
+ * as "?". A NULL where a text is wanted counts as "". Texts given to a function are copied. A text
+ * that a function or a handler is given belongs to the library.
+ *
+ * A sender may be used by any thread, but by one at a time; only mvsms_abort may come at any
+ * moment. Senders are independent of each other: programs that send at the same time make one for
+ * each thread, and have a modem for each. Settings, modems and the profile's services are those of
+ * the command `mvsms`, which is what configures them. */
+#ifndef MVSMS_MVSMS_H
+#define MVSMS_MVSMS_H
+
+#include <stdint.h>
+
+#define MVSMS_VERSION_MAJOR 1
+#define MVSMS_VERSION_MINOR 0
+#define MVSMS_VERSION_PATCH 0
+
+#define MVSMS_API __attribute__((visibility("default")))
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* How a send ended. The numbers are the exit codes of `mvsms send`. */
+typedef enum mvsms_result {
+  MVSMS_ACCEPTED = 0, /* the message centre has accepted every piece */
+  MVSMS_FAILED = 1,   /* it has not, or no centre was reached (a busy line, too) */
+  MVSMS_MISUSE = 2,   /* nothing was tried: mvsms_error says what was wrong with the call */
+  MVSMS_RETRY = 75    /* the centre was reached but did not accept, and a retry makes sense */
+} mvsms_result;
+
+typedef struct mvsms_sender mvsms_sender;
+
+/* Handlers run on the thread of mvsms_send, before it returns. `context` is what the handler was
+ * set with. A handler may call mvsms_abort, and nothing else of the same sender. */
+
+/* `line` is one line of progress, without a line end, valid during the call. */
+typedef void (*mvsms_status_handler)(void* context, const char* line);
+/* Something failed. `description` and `source` (object, full stop, procedure) are valid during the
+ * call. The integrator guide lists the numbers. */
+typedef void (*mvsms_error_handler)(void* context, int32_t number, const char* description,
+                                    const char* source);
+
+/* The version of the library that runs, such as "1.0.0". Never freed. */
+MVSMS_API const char* mvsms_version(void);
+
+/* Makes a sender for the profile `profile` ("" is "Standard") of the settings in the folder `home`
+ * ("" is the one that the command uses: MVSMS_HOME, else the user's or the system's). Free it with
+ * mvsms_free. NULL when there is no memory; whether the settings can be used shows when it sends.
+ */
+MVSMS_API mvsms_sender* mvsms_new(const char* home, const char* profile);
+/* Not while it sends. NULL is ignored. */
+MVSMS_API void mvsms_free(mvsms_sender* sender);
+
+/* Sets the handler of an event; NULL sets none. Not while it sends. */
+MVSMS_API void mvsms_on_status(mvsms_sender* sender, mvsms_status_handler handler, void* context);
+MVSMS_API void mvsms_on_error(mvsms_sender* sender, mvsms_error_handler handler, void* context);
+/* Appends the progress of later sends to the file `path`; "" leaves that to the profile. Not while
+ * it sends. */
+MVSMS_API void mvsms_log_to(mvsms_sender* sender, const char* path);
+
+/* Sends `message` to the number `recipient`, and returns when the attempt is over: after seconds or
+ * minutes, for it dials. `originator` is the sender's name or number (UCP only), without "/".
+ * `service` is the message centre; "" is the one of the routes, else of the profile. */
+MVSMS_API mvsms_result mvsms_send(mvsms_sender* sender, const char* recipient,
+                                  const char* originator, const char* message, const char* service);
+
+/* Stops a running send at its next check, and every later one of this sender: make a new sender for
+ * the next message. From a handler, any other thread, or a signal handler. A dialling modem hangs
+ * up first; the send then returns as failed. */
+MVSMS_API void mvsms_abort(mvsms_sender* sender);
+
+/* How the latest send ended, each text valid until the next one or mvsms_free. */
+
+/* The digits that it dialled into the routes; "" when it did not come so far. */
+MVSMS_API const char* mvsms_recipient(const mvsms_sender* sender);
+/* The service that was asked for, or that the routes gave; "" for the profile's own. */
+MVSMS_API const char* mvsms_service(const mvsms_sender* sender);
+/* The latest error's description, or what was wrong with a call that was misuse; "" when there was
+ * none. A refusal of the centre is no error: it stands in the status lines. */
+MVSMS_API const char* mvsms_error(const mvsms_sender* sender);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
