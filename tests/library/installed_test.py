@@ -7,6 +7,7 @@ against it as the integrator guide says, and send to the built-in message centre
 import json
 import os
 import pathlib
+import signal
 import subprocess
 import sys
 import tempfile
@@ -127,6 +128,21 @@ class Installed(unittest.TestCase):
         code, _, err = self.send([self.folder / "examples/send_cpp"], "0172", "text")
         self.assertEqual(code, 1)
         self.assertIn("error 4462: Unable to connect, reason: ", err)
+
+    def test_an_abort_from_a_signal_ends_the_send(self):
+        self.start_centre("silent-at=message")
+        sending = subprocess.Popen([self.folder / "examples/send_cpp", "0172", "text"], text=True,
+                                   stdout=subprocess.PIPE, env=self.environment)
+        self.addCleanup(sending.stdout.close)
+        self.addCleanup(sending.wait)
+        self.addCleanup(sending.kill)
+        for line in sending.stdout:
+            if line == "Connected.\n":
+                break
+        sending.send_signal(signal.SIGINT)
+        out, _ = sending.communicate(timeout=LONGEST)
+        self.assertEqual(sending.returncode, 1)
+        self.assertIn("Sending was aborted!\n", out)
 
     # What the copy consists of.
 
