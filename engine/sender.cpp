@@ -127,6 +127,13 @@ bool Sender::SendMessage(std::string& Recipient, std::string& Originator, std::s
                          std::string& ServiceName) {
   if (line_in_use_) return FailForModem(modem_);
   Attempt attempt{Recipient, Originator, Message, ServiceName};
+  OpenReport();
+  const bool sent = Attempted(attempt);
+  CloseReport(sent);
+  return sent;
+}
+
+bool Sender::Attempted(Attempt& attempt) {
   try {
     Begin(attempt);
     const bool prepared = LoadSettings() && TakeMessage(attempt) && ResolveRecipient(attempt) &&
@@ -135,12 +142,33 @@ bool Sender::SendMessage(std::string& Recipient, std::string& Originator, std::s
     End(sent);
     return sent;
   } catch (const RaisedError& error) {  // unforeseen: no closing steps
-    return Fail(error.number(), error.description());
+    return BreakOff(error.number(), error.description());
   } catch (const std::exception& error) {
-    return Fail(kErrInternal, error.what());
+    return BreakOff(kErrInternal, error.what());
   } catch (...) {  // what the host throws in its message loop, which runs within a send
-    return Fail(kErrInternal, "Unknown error");
+    return BreakOff(kErrInternal, "Unknown error");
   }
+}
+
+void Sender::OpenReport() {
+  Clock& clock = apartment_.platform().clock();
+  report_ = {};
+  report_.started = clock.LocalTime();
+  report_opened_ = clock.Now();
+}
+
+void Sender::CloseReport(bool sent) {
+  Clock& clock = apartment_.platform().clock();
+  report_.result = sent;
+  report_.aborted = abort;
+  report_.ended = clock.LocalTime();
+  report_.duration = clock.Now() - report_opened_;
+}
+
+/// An error that no step foresees.
+bool Sender::BreakOff(std::int32_t number, const std::string& description) {
+  report_.unforeseen = true;
+  return Fail(number, description);
 }
 
 /// What happens on the line. Closes also what an earlier send left open, when there is nothing to
@@ -165,11 +193,13 @@ void Sender::Begin(const Attempt& attempt) {
 }
 
 bool Sender::LoadSettings() {
+  Reached(SendStep::kSettings);
   return GetSettings(registry(), HostAppName, settings_) ||
          Fail(kErrNotConfigured, "Unable to load settings. SMS must be configured first!");
 }
 
 bool Sender::TakeMessage(Attempt& attempt) {
+  Reached(SendStep::kMessage);
   attempt.message = Trim(attempt.message);
   if (attempt.message.empty()) {
     return Fail(kErrEmptyMessage, "Message is empty! Please specify a message!");
@@ -179,6 +209,7 @@ bool Sender::TakeMessage(Attempt& attempt) {
 }
 
 bool Sender::ResolveRecipient(Attempt& attempt) {
+  Reached(SendStep::kRecipient);
   // Once for the routing table and once for the service, as two steps that hosts know: an address
   // that does not pass is reported by each of them.
   attempt.routing_address = FixAddress(attempt.recipient);
@@ -188,18 +219,24 @@ bool Sender::ResolveRecipient(Attempt& attempt) {
 }
 
 bool Sender::ChooseService(Attempt& attempt) {
+  Reached(SendStep::kService);
   std::string& name = attempt.service_name;
   if (name.empty()) name = FindService(registry(), HostAppName, attempt.routing_address);
   AddStatus(name.empty() ? "Entry not found in routing table; using default service: " +
                                settings_.DefaultService
                          : "Found entry in routing table; using service: " + name);
-  return GetServiceInfo(registry(), HostAppName, settings_, attempt.service, name) ||
-         Fail(kErrNoServiceInfo, "Unable to get service information for " + name);
+  const bool known = GetServiceInfo(registry(), HostAppName, settings_, attempt.service, name);
+  report_.service = name;
+  report_.protocol = attempt.service.Protocol;
+  report_.modem = attempt.service.ModemName;
+  report_.secret = attempt.service.Password;
+  return known || Fail(kErrNoServiceInfo, "Unable to get service information for " + name);
 }
 
 bool Sender::CheckLength(const Attempt& attempt) {
   const std::size_t length = attempt.message.size();
   const std::int32_t capacity = Capacity(attempt.service);
+  if (capacity > 0) Reached(SendStep::kLength);
   if (static_cast<std::int64_t>(length) <= capacity) return true;
   return Fail(kErrMessageTooLong,
               "Message is too long (" + std::to_string(length) + ") to send in one session. (" +
@@ -211,9 +248,11 @@ bool Sender::CheckLength(const Attempt& attempt) {
 /// A service with an unknown protocol gets no medium; that shows when it is to connect.
 bool Sender::SetUpMedium(Attempt& attempt) {
   const ServiceRecord& service = attempt.service;
+  Reached(SendStep::kProtocol);
   attempt.protocol = FindProtocol(service.Protocol);
   if (attempt.protocol == nullptr) return true;
 
+  Reached(SendStep::kModem);
   logged_in = false;
   medium_ = nullptr;
   objTapiLine_.reset();  // a line that an earlier send left open must free its modem first
@@ -241,8 +280,12 @@ bool Sender::Connect(Attempt& attempt) {
                       "Object reference is not set: there is no medium for the protocol \"" +
                           attempt.service.Protocol + "\"");
   }
+  Reached(SendStep::kCall);
   const bool connected = medium_->Connect(attempt.medium_error, attempt.medium_message);
-  AddStatus("Dialed number: " + objTapiLine_->TranslatedNumber());
+  report_.dialled = objTapiLine_->TranslatedNumber();
+  report_.call_cause = objTapiLine_->LastCause();
+  if (connected) report_.line_end = LineEnd::kLeftOpen;
+  AddStatus("Dialed number: " + report_.dialled);
   if (!connected) return Fail(attempt.medium_error, attempt.medium_message);
   AddStatus("Connected.");
   return true;
@@ -250,10 +293,14 @@ bool Sender::Connect(Attempt& attempt) {
 
 bool Sender::SendPieces(Attempt& attempt) {
   bool accepted = false;
-  for (std::string& piece : CutMessage(attempt.message, attempt.service.MaxLength)) {
+  std::vector<std::string> pieces = CutMessage(attempt.message, attempt.service.MaxLength);
+  report_.pieces_in_all = static_cast<std::int32_t>(pieces.size());
+  if (pieces.empty()) Reached(SendStep::kProtocol);  // the service's pieces are too long to be real
+  for (std::string& piece : pieces) {
     accepted = attempt.protocol->send_piece(*this, attempt.recipient, attempt.originator, piece,
                                             attempt.service, kTransaction);
     if (!accepted) break;
+    ++report_.pieces_accepted;
   }
   return accepted;
 }
@@ -261,6 +308,9 @@ bool Sender::SendPieces(Attempt& attempt) {
 void Sender::CloseConnection(Attempt& attempt) {
   if (medium_ != nullptr) {
     AddStatus("Closing connection..");
+    if (report_.line_end == LineEnd::kLeftOpen) {
+      report_.line_end = objTapiLine_->HasCall() ? LineEnd::kByUs : LineEnd::kLost;
+    }
     if (medium_->Disconnect(attempt.medium_error, attempt.medium_message)) {
       AddStatus("Connection closed.");
     } else {
@@ -330,6 +380,7 @@ void Sender::Log(const std::string& text) {
 
 void Sender::ReportError(std::int32_t ErrNumber, const std::string& ErrDescription,
                          const std::string& ModuleName) {
+  report_.errors.push_back({ErrNumber, ErrDescription, ModuleName});
   AddStatus(std::to_string(ErrNumber) + ": " + ErrDescription);
   std::string description = ErrDescription;
   std::string module_name = ModuleName;
@@ -342,6 +393,16 @@ void Sender::Pause(std::int32_t Milliseconds) {
 }
 
 void Sender::DoEvents() { apartment_.platform().loop().DoEvents(); }
+
+void Sender::HandsOver(const std::string& block) {
+  Reached(SendStep::kAnswer);
+  report_.pieces.push_back({block, objTapiLine_->HasCall(), {}, objTapiLine_->Waiting()});
+}
+
+void Sender::Heard(const std::string& answer) {
+  if (answer.empty()) return;
+  (report_.pieces.empty() ? report_.login_answer : report_.pieces.back().answer) = answer;
+}
 
 std::vector<std::string> CutMessage(const std::string& message, std::int32_t max_length) {
   const double quotient = static_cast<double>(message.size()) / max_length;

@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "engine/send_report.h"
 #include "engine/settings.h"
 #include "engine/status_window.h"
 #include "media/apartment.h"
@@ -48,6 +49,9 @@ class Sender final : private SessionHost {
   /// Stops a running send at its next check. Every later send of this object is cut short too.
   void AbortAction();
 
+  /// The facts of the running send, or of the latest one.
+  const SendReport& Report() const { return report_; }
+
   ErrorEvent OnError;
   StatusChangeEvent OnStatusChange;
 
@@ -62,6 +66,11 @@ class Sender final : private SessionHost {
 
  private:
   struct Attempt;
+
+  bool Attempted(Attempt& attempt);
+  void OpenReport();
+  void CloseReport(bool sent);
+  bool BreakOff(std::int32_t number, const std::string& description);
 
   // The steps of a send, in their order. One that gives false has reported why.
   void Begin(const Attempt& attempt);
@@ -91,6 +100,9 @@ class Sender final : private SessionHost {
                    const std::string& ModuleName) override;
   void Pause(std::int32_t Milliseconds) override;
   void DoEvents() override;
+  void Reached(SendStep step) override { report_.step = step; }
+  void HandsOver(const std::string& block) override;
+  void Heard(const std::string& answer) override;
 
   Apartment& apartment_;
   StatusWindowFactory make_status_window_;
@@ -98,6 +110,8 @@ class Sender final : private SessionHost {
   Settings settings_;                            // of the latest send
   ISMSMedium* medium_ = nullptr;                 // the open medium of a send, else none
   std::string modem_;                            // of the latest medium
+  SendReport report_;                            // of the latest send
+  std::chrono::milliseconds report_opened_{0};   // by the clock
   bool line_in_use_ = false;                     // a send is on the line, or the line is reporting
   std::unique_ptr<TAPILine> objTapiLine_;        // last: its destructor may still report an error
 };

@@ -3,6 +3,7 @@
 // from a timer, collecting what arrives. Sending is fire-and-forget.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -35,6 +36,12 @@ class TAPILine : public ISMSMedium, private CommNotify {
   std::string PhoneNumber;
   /// The dialable form of the number that the last Connect produced.
   std::string TranslatedNumber() const;
+  /// Whether the call stands, as far as the last look at the line told.
+  bool HasCall() const { return device_.HasCall(); }
+  /// Why the latest call ended, or did not come up.
+  CallCause LastCause() const { return device_.LastCause(); }
+  /// How many bytes the next Receive would give.
+  std::size_t Waiting() const { return input_.size(); }
   /// Names of the usable modems, separated by TABs.
   std::string GetDeviceList();
   bool SetDevice(const std::string& DeviceName);

@@ -61,6 +61,10 @@ class TapiObject {
   /// Dials, and waits up to 40 seconds while events are processed. True when the call is up; then
   /// `comm_handle` is its serial port, which belongs to the caller.
   bool Connect(const std::string& PhoneNumber, CommHandle& comm_handle);
+  /// Whether a call was started and not dropped yet. Asks nobody, unlike IsConnected.
+  bool HasCall() const { return call_ != nullptr; }
+  /// Why the latest call ended, as the telephony service said it last.
+  CallCause LastCause() const { return static_cast<CallCause>(last_cause_); }
   /// True while the call is connected. Drops a call that has ended.
   bool IsConnected();
   /// Drops the call. True also when there is none.

@@ -149,8 +149,7 @@ std::string_view SystemMessage(std::string_view response) {
 bool ReadRefusal(std::string_view response, bool& retry_flag, std::string& err_text) {
   const std::int32_t code = ErrorCode(response);
   err_text.assign("System message: ").append(SystemMessage(response));
-  if (std::find(std::begin(kRetryCodes), std::end(kRetryCodes), code) != std::end(kRetryCodes))
-    retry_flag = true;
+  if (IsWorthRetry(code)) retry_flag = true;
   return false;
 }
 
@@ -209,6 +208,10 @@ std::string BuildUCPMessage(const std::string& Recipient, const std::string& Ori
   } catch (const std::exception& error) {
     return Fail(ErrText, error.what());
   }
+}
+
+bool IsWorthRetry(std::int32_t code) {
+  return std::find(std::begin(kRetryCodes), std::end(kRetryCodes), code) != std::end(kRetryCodes);
 }
 
 bool CheckUCPResponse(const std::string& Response, bool& RetryFlag, std::string& ErrText,

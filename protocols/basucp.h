@@ -32,6 +32,9 @@ std::string BuildUCPMessage(const std::string& Recipient, const std::string& Ori
                             const std::string& Text, std::int32_t TRN, const ServiceRecord& Service,
                             std::string& ErrText);
 
+/// Whether another attempt makes sense after a refusal with this error code.
+bool IsWorthRetry(std::int32_t code);
+
 /// True when `Response` acknowledges the message. Otherwise `ErrText` receives the reason (it stays
 /// as it was when the service's UCP operation is unknown), and `RetryFlag` is set, never cleared,
 /// where a later attempt may succeed. An answer whose checksum has a leading zero counts as wrong.

@@ -27,4 +27,10 @@ struct ServiceRecord {
 inline constexpr std::int32_t kMessageTypeNumeric = 2;
 inline constexpr std::int32_t kMessageTypeAlphanumeric = 3;
 
+/// Whether the service's kind of message is one of the two.
+constexpr bool HasMessageType(const ServiceRecord& service) {
+  return service.MessageType == kMessageTypeNumeric ||
+         service.MessageType == kMessageTypeAlphanumeric;
+}
+
 }  // namespace mvsms

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "media/ismsmedium.h"
+#include "protocols/send_step.h"
 
 namespace mvsms {
 
@@ -22,6 +23,16 @@ class SessionHost {
   virtual void Pause(std::int32_t Milliseconds) = 0;
   /// Processes the host's pending events.
   virtual void DoEvents() = 0;
+
+  // What a session tells for the record of the send. It says so beside its status lines, and
+  // nothing of the dialogue depends on whether anybody listens.
+
+  /// It begins with this step.
+  virtual void Reached(SendStep) {}
+  /// It hands over a piece now: the very next bytes for the medium are `block`.
+  virtual void HandsOver([[maybe_unused]] const std::string& block) {}
+  /// It took `answer` for what the centre says to the login or to the piece handed over.
+  virtual void Heard([[maybe_unused]] const std::string& answer) {}
 
   /// True once the centre has let us in. The pipeline clears it when it takes up a line.
   bool logged_in = false;

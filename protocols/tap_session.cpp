@@ -130,6 +130,7 @@ bool AwaitGoAhead(SessionHost& host) {
     host.Pause(kLoginPoll);
     if (AbortRequested(host)) return false;
     const std::string answer = host.Medium().Receive();
+    host.Heard(answer);
     switch (Classify(answer)) {
       case LoginAnswer::kNone:
         if (GiveUpLogin(host, ++silent_polls)) return false;
@@ -172,6 +173,7 @@ std::string BuildBlock(SessionHost& host, const std::string& pager, const std::s
 
 // Any answer ends the wait. The mark is searched for in the notation that the log shows.
 bool IsAcknowledged(SessionHost& host, const std::string& answer) {
+  host.Heard(answer);
   const std::string shown = ControlCodesToNames(answer);
   host.AddStatus("Response received: " + shown);
   const bool acknowledged = shown.find("<ACK>") != shown.npos;
@@ -196,12 +198,14 @@ bool AwaitAcknowledgement(SessionHost& host) {
 }  // namespace
 
 void DoTAPLogin(SessionHost& host, ServiceRecord& Service) {
+  host.Reached(SendStep::kPrompt);
   LetLineSettle(host);
   if (!AwaitPrompt(host)) return;
   if (Service.Password.empty()) Service.Password = kDefaultTerminalId;
   if (AbortRequested(host)) return;
   LetPromptFinish(host);
   if (AbortRequested(host)) return;
+  host.Reached(SendStep::kLogin);
   do {
     SendTerminalId(host, Service.Password);
   } while (AwaitGoAhead(host));
@@ -213,10 +217,12 @@ bool SendTapMessage(SessionHost& host, const std::string& Recipient,
   if (!host.logged_in) DoTAPLogin(host, Service);
   if (!host.logged_in) return false;
   if (Message.empty()) Message = " ";
+  host.Reached(HasMessageType(Service) ? SendStep::kText : SendStep::kProtocol);
   const std::string block = BuildBlock(host, Recipient, Message, Service.MessageType);
   if (block.empty()) return false;
   host.Pause(Service.TimeOut);
   host.AddStatus("Sending TAP Message: " + ControlCodesToNames(block));
+  host.HandsOver(block);
   host.Medium().Send(block);
   return AwaitAcknowledgement(host);
 }

@@ -13,6 +13,7 @@ constexpr int kAnswerPolls = 21;              // one per time-out of the service
 
 void SendFrame(SessionHost& host, const std::string& frame) {
   host.Pause(kAfterConnect);
+  host.HandsOver(frame);
   host.Medium().Send(frame);
   host.AddStatus("UCP Message sent: " + frame);
 }
@@ -32,6 +33,7 @@ std::string AwaitAnswer(SessionHost& host, std::int32_t poll_interval) {
 }
 
 bool IsAcknowledged(SessionHost& host, const std::string& answer, const ServiceRecord& service) {
+  host.Heard(answer);
   host.AddStatus("Received response: " + answer);
   std::string reason;
   const bool acknowledged = basUCP::CheckUCPResponse(answer, host.retry, reason, service);
@@ -39,16 +41,25 @@ bool IsAcknowledged(SessionHost& host, const std::string& answer, const ServiceR
   return acknowledged;
 }
 
+// A frame that cannot be built is the service's fault, unless its text has no form for the centre.
+SendStep BuildingStep(const std::string& message, const ServiceRecord& service) {
+  const bool text_at_fault =
+      HasMessageType(service) && basUCP::EncodeUCPText(message, service.MessageType).empty();
+  return text_at_fault ? SendStep::kText : SendStep::kProtocol;
+}
+
 }  // namespace
 
 bool SendUCPMessage(SessionHost& host, const std::string& Recipient, const std::string& Originator,
                     std::string& Message, ServiceRecord& Service, std::int32_t TRN) {
   host.logged_in = true;  // nothing to log in to; the pipeline must not wait for it
+  host.Reached(SendStep::kText);
   host.AddStatus("Initiating UCP protocol...");
   std::string reason;
   const std::string frame =
       basUCP::BuildUCPMessage(Recipient, Originator, Message, TRN, Service, reason);
   if (frame.empty()) {
+    host.Reached(BuildingStep(Message, Service));
     host.ReportError(kErrBuildFrame, "Error in building UCP message: " + reason,
                      "Sender.SendUCPMessage");
     return false;
