@@ -23,6 +23,7 @@ ROOMS = {
     "media": "base platform",
     "protocols": "base platform media",
     "engine": "base platform media protocols",
+    "dispatch": "base platform media protocols engine",
     "diagnostics": "base platform resources forms engine",
     "ui": "base platform resources forms media protocols engine diagnostics",
     "backends/memory": "base platform forms",
@@ -34,15 +35,15 @@ ROOMS = {
     "centre": "",
     "centre/posix": "centre",
     "com": "base platform resources media engine ui backends/win32",
-    "cli": "base platform media engine",
-    "cli/posix": "base platform media engine cli backends/posix backends/posix/line backends/posix/store "
+    "cli": "base platform media engine dispatch",
+    "cli/posix": "base platform media engine dispatch cli backends/posix backends/posix/line backends/posix/store "
                  "backends/posix/system centre centre/posix",
-    "cli/win32": "base platform media engine cli backends/win32",
+    "cli/win32": "base platform media engine dispatch cli backends/win32",
     "include": "",
     "library": "base platform media engine backends/posix backends/posix/system include",
     "examples": "",
 }
-CORE = ["base", "platform", "resources", "forms", "media", "protocols", "engine", "diagnostics", "ui",
+CORE = ["base", "platform", "resources", "forms", "media", "protocols", "engine", "dispatch", "diagnostics", "ui",
         "backends/memory", "centre"]
 WINDOWS = ["backends/win32", "com", "cli/win32", "examples"]
 FREE = ["tests", "bench", "fuzz"]
