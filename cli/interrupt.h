@@ -15,7 +15,9 @@ class InterruptWatch {
   InterruptWatch& operator=(const InterruptWatch&) = delete;
 
   /// True once a signal came since the watch was made.
-  bool Interrupted() const;
+  bool Interrupted() const { return Signal() != 0; }
+  /// The first signal that came since then; 0 when none did.
+  int Signal() const;
 };
 
 }  // namespace mvsms::cli

@@ -1,9 +1,13 @@
-// mvsms send: one message to one recipient, its progress as it comes, and an exit code that says
-// how it ended.
-#include <algorithm>
+// mvsms send: one message to one recipient, its progress as it comes, and in the end what became of
+// it: an exit code, one sentence, or a JSON object.
+#include <array>
+#include <chrono>
+#include <cstdio>
 #include <iostream>
 #include <iterator>
 #include <memory>
+#include <optional>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -12,13 +16,20 @@
 #include "cli/interrupt.h"
 #include "cli/store.h"
 #include "cli/system.h"
+#include "dispatch/outcome.h"
 #include "engine/sender.h"
+#include "engine/settings.h"
 #include "media/apartment.h"
 
 namespace mvsms::cli {
 namespace {
 
+using dispatch::Exit;
+using dispatch::Outcome;
+
 constexpr std::uint32_t kWatchMs = 100;
+constexpr int kSignalBase = 128;  // a shell's exit code of a program that a signal ended
+constexpr long long kLongestTimeout = 86400;
 
 struct SendOptions {
   std::string to;
@@ -26,14 +37,29 @@ struct SendOptions {
   std::string service;
   std::string log;
   std::string text;
+  std::string timeout;  // seconds; empty: none
   bool quiet = false;
 };
 
-struct ReportedError {
-  std::int32_t number;
-  std::string description;  // UTF-8
-  std::string module;
-};
+/// Different from that of every other send, on whatever machine.
+std::string FreshId() {
+  std::random_device random;
+  std::string id;
+  for (int i = 0; i < 4; ++i) {
+    std::array<char, 9> digits{};
+    std::snprintf(digits.data(), digits.size(), "%08x", static_cast<unsigned>(random()));
+    id += digits.data();
+  }
+  return id;
+}
+
+/// Local time as ISO 8601 has it.
+std::string Moment(const CalendarTime& time) {
+  std::array<char, 80> text{};
+  std::snprintf(text.data(), text.size(), "%04d-%02d-%02dT%02d:%02d:%02d", time.year, time.month,
+                time.day, time.hour, time.minute, time.second);
+  return text.data();
+}
 
 // One send with everything it reported.
 class SendRun {
@@ -41,6 +67,7 @@ class SendRun {
   SendRun(Context& context, const SendOptions& options)
       : context_(context),
         options_(options),
+        timeout_(ReadTimeout(options)),
         apartment_(context.platform()),
         sender_(apartment_),
         recipient_(AnsiFromUtf8(options.to)),
@@ -48,30 +75,42 @@ class SendRun {
     sender_.HostAppName = AnsiFromUtf8(context.profile);
     sender_.LogFilePath = AnsiFromUtf8(options.log);
     sender_.OnStatusChange = [this](std::string& status) { TakeStatus(status); };
-    sender_.OnError = [this](std::int32_t& number, std::string& description, std::string& module) {
-      errors_.push_back({number, Utf8FromAnsi(description), module});
-    };
   }
 
+  /// The exit code. The message is on its way or not by then, so an output that cannot be written
+  /// does not change it.
   int Run() {
     Send();
-    if (context_.json) PrintResult();
-    if (!accepted_) PrintErrors();
-    if (accepted_) return kExitAccepted;
-    return sender_.RetrySuggested ? kExitRetry : kExitFailed;
+    const dispatch::Judgement judgement = Judged();
+    try {
+      if (context_.json) PrintResult(judgement);
+      context_.out.flush();
+    } catch (const std::exception& error) {
+      context_.Warn(error.what());
+    }
+    if (judgement.exit_code != kExitAccepted) Explain(judgement);
+    return judgement.exit_code;
   }
 
  private:
+  static std::optional<std::chrono::seconds> ReadTimeout(const SendOptions& options) {
+    if (options.timeout.empty()) return std::nullopt;
+    return std::chrono::seconds(ParseNumber("--timeout", options.timeout, 1, kLongestTimeout));
+  }
+
   void Send() {
     const InterruptWatch watch;
     Timers& timers = context_.platform().timers();
+    const auto start = context_.platform().clock().Now();
     const TimerId timer = timers.SetTimer(kWatchMs, [&](TimerId) {
-      if (watch.Interrupted() && !aborted_) Abort();
+      const bool late = timeout_ && context_.platform().clock().Now() - start >= *timeout_;
+      if ((late || watch.Signal() != 0) && !aborted_) Abort();
     });
     std::string message = AnsiFromUtf8(options_.text);
     std::string from = AnsiFromUtf8(options_.from);
     accepted_ = sender_.SendMessage(recipient_, from, message, service_);
     timers.KillTimer(timer);
+    signal_ = watch.Signal();
   }
 
   void Abort() {
@@ -79,10 +118,25 @@ class SendRun {
     sender_.AbortAction();
   }
 
+  /// As the report has it; but a signal that came while nothing was accepted, nor may have been,
+  /// ends this program as it would have ended any other, and the settings give better advice.
+  dispatch::Judgement Judged() {
+    dispatch::Judgement judgement = dispatch::Judge(sender_.Report());
+    const bool nothing_sent = judgement.outcome != Outcome::kAccepted &&
+                              judgement.outcome != Outcome::kUnknown &&
+                              judgement.pieces_accepted == 0;
+    if (signal_ != 0 && nothing_sent) judgement.exit_code = kSignalBase + signal_;
+    judgement.reason = Utf8FromAnsi(judgement.reason);
+    const std::string hint = Hint();
+    judgement.advice = hint.empty() ? Utf8FromAnsi(judgement.advice) : hint;
+    return judgement;
+  }
+
   // The event brings all lines; the new one follows what was there before and a line end.
   void TakeStatus(const std::string& status) {
     if (status.size() <= taken_) return;
-    const std::string line = Utf8FromAnsi(status.substr(taken_ + 2));
+    const std::string line =
+        Utf8FromAnsi(dispatch::WithoutPassword(sender_.Report(), status.substr(taken_ + 2)));
     taken_ = status.size();
     lines_.push_back(line);
     if (context_.json || options_.quiet) return;
@@ -90,72 +144,82 @@ class SendRun {
     context_.out << Printable(line.substr(0, line.find_last_not_of("\r\n") + 1)) << std::endl;
   }
 
-  void PrintResult() {
+  void PrintResult(const dispatch::Judgement& judgement) {
+    const SendReport& report = sender_.Report();
     Json errors = Json::array();
-    for (const ReportedError& error : errors_) {
-      errors.push_back(
-          {{"number", error.number}, {"description", error.description}, {"module", error.module}});
+    for (const SendError& error : report.errors) {
+      errors.push_back({{"number", error.number},
+                        {"description", Shown(error.description)},
+                        {"module", error.source}});
     }
-    context_.PrintJson({{"result", accepted_},
-                        {"retry_suggested", sender_.RetrySuggested},
-                        {"aborted", aborted_},
-                        {"recipient", Utf8FromAnsi(recipient_)},
-                        {"service", Utf8FromAnsi(service_)},
-                        {"errors", errors},
-                        {"status", lines_}});
+    context_.PrintJson(
+        {{"id", FreshId()},
+         {"outcome", dispatch::NameOf(judgement.outcome)},
+         {"reason", judgement.reason},
+         {"advice", judgement.advice},
+         {"exit_code", judgement.exit_code},
+         {"result", accepted_},
+         {"retry_suggested", sender_.RetrySuggested},
+         {"aborted", aborted_},
+         {"recipient", Utf8FromAnsi(recipient_)},
+         {"pieces", {{"all", report.pieces_in_all}, {"accepted", judgement.pieces_accepted}}},
+         {"service", Utf8FromAnsi(service_)},
+         {"modem", Utf8FromAnsi(report.modem)},
+         {"dialled", Utf8FromAnsi(report.dialled)},
+         {"started", Moment(report.started)},
+         {"ended", Moment(report.ended)},
+         {"answer", Printable(Utf8FromAnsi(dispatch::DecidingAnswer(report)))},
+         {"errors", errors},
+         {"status", lines_}});
   }
 
-  void PrintErrors() {
-    context_.out.flush();
-    for (const ReportedError& error : errors_) {
-      context_.Warn("error " + std::to_string(error.number) + ": " + Printable(error.description));
-    }
-    // A refusal of the centre is no error: it stands in the status lines.
-    if (options_.quiet && errors_.empty()) context_.Warn(LastAnswer());
-    const std::string obstacle = Obstacle();
-    if (!obstacle.empty()) context_.Warn(obstacle);
-    context_.Warn(aborted_                 ? "the send was aborted"
-                  : sender_.RetrySuggested ? "the message was not accepted; a retry makes sense"
-                                           : "the message was not accepted");
+  std::string Shown(const std::string& ansi) const {
+    return Utf8FromAnsi(dispatch::WithoutPassword(sender_.Report(), ansi));
   }
 
-  // The last line before the call was closed.
-  std::string LastAnswer() const {
-    const auto closing = std::find(lines_.rbegin(), lines_.rend(), "Closing connection..");
-    return Printable(closing == lines_.rend() ? lines_.back() : *std::next(closing));
+  void Explain(const dispatch::Judgement& judgement) {
+    context_.Warn(Printable(judgement.reason + "; " + judgement.advice));
   }
 
-  // What in the settings kept the message from going out, as far as a look at them tells; "" when
-  // nothing did. The send is over: settings that cannot be read now cost this hint, not the exit
-  // code.
-  std::string Obstacle() try {
+  // What a look at the settings and the devices adds to the advice; "" when nothing does. The send
+  // is over: settings that cannot be read now cost this hint and nothing else.
+  std::string Hint() try {
     ProfileStore store(context_);
-    if (options_.to.starts_with('+') && store.Get(setting::kReplacePlus) != "1") return kPlusHint;
-    if (service_.empty()) return "";
-    if (!store.Exists(store.Service(service_))) {
-      return "there is no service \"" + Utf8FromAnsi(service_) + "\"; see 'mvsms service list'";
-    }
-    std::string modem = store.Get(store.Service(service_), setting::kModemName);
-    if (modem.empty() || NamesDefaultModem(modem)) modem = store.Get(setting::kDefaultModem);
-    if (!ModemExists(context_, modem)) {
-      return "there is no modem \"" + Utf8FromAnsi(modem) + "\"; see 'mvsms modem list'";
-    }
-    return ModemInUse(context_, modem);
+    const SendStep step = sender_.Report().step;
+    if (step == SendStep::kRecipient) return HintOnRecipient(store);
+    if (step == SendStep::kService) return HintOnService(store);
+    return step == SendStep::kModem ? HintOnModem() : "";
   } catch (const std::exception&) {
     return "";
   }
 
+  std::string HintOnRecipient(ProfileStore& store) const {
+    return options_.to.starts_with('+') && store.Get(setting::kReplacePlus) != "1" ? kPlusHint : "";
+  }
+
+  std::string HintOnService(ProfileStore& store) const {
+    if (service_.empty() || store.Exists(store.Service(service_))) return "";
+    return "there is no service \"" + Utf8FromAnsi(service_) + "\"; see 'mvsms service list'";
+  }
+
+  std::string HintOnModem() const {
+    const std::string& modem = sender_.Report().modem;
+    if (ModemExists(context_, modem)) return ModemInUse(context_, modem);
+    return "there is no modem \"" + Utf8FromAnsi(modem) + "\"; see 'mvsms modem list'";
+  }
+
   Context& context_;
   const SendOptions& options_;
+  const std::optional<std::chrono::seconds> timeout_;
   Apartment apartment_;
   Sender sender_;
   std::string recipient_;
   std::string service_;
   bool accepted_ = false;
   bool aborted_ = false;
+  int signal_ = 0;         // that came during the send
   std::size_t taken_ = 0;  // characters of Status seen so far
   std::vector<std::string> lines_;
-  std::vector<ReportedError> errors_;
 };
 
 // The line end that every tool puts behind its output is no part of the message.
@@ -165,8 +229,18 @@ std::string ReadText(std::istream& in) {
   return text;
 }
 
+// The standard profile may be missing: then nothing was configured yet, and the send says so.
+void CheckProfile(Context& context) {
+  std::string profile = AnsiFromUtf8(context.profile);
+  const bool standard = profile.empty() || profile == kStandardProfile;
+  if (standard || KeyExists(context.platform().registry(), BaseKey(profile))) return;
+  const std::string place = context.home.empty() ? "" : " in " + context.home;
+  throw UsageError("there is no profile \"" + Printable(context.profile) + "\"" + place);
+}
+
 void CheckOptions(Context& context, const SendOptions& options) {
   ProfileStore store(context);
+  CheckProfile(context);
   if (!options.service.empty()) ExistingService(store, options.service);
   if (!HasAnsiForm(options.log)) {
     throw UsageError("--log: the path \"" + Printable(options.log) +
@@ -188,8 +262,20 @@ void WarnOfLosses(Context& context, const SendOptions& options) {
   }
 }
 
-void Run(Context& context, SendOptions& options) {
+// Settings that cannot even be read are no refusal of the message centre.
+bool SettingsServe(Context& context, const SendOptions& options) try {
   CheckOptions(context, options);
+  return true;
+} catch (const UsageError&) {
+  throw;
+} catch (const std::exception& error) {
+  context.Warn(error.what());
+  return false;
+}
+
+void Run(Context& context, SendOptions& options) {
+  context.exit_code = static_cast<int>(Exit::kSettings);
+  if (!SettingsServe(context, options)) return;
   if (options.text == "-") options.text = ReadText(context.in);
   WarnOfLosses(context, options);
   context.exit_code = SendRun(context, options).Run();
@@ -204,17 +290,23 @@ void AddSendCommand(CLI::App& app, Context& context) {
       "  mvsms send --to 01711234567 \"Pump 3 has stopped\"\n"
       "  uptime | mvsms send --to 01711234567 --service Pager --quiet -\n"
       "  mvsms send --to 01711234567 --json -- \"-5 degrees in room 2\"\n"
-      "Exit code: 0 accepted, 1 failed (a busy line, too), 2 wrong usage, 75 the centre was\n"
-      "reached but did not accept, and a retry makes sense.\n"
+      "Exit code: 0 accepted; 1 refused for good; 75 not sent or refused for now: try again;\n"
+      "76 unknown, for it went out and no answer tells: trying again may deliver it twice;\n"
+      "65 the text or the recipient, 78 the settings cannot be used; 2 wrong usage; 130 Ctrl-C\n"
+      "and 143 SIGTERM before anything went out. Anything but 0 is explained in one sentence.\n"
       "Ctrl-C aborts and hangs up; a second one ends the program at once.\n"
-      "With --json one object is printed at the end: result, retry_suggested, aborted,\n"
-      "recipient (as dialled into the routing table), service, errors, status (all lines).");
+      "With --json one object is printed at the end: id, outcome (accepted, refused,\n"
+      "unreachable, unknown, unusable), reason, advice, exit_code, result and retry_suggested\n"
+      "(as the component has them), aborted, recipient, pieces, service, modem, dialled,\n"
+      "started, ended, answer, errors, status (all lines). Passwords are hidden.");
   command->add_option("--to", options->to, "The recipient's number")->required();
   command->add_option("--from", options->from, "The sender's name or number (UCP only)");
   command->add_option("--service", options->service,
                       "Message centre (default: by the routes, else DefaultService)");
   command->add_option("--log", options->log, "Append the progress to this send log");
-  command->add_flag("-q,--quiet", options->quiet, "Print nothing but errors");
+  command->add_option("--timeout", options->timeout, "Abort after so many seconds")
+      ->type_name("SECONDS");
+  command->add_flag("-q,--quiet", options->quiet, "Print nothing but why it did not go out");
   command->add_option("TEXT", options->text, "The message; \"-\" reads it from standard input")
       ->required();
   command->callback([&context, options] { Run(context, *options); });

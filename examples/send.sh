@@ -1,6 +1,7 @@
 #!/bin/sh
-# Sends one message and tries again, as often as the profile says, until it is accepted: the line may
-# be busy (exit code 1), or the centre (75). Wrong usage (2) does not cure itself.
+# Sends one message and tries again, as often as the profile says, while another attempt may succeed
+# and delivers nothing twice (exit code 75). Every other code is final; 76 means that the message may
+# have been delivered.
 #   send.sh NUMBER TEXT
 [ $# -eq 2 ] || { echo "usage: send.sh NUMBER TEXT" >&2; exit 2; }
 mvsms=${MVSMS:-mvsms}
@@ -8,9 +9,9 @@ attempts=$("$mvsms" config get Retries)
 minutes=$("$mvsms" config get RetryDelay)
 attempts=${attempts:-3}
 while :; do
-  "$mvsms" send --quiet --to "$1" "$2"
+  "$mvsms" send --quiet --to "$1" -- "$2"
   code=$?
   attempts=$((attempts - 1))
-  [ $code -ne 0 ] && [ $code -ne 2 ] && [ $attempts -gt 0 ] || exit $code
+  [ $code -eq 75 ] && [ $attempts -gt 0 ] || exit $code
   sleep $((${minutes:-1} * 60))
 done

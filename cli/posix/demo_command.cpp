@@ -38,13 +38,9 @@ struct Centre {
   const char* setting;  // NAME=VALUE, null for none
 };
 
-// Without the time in it. One answer in sixteen has a checksum below hexadecimal 10, which the
-// sender takes for a wrong one; a demonstration should not depend on the clock.
-constexpr char kFixedAnswer[] = "system-message={recipient}";
-
 constexpr Centre kCentres[] = {
-    {"Pager", "tap", "0301234", nullptr},       {"City", "ucp", "0301235", kFixedAnswer},
-    {"Internet", "ucp", nullptr, kFixedAnswer}, {"Strict", "tap", "0301236", "refuse=all"},
+    {"Pager", "tap", "0301234", nullptr},       {"City", "ucp", "0301235", nullptr},
+    {"Internet", "ucp", nullptr, nullptr},      {"Strict", "tap", "0301236", "refuse=all"},
     {"Engaged", "tap", "0301237", "call=busy"},
 };
 
@@ -63,9 +59,9 @@ constexpr Message kMessages[] = {
     {"UCP over a modem", "City", "01721234567", "Door 7 is open, 5\xC2\xA3 reward", kExitAccepted,
      "accepted"},
     {"UCP over TCP", "Internet", "01731234567", "Backup has finished", kExitAccepted, "accepted"},
-    {"The centre refuses the message", "Strict", "01741234567", "Nobody reads this", kExitRetry,
+    {"The centre refuses the message", "Strict", "01741234567", "Nobody reads this", kExitFailed,
      "refused"},
-    {"The line is busy", "Engaged", "01751234567", "Nobody hears this", kExitFailed, nullptr},
+    {"The line is busy", "Engaged", "01751234567", "Nobody hears this", kExitRetry, nullptr},
 };
 
 // A folder for the time of the demonstration.

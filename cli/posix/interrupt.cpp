@@ -6,11 +6,13 @@
 namespace mvsms::cli {
 namespace {
 
-volatile std::sig_atomic_t interrupted = 0;
+volatile std::sig_atomic_t first_signal = 0;
 
 constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
 
-void Remember(int) { interrupted = 1; }
+void Remember(int signal) {
+  if (first_signal == 0) first_signal = signal;
+}
 
 bool IsIgnored(int signal) {
   struct sigaction action{};
@@ -34,7 +36,7 @@ void Remove(int signal) {
 }  // namespace
 
 InterruptWatch::InterruptWatch() {
-  interrupted = 0;
+  first_signal = 0;
   for (const int signal : kSignals) Install(signal);
   std::signal(SIGPIPE, SIG_IGN);  // for good: the outcome, which comes afterwards, counts too
 }
@@ -43,6 +45,6 @@ InterruptWatch::~InterruptWatch() {
   for (const int signal : kSignals) Remove(signal);
 }
 
-bool InterruptWatch::Interrupted() const { return interrupted != 0; }
+int InterruptWatch::Signal() const { return first_signal; }
 
 }  // namespace mvsms::cli

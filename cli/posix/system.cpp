@@ -42,7 +42,8 @@ std::string FirstSteps() {
          "  mvsms send --to 01711234567 \"Pump 3 has stopped\"\n"
          "No modem at hand: 'mvsms demo' shows messages travelling to the built-in centre.\n"
          "\n"
-         "Exit codes: 0 accepted, 1 failed, 2 wrong usage, 75 failed but a retry makes sense.\n"
+         "Exit codes of send: 0 accepted, 1 refused, 2 wrong usage, 65 text or recipient, 75 try\n"
+         "again, 76 unknown (it may have been delivered), 78 settings. Others: 0, 1 failed, 2.\n"
          "State lies in the folder named by MVSMS_HOME, else in a system folder for root,\n"
          "else in the user's configuration folder.";
 }

@@ -8,19 +8,19 @@
 namespace mvsms::cli {
 namespace {
 
-std::atomic<bool> interrupted = false;
+std::atomic<int> first_signal = 0;
 
-void Remember(int) { interrupted = true; }
+void Remember(int signal) { first_signal = signal; }
 
 }  // namespace
 
 InterruptWatch::InterruptWatch() {
-  interrupted = false;
+  first_signal = 0;
   std::signal(SIGINT, Remember);
 }
 
 InterruptWatch::~InterruptWatch() { std::signal(SIGINT, SIG_DFL); }
 
-bool InterruptWatch::Interrupted() const { return interrupted; }
+int InterruptWatch::Signal() const { return first_signal; }
 
 }  // namespace mvsms::cli

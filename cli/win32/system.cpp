@@ -52,7 +52,8 @@ std::string FirstSteps() {
          "  mvsms config set DefaultService Pager\n"
          "  mvsms send --to 01711234567 \"Pump 3 has stopped\"\n"
          "\n"
-         "Exit codes: 0 accepted, 1 failed, 2 wrong usage, 75 failed but a retry makes sense.\n"
+         "Exit codes of send: 0 accepted, 1 refused, 2 wrong usage, 65 text or recipient, 75 try\n"
+         "again, 76 unknown (it may have been delivered), 78 settings. Others: 0, 1 failed, 2.\n"
          "Settings lie in the registry, under HKEY_LOCAL_MACHINE\\Software\\MIRVALEN\\PAGOREX.";
 }
 

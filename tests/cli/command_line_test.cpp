@@ -5,6 +5,7 @@
 #include <streambuf>
 
 #include "cli/commands.h"
+#include "dispatch/outcome.h"
 #include "tests/cli/command_test.h"
 
 namespace mvsms::cli {
@@ -13,6 +14,9 @@ namespace {
 using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::Not;
+
+constexpr int kExitSettings = static_cast<int>(dispatch::Exit::kSettings);
+constexpr int kExitMessage = static_cast<int>(dispatch::Exit::kMessage);
 
 class CommandLine : public CommandTest {};
 class SendCommand : public CommandTest {};
@@ -83,7 +87,11 @@ TEST_F(CommandLine, EveryHelpHasAnExample) {
 }
 
 TEST_F(CommandLine, HelpNamesTheExitCodesAndTheFolder) {
-  EXPECT_THAT(Do({"--help"}), AllOf(HasSubstr("75"), HasSubstr("MVSMS_HOME")));
+  for (const char* code : {"0 accepted", "1 refused", "65", "75", "76", "78"}) {
+    EXPECT_THAT(Do({"--help"}), HasSubstr(code));
+    EXPECT_THAT(Do({"send", "--help"}), HasSubstr(code));
+  }
+  EXPECT_THAT(Do({"--help"}), HasSubstr("MVSMS_HOME"));
   EXPECT_THAT(Do({"--version"}), HasSubstr("mvsms "));
 }
 
@@ -96,7 +104,7 @@ TEST_F(CommandLine, ABrokenSettingsFileIsAFailureThatNamesIt) {
                                                {"config", "set", "Retries", "1"},
                                                {"registry", "export"}}) {
     const Outcome outcome = Run(line);
-    EXPECT_EQ(outcome.exit_code, kExitFailed);
+    EXPECT_EQ(outcome.exit_code, line[0] == "send" ? kExitSettings : kExitFailed);
     EXPECT_EQ(outcome.out, "");
     EXPECT_THAT(outcome.err, HasSubstr("settings.db"));
   }
@@ -106,15 +114,36 @@ TEST_F(CommandLine, ABrokenSettingsFileIsAFailureThatNamesIt) {
 
 TEST_F(SendCommand, WithoutSettingsItSaysSoAndFails) {
   const Outcome outcome = Run({"send", "--to", "0171", "text"});
-  EXPECT_EQ(outcome.exit_code, kExitFailed);
-  EXPECT_THAT(outcome.err, HasSubstr("Unable to load settings. SMS must be configured first!"));
+  EXPECT_EQ(outcome.exit_code, kExitSettings);
+  EXPECT_EQ(outcome.err,
+            "mvsms: the settings have no default modem or no default service; set both\n");
   EXPECT_THAT(outcome.out, HasSubstr("End sending message. Result:  Failed"));
 }
 
-TEST_F(SendCommand, QuietPrintsNothingButErrors) {
+TEST_F(SendCommand, QuietPrintsNothingButWhy) {
   const Outcome outcome = Run({"send", "--quiet", "--to", "0171", "text"});
   EXPECT_EQ(outcome.out, "");
-  EXPECT_THAT(outcome.err, HasSubstr("error 5: "));
+  EXPECT_EQ(outcome.err,
+            "mvsms: the settings have no default modem or no default service; set both\n");
+}
+
+TEST_F(SendCommand, AnUnknownProfileIsWrongUsageThatNamesThePlace) {
+  Refuse({"send", "--profile", "Alarm", "--to", "0171", "text"},
+         "there is no profile \"Alarm\" in " + home_.string());
+}
+
+TEST_F(SendCommand, ATimeoutIsANumberOfSeconds) {
+  for (const char* timeout : {"0", "-1", "soon", "86401"}) {
+    Refuse({"send", "--timeout", timeout, "--to", "0171", "text"}, "--timeout");
+  }
+}
+
+TEST_F(SendCommand, EverySendHasAnIdOfItsOwn) {
+  const auto id = [this] {
+    return Json::parse(Run({"send", "--json", "--to", "0171", "text"}).out)["id"];
+  };
+  EXPECT_EQ(id().get<std::string>().size(), 32U);
+  EXPECT_NE(id(), id());
 }
 
 TEST_F(SendCommand, JsonIsOneObjectWithEverything) {
@@ -123,6 +152,13 @@ TEST_F(SendCommand, JsonIsOneObjectWithEverything) {
   EXPECT_EQ(json["result"], false);
   EXPECT_EQ(json["retry_suggested"], false);
   EXPECT_EQ(json["aborted"], false);
+  EXPECT_EQ(json["outcome"], "unusable");
+  EXPECT_EQ(json["exit_code"], outcome.exit_code);
+  EXPECT_EQ(json["reason"], "the settings have no default modem or no default service");
+  EXPECT_EQ(json["advice"], "set both");
+  EXPECT_EQ(json["pieces"], (Json{{"all", 0}, {"accepted", 0}}));
+  EXPECT_EQ(json["started"].get<std::string>().size(), 19U);
+  for (const char* name : {"service", "modem", "dialled", "answer"}) EXPECT_EQ(json[name], "");
   EXPECT_EQ(json["recipient"], "0171");
   EXPECT_EQ(json["errors"][0]["number"], 5);
   EXPECT_EQ(json["errors"][0]["module"], "Sender.SendMessage");
@@ -142,7 +178,7 @@ TEST_F(SendCommand, ASenderWithTheDividerOfFieldsIsWrongUsage) {
 TEST_F(SendCommand, ALogThatCannotBeWrittenIsWarnedOf) {
   const Outcome outcome = Run({"send", "--to", "0171", "--log", Path("none/my.log"), "text"});
   EXPECT_THAT(outcome.err, AllOf(HasSubstr("cannot write the log"), HasSubstr("none/my.log")));
-  EXPECT_THAT(outcome.err, HasSubstr("error 5"));
+  EXPECT_THAT(outcome.err, HasSubstr("the settings have no default"));
 }
 
 TEST_F(SendCommand, WhatTheSettingsLackIsNamedAfterAFailure) {
@@ -205,16 +241,17 @@ TEST_F(MessageText, ComesFromStandardInputWithoutItsLastLineEnd) {
 }
 
 TEST_F(MessageText, EmptyIsRefusedBeforeAnythingIsDialled) {
-  EXPECT_THAT(Run({"send", "--to", "0171", "  "}).err, HasSubstr("error 6: Message is empty!"));
-  EXPECT_THAT(Run({"send", "--to", "0171", ""}).err, HasSubstr("error 6: Message is empty!"));
-  EXPECT_THAT(Run({"send", "--to", "0171", "-"}, "\n").err, HasSubstr("error 6: "));
+  for (const char* text : {"  ", "", "-"}) {
+    const Outcome outcome = Run({"send", "--to", "0171", text}, "\n");
+    EXPECT_EQ(outcome.exit_code, kExitMessage);
+    EXPECT_EQ(outcome.err, "mvsms: the message is empty; give a text\n");
+  }
 }
 
 TEST_F(MessageText, ANumberThatIsNoneIsNamed) {
   const Outcome outcome = Run({"send", "--to", "Karl", "x"});
-  EXPECT_EQ(outcome.exit_code, kExitFailed);
-  EXPECT_THAT(outcome.err, HasSubstr("error 45: The recipient address contains invalid "
-                                     "characters: Karl"));
+  EXPECT_EQ(outcome.exit_code, kExitMessage);
+  EXPECT_THAT(outcome.err, HasSubstr("The recipient address contains invalid characters: Karl"));
 }
 
 // --- log

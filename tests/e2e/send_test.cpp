@@ -4,6 +4,7 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 
 #include "tests/e2e/trip.h"
@@ -15,6 +16,11 @@ using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Not;
+using ::testing::StartsWith;
+
+constexpr int kExitRefused = 1;
+constexpr int kExitUnknown = 76;
 
 // A pseudo-terminal at whose other end nobody reads.
 class SilentTerminal {
@@ -41,13 +47,15 @@ class SendTrip : public Trip {
     EXPECT_EQ(ending.json()["result"], true);
     EXPECT_EQ(ending.json()["errors"], Json::array());
   }
-  static void ExpectFailed(const Ending& ending, int exit_code, const std::string& status) {
+  static void ExpectFailed(const Ending& ending, const char* outcome, int exit_code,
+                           const std::string& status) {
     EXPECT_EQ(ending.exit_code, exit_code) << ending.out << ending.err;
     const Json json = ending.json();
     EXPECT_EQ(json["result"], false);
-    EXPECT_EQ(json["retry_suggested"], exit_code == kExitRetry);
+    EXPECT_EQ(json["outcome"], outcome);
+    EXPECT_EQ(json["exit_code"], exit_code);
     EXPECT_THAT(json["status"].dump(), HasSubstr(status));
-    EXPECT_THAT(ending.err, HasSubstr("the message was not accepted"));
+    EXPECT_THAT(ending.err, StartsWith("mvsms: " + json["reason"].get<std::string>() + "; "));
   }
 };
 
@@ -118,32 +126,41 @@ TEST_F(SendTrip, RoutesANumberAndNormalisesIt) {
 
 // --- refused by the centre
 
-TEST_F(SendTrip, TapRefusalSuggestsARetry) {
+TEST_F(SendTrip, TapRefusalIsForGood) {
   CentreOnModem("tap", {"refuse=all"});
-  ExpectFailed(Send({"text"}), kExitRetry, "Response received: 511 Invalid pager ID");
+  ExpectFailed(Send({"text"}), "refused", kExitRefused, "Response received: 511 Invalid pager ID");
   EXPECT_THAT(Received(), ElementsAre("0172: text, refused"));
 }
 
 TEST_F(SendTrip, UcpRefusalSuggestsARetryByItsCode) {
   CentreOnModem("ucp", {"refuse=all", "ucp-refusal=4"});
-  ExpectFailed(Send({"text"}), kExitRetry, "Failed to send message: ");
+  ExpectFailed(Send({"text"}), "refused", kExitRetry, "Failed to send message: ");
 }
 
 TEST_F(SendTrip, UcpRefusalForGoodSuggestsNone) {
   CentreOnTcp("ucp", {"refuse=all", "ucp-refusal=2"});
-  ExpectFailed(Send({"text"}), kExitFailed, "Failed to send message: ");
+  ExpectFailed(Send({"text"}), "refused", kExitRefused, "Failed to send message: ");
 }
 
-TEST_F(SendTrip, UcpAnswerWithAWrongChecksumSuggestsARetry) {
+TEST_F(SendTrip, UcpAnswerWithAWrongChecksumTellsNothing) {
   CentreOnTcp("ucp", {"wrong-checksums=all"});
-  ExpectFailed(Send({"text"}), kExitRetry, "Wrong checksum");
+  ExpectFailed(Send({"text"}), "unknown", kExitUnknown, "Wrong checksum");
 }
 
 TEST_F(SendTrip, QuietStillSaysWhyTheCentreRefused) {
   CentreOnTcp("ucp", {"refuse=all", "ucp-refusal=2"});
   const Ending ending = Run({"send", "--quiet", "--to", "0172", "text"});
   EXPECT_EQ(ending.out, "");
-  EXPECT_THAT(ending.err, HasSubstr("Failed to send message: "));
+  EXPECT_THAT(ending.err, StartsWith("mvsms: the message centre refused the message: "));
+}
+
+TEST_F(SendTrip, AWrongPasswordIsNamedAndNeverShown) {
+  CentreOnModem("tap", {"password=geheim"}, {"Password=TopSecret9"});
+  const Ending ending = Send({"text"});
+  EXPECT_EQ(ending.exit_code, kExitRefused);
+  EXPECT_EQ(ending.json()["outcome"], "refused");
+  EXPECT_THAT(ending.err, HasSubstr("check the password (identifier) of the service \"Pager\""));
+  EXPECT_THAT(ending.out + ending.err, Not(HasSubstr("TopSecret9")));
 }
 
 // --- no call
@@ -151,26 +168,26 @@ TEST_F(SendTrip, QuietStillSaysWhyTheCentreRefused) {
 TEST_F(SendTrip, BusyLine) {
   CentreOnModem("tap", {"call=busy"});
   const Ending ending = Send({"text"});
-  ExpectFailed(ending, kExitFailed, "Unable to connect, reason: Busy");
-  EXPECT_THAT(ending.err, HasSubstr("error 4462: Unable to connect, reason: Busy"));
+  ExpectFailed(ending, "unreachable", kExitRetry, "Unable to connect, reason: Busy");
+  EXPECT_THAT(ending.err, HasSubstr("is busy; try again later"));
 }
 
 TEST_F(SendTrip, NoAnswer) {
   CentreOnModem("ucp", {"call=no-answer"});
-  ExpectFailed(Send({"text"}), kExitFailed, "Unable to connect, reason: No answer");
+  ExpectFailed(Send({"text"}), "unreachable", kExitRetry, "Unable to connect, reason: No answer");
 }
 
 TEST_F(SendTrip, NobodyListensOnTheSocket) {
   CentreOnTcp("ucp");
   centre_.reset();
-  ExpectFailed(Send({"text"}), kExitFailed, "Unable to connect, reason: ");
+  ExpectFailed(Send({"text"}), "unreachable", kExitRetry, "Unable to connect, reason: ");
 }
 
 TEST_F(SendTrip, NoModemOnTheDevice) {
   CentreOnModem("tap");
   const SilentTerminal nobody;
   Do({"modem", "set", "Modem", "--device", nobody.path()});
-  ExpectFailed(Send({"text"}), kExitFailed, "4570: Unable to connect");
+  ExpectFailed(Send({"text"}), "unreachable", kExitRetry, "4570: Unable to connect");
   const Ending test = Run({"modem", "test", "Modem"});
   EXPECT_EQ(test.exit_code, kExitFailed);
   EXPECT_THAT(test.err, HasSubstr("No modem answers on " + nobody.path()));
@@ -180,31 +197,33 @@ TEST_F(SendTrip, NoModemOnTheDevice) {
 
 TEST_F(SendTrip, TapDroppedBeforeThePrompt) {
   CentreOnModem("tap", {"carrier-loss=700"});
-  ExpectFailed(Send({"text"}), kExitFailed, "Time limit exceeded waiting for TAP login prompt");
+  ExpectFailed(Send({"text"}), "unreachable", kExitRetry,
+               "Time limit exceeded waiting for TAP login prompt");
   EXPECT_THAT(Received(), IsEmpty());
 }
 
 TEST_F(SendTrip, TapDroppedInTheBlock) {
   CentreOnTcp("tap", {"hang-up-after-received=20"});
-  ExpectFailed(Send({"text"}), kExitFailed,
+  ExpectFailed(Send({"text"}), "unknown", kExitUnknown,
                "Retry limit exceeded waiting for TAP message response");
   EXPECT_THAT(Received(), IsEmpty());
 }
 
 TEST_F(SendTrip, UcpDroppedInTheFrame) {
   CentreOnTcp("ucp", {"hang-up-after-received=10"}, {"TimeOut=50"});
-  ExpectFailed(Send({"text"}), kExitRetry, "No response received within timeout!");
+  ExpectFailed(Send({"text"}), "unknown", kExitUnknown, "No response received within timeout!");
   EXPECT_THAT(Received(), IsEmpty());
 }
 
 TEST_F(SendTrip, TapCentreWithoutAPrompt) {
   CentreOnModem("tap", {"silent-at=prompt"});
-  ExpectFailed(Send({"text"}), kExitFailed, "Time limit exceeded waiting for TAP login prompt");
+  ExpectFailed(Send({"text"}), "unreachable", kExitRetry,
+               "Time limit exceeded waiting for TAP login prompt");
 }
 
 TEST_F(SendTrip, UcpCentreWithoutAnAnswer) {
   CentreOnTcp("ucp", {"silent-at=message"}, {"TimeOut=50"});
-  ExpectFailed(Send({"text"}), kExitRetry, "No response received within timeout!");
+  ExpectFailed(Send({"text"}), "unknown", kExitUnknown, "No response received within timeout!");
 }
 
 // Where a real line drops is left to chance; these places are a sample of all of them, each of
@@ -243,7 +262,7 @@ TEST_P(DroppedTrip, IsNeverCalledAcceptedAndEndsTheCall) {
   drop.line == std::string("Tcp") ? CentreOnTcp(drop.protocol, {setting}, service)
                                   : CentreOnModem(drop.protocol, {setting}, service);
   const Ending ending = Send({"Pump 3 has stopped"});
-  EXPECT_TRUE(ending.exit_code == kExitFailed || ending.exit_code == kExitRetry) << ending.out;
+  EXPECT_TRUE(ending.exit_code == kExitUnknown || ending.exit_code == kExitRetry) << ending.out;
   EXPECT_EQ(ending.json()["result"], false);
   EXPECT_THAT(ending.json()["status"].dump(), HasSubstr("Connection closed."));
   EXPECT_TRUE(CallEnds());
@@ -258,10 +277,10 @@ TEST_F(SendTrip, CtrlCDuringTheLoginHangsUp) {
   send->Signal(SIGINT);
   EXPECT_TRUE(CallEnds());
   const Ending ending = Finish(*send);
-  EXPECT_EQ(ending.exit_code, kExitFailed);
+  EXPECT_EQ(ending.exit_code, 128 + SIGINT);
   EXPECT_THAT(ending.out, HasSubstr("Sending was aborted!"));
   EXPECT_THAT(ending.out, HasSubstr("Connection closed."));
-  EXPECT_THAT(ending.err, HasSubstr("the send was aborted"));
+  EXPECT_THAT(ending.err, HasSubstr("the send was aborted before the message went out"));
 }
 
 TEST_F(SendTrip, SigtermWhileDiallingGivesUpTheCall) {
@@ -272,8 +291,27 @@ TEST_F(SendTrip, SigtermWhileDiallingGivesUpTheCall) {
   send->Signal(SIGTERM);
   const Ending ending = Finish(*send);
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(15));
-  EXPECT_EQ(ending.exit_code, kExitFailed);
+  EXPECT_EQ(ending.exit_code, 128 + SIGTERM);
   EXPECT_EQ(ending.json()["aborted"], true);
+  EXPECT_EQ(ending.json()["outcome"], "unreachable");
+}
+
+TEST_F(SendTrip, CtrlCAfterTheMessageLeavesItsFateUnknown) {
+  CentreOnTcp("tap", {"silent-at=message"});
+  const auto send = Start({"send", "--to", "0172", "text"});
+  ASSERT_TRUE(WaitForLine(*send, "Sending TAP Message"));
+  send->Signal(SIGINT);
+  const Ending ending = Finish(*send);
+  EXPECT_EQ(ending.exit_code, kExitUnknown);
+  EXPECT_THAT(ending.err, HasSubstr("aborted after the message went out"));
+}
+
+TEST_F(SendTrip, ATimeoutAbortsTheSend) {
+  CentreOnModem("tap", {"ring-time=30000"});
+  const Ending ending = Send({"--timeout", "1", "text"});
+  EXPECT_EQ(ending.exit_code, kExitRetry);
+  EXPECT_EQ(ending.json()["outcome"], "unreachable");
+  EXPECT_THAT(ending.err, HasSubstr("the send was aborted before the message went out"));
 }
 
 TEST_F(SendTrip, ASecondCtrlCEndsTheProgramAtOnce) {
@@ -293,7 +331,7 @@ TEST_F(SendTrip, TheEndOfTheTerminalHangsUp) {
   ASSERT_TRUE(WaitForLine(*send, "Sending Terminal ID"));
   send->Signal(SIGHUP);
   EXPECT_TRUE(CallEnds());
-  EXPECT_EQ(Finish(*send).exit_code, kExitFailed);
+  EXPECT_EQ(Finish(*send).exit_code, 128 + SIGHUP);
 }
 
 TEST_F(SendTrip, GoesOnAfterTheEndOfTheTerminalWhenToldTo) {
@@ -325,14 +363,24 @@ TEST_F(SendTrip, TheExampleTriesABusyLineAgain) {
   Do({"config", "set", "RetryDelay", "0"});
   const Ending ending = RunInShell("MVSMS=\"$0\" " MVSMS_EXAMPLES "/send.sh 0172 text");
   EXPECT_EQ(ending.exit_code, kExitAccepted) << ending.err;
-  EXPECT_THAT(ending.err, HasSubstr("reason: Busy"));
+  EXPECT_THAT(ending.err, HasSubstr("is busy"));
   EXPECT_THAT(Received(), ElementsAre("0172: text, accepted"));
 }
 
 TEST_F(SendTrip, TheExampleTriesAsOftenAsTheProfileSays) {
+  CentreOnModem("tap", {"call=busy"});
+  Do({"config", "set", "Retries", "2"});
+  Do({"config", "set", "RetryDelay", "0"});
+  const Ending ending = RunInShell("MVSMS=\"$0\" " MVSMS_EXAMPLES "/send.sh 0172 text");
+  EXPECT_EQ(ending.exit_code, kExitRetry);
+  EXPECT_EQ(std::count(ending.err.begin(), ending.err.end(), '\n'), 2) << ending.err;
+}
+
+TEST_F(SendTrip, TheExampleTakesARefusalForGood) {
   CentreOnTcp("ucp", {"refuse=all", "ucp-refusal=2"});
-  Do({"config", "set", "Retries", "1"});
-  EXPECT_EQ(RunInShell("MVSMS=\"$0\" " MVSMS_EXAMPLES "/send.sh 0172 text").exit_code, kExitFailed);
+  const Ending ending = RunInShell("MVSMS=\"$0\" " MVSMS_EXAMPLES "/send.sh 0172 '-x text'");
+  EXPECT_EQ(ending.exit_code, kExitRefused) << ending.err;
+  EXPECT_THAT(Received(), ElementsAre("0172: -x text, refused"));
   EXPECT_EQ(RunInShell("MVSMS=\"$0\" " MVSMS_EXAMPLES "/send.sh 0172").exit_code, kExitUsage);
 }
 
@@ -343,7 +391,7 @@ TEST_F(SendTrip, AModemInUseIsReportedWithItsOwner) {
   const auto first = Start({"send", "--to", "0172", "text"});
   ASSERT_TRUE(WaitForLine(*first, "Connected."));
   const Ending second = Send({"text"});
-  ExpectFailed(second, kExitFailed, "The selected modem (Modem) cannot be used");
+  ExpectFailed(second, "unreachable", kExitRetry, "The selected modem (Modem) cannot be used");
   EXPECT_THAT(second.err, HasSubstr(device_));
   EXPECT_THAT(second.err, HasSubstr("mvsms"));
 }

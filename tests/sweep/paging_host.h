@@ -80,8 +80,8 @@ class PagingHost : public test::Host {
   }
 
  private:
-  // One answer in sixteen has a checksum that the sender takes for a wrong one; here it must not
-  // depend on the time of day.
+  // Some answers have a checksum that the sender takes for a wrong one; here it must not depend on
+  // the time of day.
   static std::vector<std::string> WithFixedAnswer(std::vector<std::string> settings) {
     settings.insert(settings.begin(), "system-message=pager");
     return settings;
