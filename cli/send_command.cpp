@@ -88,7 +88,10 @@ class SendRun {
     } catch (const std::exception& error) {
       context_.Warn(error.what());
     }
-    if (judgement.exit_code != kExitAccepted) Explain(judgement);
+    if (judgement.exit_code != kExitAccepted)
+      Explain(judgement);
+    else if (!accepted_)
+      MendTheLastLine();
     return judgement.exit_code;
   }
 
@@ -175,6 +178,13 @@ class SendRun {
 
   std::string Shown(const std::string& ansi) const {
     return Utf8FromAnsi(dispatch::WithoutPassword(sender_.Report(), ansi));
+  }
+
+  /// The lines of the component call a message failed whose acknowledgement only looks odd.
+  void MendTheLastLine() {
+    if (!options_.quiet && !context_.json) {
+      context_.Warn("the message was accepted all the same: the answer is a sound acknowledgement");
+    }
   }
 
   void Explain(const dispatch::Judgement& judgement) {
