@@ -89,6 +89,7 @@ void Channel::Fill(std::size_t wanted) {
     }
     std::string bytes(chunk.data(), static_cast<std::size_t>(count));
     Arrived(bytes);
+    std::erase(bytes, '\0');
     input_ += bytes;
   }
 }

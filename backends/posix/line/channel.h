@@ -4,6 +4,9 @@
 // Everything that arrives first goes into a buffer of the channel, so a line whose far end has gone
 // counts as ended only when all that came before has been read.
 //
+// NUL bytes are dropped on every line, whatever its settings say: old centres and terminal servers
+// pad with them, and nothing that is spoken here has a use for one.
+//
 // Thread: one at a time. A line is dialled on a worker thread and then used on its owner's.
 #pragma once
 

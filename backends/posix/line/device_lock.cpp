@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <climits>
 #include <csignal>
 #include <cstdio>
@@ -17,10 +18,11 @@
 #include <ctime>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <sstream>
+#include <thread>
 #include <utility>
 
 #include "backends/posix/system/unique_fd.h"
@@ -60,21 +62,41 @@ std::string LockFile(const std::string& device) {
 
 bool IsAlive(pid_t process) { return kill(process, 0) == 0 || errno == EPERM; }
 
+// What was found where a lock file lies.
+struct LockText {
+  std::string content;  // as much as a process number can need
+  std::time_t written = 0;
+};
+
+// An open lock file; none where there is none, or something else in its place.
+UniqueFd OpenLock(const std::string& file, struct stat& status) {
+  UniqueFd fd(open(file.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC));
+  if (fd && (fstat(fd.get(), &status) != 0 || !S_ISREG(status.st_mode))) fd.Reset();
+  return fd;
+}
+
+std::optional<LockText> ReadLock(const std::string& file) {
+  struct stat status{};
+  const UniqueFd fd = OpenLock(file, status);
+  if (!fd) return std::nullopt;
+  char start[64];
+  const ssize_t count = read(fd.get(), start, sizeof start);
+  if (count < 0) return std::nullopt;
+  return LockText{std::string(start, static_cast<std::size_t>(count)), status.st_mtime};
+}
+
 // Others make the file first and write into it afterwards, so a fresh one without a number is the
 // lock of somebody who is about to.
 constexpr std::time_t kTimeToWrite = 10;  // seconds
-bool IsFresh(const std::string& file) {
-  struct stat status{};
-  return stat(file.c_str(), &status) == 0 && std::time(nullptr) - status.st_mtime < kTimeToWrite;
+bool IsFresh(const LockText& lock) {
+  return std::abs(std::time(nullptr) - lock.written) < kTimeToWrite;
 }
 
 bool IsText(char c) { return (c >= '0' && c <= '9') || c == ' ' || c == '\n'; }
 
 // The process number in a lock file: decimal text, or four bytes as some programs write it. 0 when
 // there is none.
-pid_t NumberIn(const std::string& file) {
-  std::ifstream stream(file, std::ios::binary);
-  const std::string content(std::istreambuf_iterator<char>(stream), {});
+pid_t NumberIn(const std::string& content) {
   std::int32_t binary = 0;
   if (content.size() == sizeof binary && !std::all_of(content.begin(), content.end(), IsText)) {
     std::memcpy(&binary, content.data(), sizeof binary);
@@ -90,8 +112,10 @@ constexpr pid_t kUnknownProcess = -1;
 // The live owner of a lock file, 0 when there is none. Asked for files that this process does not
 // hold, so its own number in one means nothing.
 pid_t LiveOwner(const std::string& file) {
-  const pid_t process = NumberIn(file);
-  if (process == 0) return IsFresh(file) ? kUnknownProcess : 0;
+  const auto lock = ReadLock(file);
+  if (!lock) return 0;
+  const pid_t process = NumberIn(lock->content);
+  if (process == 0) return IsFresh(*lock) ? kUnknownProcess : 0;
   return process != getpid() && IsAlive(process) ? process : 0;
 }
 
@@ -135,20 +159,41 @@ pid_t FindOpener(dev_t device) {
   return 0;
 }
 
-bool WriteFile(const std::string& path, const std::string& text) {
-  const UniqueFd fd(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
+// Makes a file of ours, in place of one that a predecessor of the same number left behind.
+bool WriteNewFile(const std::string& path, const std::string& text) {
+  unlink(path.c_str());
+  const UniqueFd fd(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644));
   return fd && write(fd.get(), text.data(), text.size()) == static_cast<ssize_t>(text.size());
 }
 
 // Of several that found the same stale lock only one may remove it, or the last would remove the
-// new lock of the first; so each looks again while it has the file to itself.
-void RemoveStale(const std::string& file) {
-  const UniqueFd fd(open(file.c_str(), O_RDONLY | O_CLOEXEC));
+// new lock of the first; so each looks again while it has the file to itself. False when another
+// one has it.
+bool RemoveStale(const std::string& file) {
   struct stat held{};
   struct stat present{};
-  if (!fd || flock(fd.get(), LOCK_EX) != 0 || fstat(fd.get(), &held) != 0) return;
-  if (stat(file.c_str(), &present) != 0 || present.st_ino != held.st_ino) return;
+  const UniqueFd fd = OpenLock(file, held);
+  if (!fd) return true;
+  if (flock(fd.get(), LOCK_EX | LOCK_NB) != 0) return false;
+  if (lstat(file.c_str(), &present) != 0 || present.st_ino != held.st_ino) return true;
   if (LiveOwner(file) == 0) unlink(file.c_str());
+  return true;
+}
+
+// Who removes a stale lock needs a moment; who keeps it locked for longer is not waited for.
+constexpr int kAttempts = 20;
+constexpr std::chrono::milliseconds kMoment{10};
+
+// Gives the draft the name of the lock. Returns the live process that has it instead, 0 when there
+// is none; `made` tells whether it could be given.
+pid_t Link(const std::string& draft, const std::string& file, bool& made) {
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    made = link(draft.c_str(), file.c_str()) == 0;
+    if (made) return 0;
+    if (const pid_t owner = LiveOwner(file)) return owner;
+    if (!RemoveStale(file)) std::this_thread::sleep_for(kMoment);
+  }
+  return 0;
 }
 
 // Makes the lock file. Returns the live process that has it instead, 0 when there is none; `made`
@@ -157,17 +202,9 @@ pid_t Claim(const std::string& file, bool& made) {
   char line[16];
   std::snprintf(line, sizeof line, "%10d\n", static_cast<int>(getpid()));
   const std::string draft = LockFolder() + "/LTMP." + std::to_string(getpid());
-  pid_t owner = 0;
   made = false;
-  if (WriteFile(draft, line)) {
-    for (int attempt = 0; attempt < 3 && !made && owner == 0; ++attempt) {
-      made = link(draft.c_str(), file.c_str()) == 0;
-      if (!made && errno == EEXIST) owner = LiveOwner(file);
-      if (!made && owner == 0) RemoveStale(file);
-    }
-  } else {
-    owner = LiveOwner(file);
-  }
+  if (!WriteNewFile(draft, line)) return LiveOwner(file);
+  const pid_t owner = Link(draft, file, made);
   unlink(draft.c_str());
   return owner;
 }

@@ -4,6 +4,10 @@
 // A lock file is LCK..<device> in /var/lock (the environment's MVSMS_LOCK_DIR names another
 // folder); it holds the owner's process number in ten columns. One left behind by a dead process
 // is replaced. Where the folder cannot be written the device is used without one.
+//
+// Everybody may write into that folder, so nothing in it is trusted: no link is followed, nothing
+// but a file is opened for longer than a look, and nobody is waited for. What is no file is
+// nobody's lock; it stays where it is, and the device is used without one.
 #pragma once
 
 #include <string>

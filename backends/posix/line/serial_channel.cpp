@@ -136,7 +136,6 @@ long SerialChannel::Transmit(std::string_view bytes) {
 
 void SerialChannel::Arrived(std::string& bytes) {
   if (soft_parity_ != 0) StripParity(bytes);
-  if (Has(dcb_flag::kNull)) std::erase(bytes, '\0');
   if (watch_ == Watch::kText && text_watch_.Feed(bytes)) MarkLost();
 }
 

@@ -3,6 +3,8 @@
 #include "platform/text_file.h"
 
 #include <fcntl.h>
+#include <poll.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
@@ -17,14 +19,23 @@
 namespace mvsms::posix {
 namespace {
 
+constexpr int kPatienceMs = 1000;  // with a pipe or terminal that takes no more
+
 bool WriteAll(int file, std::string_view rest) {
   while (!rest.empty()) {
     const ssize_t written = write(file, rest.data(), rest.size());
     if (written < 0 && errno == EINTR) continue;
+    pollfd wait = {file, POLLOUT, 0};
+    if (written < 0 && errno == EAGAIN && poll(&wait, 1, kPatienceMs) > 0) continue;
     if (written < 0) return false;
     rest.remove_prefix(static_cast<std::size_t>(written));
   }
   return true;
+}
+
+bool IsRegular(int file) {
+  struct stat status = {};
+  return fstat(file, &status) == 0 && S_ISREG(status.st_mode);
 }
 
 class PosixTextFile : public TextFile {
@@ -33,17 +44,19 @@ class PosixTextFile : public TextFile {
 
   bool Append(const std::string& path, const std::string& text) override {
     // Not for everybody: a send log holds messages, and the passwords of the dialogues.
-    const int file =
-        open(SystemPath(path).c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0640);
+    // Never waiting: what is logged counts more than its log.
+    constexpr int kMode = O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+    const int file = open(SystemPath(path).c_str(), kMode, 0640);
     if (file < 0) return false;
     const bool written = WriteAll(file, text);
     return close(file) == 0 && written;
   }
 
   bool Read(const std::string& path, std::string& text) override {
-    const UniqueFd file(open(SystemPath(path).c_str(), O_RDONLY | O_CLOEXEC));
+    const UniqueFd file(
+        open(SystemPath(path).c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     if (!file && errno == ENOENT) return false;
-    if (!file) RaiseFileAccess(path);
+    if (!file || !IsRegular(file.get())) RaiseFileAccess(path);
     std::string content;
     std::array<char, 65536> buffer;
     for (;;) {

@@ -2,8 +2,10 @@
 // calls of this one by memory.
 #include "backends/posix/line/device_lock.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -27,6 +29,7 @@ class DeviceLocks : public testing::Test {
   static constexpr const char* kDevice = "/dev/ttyTest7";
 
   std::string File() const { return folder_.FileOf(kDevice); }
+  std::string Beside(const std::string& name) const { return folder_.path() + "/" + name; }
   std::string Content() const {
     std::ifstream file(File(), std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
@@ -214,6 +217,56 @@ TEST_F(DeviceLocks, OnlyOneOfManyProcessesGetsTheDevice) {
   EXPECT_TRUE(first.Succeeded() && second.Succeeded() && third.Succeeded());
   const auto entries = std::filesystem::directory_iterator(winners.path());
   EXPECT_EQ(std::distance(begin(entries), end(entries)), 1);
+}
+
+// --- what others may put into the folder ------------------------------------------------------
+
+// Opening a FIFO waits for its other end.
+TEST_F(DeviceLocks, AFifoInTheirPlaceIsNobodysLock) {
+  ASSERT_EQ(mkfifo(File().c_str(), 0666), 0);
+  EXPECT_EQ(DeviceInUse(kDevice), "");
+  EXPECT_NO_THROW(DeviceLock{kDevice});
+  EXPECT_TRUE(Exists());
+}
+
+TEST_F(DeviceLocks, ALinkInTheirPlaceIsNotFollowed) {
+  std::ofstream(Beside("target")) << getppid();
+  for (const std::string& target : {Beside("target"), std::string("/dev/zero")}) {
+    std::filesystem::create_symlink(target, File());
+    EXPECT_EQ(DeviceInUse(kDevice), "") << target;
+    EXPECT_NO_THROW(DeviceLock{kDevice}) << target;
+    std::filesystem::remove(File());
+  }
+}
+
+TEST_F(DeviceLocks, AreReadNoFurtherThanANumberReaches) {
+  WriteLock(std::string(100, ' ') + std::to_string(getppid()));
+  Age();
+  EXPECT_EQ(DeviceInUse(kDevice), "");
+}
+
+TEST_F(DeviceLocks, StaleOnesThatSomebodyKeepsLockedDoNotHoldTheCallUp) {
+  WriteLock(std::to_string(DeadProcess()));
+  const UniqueFd held(open(File().c_str(), O_RDONLY | O_CLOEXEC));
+  ASSERT_EQ(flock(held.get(), LOCK_EX), 0);
+  EXPECT_NO_THROW(DeviceLock{kDevice});
+}
+
+TEST_F(DeviceLocks, TheirDraftFollowsNoLinkAndTakesNoFileOver) {
+  const std::string draft = Beside("LTMP." + std::to_string(getpid()));
+  std::ofstream(Beside("victim")) << "precious";
+  std::filesystem::create_symlink(Beside("victim"), draft);
+  const DeviceLock lock(kDevice);
+  std::ifstream victim(Beside("victim"));
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(victim), {}), "precious");
+  EXPECT_TRUE(Exists());
+}
+
+TEST_F(DeviceLocks, EmptyOnesFromTheFutureAreStale) {
+  WriteLock("");
+  std::filesystem::last_write_time(
+      File(), std::filesystem::file_time_type::clock::now() + std::chrono::hours(1));
+  EXPECT_EQ(DeviceInUse(kDevice), "");
 }
 
 // --- exclusive mode ----------------------------------------------------------------------------

@@ -252,13 +252,22 @@ TEST_F(SerialLine, DeviceOpenedByNameShowsTheSettingsThatItHas) {
   EXPECT_EQ(channel_->state().StopBits, 2);
 }
 
-TEST_F(SerialLine, ZeroBytesAreDiscardedOnRequest) {
+// Paddings of old terminals; neither protocol has a use for them.
+TEST_F(SerialLine, ZeroBytesNeverArriveWhateverTheSettingsSay) {
   Open();
   Dcb wanted = channel_->state();
-  wanted.flags |= dcb_flag::kNull;
-  ASSERT_TRUE(channel_->SetState(wanted));
-  terminal_.Write(std::string_view("a\0b\0", 4));
-  EXPECT_EQ(Read(2), "ab");
+  for (const std::uint32_t flags : {wanted.flags | dcb_flag::kNull, wanted.flags}) {
+    wanted.flags = flags;
+    ASSERT_TRUE(channel_->SetState(wanted));
+    terminal_.Write(std::string_view("a\0b\0c", 5));
+    EXPECT_EQ(Read(3), "abc");
+  }
+}
+
+TEST_F(SerialLine, ZeroBytesWithTheirParityNeverArriveEither) {
+  Open("7O1-soft");
+  terminal_.Write("\x80\xC1\x80\xC2");
+  EXPECT_EQ(Read(2), "AB");
 }
 
 TEST_F(SerialLine, PseudoTerminalHasNoModemLinesAndCountsNoErrors) {

@@ -92,6 +92,13 @@ TEST_F(TcpCall, CarriesDataBothWays) {
   EXPECT_EQ(Hear(7), std::string("\x1BPG1\r\xFF\0", 7));
 }
 
+// As a terminal server in telnet mode pads every CR.
+TEST_F(TcpCall, ZeroBytesNeverArrive) {
+  Connect();
+  Say(std::string("\r\0\n\0ID=", 7));
+  EXPECT_EQ(Read(port_, "\r\nID="), "\r\nID=");
+}
+
 TEST_F(TcpCall, IsConnectedByName) {
   if (gethostbyname("localhost") == nullptr) GTEST_SKIP() << "no localhost on this machine";
   ASSERT_EQ(Dial("Net", "localhost:" + listener_.port()), CallState::kConnected);

@@ -1,4 +1,5 @@
 // Appending to files: paths in the ANSI code page, modes, and two writers at once.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -9,6 +10,7 @@
 #include <string>
 
 #include "backends/posix/system/backend.h"
+#include "backends/posix/system/unique_fd.h"
 #include "tests/backends/posix/child_process.h"
 #include "tests/support/temp_folder.h"
 
@@ -77,6 +79,30 @@ TEST_F(PosixTextFile, AFolderInPlaceOfTheFileFails) {
 }
 
 TEST_F(PosixTextFile, ADeviceThatIsFullFails) { EXPECT_FALSE(files_->Append("/dev/full", "x")); }
+
+// Opening one waits for its other end, and a message must not wait for its log.
+TEST_F(PosixTextFile, AFifoThatNobodyReadsFails) {
+  const std::string path = folder_ / "SMSLog.txt";
+  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+  EXPECT_FALSE(files_->Append(path, "x"));
+}
+
+TEST_F(PosixTextFile, AFifoWhoseReaderHasStoppedFailsWhenItIsFull) {
+  const std::string path = folder_ / "SMSLog.txt";
+  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+  const UniqueFd reader(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  EXPECT_TRUE(files_->Append(path, "x"));
+  EXPECT_FALSE(files_->Append(path, std::string(1'000'000, 'x')));
+}
+
+TEST_F(PosixTextFile, OnlyFilesAreRead) {
+  const std::string fifo = folder_ / "fifo";
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  std::string text = "before";
+  EXPECT_THROW(files_->Read(fifo, text), RaisedError);
+  EXPECT_THROW(files_->Read("/dev/zero", text), RaisedError);
+  EXPECT_EQ(text, "before");
+}
 
 TEST_F(PosixTextFile, AFileDeletedBetweenTwoLinesIsMadeAgain) {
   const std::string path = folder_ / "SMSLog.txt";
