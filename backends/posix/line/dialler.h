@@ -22,6 +22,10 @@ class Dialler {
   virtual CallCause Dial(const std::stop_token& stop) = 0;
   /// The open line of a call that is up.
   virtual const std::shared_ptr<Channel>& channel() const = 0;
+  /// Why the call did not come up, or why the line of one that is up was lost, where that is more
+  /// than the cause says: a sentence, UTF-8; else empty. Asked before HangUp, when Dial is not
+  /// running.
+  virtual std::string Trouble() const = 0;
   /// Ends the call, if it is up, and releases what Prepare acquired. On the owner's thread; safe in
   /// every state.
   virtual void HangUp() = 0;

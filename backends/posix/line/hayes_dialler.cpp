@@ -1,4 +1,6 @@
 // A call over an AT-command modem.
+#include <unistd.h>
+
 #include <utility>
 
 #include "backends/posix/line/dialler.h"
@@ -30,6 +32,15 @@ class HayesDialler : public Dialler {
   }
 
   const std::shared_ptr<Channel>& channel() const override { return channel_; }
+
+  // What the modem says of a call is its cause; here it is about what the modem cannot say.
+  std::string Trouble() const override {
+    if (!dialogue_ || !dialogue_->channel->Lost()) return {};
+    if (access(line_.device.c_str(), F_OK) != 0) {
+      return "The device " + line_.device + " has gone; was the modem unplugged?";
+    }
+    return "The carrier was lost: the far end hung up, or the line broke";
+  }
 
   void HangUp() override {
     if (!dialogue_) return;

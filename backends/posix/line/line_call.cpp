@@ -5,6 +5,8 @@
 #include <exception>
 #include <utility>
 
+#include "backends/posix/line/line_trouble.h"
+#include "base/ansi.h"
 #include "base/raised_error.h"
 
 namespace mvsms::posix {
@@ -32,14 +34,18 @@ void EventOutlet::Deliver(CallState state, CallCause cause) const {
   sink(kTeCallState, &event);
 }
 
-LineCall::LineCall(std::unique_ptr<Dialler> dialler, PosixEventLoop& loop,
+LineCall::LineCall(std::string line, std::unique_ptr<Dialler> dialler, PosixEventLoop& loop,
                    std::shared_ptr<EventOutlet> outlet)
-    : dialler_(std::move(dialler)), loop_(loop), outlet_(std::move(outlet)) {}
+    : line_(std::move(line)),
+      dialler_(std::move(dialler)),
+      loop_(loop),
+      outlet_(std::move(outlet)) {}
 
 LineCall::~LineCall() { Disconnect(kDcNormal); }
 
 CallState LineCall::GetCallState() {
   if (state_ == CallState::kConnected && dialler_->channel()->Ended()) {
+    NoteLoss();
     End();
   }
   return state_;
@@ -49,7 +55,7 @@ void LineCall::Connect(bool synchronous) {
   if (state_ != CallState::kIdle) {
     throw RaisedError(EISCONN, "Connect", "The call was started already");
   }
-  dialler_->Prepare();
+  Prepare();
   state_ = CallState::kInProgress;
   worker_ = std::jthread([this, weak = weak_from_this()](const std::stop_token& stop) {
     const CallCause cause = Dial(stop);
@@ -68,9 +74,26 @@ void LineCall::Disconnect(std::int32_t /*code*/) {
     worker_.request_stop();
     worker_.join();
   }
+  NoteLoss();
   dialler_->HangUp();
   if (state_ == CallState::kInProgress || state_ == CallState::kConnected) End();
   state_ = CallState::kDisconnected;
+}
+
+void LineCall::Prepare() {
+  NoteTrouble(line_, "");
+  try {
+    dialler_->Prepare();
+  } catch (const RaisedError& error) {
+    NoteTrouble(line_, Utf8FromAnsi(error.description()));
+    throw;
+  }
+}
+
+// Nobody may have looked at the call since: then it is seen at the latest when it is to be ended.
+void LineCall::NoteLoss() {
+  if (state_ != CallState::kConnected || !dialler_->channel()->Lost()) return;
+  NoteTrouble(line_, dialler_->Trouble());
 }
 
 void LineCall::End() {
@@ -97,6 +120,7 @@ void LineCall::Finished(CallCause cause) {
   worker_.join();
   const bool up = cause == CallCause::kNone;
   state_ = up ? CallState::kConnected : CallState::kDisconnected;
+  if (!up) NoteTrouble(line_, dialler_->Trouble());
   if (!up) dialler_->HangUp();
   outlet_->Deliver(state_, cause);
 }

@@ -31,8 +31,8 @@ class EventOutlet {
 
 class LineCall : public ITBasicCallControl, public std::enable_shared_from_this<LineCall> {
  public:
-  /// `loop` outlives the call.
-  LineCall(std::unique_ptr<Dialler> dialler, PosixEventLoop& loop,
+  /// `line` is the line's name, under which the call's trouble is noted. `loop` outlives the call.
+  LineCall(std::string line, std::unique_ptr<Dialler> dialler, PosixEventLoop& loop,
            std::shared_ptr<EventOutlet> outlet);
   ~LineCall() override;
 
@@ -51,7 +51,10 @@ class LineCall : public ITBasicCallControl, public std::enable_shared_from_this<
   CallCause Dial(const std::stop_token& stop);
   void Finished(CallCause cause);
   void End();
+  void Prepare();
+  void NoteLoss();
 
+  std::string line_;
   std::unique_ptr<Dialler> dialler_;
   PosixEventLoop& loop_;
   std::shared_ptr<EventOutlet> outlet_;

@@ -12,12 +12,14 @@
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
+#include <cstring>
 #include <mutex>
 #include <thread>
 #include <utility>
 
 #include "backends/posix/line/dialler.h"
 #include "backends/posix/line/tcp_address.h"
+#include "base/ansi.h"
 
 namespace mvsms::posix {
 namespace {
@@ -121,6 +123,26 @@ CallCause CauseOfLookUp(int error) {
   return error == EAI_NONAME ? CallCause::kDisconnectBadAddress : CallCause::kDisconnectFailed;
 }
 
+// What was wrong with a name or an address; a sentence with it in front.
+std::string LookUpTrouble(int error) {
+  if (error == EAI_NONAME) return ": the host is unknown";
+  return std::string(": the host's name cannot be looked up now: ") + gai_strerror(error);
+}
+
+std::string ConnectTrouble(int error) {
+  switch (error) {
+    case 0:
+    case ECANCELED:
+      return {};
+    case ECONNREFUSED:
+      return " refuses connections: nothing listens there";
+    case ETIMEDOUT:
+      return " does not answer: the connection timed out";
+    default:
+      return std::string(" cannot be reached: ") + std::strerror(error);
+  }
+}
+
 class TcpDialler : public Dialler {
  public:
   explicit TcpDialler(std::string destination) : destination_(std::move(destination)) {}
@@ -130,13 +152,19 @@ class TcpDialler : public Dialler {
 
   CallCause Dial(const std::stop_token& stop) override {
     const auto address = ParseTcpAddress(destination_);
-    if (!address) return CallCause::kDisconnectBadAddress;
+    if (!address) return Fail(CallCause::kDisconnectBadAddress, " is not host:port");
     const auto deadline = steady_clock::now() + kCallTime;
     Addresses addresses;
     const int error = Resolve(*address, stop, addresses);
     if (stop.stop_requested()) return CallCause::kDisconnectCancelled;
-    if (error != 0) return CauseOfLookUp(error);
-    return CauseOf(ConnectToAny(*addresses, deadline, stop));
+    if (error != 0) return Fail(CauseOfLookUp(error), LookUpTrouble(error));
+    const int refused = ConnectToAny(*addresses, deadline, stop);
+    return Fail(CauseOf(refused), ConnectTrouble(refused));
+  }
+
+  std::string Trouble() const override {
+    return channel_ ? "The far end closed the connection to " + Utf8FromAnsi(destination_)
+                    : trouble_;
   }
 
   const std::shared_ptr<Channel>& channel() const override { return channel_; }
@@ -147,6 +175,11 @@ class TcpDialler : public Dialler {
   }
 
  private:
+  CallCause Fail(CallCause cause, const std::string& what) {
+    trouble_ = what.empty() ? what : Utf8FromAnsi(destination_) + what;
+    return cause;
+  }
+
   int ConnectToAny(const addrinfo& first, steady_clock::time_point deadline,
                    const std::stop_token& stop) {
     int error = ECANCELED;
@@ -164,6 +197,7 @@ class TcpDialler : public Dialler {
   }
 
   std::string destination_;
+  std::string trouble_;
   std::shared_ptr<Channel> channel_;
 };
 

@@ -8,6 +8,7 @@
 #include "backends/posix/line/comm.h"
 #include "backends/posix/line/device_lock.h"
 #include "backends/posix/line/line_call.h"
+#include "backends/posix/line/line_trouble.h"
 #include "backends/posix/store/line_store.h"
 #include "base/ansi.h"
 #include "base/raised_error.h"
@@ -68,7 +69,7 @@ class LineAddress : public ITAddress {
                                                  std::int32_t) override {
     auto dialler =
         IsTcp() ? MakeTcpDialler(destination) : MakeHayesDialler(line_, DialString(destination));
-    return std::make_shared<LineCall>(std::move(dialler), loop_, outlet_);
+    return std::make_shared<LineCall>(line_.name, std::move(dialler), loop_, outlet_);
   }
 
  private:
@@ -110,6 +111,7 @@ class Tapi : public ITTAPI {
     RequireInitialised();
     const LineConfig& line = static_cast<LineAddress&>(*address).line();
     const std::string use = line.kind == LineKind::kHayes ? DeviceInUse(line.device) : "";
+    NoteTrouble(line.name, use);
     if (!use.empty()) throw RaisedError(EBUSY, "RegisterCallNotifications", AnsiFromUtf8(use));
     return ++last_registration_;
   }
