@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -17,6 +18,7 @@
 #include "backends/posix/store/sqlite.h"
 #include "backends/posix/store/store.h"
 #include "base/ansi.h"
+#include "base/raised_error.h"
 #include "platform/registry_key.h"
 
 namespace mvsms::posix {
@@ -25,6 +27,9 @@ namespace {
 using RowId = std::int64_t;
 constexpr RowId kHive = 1;
 constexpr RowId kNoKey = 0;
+
+/// What a host knows as "Path/File access error".
+constexpr std::int32_t kAccessError = 75;
 
 constexpr char kFindKey[] = "SELECT id FROM keys WHERE parent = ?1 AND folded = ?2";
 constexpr char kKeyExists[] = "SELECT 1 FROM keys WHERE id = ?1";
@@ -95,15 +100,6 @@ RegStatus StatusOf(const SqliteError& error) {
   }
 }
 
-template <typename Operation>
-RegStatus AsRegStatus(Operation operation) {
-  try {
-    return operation();
-  } catch (const SqliteError& error) {
-    return StatusOf(error);
-  }
-}
-
 RowId FindChild(Connection& store, RowId parent, std::string_view name) {
   return store.Value(kFindKey, {parent, Blob{FoldCase(name)}});
 }
@@ -124,7 +120,7 @@ RowId AddChild(Connection& store, RowId parent, std::string_view name) {
 
 class PosixRegistry : public Registry {
  public:
-  explicit PosixRegistry(const std::string& home) : store_(home) {
+  explicit PosixRegistry(const std::string& home) : home_(home), store_(home) {
     opened_[kHKeyLocalMachine].row = kHive;
   }
 
@@ -212,7 +208,34 @@ class PosixRegistry : public Registry {
     });
   }
 
+  /// See WriteTogether.
+  void Together(const std::function<void()>& changes) {
+    problem_.clear();
+    try {
+      Transaction writing(store_.Write(), Transaction::Kind::kWrite);
+      changes();
+      writing.Commit();
+    } catch (const SqliteError& error) {
+      problem_ = ProblemSentence(home_, error);
+    } catch (const std::exception&) {
+      if (problem_.empty()) throw;
+    }
+    if (!problem_.empty()) throw RaisedError(kAccessError, "Registry", AnsiFromUtf8(problem_));
+  }
+
  private:
+  /// Runs an operation on the store, turning its failure into an error code. Its words are kept for
+  /// Together.
+  template <typename Operation>
+  RegStatus AsRegStatus(Operation operation) {
+    try {
+      return operation();
+    } catch (const SqliteError& error) {
+      problem_ = ProblemSentence(home_, error);
+      return StatusOf(error);
+    }
+  }
+
   /// The row of an open key; none when it belonged to a file that another one has replaced.
   RowId RowOf(RegKey key) const {
     const OpenedKey& opened = opened_.at(key);
@@ -309,7 +332,9 @@ class PosixRegistry : public Registry {
     });
   }
 
+  std::string home_;
   Store store_;
+  std::string problem_;  // the last failure of the store
   std::unordered_map<RegKey, OpenedKey> opened_;
   RegKey last_key_ = 0;
   std::uint64_t key_changes_ = 0;    // our own commits, which void the
@@ -320,6 +345,11 @@ class PosixRegistry : public Registry {
 
 std::unique_ptr<Registry> MakeRegistry(const std::string& home) {
   return std::make_unique<PosixRegistry>(home);
+}
+
+void WriteTogether(Registry& registry, const std::function<void()>& changes) {
+  auto* const ours = dynamic_cast<PosixRegistry*>(&registry);
+  ours != nullptr ? ours->Together(changes) : changes();
 }
 
 }  // namespace mvsms::posix

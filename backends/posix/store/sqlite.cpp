@@ -105,12 +105,14 @@ bool Connection::HasMoved() const {
   return moved != 0;
 }
 
-Transaction::Transaction(Connection& connection, Kind kind) : connection_(connection) {
+Transaction::Transaction(Connection& connection, Kind kind)
+    : connection_(connection), outermost_(!connection.InTransaction()) {
+  if (!outermost_) return;
   connection_.Execute(kind == Kind::kRead ? "BEGIN" : "BEGIN IMMEDIATE");
 }
 
 Transaction::~Transaction() {
-  if (!connection_.InTransaction()) return;
+  if (!outermost_ || !connection_.InTransaction()) return;
   try {
     connection_.Execute("ROLLBACK");
   } catch (const SqliteError&) {
@@ -118,6 +120,8 @@ Transaction::~Transaction() {
   }
 }
 
-void Transaction::Commit() { connection_.Execute("COMMIT"); }
+void Transaction::Commit() {
+  if (outermost_) connection_.Execute("COMMIT");
+}
 
 }  // namespace mvsms::posix

@@ -91,7 +91,8 @@ class Connection {
   std::map<const char*, std::unique_ptr<sqlite3_stmt, Finalizer>> statements_;
 };
 
-/// Rolls back what was not committed.
+/// Rolls back what was not committed. One inside another is a part of it: only the outer one
+/// commits, and whoever fails inside must not let the outer one commit.
 class Transaction {
  public:
   enum class Kind {
@@ -109,6 +110,7 @@ class Transaction {
 
  private:
   Connection& connection_;
+  bool outermost_;
 };
 
 }  // namespace mvsms::posix

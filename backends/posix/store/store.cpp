@@ -155,7 +155,7 @@ Store::Store(std::string home) : home_(std::move(home)) {}
 Store::~Store() = default;
 
 bool Store::OpenExisting() {
-  if (connection_ && connection_->HasMoved()) {
+  if (connection_ && !connection_->InTransaction() && connection_->HasMoved()) {
     connection_.reset();
     has_tables_ = false;
     ++generation_;

@@ -3,9 +3,12 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <csignal>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <random>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -55,6 +58,15 @@ class PosixRegistry : public testing::Test {
       if (!SetNumber(*registry, "Shared", writer + std::to_string(i), i)) return false;
     }
     return true;
+  }
+
+  /// Two changes, and what comes after them, as one.
+  static void ChangeTwo(Registry& registry, const std::function<void()>& then) {
+    WriteTogether(registry, [&] {
+      SetNumber(registry, "Key", "One", 1);
+      SetNumber(registry, "Key\\Below", "Two", 2);
+      then();
+    });
   }
 
   void ExpectKeysAndValues(std::size_t count) const {
@@ -270,6 +282,30 @@ TEST_F(PosixRegistry, TheHiveIsOpenEvenWhereNothingIsStored) {
   EXPECT_EQ(SetNumber(*registry, "R", "N", 1), true);
   EXPECT_EQ(Subkeys(*registry, key), std::vector<std::string>{"R"});
   EXPECT_EQ(registry->DeleteTree(kHKeyLocalMachine, ""), kErrorInvalidParameter);
+}
+
+// --- changes as one ----------------------------------------------------------------------------
+
+TEST_F(PosixRegistry, ChangesTogetherAreSeenWhenAllAreMade) {
+  const auto registry = Open();
+  ChangeTwo(*registry, [this] { EXPECT_EQ(OpenAt(*Open(), "Key"), 0); });
+  EXPECT_NE(OpenAt(*Open(), "Key\\Below"), 0);
+}
+
+TEST_F(PosixRegistry, ChangesTogetherThatFailLeaveNothing) {
+  const auto registry = Open();
+  EXPECT_THROW(ChangeTwo(*registry, [] { throw std::logic_error("half way"); }), std::logic_error);
+  EXPECT_EQ(OpenAt(*registry, "Key"), 0);
+  EXPECT_TRUE(SetNumber(*registry, "Key", "One", 1));
+}
+
+TEST_F(PosixRegistry, ChangesTogetherOfAKilledProcessLeaveNothing) {
+  Open();
+  ChildProcess([this] {
+    ChangeTwo(*Open(), [] { raise(SIGKILL); });
+    return true;
+  }).Succeeded();
+  EXPECT_EQ(OpenAt(*Open(), "Key"), 0);
 }
 
 }  // namespace
