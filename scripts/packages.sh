@@ -44,7 +44,9 @@ windows_packages=(
   xvfb
 )
 
-# install_missing PACKAGE...: installs what is not there yet, as root or through sudo.
+# install_missing PACKAGE...: installs what is not there yet, as root or through sudo. A fresh
+# machine updates itself in the background first: the package manager's locks are waited for, for
+# ten minutes, instead of failing at once.
 install_missing() {
   local missing=() package
   for package in "$@"; do
@@ -55,7 +57,7 @@ install_missing() {
   echo "Installing ${missing[*]}"
   local as_root=()
   [ "$(id -u)" -eq 0 ] || as_root=(sudo)
-  "${as_root[@]}" apt-get update --quiet=2
-  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
-    apt-get install --yes --quiet=2 --no-install-recommends "${missing[@]}"
+  local apt=("${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -o DPkg::Lock::Timeout=600)
+  "${apt[@]}" update --quiet=2
+  "${apt[@]}" install --yes --quiet=2 --no-install-recommends "${missing[@]}"
 }
