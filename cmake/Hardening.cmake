@@ -1,0 +1,32 @@
+# What optimised builds for Linux are hardened with: the command reads the bytes of strangers, often
+# as root. Builds with sanitizers check more, and do not go together with all of it; builds for
+# debugging stay as they are.
+#
+# Sets MVSMS_HARDENED, as far as the compiler and the linker know how.
+if(WIN32 OR MVSMS_SANITIZE OR MVSMS_TSAN OR MVSMS_FUZZ OR NOT CMAKE_BUILD_TYPE MATCHES "Rel")
+  return()
+endif()
+include(CheckCXXCompilerFlag)
+include(CheckLinkerFlag)
+
+# Overwritten return addresses, stacks that run into the heap, jumps to where no function begins;
+# code at addresses that nobody can foretell.
+foreach(flag -fstack-protector-strong -fstack-clash-protection -fcf-protection -fPIE)
+  string(MAKE_C_IDENTIFIER "MVSMS_KNOWS${flag}" known)
+  check_cxx_compiler_flag(${flag} ${known})
+  if(${known})
+    add_compile_options(${flag})
+  endif()
+endforeach()
+# Checked buffers of the C library, checked indices of the C++ library.
+add_compile_options(-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 -D_GLIBCXX_ASSERTIONS)
+
+# The tables of the linker are filled at the start and written never again.
+foreach(flag -pie -Wl,-z,relro,-z,now)
+  string(MAKE_C_IDENTIFIER "MVSMS_LINKS${flag}" known)
+  check_linker_flag(CXX ${flag} ${known})
+  if(${known})
+    add_link_options(${flag})
+  endif()
+endforeach()
+set(MVSMS_HARDENED ON)
