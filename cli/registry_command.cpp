@@ -14,6 +14,7 @@
 #include "cli/commands.h"
 #include "cli/registry_tree.h"
 #include "cli/store.h"
+#include "cli/system.h"
 #include "engine/settings.h"
 
 namespace mvsms::cli {
@@ -56,14 +57,14 @@ void Write(const std::filesystem::path& file, const std::string& text) {
 // it: it may hold passwords, as the store does. What is no ordinary file (a pipe, a terminal) is
 // written to as it stands.
 void Replace(const std::filesystem::path& file, const std::string& text) {
-  using std::filesystem::perms;
   if (exists(file) && !is_regular_file(file)) return Write(file, text);
   const auto target = std::filesystem::weakly_canonical(file);
   auto fresh = target;
   fresh += ".new";
-  Write(fresh, "");
+  std::error_code none_there;
+  if (!is_directory(fresh)) remove(fresh, none_there);  // of an export that was killed
+  if (!MakePrivateFile(fresh)) throw std::system_error(errno, std::generic_category());
   try {
-    permissions(fresh, perms::owner_read | perms::owner_write);
     Write(fresh, text);
     rename(fresh, target);
   } catch (const std::system_error&) {
@@ -98,6 +99,10 @@ Json Load(Context& context, const std::string& path) {
   std::ifstream file;
   if (path != "-") {
     if (is_directory(FilePath(path))) throw Failure("cannot read " + path + ": it is a folder");
+    // Opening a pipe may wait for ever for somebody to write into it.
+    if (exists(FilePath(path)) && !is_regular_file(FilePath(path))) {
+      throw Failure("cannot read " + path + ": it is not a file; - reads standard input");
+    }
     file.open(FilePath(path), std::ios::binary);
     if (!file) throw Failure("cannot read " + path);
   }
@@ -112,7 +117,7 @@ Json Load(Context& context, const std::string& path) {
 void Import(Context& context, const std::string& path) {
   const RegistryTree tree = TreeFromJson(Load(context, path)["tree"]);
   CheckWritable(context);
-  WriteTree(context.platform().registry(), kRootKey, tree);
+  WriteTogether(context, [&] { WriteTree(context.platform().registry(), kRootKey, tree); });
 }
 
 void AddExportCommand(CLI::App& group, Context& context) {

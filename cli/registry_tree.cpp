@@ -120,6 +120,25 @@ const Json& Part(const Json& json, const char* name) {
   return *part;
 }
 
+constexpr int kDeepest = 512;  // as many as Windows allows
+
+RegistryTree TreeFromJson(const Json& json, int levels) {
+  if (!json.is_object()) throw UsageError("a key is not an object");
+  if (levels == 0) {
+    throw UsageError("the keys are nested more than " + std::to_string(kDeepest) + " levels deep");
+  }
+  RegistryTree tree;
+  for (const auto& [name, value] : Part(json, "values").items()) {
+    tree.values.emplace_back(AnsiFromUtf8(name), ValueFromJson(name, value));
+  }
+  for (const auto& [name, subtree] : Part(json, "keys").items()) {
+    const std::string key = AnsiFromUtf8(name);
+    CheckKeyName(key);
+    tree.keys.push_back({key, TreeFromJson(subtree, levels - 1)});
+  }
+  return tree;
+}
+
 }  // namespace
 
 RegistryValue TextValue(const std::string& ansi) { return {RegType::kSz, ansi}; }
@@ -190,18 +209,6 @@ Json ToJson(const RegistryTree& tree) {
   return json;
 }
 
-RegistryTree TreeFromJson(const Json& json) {
-  if (!json.is_object()) throw UsageError("a key is not an object");
-  RegistryTree tree;
-  for (const auto& [name, value] : Part(json, "values").items()) {
-    tree.values.emplace_back(AnsiFromUtf8(name), ValueFromJson(name, value));
-  }
-  for (const auto& [name, subtree] : Part(json, "keys").items()) {
-    const std::string key = AnsiFromUtf8(name);
-    CheckKeyName(key);
-    tree.keys.push_back({key, TreeFromJson(subtree)});
-  }
-  return tree;
-}
+RegistryTree TreeFromJson(const Json& json) { return TreeFromJson(json, kDeepest); }
 
 }  // namespace mvsms::cli

@@ -59,7 +59,7 @@ void WriteTree(Registry& registry, const std::string& path, const RegistryTree& 
 
 Json ToJson(const RegistryTree& tree);
 
-/// Throws UsageError when `json` is not what ToJson makes.
+/// Throws UsageError when `json` is not what ToJson makes, or has keys in more than 512 levels.
 RegistryTree TreeFromJson(const Json& json);
 
 }  // namespace mvsms::cli

@@ -2,6 +2,8 @@
 // implements it.
 #pragma once
 
+#include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -27,7 +29,8 @@ bool ModemExists(Context& context, const std::string& modem);
 /// Where a send log lies when nobody says where, in UTF-8.
 std::string DefaultLog(Context& context);
 
-/// Who holds the device of a modem, as a sentence; empty when nobody does or nobody can tell.
+/// What went wrong with the modem in the last call, such as who held its device or that nothing
+/// listens there, as a sentence; empty when nothing did or nobody can tell.
 std::string ModemInUse(Context& context, const std::string& modem);
 
 /// The end of the command's own help: the first steps, and where its state lies.
@@ -35,5 +38,13 @@ std::string FirstSteps();
 
 /// Adds the sub-commands about the system's modems, and those that only this system has.
 void AddSystemCommands(CLI::App& app, Context& context);
+
+/// Runs changes of the settings as one where this system can: when it throws, or the process ends
+/// meanwhile, none of them was made. Throws what `changes` throws, or why they could not be stored.
+void WriteTogether(Context& context, const std::function<void()>& changes);
+
+/// Makes an empty file that is its owner's alone; false, with errno set, also when there is
+/// something of that name.
+bool MakePrivateFile(const std::filesystem::path& file);
 
 }  // namespace mvsms::cli

@@ -3,6 +3,7 @@
 #include "cli/posix/modem_test.h"
 
 #include "backends/posix/line/line_check.h"
+#include "backends/posix/line/line_trouble.h"
 #include "base/ansi.h"
 #include "media/apartment.h"
 #include "media/tapiline.h"
@@ -28,7 +29,9 @@ std::string TestCall(Context& context, const posix::LineConfig& line, const std:
   std::int32_t error = 0;
   std::string message;
   if (!call.SetDevice(line.name) || !call.Connect(error, message)) {
-    throw Failure("no call to " + Utf8FromAnsi(number) + reasons);
+    const std::string trouble = posix::LastTrouble(line.name);
+    throw Failure("no call to " + Utf8FromAnsi(number) + reasons +
+                  (trouble.empty() ? "" : "; " + trouble));
   }
   call.Disconnect(error, message);
   return "connected to " + Utf8FromAnsi(number) + " and hung up";

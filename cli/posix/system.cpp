@@ -1,10 +1,14 @@
 // The command on Linux: settings in a file, lines of its own, and the message centre.
 #include "cli/system.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 
-#include "backends/posix/line/device_lock.h"
+#include "backends/posix/line/line_trouble.h"
 #include "backends/posix/posix_platform.h"
+#include "backends/posix/store/backend.h"
 #include "backends/posix/store/line_store.h"
 #include "backends/posix/store/store.h"
 #include "cli/commands.h"
@@ -27,10 +31,17 @@ bool ModemExists(Context& context, const std::string& modem) {
 // Not by way of the ANSI code page, in which not every folder has a name.
 std::string DefaultLog(Context& context) { return context.home + "/" + basCommon::kDefaultLogName; }
 
-std::string ModemInUse(Context& context, const std::string& modem) {
-  const auto line = posix::LineStore(context.home).Find(modem);
-  if (!line || line->kind != posix::LineKind::kHayes) return "";
-  return posix::DeviceInUse(line->device);
+// Asked after a call: what the device is now, with the call over, may not be what it was.
+std::string ModemInUse(Context&, const std::string& modem) { return posix::LastTrouble(modem); }
+
+void WriteTogether(Context& context, const std::function<void()>& changes) {
+  posix::WriteTogether(context.platform().registry(), changes);
+}
+
+bool MakePrivateFile(const std::filesystem::path& file) {
+  constexpr int kNew = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+  const int opened = open(file.c_str(), kNew, 0600);
+  return opened >= 0 && close(opened) == 0;
 }
 
 std::string FirstSteps() {

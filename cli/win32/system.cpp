@@ -1,6 +1,10 @@
 // The command on Windows: the registry, and the modems that Windows itself knows.
 #include "cli/system.h"
 
+#include <fcntl.h>
+#include <io.h>
+#include <sys/stat.h>
+
 #include <CLI/CLI.hpp>
 #include <algorithm>
 
@@ -62,6 +66,14 @@ void AddSystemCommands(CLI::App& app, Context& context) {
   AddCommand(*group, context, "list", "List the modems that can dial a message centre",
              "  mvsms modem list")
       ->callback([&context] { ListModems(context); });
+}
+
+void WriteTogether(Context&, const std::function<void()>& changes) { changes(); }
+
+bool MakePrivateFile(const std::filesystem::path& file) {
+  const int opened =
+      _wopen(file.c_str(), _O_WRONLY | _O_CREAT | _O_EXCL | _O_NOINHERIT, _S_IREAD | _S_IWRITE);
+  return opened >= 0 && _close(opened) == 0;
 }
 
 }  // namespace mvsms::cli

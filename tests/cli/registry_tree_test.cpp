@@ -1,6 +1,10 @@
 // The settings as a file: lossless for every type and byte, and never half read.
 #include "cli/registry_tree.h"
 
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <csignal>
 #include <fstream>
 #include <random>
 
@@ -159,6 +163,59 @@ TEST_F(RegistryCommand, ANameThatNoListWouldShowIsRefused) {
   EXPECT_EQ(State(), before);
 }
 
+TEST_F(RegistryCommand, KeysMayBeNestedAsDeepAsOnWindowsAndNoDeeper) {
+  const auto file = [](int levels) {
+    std::string text = R"({"format": "mvsms registry", "version": 1, "tree": )";
+    for (int i = 1; i < levels; ++i) text += R"({"keys":{"a":)";
+    text += "{}";
+    for (int i = 1; i < levels; ++i) text += "}}";
+    return text + "}";
+  };
+  Do({"registry", "import", "-"}, file(512));
+  for (const int levels : {513, 20000}) {
+    const Outcome outcome = Run({"registry", "import", "-"}, file(levels));
+    EXPECT_EQ(outcome.exit_code, kExitUsage);
+    EXPECT_THAT(outcome.err, HasSubstr("nested more than 512 levels deep"));
+  }
+}
+
+// Root's limits are its own to raise again; the data is past what the file may grow to.
+TEST_F(RegistryCommand, AnImportThatTheDiskHasNoRoomForLeavesNothingAndSaysWhy) {
+  AddService("Pager");
+  const std::string before = State();
+  std::string keys;
+  for (int i = 0; i < 400; ++i) {
+    keys += (i > 0 ? "," : "") + ("\"S" + std::to_string(i)) + R"(":{"values":{"Text":")" +
+            std::string(1000, 'x') + "\"}}";
+  }
+  rlimit usual{};
+  getrlimit(RLIMIT_FSIZE, &usual);
+  const rlimit tight{200'000, usual.rlim_max};
+  const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+  setrlimit(RLIMIT_FSIZE, &tight);
+  const Outcome outcome =
+      Run({"registry", "import", "-"},
+          R"({"format": "mvsms registry", "version": 1, "tree": {"keys": {)" + keys + "}}}");
+  setrlimit(RLIMIT_FSIZE, &usual);
+  std::signal(SIGXFSZ, handler);
+  EXPECT_EQ(outcome.exit_code, kExitFailed);
+  EXPECT_THAT(outcome.err, HasSubstr("The settings file " + Path("settings.db")));
+  EXPECT_EQ(State(), before);
+}
+
+// Opening a pipe waits for its other end.
+TEST_F(RegistryCommand, APipeIsReadFromStandardInputOnly) {
+  ASSERT_EQ(mkfifo(Path("pipe").c_str(), 0600), 0);
+  Refuse({"registry", "import", Path("pipe")}, "it is not a file", kExitFailed);
+}
+
+TEST_F(RegistryCommand, AnExportsDraftFollowsNoLink) {
+  std::ofstream(Path("victim")) << "precious";
+  std::filesystem::create_symlink(Path("victim"), Path("all.json.new"));
+  Do({"registry", "export", Path("all.json")});
+  EXPECT_EQ(Contents(Path("victim")), "precious");
+}
+
 TEST_F(RegistryCommand, AnExportThatCannotBeWrittenSaysWhereAndWhy) {
   Refuse({"registry", "export", Path("no/such/folder.json")},
          "no/such/folder.json: No such file or directory", kExitFailed);
@@ -172,7 +229,7 @@ TEST_F(RegistryCommand, AnExportThatFailsLeavesTheEarlierOne) {
   const std::string earlier = Contents(Path("kept.json"));
   AddService("Pager");
   std::filesystem::create_directory(Path("kept.json.new"));
-  Refuse({"registry", "export", Path("kept.json")}, "kept.json: Is a directory", kExitFailed);
+  Refuse({"registry", "export", Path("kept.json")}, "kept.json: File exists", kExitFailed);
   EXPECT_EQ(Contents(Path("kept.json")), earlier);
   EXPECT_TRUE(std::filesystem::is_directory(Path("kept.json.new")));
 }
