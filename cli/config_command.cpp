@@ -1,6 +1,8 @@
 // mvsms config: the options of a profile.
+#include <charconv>
 #include <memory>
 #include <string>
+#include <system_error>
 
 #include "base/ansi.h"
 #include "cli/commands.h"
@@ -11,10 +13,14 @@
 namespace mvsms::cli {
 namespace {
 
-// Numbers as numbers, texts as texts, and null for what nobody has set.
+// Numbers as numbers, texts as texts (also where a number should be), and null for what nobody has
+// set.
 Json ToJson(const ValueInfo& info, const std::string& text) {
   if (text.empty() && info.type == RegType::kDword) return nullptr;
-  if (info.type == RegType::kDword) return std::stoll(text);
+  long long number = 0;
+  const char* const end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, number);
+  if (info.type == RegType::kDword && error == std::errc() && stop == end) return number;
   return Utf8FromAnsi(text);
 }
 
@@ -34,7 +40,7 @@ void Get(Context& context, const std::string& name) {
   const ValueInfo& info = FindValue(kGlobalValues, name);
   const std::string text = ProfileStore(context).Get(info);
   if (context.json) return context.PrintJson({{info.name, ToJson(info, text)}});
-  context.out << Utf8FromAnsi(text) << '\n';
+  context.out << Printable(Utf8FromAnsi(text)) << '\n';
 }
 
 // `info` is about to have the value.

@@ -6,6 +6,7 @@
 #include <charconv>
 #include <cstdio>
 #include <ostream>
+#include <string_view>
 #include <utility>
 
 #include "base/ansi.h"
@@ -18,6 +19,19 @@ constexpr std::array<const char*, 32> kControlNames = {
     "NUL", "SOH", "STX", "ETX", "EOT", "ENQ", "ACK", "BEL", "BS",   "HT",  "LF",
     "VT",  "FF",  "CR",  "SO",  "SI",  "DLE", "XON", "DC2", "XOFF", "DC4", "NAK",
     "SYN", "ETB", "CAN", "EM",  "SUB", "ESC", "FS",  "GS",  "RS",   "US"};
+
+// The control character from 80 to 9F that the text begins with, as UTF-8 writes it; else 0.
+unsigned SecondControlSet(std::string_view utf8) {
+  const bool one = utf8.size() >= 2 && utf8[0] == '\xC2' && (utf8[1] & 0xE0) == 0x80;
+  return one ? static_cast<unsigned char>(utf8[1]) : 0;
+}
+
+std::string Shown(char c) {
+  const auto code = static_cast<unsigned char>(c);
+  if (code == 0x7F) return "<DEL>";
+  if (code >= kControlNames.size()) return std::string(1, c);
+  return std::string("<") + kControlNames[code] + ">";
+}
 
 // Characters of a UTF-8 text: its bytes that do not continue another one.
 std::size_t Width(const std::string& utf8) {
@@ -70,7 +84,9 @@ void Context::PrintJson(const Json& document) {
   out << document.dump(2, ' ', false, Json::error_handler_t::replace) << '\n';
 }
 
-void Context::PrintTable(const std::vector<std::vector<std::string>>& rows) {
+void Context::PrintTable(const std::vector<std::vector<std::string>>& cells) {
+  auto rows = cells;
+  for (auto& row : rows) std::transform(row.begin(), row.end(), row.begin(), Printable);
   const std::vector<std::size_t> widths = ColumnWidths(rows);
   for (const auto& row : rows) out << PaddedLine(row, widths) << '\n';
 }
@@ -79,14 +95,12 @@ void Context::Warn(const std::string& sentence) { err << "mvsms: " << sentence <
 
 std::string Printable(const std::string& text) {
   std::string result;
-  for (const char c : text) {
-    const auto code = static_cast<unsigned char>(c);
-    if (code < kControlNames.size()) {
-      result += std::string("<") + kControlNames[code] + ">";
-    } else if (code == 0x7F) {
-      result += "<DEL>";
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (const unsigned code = SecondControlSet(std::string_view(text).substr(i))) {
+      result += std::string("<") + "89"[code >> 4 & 1] + "0123456789ABCDEF"[code & 0xF] + ">";
+      ++i;
     } else {
-      result += c;
+      result += Shown(text[i]);
     }
   }
   return result;

@@ -57,7 +57,7 @@ class Context {
   Platform& platform();
 
   void PrintJson(const Json& document);
-  /// Rows of UTF-8 cells, padded to columns; the first row is the heading.
+  /// Rows of UTF-8 cells, made Printable, padded to columns; the first row is the heading.
   void PrintTable(const std::vector<std::vector<std::string>>& rows);
   /// One sentence on the error stream: "mvsms: …".
   void Warn(const std::string& sentence);
@@ -76,8 +76,8 @@ std::filesystem::path FilePath(const std::string& utf8);
 /// What stands for a password in all output that was not asked to show it.
 inline constexpr char kHiddenPassword[] = "(set)";
 
-/// The text with every control character made visible ("<CR>", "<STX>", "<1F>"), so that what a
-/// message centre sent cannot steer the terminal that shows it. UTF-8 or ANSI alike.
+/// The text with every control character made visible ("<CR>", "<STX>"; "<80>" to "<9F>" for the
+/// second set), so that what a message centre sent cannot steer the terminal that shows it. UTF-8.
 std::string Printable(const std::string& text);
 
 /// The whole of `text` as a decimal number from `low` to `high`; otherwise a UsageError that names

@@ -3,6 +3,8 @@
 #include <fstream>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <system_error>
 
 #include "base/ansi.h"
 #include "cli/commands.h"
@@ -19,25 +21,56 @@ struct LogOptions {
   bool follow = false;
 };
 
+struct Entry {
+  std::string stamp;  // "" when the line has none
+  std::string text;
+};
+
+// A date and a time, in whatever order and with whatever marks this system writes them.
+bool IsStamp(std::string_view text) {
+  constexpr std::size_t kLongest = 32;
+  return !text.empty() && text.size() <= kLongest && text.front() >= '0' && text.front() <= '9' &&
+         text.find(':') != text.npos && text.find_first_not_of("0123456789.:/- APM") == text.npos;
+}
+
+// The port logs where its buffer lies in memory, which is nobody's business.
+std::string WithoutAddress(std::string text) {
+  constexpr std::string_view kWrite = "WriteFile: ";
+  const bool address = text.starts_with(kWrite) &&
+                       text.find_first_not_of("0123456789", kWrite.size()) == std::string::npos;
+  return address ? "WriteFile" : text;
+}
+
 // One line of the file, without its end. A stamp and a text, with a TAB between them, except for
-// the further lines of a text that holds line ends itself.
+// the further lines of a text that holds line ends itself; those may hold TABs of the centre's.
+Entry EntryOf(const std::string& line) {
+  const std::size_t tab = line.find('\t');
+  if (tab == std::string::npos || !IsStamp(std::string_view(line).substr(0, tab))) {
+    return {"", Utf8FromAnsi(line)};
+  }
+  return {line.substr(0, tab), WithoutAddress(Utf8FromAnsi(line.substr(tab + 1)))};
+}
+
 void PrintLine(Context& context, std::string line) {
   if (!line.empty() && line.back() == '\r') line.pop_back();
-  if (!context.json) {
-    const std::size_t tab = line.find('\t');
-    const std::size_t text = tab == std::string::npos ? 0 : tab + 1;
-    context.out << Utf8FromAnsi(line.substr(0, text) + Printable(line.substr(text))) << '\n';
-    return;
+  const Entry entry = EntryOf(line);
+  if (context.json) {
+    context.out << Json{{"time", entry.stamp}, {"text", entry.text}}.dump() << '\n';
+  } else {
+    context.out << entry.stamp << (entry.stamp.empty() ? "" : "\t") << Printable(entry.text)
+                << '\n';
   }
-  const std::size_t tab = line.find('\t');
-  const bool stamped = tab != std::string::npos;
-  const Json entry{{"time", Utf8FromAnsi(stamped ? line.substr(0, tab) : "")},
-                   {"text", Utf8FromAnsi(stamped ? line.substr(tab + 1) : line)}};
-  context.out << entry.dump() << '\n';
+}
+
+// Anything but a file is not opened: that may wait for ever for somebody to write into it.
+bool IsReadable(const std::string& path) {
+  std::error_code error;
+  return is_regular_file(FilePath(path), error) && std::ifstream(FilePath(path));
 }
 
 // Prints the whole lines of the file from `position` on and returns where the next one begins.
 std::streamoff PrintFrom(Context& context, const std::string& path, std::streamoff position) {
+  if (!IsReadable(path)) return 0;
   std::ifstream file(FilePath(path), std::ios::binary);
   file.seekg(0, std::ios::end);
   if (!file) return 0;
@@ -63,8 +96,7 @@ void Follow(Context& context, const std::string& path, std::streamoff position) 
 
 void Run(Context& context, const LogOptions& options) {
   const std::string path = options.file.empty() ? DefaultLog(context) : options.file;
-  const bool readable = !is_directory(FilePath(path)) && std::ifstream(FilePath(path));
-  if (!options.follow && !readable) {
+  if (!options.follow && !IsReadable(path)) {
     throw Failure("there is no send log at " + path +
                   "; 'mvsms config set WriteLogfile 1' makes every send write one");
   }

@@ -2,8 +2,10 @@
 #include <algorithm>
 #include <cstdint>
 #include <filesystem>
+#include <iterator>
 #include <memory>
 #include <string>
+#include <system_error>
 
 #include "backends/posix/line/line_check.h"
 #include "backends/posix/store/line_store.h"
@@ -24,6 +26,7 @@ using posix::LineStore;
 struct LineOptions {
   std::string name;
   std::optional<std::string> kind, device, init, dial, speed, framing, flow;
+  bool force = false;  // the device need not be there now
 };
 
 std::string KindName(LineKind kind) { return kind == LineKind::kTcp ? "tcp" : "hayes"; }
@@ -61,6 +64,14 @@ std::string WholePath(const std::string& path) {
   return path.empty() ? path : std::filesystem::absolute(path).string();
 }
 
+void CheckDevice(const std::string& device, bool force) {
+  std::error_code error;
+  const bool there = std::filesystem::exists(device, error);
+  if (!there && force) return;
+  const std::string problem = posix::CheckDevice(device);
+  Require(there ? problem : problem + "; --force takes it all the same");
+}
+
 void TakeHayesOptions(const LineOptions& options, LineConfig& line) {
   if (options.device) line.device = WholePath(*options.device);
   if (options.init) line.init = AnsiFromUtf8(*options.init);
@@ -72,7 +83,7 @@ void TakeHayesOptions(const LineOptions& options, LineConfig& line) {
         ParseNumber("--speed", *options.speed, posix::kSlowestLine, posix::kFastestLine));
   }
   if (line.device.empty()) throw UsageError("a hayes modem needs --device");
-  if (options.device) Require(posix::CheckDevice(line.device));
+  if (options.device) CheckDevice(line.device, options.force);
   Require(posix::CheckSettings(line));
 }
 
@@ -104,19 +115,34 @@ Json ToJson(const LineConfig& line) {
   return json;
 }
 
+// What a modem follows is one of these; what is between them is a slip of the finger.
+void WarnOfSpeed(Context& context, const LineOptions& options, const LineConfig& line) {
+  constexpr std::uint32_t kUsual[] = {50,    75,    110,   134,   150,   200,    300,    600,
+                                      1200,  1800,  2400,  4800,  7200,  9600,   14400,  19200,
+                                      28800, 33600, 38400, 56000, 57600, 115200, 128000, 230400};
+  if (!options.speed || line.speed > 230400) return;
+  if (std::find(std::begin(kUsual), std::end(kUsual), line.speed) != std::end(kUsual)) return;
+  context.Warn(*options.speed + " bit/s is no usual speed: the modem may not follow it");
+}
+
+void Put(Context& context, const LineOptions& options, const LineConfig& before) {
+  const LineConfig line = WithOptions(before, options);
+  LineStore(context.home).Put(line);
+  WarnOfSpeed(context, options, line);
+}
+
 void Add(Context& context, const LineOptions& options) {
   LineConfig line;
   line.name = AnsiFromUtf8(options.name);
   CheckName(options.name);
-  LineStore store(context.home);
-  if (store.Find(line.name)) {
+  if (LineStore(context.home).Find(line.name)) {
     throw UsageError("there is a modem \"" + options.name + "\" already");
   }
-  store.Put(WithOptions(line, options));
+  Put(context, options, line);
 }
 
 void Set(Context& context, const LineOptions& options) {
-  LineStore(context.home).Put(WithOptions(Existing(context, options.name), options));
+  Put(context, options, Existing(context, options.name));
 }
 
 void List(Context& context) {
@@ -135,8 +161,8 @@ void Show(Context& context, const std::string& name) {
   const Json json = ToJson(Existing(context, name));
   if (context.json) return context.PrintJson(json);
   for (const auto& [key, value] : json.items()) {
-    context.out << key << " = " << (value.is_string() ? value.get<std::string>() : value.dump())
-                << '\n';
+    context.out << key << " = "
+                << (value.is_string() ? Printable(value.get<std::string>()) : value.dump()) << '\n';
   }
 }
 
@@ -173,6 +199,8 @@ void AddLineOptions(CLI::App& command, LineOptions& options) {
                      "hayes: an AT-command modem on a serial device; "
                      "tcp: a connection, the number to dial being host:port");
   command.add_option("--device", options.device, "hayes: the serial device, such as /dev/ttyUSB0");
+  command.add_flag("--force", options.force,
+                   "hayes: take a device that is not there now, as of an unplugged modem");
   command.add_option("--init", options.init, "hayes: AT command before dialling (default: ATZ)");
   command.add_option("--dial", options.dial, "hayes: what the number is put behind (ATD)");
   command.add_option("--speed", options.speed, "hayes: bit/s between computer and modem (9600)");

@@ -1,4 +1,6 @@
 // The command line as a whole: help, usage errors, and texts that look like something else.
+#include <sys/stat.h>
+
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
@@ -267,6 +269,30 @@ TEST_F(LogCommand, PrintsTheLogInUtf8WithControlCharactersNamed) {
         "2026-01-02 03:04:05\tGr\xFC\xDF"
         "e\x06\r\n");
   EXPECT_EQ(Do({"log"}), "2026-01-02 03:04:05\tGrüße<ACK>\n");
+}
+
+// What a centre answers stands in the log as it came.
+TEST_F(LogCommand, ACentreCannotSteerTheTerminalByLineEndsAndTabs) {
+  Write("SMSLog.txt",
+        "2026-01-02 03:04:05\tSystem message: \r\n\x1B[2JALL OK\t/01\x9D\r\n"
+        "2026\x1B[1m:\tx\r\n");
+  EXPECT_EQ(Do({"log"}),
+            "2026-01-02 03:04:05\tSystem message: \n<ESC>[2JALL OK<HT>/01<9D>\n"
+            "2026<ESC>[1m:<HT>x\n");
+  const std::string json = Do({"log", "--json"});
+  EXPECT_THAT(json, HasSubstr("{\"time\":\"\",\"text\":\"2026\\u001b[1m:\\tx\"}"));
+}
+
+TEST_F(LogCommand, WhereThePortsBufferLiesInMemoryIsNotShown) {
+  Write("SMSLog.txt",
+        "2026-01-02 03:04:05\tWriteFile: 94427729139281\r\n"
+        "2026-01-02 03:04:05\tWriteFile: x1\r\n");
+  EXPECT_EQ(Do({"log"}), "2026-01-02 03:04:05\tWriteFile\n2026-01-02 03:04:05\tWriteFile: x1\n");
+}
+
+TEST_F(LogCommand, APipeIsNoLog) {
+  ASSERT_EQ(mkfifo(Path("SMSLog.txt").c_str(), 0600), 0);
+  Refuse({"log"}, "there is no send log", kExitFailed);
 }
 
 TEST_F(LogCommand, JsonIsOneObjectALine) {

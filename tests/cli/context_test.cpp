@@ -24,6 +24,11 @@ TEST(PrintTable, PadsByCharactersAndLeavesNoBlanksAtTheEnd) {
   EXPECT_EQ(Table({{"NAME", "X"}, {"Köln", "1"}, {"A", ""}}), "NAME  X\nKöln  1\nA\n");
 }
 
+TEST(PrintTable, LetsNoCellSteerTheTerminal) {
+  EXPECT_EQ(Table({{"NAME", "X"}, {"svc\x1B[2J\nEvil", "1"}}),
+            "NAME                 X\nsvc<ESC>[2J<LF>Evil  1\n");
+}
+
 TEST(Printable, NamesEveryControlCharacterAndKeepsTheRest) {
   EXPECT_EQ(Printable("\r\n\x1B[p\r"), "<CR><LF><ESC>[p<CR>");
   EXPECT_EQ(Printable("\x02"
@@ -31,6 +36,14 @@ TEST(Printable, NamesEveryControlCharacterAndKeepsTheRest) {
             "<STX>00/<ETX><DEL>");
   EXPECT_EQ(Printable("Grüße €"), "Grüße €");
   EXPECT_EQ(Printable(std::string(1, '\0')), "<NUL>");
+}
+
+// Some terminals obey U+009B and U+0090 as they obey ESC [ and ESC P.
+TEST(Printable, NamesTheControlCharactersBeyondAsciiToo) {
+  EXPECT_EQ(Printable("\xC2\x80\xC2\x9B"
+                      "2J\xC2\x9F"),
+            "<80><9B>2J<9F>");
+  EXPECT_EQ(Printable("\xC2\xA0\xC3\x84\xC2"), "\xC2\xA0\xC3\x84\xC2");
 }
 
 TEST(ParseNumber, TakesWholeNumbersWithinTheBounds) {

@@ -72,6 +72,23 @@ TEST_F(ModemCommand, SettingsOfAnUnpluggedModemCanBeChanged) {
   EXPECT_EQ(Ask({"modem", "show", "Modem1"})["init"], "Zä");
 }
 
+TEST_F(ModemCommand, OneThatIsNotPluggedInIsAddedByForce) {
+  Do({"modem", "add", "Modem1", "--kind", "hayes", "--device", "/dev/ttyNoSuch0", "--force"});
+  EXPECT_EQ(Ask({"modem", "show", "Modem1"})["device"], "/dev/ttyNoSuch0");
+  Do({"modem", "set", "Modem1", "--device", "/dev/ttyNoSuch1", "--force"});
+  Refuse({"modem", "set", "Modem1", "--device", "/dev/ttyNoSuch2"}, "--force takes it");
+  Refuse({"modem", "set", "Modem1", "--device", "/etc/passwd", "--force"},
+         "is not a serial device");
+}
+
+TEST_F(ModemCommand, ASpeedThatNoModemHasIsWarnedOf) {
+  AddModem("Modem1");
+  DoWithWarning({"modem", "set", "Modem1", "--speed", "12345"}, "12345 bit/s is no usual speed");
+  for (const char* speed : {"300", "9600", "115200", "921600"}) {
+    Do({"modem", "set", "Modem1", "--speed", speed});
+  }
+}
+
 TEST_F(ModemCommand, DeletedModemIsGone) {
   AddModem("Modem1");
   Do({"modem", "delete", "Modem1"});
@@ -140,6 +157,16 @@ TEST_F(ModemCommand, ADeviceIsKeptWithItsWholePath) {
 }
 
 // --- config
+
+TEST_F(ConfigCommand, ATextWhereANumberShouldBeIsShownAsItStands) {
+  Do({"registry", "import", "-"}, R"({"format": "mvsms registry", "version": 1, "tree":
+      {"keys": {"Standard": {"values": {"Retries": "a\u001bc", "RetryDelay": "3"}}}}})");
+  EXPECT_EQ(Do({"config", "get", "Retries"}), "a<ESC>c\n");
+  EXPECT_EQ(Ask({"config", "get", "Retries"})["Retries"],
+            "a\x1B"
+            "c");
+  EXPECT_EQ(Ask({"config", "list"})["RetryDelay"], 3);
+}
 
 TEST_F(ConfigCommand, ANumberThatWouldLoseItsZeroIsWarnedOf) {
   DoWithWarning({"config", "set", "AddCountry", "1"}, "numbers lose their leading 0");
