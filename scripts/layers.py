@@ -35,7 +35,7 @@ ROOMS = {
     "centre": "",
     "centre/posix": "centre",
     "com": "base platform resources media engine ui backends/win32",
-    "cli": "base platform media engine dispatch",
+    "cli": "base platform media protocols engine dispatch",
     "cli/posix": "base platform media engine dispatch cli backends/posix backends/posix/line backends/posix/store "
                  "backends/posix/system centre centre/posix",
     "cli/win32": "base platform media engine dispatch cli backends/win32",
@@ -43,8 +43,8 @@ ROOMS = {
     "library": "base platform media engine backends/posix backends/posix/system include",
     "examples": "",
 }
-CORE = ["base", "platform", "resources", "forms", "media", "protocols", "engine", "dispatch", "diagnostics", "ui",
-        "backends/memory", "centre"]
+CORE = ["base", "platform", "resources", "forms", "media", "protocols", "engine", "dispatch",
+        "diagnostics", "ui", "backends/memory", "centre"]
 WINDOWS = ["backends/win32", "com", "cli/win32", "examples"]
 FREE = ["tests", "bench", "fuzz"]
 GENERATED = ["mvSMS.h"]
