@@ -125,6 +125,16 @@ std::string Utf8FromAnsi(std::string_view ansi) {
   return utf8;
 }
 
+std::vector<Utf8Character> Utf8Characters(std::string_view utf8) {
+  std::vector<Utf8Character> characters;
+  while (!utf8.empty()) {
+    const std::string_view before = utf8;
+    const char32_t point = TakeCharacter(utf8).value_or(kMalformed);
+    characters.push_back({before.substr(0, before.size() - utf8.size()), point});
+  }
+  return characters;
+}
+
 std::string FoldCase(std::string_view ansi) {
   std::string folded(ansi);
   for (char& code : folded) {

@@ -4,6 +4,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace mvsms {
 
@@ -14,6 +15,18 @@ std::string AnsiFromUtf8(std::string_view utf8);
 
 /// Windows-1252 to UTF-8. Every code has a character, so nothing is lost.
 std::string Utf8FromAnsi(std::string_view ansi);
+
+/// One character of a UTF-8 text: its bytes, which lie in that text, and its code point.
+struct Utf8Character {
+  std::string_view bytes;
+  char32_t point;
+};
+
+/// Stands for the code point of a malformed sequence.
+inline constexpr char32_t kMalformed = 0xFFFD;
+
+/// The characters of a text in their order; a malformed sequence is one of them.
+std::vector<Utf8Character> Utf8Characters(std::string_view utf8);
 
 /// The name folded to one case in Windows-1252, for comparing and ordering registry names.
 std::string FoldCase(std::string_view ansi);
