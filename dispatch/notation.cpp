@@ -56,6 +56,8 @@ std::optional<char> TakeCode(std::string_view& text) {
   return code;
 }
 
+bool BeginsWithCode(std::string_view text) { return TakeCode(text).has_value(); }
+
 /// The last code has the name of the form feed and is told from it by an "x".
 std::string Hexadecimal(unsigned char code) {
   constexpr char kDigits[] = "0123456789ABCDEF";
@@ -67,14 +69,14 @@ std::string Hexadecimal(unsigned char code) {
 
 std::string NotationOf(std::string_view bytes) {
   std::string text;
-  for (const char c : bytes) {
-    const auto code = static_cast<unsigned char>(c);
+  for (; !bytes.empty(); bytes.remove_prefix(1)) {
+    const auto code = static_cast<unsigned char>(bytes.front());
     if (code < kNames.size()) {
       text.append("<").append(kNames[code]).append(">");
-    } else if (code > 126) {
+    } else if (code > 126 || BeginsWithCode(bytes)) {
       text += Hexadecimal(code);
     } else {
-      text += c;
+      text += bytes.front();
     }
   }
   return text;

@@ -24,6 +24,11 @@ TEST(Notation, GivesEveryByteBack) {
   EXPECT_EQ(BytesOfNotation(NotationOf(bytes)), bytes);
 }
 
+TEST(Notation, GivesATextBackThatLooksLikeACode) {
+  EXPECT_EQ(NotationOf("a < b <STX> <1B>"), "a < b <3C>STX> <3C>1B>");
+  EXPECT_EQ(BytesOfNotation(NotationOf("<STX> <x41> <")), "<STX> <x41> <");
+}
+
 TEST(Notation, ReadsPairsOfHexadecimalDigits) {
   EXPECT_EQ(BytesOfHex("1b65"), "\x1B\x65");
   EXPECT_EQ(BytesOfHex(""), "");
