@@ -5,6 +5,7 @@
 #include "base/ansi.h"
 #include "base/raised_error.h"
 #include "cli/commands.h"
+#include "cli/last_argument.h"
 #include "cli/system.h"
 
 namespace mvsms::cli {
@@ -25,6 +26,7 @@ void AddAllCommands(CLI::App& app, Context& context) {
   AddServiceCommand(app, context);
   AddRouteCommand(app, context);
   AddLogCommand(app, context);
+  AddExplainCommand(app, context);
   AddRegistryCommand(app, context);
   AddSystemCommands(app, context);
 }
@@ -67,6 +69,7 @@ int HandleParseError(const CLI::App& app, const CLI::ParseError& error, Context&
 }
 
 int Parse(CLI::App& app, std::vector<std::string> arguments, Context& context) {
+  arguments = WithTextMarked(app, std::move(arguments));
   // The parser wants them last first.
   std::reverse(arguments.begin(), arguments.end());
   try {
@@ -84,6 +87,8 @@ int BuildAndParse(std::vector<std::string> arguments, Context& context) {
   // Exactly one: a message text that equals the name of a command stays a message text.
   app.require_subcommand(1);
   app.fallthrough();
+  // No system's own writing of options: a message may begin with "/" everywhere.
+  app.allow_windows_style_options(false);
   AddAllCommands(app, context);
   // Last, for the commands added after a footer would take it over.
   app.footer(FirstSteps());

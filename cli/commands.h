@@ -14,6 +14,7 @@ void AddConfigCommand(CLI::App& app, Context& context);
 void AddServiceCommand(CLI::App& app, Context& context);
 void AddRouteCommand(CLI::App& app, Context& context);
 void AddModemCommand(CLI::App& app, Context& context);
+void AddExplainCommand(CLI::App& app, Context& context);
 void AddLogCommand(CLI::App& app, Context& context);
 void AddRegistryCommand(CLI::App& app, Context& context);
 void AddDemoCommand(CLI::App& app, Context& context);

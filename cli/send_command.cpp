@@ -13,6 +13,7 @@
 
 #include "base/ansi.h"
 #include "cli/commands.h"
+#include "cli/dry_run.h"
 #include "cli/interrupt.h"
 #include "cli/store.h"
 #include "cli/system.h"
@@ -39,6 +40,8 @@ struct SendOptions {
   std::string text;
   std::string timeout;  // seconds; empty: none
   bool quiet = false;
+  bool dry_run = false;
+  std::optional<bool> fit;  // as asked for; nothing: as the settings have it
 };
 
 /// Different from that of every other send, on whatever machine.
@@ -272,6 +275,9 @@ void WarnOfLosses(Context& context, const SendOptions& options) {
   }
 }
 
+// No setting asks for it yet.
+bool WantsFit(const SendOptions& options) { return options.fit.value_or(false); }
+
 // Settings that cannot even be read are no refusal of the message centre.
 bool SettingsServe(Context& context, const SendOptions& options) try {
   CheckOptions(context, options);
@@ -287,6 +293,12 @@ void Run(Context& context, SendOptions& options) {
   context.exit_code = static_cast<int>(Exit::kSettings);
   if (!SettingsServe(context, options)) return;
   if (options.text == "-") options.text = ReadText(context.in);
+  const DryRun run{options.to, options.from, options.service, options.text, WantsFit(options)};
+  if (options.dry_run) {
+    context.exit_code = PrintDryRun(context, run);
+    return;
+  }
+  if (run.fit) options.text = FitForSend(context, run);
   WarnOfLosses(context, options);
   context.exit_code = SendRun(context, options).Run();
 }
@@ -299,7 +311,8 @@ void AddSendCommand(CLI::App& app, Context& context) {
       app, context, "send", "Send a message and wait until the message centre has taken it",
       "  mvsms send --to 01711234567 \"Pump 3 has stopped\"\n"
       "  uptime | mvsms send --to 01711234567 --service Pager --quiet -\n"
-      "  mvsms send --to 01711234567 --json -- \"-5 degrees in room 2\"\n"
+      "  mvsms send --to 01711234567 --fit \"-5 °C in room 2…\"\n"
+      "  mvsms send --to 01711234567 --dry-run \"Größe 5 €\"\n"
       "Exit code: 0 accepted; 1 refused for good; 75 not sent or refused for now: try again;\n"
       "76 unknown, for it went out and no answer tells: trying again may deliver it twice;\n"
       "65 the text or the recipient, 78 the settings cannot be used; 2 wrong usage; 130 Ctrl-C\n"
@@ -317,6 +330,11 @@ void AddSendCommand(CLI::App& app, Context& context) {
   command->add_option("--timeout", options->timeout, "Abort after so many seconds")
       ->type_name("SECONDS");
   command->add_flag("-q,--quiet", options->quiet, "Print nothing but why it did not go out");
+  command->add_flag_function(
+      "--fit,!--no-fit", [options](std::int64_t count) { options->fit = count > 0; },
+      "Spell, number and cut the text so that the service can carry it");
+  command->add_flag("-n,--dry-run", options->dry_run,
+                    "Show what would be sent, byte by byte, and call nobody");
   command->add_option("TEXT", options->text, "The message; \"-\" reads it from standard input")
       ->required();
   command->callback([&context, options] { Run(context, *options); });

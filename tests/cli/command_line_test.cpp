@@ -224,6 +224,36 @@ TEST_F(MessageText, MayLookLikeACommandOrAList) {
   ExpectLength(6, {"--", "--json"});
 }
 
+TEST_F(MessageText, IsTheLastArgumentWhateverItHolds) {
+  ExpectLength(9, {"-1 degree"});
+  ExpectLength(12, {"--5 degrees!"});
+  ExpectLength(2, {"++"});
+  ExpectLength(2, {"--", "--"});
+  ExpectLength(2, {"--", "-h"});
+  ExpectLength(6, {"--", "--help"});
+  ExpectLength(9, {"--version"});
+  ExpectLength(5, {"/help"});
+}
+
+TEST_F(MessageText, IsNeverTakenForAnOptionWithoutAWord) {
+  for (const char* text : {"-h", "--help", "--json", "--", "-q", "-hot", "--to=me", "--from"}) {
+    Refuse({"send", "--to", "0171", text}, "--");
+    Refuse({"send", "--to=0171", text}, "--");
+  }
+  Refuse({"send", "--to", "0171", "text", "-h"}, "write -- before a text");
+  Refuse({"send", "--help", "--to", "0171"}, "write -- before a text");
+  Refuse({"send", "--to", "0171", "-h", "--", "text"}, "write -- before a text");
+  Refuse({"send", "--to", "0171", "text", "--"}, "write -- before a text");
+  Refuse({"send", "-1 degree", "--to", "0171"}, "write -- before a text");
+  Refuse({"send", "--to", "0171", "a", "-1 degree"}, "write -- before a text");
+  Refuse({"--profile", "X", "send", "--to", "0171", "--help"}, "write -- before a text");
+}
+
+TEST_F(MessageText, LeavesTheHelpToWhoAsksForIt) {
+  EXPECT_THAT(Do({"send", "-h"}), HasSubstr("Examples:"));
+  EXPECT_THAT(Do({"--json", "send", "--json", "--help"}), HasSubstr("Examples:"));
+}
+
 TEST_F(MessageText, IsCountedInCharactersOfTheCodePage) {
   ExpectLength(5, {"Größe"});
   ExpectLength(2, {"日本"});
