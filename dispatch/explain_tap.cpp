@@ -191,12 +191,13 @@ class Talk {
     return static_cast<std::size_t>(end - rest_.begin());
   }
 
-  /// "PG1" stands for the service, automatic, and the type of the terminal; a password follows.
+  /// "PG1" stands for the service, automatic, and the type of the terminal; a password follows. A
+  /// centre may have its own identifiers: one that does not begin so is all password.
   void TakeLogin() {
-    constexpr std::size_t kIdentifier = 3;
     const std::size_t size = UpToControl();
-    Add(std::min(size, kIdentifier), "identifier", "service and type of the caller");
-    Add(size - std::min(size, kIdentifier), "password", "of the caller", true);
+    const std::size_t identifier = rest_.starts_with("PG") ? std::min<std::size_t>(size, 3) : 0;
+    Add(identifier, "identifier", "service and type of the caller");
+    Add(size - identifier, "password", "of the caller", true);
   }
 
   void TakeText() {

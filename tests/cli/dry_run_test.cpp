@@ -41,8 +41,8 @@ TEST_F(DryRunCommand, ShowsTheWayAndEveryFrame) {
 }
 
 TEST_F(DryRunCommand, NeverShowsThePassword) {
-  EXPECT_THAT(DryRun({"Hello"}).out, AllOf(HasSubstr("(set)"), Not(HasSubstr("ret12"))));
-  EXPECT_THAT(DryRun({"--json", "Hello"}).out, Not(HasSubstr("ret12")));
+  EXPECT_THAT(DryRun({"Hello"}).out, AllOf(HasSubstr("(set)"), Not(HasSubstr("sec"))));
+  EXPECT_THAT(DryRun({"--json", "Hello"}).out, Not(HasSubstr("secret")));
 }
 
 TEST_F(DryRunCommand, NamesTheRouteThatWasTaken) {
@@ -78,8 +78,8 @@ TEST_F(DryRunCommand, SaysWhatStandsInTheWay) {
   EXPECT_THAT(refusal({std::string(41, 'x')}), HasSubstr("65 the text has 41 characters, the "));
   EXPECT_THAT(refusal({" "}), HasSubstr("65 the text is empty"));
   EXPECT_THAT(refusal({"x"}, "Karl"), HasSubstr("65 the recipient is no number: Karl"));
-  Do({"service", "set", "Pager", "ModemName=Gone"});
-  EXPECT_THAT(refusal({"x"}), HasSubstr("78 there is no modem \"Gone\""));
+  Run({"modem", "delete", "Net"});
+  EXPECT_THAT(refusal({"x"}), HasSubstr("78 there is no modem \"Net\""));
   EXPECT_EQ(DryRun({"x"}).exit_code, 78);
 }
 

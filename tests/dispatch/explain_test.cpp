@@ -218,6 +218,12 @@ TEST(ExplainTap, MarksThePasswordOfALogin) {
   EXPECT_TRUE(Field(part, "password").secret);
 }
 
+TEST(ExplainTap, TakesAnIdentifierOfItsOwnKindForAPassword) {
+  const Explanation part = Only("<ESC>secret<CR>");
+  EXPECT_EQ(Field(part, "password").bytes, "secret");
+  EXPECT_EQ(Field(part, "identifier").name, "none");
+}
+
 TEST(ExplainTap, PointsOutAPromptBehindOtherText) {
   EXPECT_THAT(Only("Hello ID=").faults, ElementsAre(HasSubstr("behind other text")));
 }
