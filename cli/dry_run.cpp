@@ -44,7 +44,7 @@ void Stop(Way& way, int exit_code, const std::string& obstacle) {
 /// The longest route that the number begins with; empty without one.
 std::string RouteOf(ProfileStore& store, const std::string& number) {
   std::string best;
-  for (const std::string& prefix : store.Keys(kRouting)) {
+  for (const std::string& prefix : store.Routes()) {
     if (number.starts_with(prefix) && prefix.size() > best.size()) best = prefix;
   }
   return best;
@@ -57,7 +57,8 @@ std::string ChooseService(ProfileStore& store, Way& way, const std::string& aske
     return AnsiFromUtf8(asked);
   }
   const std::string route = RouteOf(store, way.number);
-  const std::string routed = route.empty() ? "" : store.Get(RoutePath(route), kUseService);
+  const std::string routed =
+      route.empty() ? "" : store.Get(store.Route(route), setting::kUseService);
   if (!routed.empty()) {
     way.why = "route " + Utf8FromAnsi(route) + " is the longest that the number begins with";
     return routed;
@@ -70,7 +71,7 @@ std::string ChooseService(ProfileStore& store, Way& way, const std::string& aske
 void CheckService(Context& context, ProfileStore& store, Way& way) {
   const ServiceRecord& service = way.service;
   const std::string name = "\"" + Utf8FromAnsi(service.Name) + "\"";
-  if (!store.Exists(ServicePath(service.Name))) {
+  if (!store.Exists(store.Service(service.Name))) {
     return Stop(way, kExitNotConfigured, "there is no service " + name);
   }
   if (service.Protocol != "TAP" && service.Protocol != "UCP") {
