@@ -6,6 +6,7 @@
 
 #include "base/ansi.h"
 #include "cli/commands.h"
+#include "cli/json.h"
 #include "cli/setting_rules.h"
 #include "cli/store.h"
 #include "engine/settings.h"
@@ -74,28 +75,28 @@ std::string Meanings() {
 
 }  // namespace
 
-void AddConfigCommand(CLI::App& app, Context& context) {
-  CLI::App* const group = AddGroup(app, "config", "The options of a profile");
-  CLI::App* const list =
+void AddConfigCommand(Command& app, Context& context) {
+  Command* const group = AddGroup(app, "config", "The options of a profile");
+  Command* const list =
       AddCommand(*group, context, "list", "List all options; \"-\" is one that nobody has set",
                  "  mvsms config list\n"
                  "  mvsms config list --profile Alarms --json");
-  list->callback([&context] { List(context); });
+  list->Callback([&context] { List(context); });
 
   auto name = std::make_shared<std::string>();
-  CLI::App* const get = AddCommand(*group, context, "get", "Print one option",
-                                   "  mvsms config get DefaultModem\n" + Meanings());
-  get->add_option("NAME", *name, "Name of the option")->required();
-  get->callback([&context, name] { Get(context, *name); });
+  Command* const get = AddCommand(*group, context, "get", "Print one option",
+                                  "  mvsms config get DefaultModem\n" + Meanings());
+  get->AddOption("NAME", *name, "Name of the option")->Required();
+  get->Callback([&context, name] { Get(context, *name); });
 
   auto value = std::make_shared<std::string>();
-  CLI::App* const set = AddCommand(*group, context, "set", "Change one option",
-                                   "  mvsms config set DefaultModem Modem1\n"
-                                   "  mvsms config set WriteLogfile 1\n" +
-                                       Meanings());
-  set->add_option("NAME", *name, "Name of the option")->required();
-  set->add_option("VALUE", *value, "Its new value; \"\" empties a text")->required();
-  set->callback([&context, name, value] { Set(context, *name, *value); });
+  Command* const set = AddCommand(*group, context, "set", "Change one option",
+                                  "  mvsms config set DefaultModem Modem1\n"
+                                  "  mvsms config set WriteLogfile 1\n" +
+                                      Meanings());
+  set->AddOption("NAME", *name, "Name of the option")->Required();
+  set->AddOption("VALUE", *value, "Its new value; \"\" empties a text")->Required();
+  set->Callback([&context, name, value] { Set(context, *name, *value); });
 }
 
 }  // namespace mvsms::cli

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "base/ansi.h"
+#include "cli/json.h"
 #include "cli/system.h"
 
 namespace mvsms::cli {

@@ -9,32 +9,17 @@
 #include <filesystem>
 #include <iosfwd>
 #include <memory>
-#include <nlohmann/json.hpp>
-#include <stdexcept>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <vector>
 
+#include "cli/errors.h"
 #include "platform/platform.h"
 
 namespace mvsms::cli {
 
-/// Objects keep the order in which their members were added.
+/// Objects keep the order in which their members were added. Making one takes cli/json.h.
 using Json = nlohmann::ordered_json;
-
-inline constexpr int kExitAccepted = 0;
-inline constexpr int kExitFailed = 1;
-inline constexpr int kExitUsage = 2;
-inline constexpr int kExitRetry = 75;  // sysexits.h EX_TEMPFAIL: failed, a later attempt may work
-
-/// A wrong command line or value. Nothing was changed; ends the command with kExitUsage.
-class UsageError : public std::runtime_error {
-  using std::runtime_error::runtime_error;
-};
-
-/// Something outside the command line stands in the way; ends the command with kExitFailed.
-class Failure : public std::runtime_error {
-  using std::runtime_error::runtime_error;
-};
 
 class Context {
  public:

@@ -14,10 +14,12 @@
 #include "base/raised_error.h"
 #include "base/texts.h"
 #include "cli/explanation.h"
+#include "cli/json.h"
 #include "cli/store.h"
 #include "cli/system.h"
 #include "dispatch/fit.h"
 #include "dispatch/notation.h"
+#include "dispatch/outcome.h"
 #include "dispatch/reader.h"
 #include "engine/routing.h"
 #include "engine/sender.h"
@@ -30,8 +32,8 @@
 namespace mvsms::cli {
 namespace {
 
-constexpr int kExitUnusable = 65;       // sysexits.h EX_DATAERR: this text or recipient never goes
-constexpr int kExitNotConfigured = 78;  // sysexits.h EX_CONFIG
+constexpr int kExitUnusable = static_cast<int>(dispatch::Exit::kMessage);
+constexpr int kExitNotConfigured = static_cast<int>(dispatch::Exit::kSettings);
 
 // --- The way.
 

@@ -10,6 +10,7 @@
 #include "base/texts.h"
 #include "cli/commands.h"
 #include "cli/explanation.h"
+#include "cli/json.h"
 #include "dispatch/notation.h"
 
 namespace mvsms::cli {
@@ -97,17 +98,17 @@ Json ExplanationsAsJson(const std::vector<Explanation>& parts) {
   return list;
 }
 
-void AddExplainCommand(CLI::App& app, Context& context) {
+void AddExplainCommand(Command& app, Context& context) {
   auto frame = std::make_shared<std::string>();
-  CLI::App* const command =
+  Command* const command =
       AddCommand(app, context, "explain", "Explain a frame or an answer of TAP or UCP",
                  "  mvsms explain '<STX>00/00033/R/01/N/06/AdC invalid/F5<ETX>'\n"
                  "  mvsms explain '511 Unknown pager<CR><RS><CR>' --json\n"
                  "  mvsms log | grep 'Response received' | mvsms explain -\n"
                  "Control characters are written <STX>, <CR> or <1B>, as in the log.");
-  command->add_option("FRAME", *frame, "The bytes, or a line of a log; \"-\" reads lines")
-      ->required();
-  command->callback([&context, frame] { Run(context, *frame); });
+  command->AddOption("FRAME", *frame, "The bytes, or a line of a log; \"-\" reads lines")
+      ->Required();
+  command->Callback([&context, frame] { Run(context, *frame); });
 }
 
 }  // namespace mvsms::cli

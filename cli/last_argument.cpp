@@ -9,6 +9,7 @@ namespace mvsms::cli {
 namespace {
 
 constexpr char kMark[] = "--";
+constexpr char kHelp[] = "--help";
 constexpr char kAdvice[] = "; write -- before a text that begins with \"-\"";
 
 /// What the parser takes for an option or for a sign of its own.
@@ -17,25 +18,24 @@ bool LooksLikeOption(const std::string& argument) {
 }
 
 /// The option that an argument names, "--to=1" and "-qx" included; none for a text.
-const CLI::Option* OptionOf(CLI::App& command, const std::string& argument) {
+const Option* OptionOf(Command& command, const std::string& argument) {
   if (!LooksLikeOption(argument) || argument == kMark) return nullptr;
   const bool is_long = argument.starts_with("--");
-  return command.get_option_no_throw(is_long ? argument.substr(0, argument.find('='))
-                                             : argument.substr(0, 2));
+  return command.Find(is_long ? argument.substr(0, argument.find('=')) : argument.substr(0, 2));
 }
 
 /// Whether the next argument is the option's value.
-bool TakesNext(const CLI::Option& option, const std::string& argument) {
+bool TakesNext(const Option& option, const std::string& argument) {
   const bool has_value =
       argument.starts_with("--") ? argument.find('=') != argument.npos : argument.size() > 2;
-  return !has_value && option.get_items_expected_max() > 0;
+  return !has_value && option.TakesValue();
 }
 
 /// Where the name of the command stands; behind the end without one.
-std::size_t CommandPosition(CLI::App& app, const std::vector<std::string>& arguments) {
+std::size_t CommandPosition(Command& app, const std::vector<std::string>& arguments) {
   std::size_t at = 0;
   while (at < arguments.size()) {
-    const CLI::Option* const option = OptionOf(app, arguments[at]);
+    const Option* const option = OptionOf(app, arguments[at]);
     if (option == nullptr) return at;
     at += TakesNext(*option, arguments[at]) ? 2U : 1U;
   }
@@ -48,7 +48,7 @@ std::size_t CommandPosition(CLI::App& app, const std::vector<std::string>& argum
 
 class Walk {
  public:
-  Walk(CLI::App& command, std::vector<std::string>& arguments, std::size_t begin)
+  Walk(Command& command, std::vector<std::string>& arguments, std::size_t begin)
       : command_(command), arguments_(arguments), at_(begin) {}
 
   void Run() {
@@ -56,7 +56,7 @@ class Walk {
     const bool marked = at_ < arguments_.size();
     if (marked && at_ + 1 == arguments_.size()) Refuse(kMark, "is followed by no text");
     if (help_ && (marked || texts_ > 0 || values_ > 0)) {
-      Refuse(command_.get_help_ptr()->get_name(), "stands beside a message");
+      Refuse(kHelp, "stands beside a message");
     }
     const bool ends_in_option = !marked && !help_ && OptionOf(command_, arguments_.back());
     if (ends_in_option && texts_ == 0 && !last_is_value_) {
@@ -66,7 +66,7 @@ class Walk {
 
  private:
   void Take(const std::string& argument) {
-    const CLI::Option* const option = OptionOf(command_, argument);
+    const Option* const option = OptionOf(command_, argument);
     last_is_value_ = false;
     if (option != nullptr) {
       TakeOption(*option, argument);
@@ -78,10 +78,10 @@ class Walk {
     }
   }
 
-  void TakeOption(const CLI::Option& option, const std::string& argument) {
-    if (&option == command_.get_help_ptr()) help_ = true;
+  void TakeOption(const Option& option, const std::string& argument) {
+    if (option.Name() == kHelp) help_ = true;
     const bool takes_next = TakesNext(option, argument);
-    if (option.get_items_expected_max() > 0) ++values_;
+    if (option.TakesValue()) ++values_;
     last_is_value_ = takes_next && at_ + 2 == arguments_.size();
     at_ += takes_next ? 2U : 1U;
   }
@@ -92,7 +92,7 @@ class Walk {
     arguments_.insert(arguments_.begin() + static_cast<std::ptrdiff_t>(at_), kMark);
   }
 
-  CLI::App& command_;
+  Command& command_;
   std::vector<std::string>& arguments_;
   std::size_t at_;
   int texts_ = 0;
@@ -103,10 +103,10 @@ class Walk {
 
 }  // namespace
 
-std::vector<std::string> WithTextMarked(CLI::App& app, std::vector<std::string> arguments) {
+std::vector<std::string> WithTextMarked(Command& app, std::vector<std::string> arguments) {
   const std::size_t command = CommandPosition(app, arguments);
   if (command + 1 >= arguments.size() || arguments[command] != "send") return arguments;
-  Walk(*app.get_subcommand("send"), arguments, command + 1).Run();
+  Walk(*app.FindSubcommand("send"), arguments, command + 1).Run();
   return arguments;
 }
 

@@ -9,6 +9,7 @@
 #include "base/ansi.h"
 #include "cli/commands.h"
 #include "cli/interrupt.h"
+#include "cli/json.h"
 #include "cli/system.h"
 
 namespace mvsms::cli {
@@ -106,16 +107,16 @@ void Run(Context& context, const LogOptions& options) {
 
 }  // namespace
 
-void AddLogCommand(CLI::App& app, Context& context) {
+void AddLogCommand(Command& app, Context& context) {
   auto options = std::make_shared<LogOptions>();
-  CLI::App* const command =
+  Command* const command =
       AddCommand(app, context, "log", "Print the send log; with --json one object a line",
                  "  mvsms log\n"
                  "  mvsms log --follow\n"
                  "  mvsms log --file /var/log/pages.log --json");
-  command->add_option("--file", options->file, "The log that 'mvsms send --log FILE' wrote");
-  command->add_flag("-f,--follow", options->follow, "Go on printing what is added, until Ctrl-C");
-  command->callback([&context, options] { Run(context, *options); });
+  command->AddOption("--file", options->file, "The log that 'mvsms send --log FILE' wrote");
+  command->AddFlag("-f,--follow", options->follow, "Go on printing what is added, until Ctrl-C");
+  command->Callback([&context, options] { Run(context, *options); });
 }
 
 }  // namespace mvsms::cli

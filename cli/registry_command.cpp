@@ -12,6 +12,7 @@
 
 #include "base/ansi.h"
 #include "cli/commands.h"
+#include "cli/json.h"
 #include "cli/registry_tree.h"
 #include "cli/store.h"
 #include "cli/system.h"
@@ -120,34 +121,34 @@ void Import(Context& context, const std::string& path) {
   WriteTogether(context, [&] { WriteTree(context.platform().registry(), kRootKey, tree); });
 }
 
-void AddExportCommand(CLI::App& group, Context& context) {
+void AddExportCommand(Command& group, Context& context) {
   auto options = std::make_shared<ExportOptions>();
-  CLI::App* const command =
+  Command* const command =
       AddCommand(group, context, "export",
                  "Write the settings of all profiles as JSON. Modems belong to the machine and are "
                  "left out; so are passwords, with a warning, unless asked for",
                  "  mvsms registry export settings.json\n"
                  "  mvsms registry export --show-passwords > settings.json");
-  command->add_option("FILE", options->file, "Where to (default: standard output)");
-  command->add_flag("--show-passwords", options->show_passwords, "Include the passwords");
-  command->callback([&context, options] { Export(context, *options); });
+  command->AddOption("FILE", options->file, "Where to (default: standard output)");
+  command->AddFlag("--show-passwords", options->show_passwords, "Include the passwords");
+  command->Callback([&context, options] { Export(context, *options); });
 }
 
-void AddImportCommand(CLI::App& group, Context& context) {
+void AddImportCommand(Command& group, Context& context) {
   auto path = std::make_shared<std::string>();
-  CLI::App* const command =
+  Command* const command =
       AddCommand(group, context, "import",
                  "Read settings that 'mvsms registry export' wrote; what the file does not name "
                  "stays as it is",
                  "  mvsms registry import settings.json");
-  command->add_option("FILE", *path, "The file; \"-\" is standard input")->required();
-  command->callback([&context, path] { Import(context, *path); });
+  command->AddOption("FILE", *path, "The file; \"-\" is standard input")->Required();
+  command->Callback([&context, path] { Import(context, *path); });
 }
 
 }  // namespace
 
-void AddRegistryCommand(CLI::App& app, Context& context) {
-  CLI::App* const group = AddGroup(app, "registry", "Save and load the settings");
+void AddRegistryCommand(Command& app, Context& context) {
+  Command* const group = AddGroup(app, "registry", "Save and load the settings");
   AddExportCommand(*group, context);
   AddImportCommand(*group, context);
 }

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "base/ansi.h"
+#include "cli/json.h"
 #include "engine/settings.h"
 #include "platform/registry_key.h"
 

@@ -5,6 +5,7 @@
 
 #include "base/ansi.h"
 #include "cli/commands.h"
+#include "cli/json.h"
 #include "cli/store.h"
 #include "engine/routing.h"
 #include "engine/settings.h"
@@ -137,18 +138,18 @@ constexpr RouteCommand kCommands[] = {
 
 }  // namespace
 
-void AddRouteCommand(CLI::App& app, Context& context) {
-  CLI::App* const group = AddGroup(app, "route", "Which service serves which number prefix");
+void AddRouteCommand(Command& app, Context& context) {
+  Command* const group = AddGroup(app, "route", "Which service serves which number prefix");
   const auto options = std::make_shared<RouteOptions>();
   for (const RouteCommand& entry : kCommands) {
-    CLI::App* const command = AddCommand(*group, context, entry.name, entry.what, entry.example);
+    Command* const command = AddCommand(*group, context, entry.name, entry.what, entry.example);
     if (entry.argument != nullptr) {
-      command->add_option(entry.argument, options->prefix, "Number or prefix")->required();
+      command->AddOption(entry.argument, options->prefix, "Number or prefix")->Required();
     }
     if (entry.takes_service) {
-      command->add_option("SERVICE", options->service, "Name of the service")->required();
+      command->AddOption("SERVICE", options->service, "Name of the service")->Required();
     }
-    command->callback([&context, options, run = entry.run] { run(context, *options); });
+    command->Callback([&context, options, run = entry.run] { run(context, *options); });
   }
 }
 

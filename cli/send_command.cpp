@@ -15,6 +15,7 @@
 #include "cli/commands.h"
 #include "cli/dry_run.h"
 #include "cli/interrupt.h"
+#include "cli/json.h"
 #include "cli/store.h"
 #include "cli/system.h"
 #include "dispatch/outcome.h"
@@ -305,9 +306,9 @@ void Run(Context& context, SendOptions& options) {
 
 }  // namespace
 
-void AddSendCommand(CLI::App& app, Context& context) {
+void AddSendCommand(Command& app, Context& context) {
   auto options = std::make_shared<SendOptions>();
-  CLI::App* const command = AddCommand(
+  Command* const command = AddCommand(
       app, context, "send", "Send a message and wait until the message centre has taken it",
       "  mvsms send --to 01711234567 \"Pump 3 has stopped\"\n"
       "  uptime | mvsms send --to 01711234567 --service Pager --quiet -\n"
@@ -322,22 +323,21 @@ void AddSendCommand(CLI::App& app, Context& context) {
       "unreachable, unknown, unusable), reason, advice, exit_code, result and retry_suggested\n"
       "(as the component has them), aborted, recipient, pieces, service, modem, dialled,\n"
       "started, ended, answer, errors, status (all lines). Passwords are hidden.");
-  command->add_option("--to", options->to, "The recipient's number")->required();
-  command->add_option("--from", options->from, "The sender's name or number (UCP only)");
-  command->add_option("--service", options->service,
-                      "Message centre (default: by the routes, else DefaultService)");
-  command->add_option("--log", options->log, "Append the progress to this send log");
-  command->add_option("--timeout", options->timeout, "Abort after so many seconds")
-      ->type_name("SECONDS");
-  command->add_flag("-q,--quiet", options->quiet, "Print nothing but why it did not go out");
-  command->add_flag_function(
-      "--fit,!--no-fit", [options](std::int64_t count) { options->fit = count > 0; },
-      "Spell, number and cut the text so that the service can carry it");
-  command->add_flag("-n,--dry-run", options->dry_run,
-                    "Show what would be sent, byte by byte, and call nobody");
-  command->add_option("TEXT", options->text, "The message; \"-\" reads it from standard input")
-      ->required();
-  command->callback([&context, options] { Run(context, *options); });
+  command->AddOption("--to", options->to, "The recipient's number")->Required();
+  command->AddOption("--from", options->from, "The sender's name or number (UCP only)");
+  command->AddOption("--service", options->service,
+                     "Message centre (default: by the routes, else DefaultService)");
+  command->AddOption("--log", options->log, "Append the progress to this send log");
+  command->AddOption("--timeout", options->timeout, "Abort after so many seconds")
+      ->TypeName("SECONDS");
+  command->AddFlag("-q,--quiet", options->quiet, "Print nothing but why it did not go out");
+  command->AddSwitch("--fit,!--no-fit", options->fit,
+                     "Spell, number and cut the text so that the service can carry it");
+  command->AddFlag("-n,--dry-run", options->dry_run,
+                   "Show what would be sent, byte by byte, and call nobody");
+  command->AddOption("TEXT", options->text, "The message; \"-\" reads it from standard input")
+      ->Required();
+  command->Callback([&context, options] { Run(context, *options); });
 }
 
 }  // namespace mvsms::cli

@@ -6,6 +6,7 @@
 
 #include "base/ansi.h"
 #include "cli/commands.h"
+#include "cli/json.h"
 #include "cli/setting_rules.h"
 #include "cli/store.h"
 #include "engine/catalogue.h"
@@ -227,78 +228,76 @@ std::string Meanings() {
 using Run = void (*)(Context&, const ServiceOptions&);
 
 // A command about one service; further options are the caller's.
-CLI::App* AddServiceCommandNamed(CLI::App& group, Context& context,
-                                 const std::shared_ptr<ServiceOptions>& options,
-                                 const std::string& name, const std::string& what,
-                                 const std::string& examples, Run run) {
-  CLI::App* const command = AddCommand(group, context, name, what, examples);
-  command->add_option("NAME", options->name, "Name of the service")->required();
-  command->callback([&context, options, run] { run(context, *options); });
+Command* AddServiceCommandNamed(Command& group, Context& context,
+                                const std::shared_ptr<ServiceOptions>& options,
+                                const std::string& name, const std::string& what,
+                                const std::string& examples, Run run) {
+  Command* const command = AddCommand(group, context, name, what, examples);
+  command->AddOption("NAME", options->name, "Name of the service")->Required();
+  command->Callback([&context, options, run] { run(context, *options); });
   return command;
 }
 
-void AddAssignments(CLI::App& command, ServiceOptions& options) {
-  command.add_option("--set", options.assignments, "KEY=VALUE, as often as needed")
-      ->allow_extra_args(false);
-  command.add_option("SETTING", options.more, "The same without --set")
-      ->option_text("KEY=VALUE ...");
+void AddAssignments(Command& command, ServiceOptions& options) {
+  command.AddOption("--set", options.assignments, "KEY=VALUE, as often as needed")->OneValueEach();
+  command.AddOption("SETTING", options.more, "The same without --set")->OptionText("KEY=VALUE ...");
 }
 
-void AddShowPasswords(CLI::App& command, ServiceOptions& options) {
-  command.add_flag("--show-passwords", options.show_passwords,
-                   "Show passwords; otherwise one that is set shows as \"(set)\"");
+void AddShowPasswords(Command& command, ServiceOptions& options) {
+  command.AddFlag("--show-passwords", options.show_passwords,
+                  "Show passwords; otherwise one that is set shows as \"(set)\"");
 }
 
 }  // namespace
 
-void AddServiceCommand(CLI::App& app, Context& context) {
-  CLI::App* const group = AddGroup(app, "service", "The message centres of a profile");
+void AddServiceCommand(Command& app, Context& context) {
+  Command* const group = AddGroup(app, "service", "The message centres of a profile");
   const auto options = std::make_shared<ServiceOptions>();
 
-  CLI::App* const list =
+  Command* const list =
       AddCommand(*group, context, "list", "List the services", "  mvsms service list --json");
   AddShowPasswords(*list, *options);
-  list->callback([&context, options] { List(context, *options); });
+  list->Callback([&context, options] { List(context, *options); });
 
-  CLI::App* const show =
+  Command* const show =
       AddServiceCommandNamed(*group, context, options, "show", "Show all values of a service",
                              "  mvsms service show Pager", Show);
   AddShowPasswords(*show, *options);
 
-  CLI::App* const get =
+  Command* const get =
       AddServiceCommandNamed(*group, context, options, "get", "Print one value of a service",
                              "  mvsms service get Pager PhoneNumber\n" + Meanings(), Get);
-  get->add_option("KEY", options->key, "Name of the value")->required();
+  get->AddOption("KEY", options->key, "Name of the value")->Required();
   AddShowPasswords(*get, *options);
 
-  CLI::App* const add = AddServiceCommandNamed(
+  Command* const add = AddServiceCommandNamed(
       *group, context, options, "add", "Add a service",
       "  mvsms service add Pager --set PhoneNumber=0123456789 --set Password=PG1\n"
       "  mvsms service add City Protocol=UCP UCPCommand=51 PhoneNumber=0123456780\n"
       "  mvsms service add --from-catalogue 7 --set ModemName=Modem\n" +
           Meanings(),
       Add);
-  add->get_option("NAME")->required(false)->description(
+  add->Find("NAME")->Required(false)->Description(
       "Name of the service; that of the catalogue's entry unless given");
-  add->add_option("--from-catalogue", options->catalogue_id,
-                  "ID of the catalogue's entry to start from; its prefixes are routed too")
-      ->type_name("ID");
+  add->AddOption("--from-catalogue", options->catalogue_id,
+                 "ID of the catalogue's entry to start from; its prefixes are routed too")
+      ->TypeName("ID");
   AddAssignments(*add, *options);
 
-  CLI::App* const set = AddServiceCommandNamed(
+  Command* const set = AddServiceCommandNamed(
       *group, context, options, "set", "Change values of a service",
       "  mvsms service set Pager MaxMessages=2 TimeOut=3000\n" + Meanings(), Set);
   AddAssignments(*set, *options);
 
-  CLI::App* const catalogue = AddCommand(
+  Command* const catalogue = AddCommand(
       *group, context, "catalogue", "List the predefined services of smstransports.inf",
       "  mvsms service catalogue --group Germany\n\n"
       "The file lies in the folder of all state (see MVSMS_HOME): one service a line, with the\n"
       "fields ID, name, group, protocol, password, UCP operation, number, maximum length,\n"
       "messages per call, country code, speed, data bits, parity, stop bits, time-out, message\n"
       "type and prefixes (separated by \";\"), separated by commas.\n");
-  catalogue->add_option("--group", options->group, "Only the services of this group");
-  catalogue->callback([&context, options] { ListCatalogue(context, *options); });
+  catalogue->AddOption("--group", options->group, "Only the services of this group");
+  catalogue->Callback([&context, options] { ListCatalogue(context, *options); });
 
   AddServiceCommandNamed(*group, context, options, "delete",
                          "Delete a service; its routes stay and point to no service",

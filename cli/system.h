@@ -8,10 +8,7 @@
 #include <string>
 
 #include "cli/context.h"
-
-namespace CLI {
-class App;
-}
+#include "cli/options.h"
 
 namespace mvsms::cli {
 
@@ -37,7 +34,7 @@ std::string ModemInUse(Context& context, const std::string& modem);
 std::string FirstSteps();
 
 /// Adds the sub-commands about the system's modems, and those that only this system has.
-void AddSystemCommands(CLI::App& app, Context& context);
+void AddSystemCommands(Command& app, Context& context);
 
 /// Runs changes of the settings as one where this system can: when it throws, or the process ends
 /// meanwhile, none of them was made. Throws what `changes` throws, or why they could not be stored.

@@ -2,7 +2,6 @@
 // and the dialogue language are the centre's own; nothing of them is known here.
 #include "cli/posix/centre_command.h"
 
-#include <CLI/CLI.hpp>
 #include <atomic>
 #include <csignal>
 #include <exception>
@@ -10,7 +9,6 @@
 #include <iostream>
 #include <limits>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <utility>
 
@@ -20,6 +18,8 @@
 #include "centre/posix/server.h"
 #include "centre/scripted.h"
 #include "centre/traced.h"
+#include "cli/errors.h"
+#include "cli/json.h"
 
 namespace mvsms::cli {
 namespace {
@@ -221,38 +221,38 @@ struct Arguments : CentreOptions {
   bool list_settings = false;
 };
 
-void AddOptions(CLI::App& command, Arguments& arguments) {
-  auto* const tcp = command.add_option("--tcp", arguments.tcp_port,
-                                       "Listen on this port of 127.0.0.1; 0: any free one");
+void AddOptions(Command& command, Arguments& arguments) {
+  auto* const tcp = command.AddOption("--tcp", arguments.tcp_port,
+                                      "Listen on this port of 127.0.0.1; 0: any free one");
   auto* const pty =
-      command.add_flag("--pty", arguments.pty, "Offer a pseudo-terminal with an emulated modem");
-  tcp->check(CLI::Range(0, 65535))->type_name("PORT")->excludes(pty);
-  command.add_flag("--line", arguments.line, "No modem: opening the pseudo-terminal is the call")
-      ->needs(pty);
-  command.add_option("--link", arguments.link, "Symbolic link to the pseudo-terminal")
-      ->type_name("PATH")
-      ->needs(pty);
-  command.add_option("--protocol", arguments.protocol, "What it speaks, tap or ucp")
-      ->check(CLI::IsMember({"tap", "ucp"}))
-      ->type_name("")
-      ->capture_default_str();
-  command.add_option("--set", arguments.settings, "A behaviour of the centre, see --settings")
-      ->check(CLI::Validator(CheckSetting, ""))
-      ->type_name("NAME=VALUE")
-      ->allow_extra_args(false);
-  command.add_flag("--settings", arguments.list_settings, "List what can be set, and end");
-  command.add_option("--script", arguments.script, "Play this dialogue file to every caller")
-      ->check(CLI::ExistingFile);
-  command.add_option("--record", arguments.record, "Append what was received, as JSON lines")
-      ->type_name("FILE");
-  auto* const once = command.add_flag("--once", arguments.once, "End after one answered call");
-  command.add_option("--calls", arguments.calls, "End after so many answered calls")
-      ->check(CLI::Range(1, std::numeric_limits<int>::max()))
-      ->type_name("N")
-      ->excludes(once);
-  command.add_flag("--quiet", arguments.quiet, "Print only where the centre listens");
-  command.add_flag("--trace", arguments.trace, "Print every byte of every call");
-  command.add_flag("--json", arguments.json, "Print JSON lines");
+      command.AddFlag("--pty", arguments.pty, "Offer a pseudo-terminal with an emulated modem");
+  tcp->InRange(0, 65535)->TypeName("PORT")->Excludes(pty);
+  command.AddFlag("--line", arguments.line, "No modem: opening the pseudo-terminal is the call")
+      ->Needs(pty);
+  command.AddOption("--link", arguments.link, "Symbolic link to the pseudo-terminal")
+      ->TypeName("PATH")
+      ->Needs(pty);
+  command.AddOption("--protocol", arguments.protocol, "What it speaks, tap or ucp")
+      ->OneOf({"tap", "ucp"})
+      ->TypeName("")
+      ->ShowDefault();
+  command.AddOption("--set", arguments.settings, "A behaviour of the centre, see --settings")
+      ->CheckedBy(CheckSetting)
+      ->TypeName("NAME=VALUE")
+      ->OneValueEach();
+  command.AddFlag("--settings", arguments.list_settings, "List what can be set, and end");
+  command.AddOption("--script", arguments.script, "Play this dialogue file to every caller")
+      ->ExistingFile();
+  command.AddOption("--record", arguments.record, "Append what was received, as JSON lines")
+      ->TypeName("FILE");
+  auto* const once = command.AddFlag("--once", arguments.once, "End after one answered call");
+  command.AddOption("--calls", arguments.calls, "End after so many answered calls")
+      ->InRange(1, std::numeric_limits<int>::max())
+      ->TypeName("N")
+      ->Excludes(once);
+  command.AddFlag("--quiet", arguments.quiet, "Print only where the centre listens");
+  command.AddFlag("--trace", arguments.trace, "Print every byte of every call");
+  command.AddFlag("--json", arguments.json, "Print JSON lines");
 }
 
 int Execute(const Arguments& arguments) {
@@ -260,7 +260,9 @@ int Execute(const Arguments& arguments) {
     ListSettings(arguments.json);
     return 0;
   }
-  if (arguments.tcp_port < 0 && !arguments.pty) throw CLI::RequiredError("--tcp PORT or --pty");
+  if (arguments.tcp_port < 0 && !arguments.pty) {
+    throw UsageError("--tcp PORT or --pty is required\nTry 'mvsms centre --help'.");
+  }
   CentreOptions options = arguments;
   if (arguments.once) options.calls = 1;
   return ServeUntilSignalled(options);
@@ -278,15 +280,15 @@ int RunCentre(const CentreOptions& options, std::ostream& out, std::ostream& err
   }
 }
 
-void AddCentreCommand(CLI::App& app, int& exit_code) {
+void AddCentreCommand(Command& app, int& exit_code) {
   auto* const command =
-      app.add_subcommand("centre", "Answer calls as a message centre, to try and to test with");
+      app.AddSubcommand("centre", "Answer calls as a message centre, to try and to test with");
   const auto arguments = std::make_shared<Arguments>();
   AddOptions(*command, *arguments);
-  command->footer(kExamples);
-  command->callback([&app, arguments, &exit_code] {
-    const CLI::Option* const json_for_all = app.get_option_no_throw("--json");
-    if (json_for_all != nullptr && !json_for_all->empty()) arguments->json = true;
+  command->Footer(kExamples);
+  command->Callback([&app, arguments, &exit_code] {
+    const Option* const json_for_all = app.Find("--json");
+    if (json_for_all != nullptr && json_for_all->Given()) arguments->json = true;
     exit_code = Execute(*arguments);
   });
 }

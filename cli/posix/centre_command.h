@@ -7,9 +7,8 @@
 #include <string>
 #include <vector>
 
-namespace CLI {
-class App;
-}
+#include "cli/options.h"
+
 namespace mvsms::centre {
 class Server;
 }
@@ -38,6 +37,6 @@ int RunCentre(const CentreOptions& options, std::ostream& out, std::ostream& err
               const std::function<void(centre::Server*)>& serving);
 
 /// Adds the sub-command to `app`; when it has run, `exit_code` is its result.
-void AddCentreCommand(CLI::App& app, int& exit_code);
+void AddCentreCommand(Command& app, int& exit_code);
 
 }  // namespace mvsms::cli

@@ -241,14 +241,14 @@ class Demo {
 
 }  // namespace
 
-void AddDemoCommand(CLI::App& app, Context& context) {
-  CLI::App* const command = AddCommand(
+void AddDemoCommand(Command& app, Context& context) {
+  Command* const command = AddCommand(
       app, context, "demo", "Watch messages travel to built-in message centres",
       "  mvsms demo\n"
       "It starts message centres, configures modems, services and a route in a temporary folder,\n"
       "and sends, showing each command. The settings of this machine are neither read nor\n"
       "changed; --profile and --json have no effect. Exit code 1 when a message went astray.");
-  command->callback([&context] { context.exit_code = Demo(context.out).Run(); });
+  command->Callback([&context] { context.exit_code = Demo(context.out).Run(); });
 }
 
 }  // namespace mvsms::cli

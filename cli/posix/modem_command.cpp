@@ -11,6 +11,7 @@
 #include "backends/posix/store/line_store.h"
 #include "base/ansi.h"
 #include "cli/commands.h"
+#include "cli/json.h"
 #include "cli/posix/modem_test.h"
 #include "cli/store.h"
 #include "engine/settings.h"
@@ -192,79 +193,78 @@ void Test(Context& context, const std::string& name, const std::string& number) 
   context.out << name << ": " << finding << '\n';
 }
 
-void AddLineOptions(CLI::App& command, LineOptions& options) {
-  command.add_option("NAME", options.name, "Name of the modem, as services refer to it")
-      ->required();
-  command.add_option("--kind", options.kind,
-                     "hayes: an AT-command modem on a serial device; "
-                     "tcp: a connection, the number to dial being host:port");
-  command.add_option("--device", options.device, "hayes: the serial device, such as /dev/ttyUSB0");
-  command.add_flag("--force", options.force,
-                   "hayes: take a device that is not there now, as of an unplugged modem");
-  command.add_option("--init", options.init, "hayes: AT command before dialling (default: ATZ)");
-  command.add_option("--dial", options.dial, "hayes: what the number is put behind (ATD)");
-  command.add_option("--speed", options.speed, "hayes: bit/s between computer and modem (9600)");
-  command.add_option("--framing", options.framing,
-                     "hayes: data bits, parity, stop bits; \"-soft\" makes 7E1 on an 8N1 device "
-                     "(8N1)");
-  command.add_option("--flow", options.flow, "hayes: rtscts, xonxoff or none (rtscts)");
+void AddLineOptions(Command& command, LineOptions& options) {
+  command.AddOption("NAME", options.name, "Name of the modem, as services refer to it")->Required();
+  command.AddOption("--kind", options.kind,
+                    "hayes: an AT-command modem on a serial device; "
+                    "tcp: a connection, the number to dial being host:port");
+  command.AddOption("--device", options.device, "hayes: the serial device, such as /dev/ttyUSB0");
+  command.AddFlag("--force", options.force,
+                  "hayes: take a device that is not there now, as of an unplugged modem");
+  command.AddOption("--init", options.init, "hayes: AT command before dialling (default: ATZ)");
+  command.AddOption("--dial", options.dial, "hayes: what the number is put behind (ATD)");
+  command.AddOption("--speed", options.speed, "hayes: bit/s between computer and modem (9600)");
+  command.AddOption("--framing", options.framing,
+                    "hayes: data bits, parity, stop bits; \"-soft\" makes 7E1 on an 8N1 device "
+                    "(8N1)");
+  command.AddOption("--flow", options.flow, "hayes: rtscts, xonxoff or none (rtscts)");
 }
 
-void AddAddCommand(CLI::App& group, Context& context) {
+void AddAddCommand(Command& group, Context& context) {
   auto options = std::make_shared<LineOptions>();
-  CLI::App* const command = AddCommand(
+  Command* const command = AddCommand(
       group, context, "add", "Add a modem",
       "  mvsms modem add Modem1 --kind hayes --device /dev/ttyUSB0 --init \"ATZ\" --speed 9600\n"
       "  mvsms modem add Internet --kind tcp");
   AddLineOptions(*command, *options);
-  command->get_option("--kind")->required();
-  command->callback([&context, options] { Add(context, *options); });
+  command->Find("--kind")->Required();
+  command->Callback([&context, options] { Add(context, *options); });
 }
 
-void AddSetCommand(CLI::App& group, Context& context) {
+void AddSetCommand(Command& group, Context& context) {
   auto options = std::make_shared<LineOptions>();
-  CLI::App* const command =
+  Command* const command =
       AddCommand(group, context, "set", "Change a modem; what is not named stays as it is",
                  "  mvsms modem set Modem1 --dial ATDT0, --speed 2400");
   AddLineOptions(*command, *options);
-  command->callback([&context, options] { Set(context, *options); });
+  command->Callback([&context, options] { Set(context, *options); });
 }
 
 // A command whose only argument is a modem's name.
-void AddNameCommand(CLI::App& group, Context& context, const std::string& name,
+void AddNameCommand(Command& group, Context& context, const std::string& name,
                     const std::string& what, void (*run)(Context&, const std::string&)) {
   auto modem = std::make_shared<std::string>();
-  CLI::App* const command =
+  Command* const command =
       AddCommand(group, context, name, what, "  mvsms modem " + name + " Modem1");
-  command->add_option("NAME", *modem, "Name of the modem")->required();
-  command->callback([&context, modem, run] { run(context, *modem); });
+  command->AddOption("NAME", *modem, "Name of the modem")->Required();
+  command->Callback([&context, modem, run] { run(context, *modem); });
 }
 
-void AddTestCommand(CLI::App& group, Context& context) {
+void AddTestCommand(Command& group, Context& context) {
   auto modem = std::make_shared<std::string>();
   auto number = std::make_shared<std::string>();
-  CLI::App* const command =
+  Command* const command =
       AddCommand(group, context, "test",
                  "Ask the modem whether it is there, or dial a number and hang up again",
                  "  mvsms modem test Modem1\n"
                  "  mvsms modem test Modem1 --dial 0123456789");
-  command->add_option("NAME", *modem, "Name of the modem")->required();
-  command->add_option("--dial", *number, "Number to dial; for a tcp modem host:port");
-  command->callback([&context, modem, number] { Test(context, *modem, *number); });
+  command->AddOption("NAME", *modem, "Name of the modem")->Required();
+  command->AddOption("--dial", *number, "Number to dial; for a tcp modem host:port");
+  command->Callback([&context, modem, number] { Test(context, *modem, *number); });
 }
 
 }  // namespace
 
-void AddModemCommand(CLI::App& app, Context& context) {
-  CLI::App* const group = AddGroup(app, "modem", "The modems of this machine");
+void AddModemCommand(Command& app, Context& context) {
+  Command* const group = AddGroup(app, "modem", "The modems of this machine");
   AddAddCommand(*group, context);
   AddSetCommand(*group, context);
   AddNameCommand(*group, context, "show", "Show one modem", Show);
   AddNameCommand(*group, context, "delete", "Delete a modem", Delete);
   AddTestCommand(*group, context);
-  CLI::App* const list =
+  Command* const list =
       AddCommand(*group, context, "list", "List the modems", "  mvsms modem list --json");
-  list->callback([&context] { List(context); });
+  list->Callback([&context] { List(context); });
 }
 
 }  // namespace mvsms::cli

@@ -4,8 +4,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
-
 #include "backends/posix/line/line_trouble.h"
 #include "backends/posix/posix_platform.h"
 #include "backends/posix/store/backend.h"
@@ -59,7 +57,7 @@ std::string FirstSteps() {
          "else in the user's configuration folder.";
 }
 
-void AddSystemCommands(CLI::App& app, Context& context) {
+void AddSystemCommands(Command& app, Context& context) {
   AddModemCommand(app, context);
   AddCentreCommand(app, context.exit_code);
   AddDemoCommand(app, context);

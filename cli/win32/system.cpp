@@ -5,12 +5,12 @@
 #include <io.h>
 #include <sys/stat.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 
 #include "backends/win32/win32_platform.h"
 #include "base/ansi.h"
 #include "cli/commands.h"
+#include "cli/json.h"
 #include "cli/store.h"
 #include "engine/modem_list.h"
 #include "engine/send_log.h"
@@ -61,11 +61,11 @@ std::string FirstSteps() {
          "Settings lie in the registry, under HKEY_LOCAL_MACHINE\\Software\\MIRVALEN\\PAGOREX.";
 }
 
-void AddSystemCommands(CLI::App& app, Context& context) {
-  CLI::App* const group = AddGroup(app, "modem", "The modems of Windows");
+void AddSystemCommands(Command& app, Context& context) {
+  Command* const group = AddGroup(app, "modem", "The modems of Windows");
   AddCommand(*group, context, "list", "List the modems that can dial a message centre",
              "  mvsms modem list")
-      ->callback([&context] { ListModems(context); });
+      ->Callback([&context] { ListModems(context); });
 }
 
 void WriteTogether(Context&, const std::function<void()>& changes) { changes(); }

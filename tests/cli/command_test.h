@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/context.h"
+#include "cli/json.h"
 #include "tests/support/temp_folder.h"
 
 namespace mvsms::cli {

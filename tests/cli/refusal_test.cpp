@@ -5,6 +5,7 @@
 
 #include "backends/memory/memory_platform.h"
 #include "cli/commands.h"
+#include "cli/json.h"
 #include "cli/registry_tree.h"
 #include "engine/settings.h"
 #include "tests/cli/command_test.h"

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/context.h"
+#include "cli/json.h"
 #include "cli/posix/child_process.h"
 #include "tests/support/temp_folder.h"
 

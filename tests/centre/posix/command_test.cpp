@@ -2,7 +2,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <CLI/CLI.hpp>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -10,6 +9,8 @@
 #include <thread>
 
 #include "centre/posix/server.h"
+#include "cli/errors.h"
+#include "cli/options.h"
 #include "cli/posix/centre_command.h"
 #include "tests/centre/callers.h"
 #include "tests/support/centre_call.h"
@@ -181,14 +182,14 @@ TEST_F(CommandTest, WhatCannotBeHadIsAnErrorWithoutAFirstLine) {
 
 /// What the parser says to a command line; "ran" when the command was carried out.
 std::string Parse(std::vector<std::string> arguments) {
-  CLI::App app;
+  Parser parser("mvsms", "", "");
   int exit_code = 0;
-  AddCentreCommand(app, exit_code);
+  AddCentreCommand(parser.root(), exit_code);
   arguments.insert(arguments.begin(), "centre");
-  std::reverse(arguments.begin(), arguments.end());
+  std::ostringstream out;
   try {
-    app.parse(arguments);
-  } catch (const CLI::Error& error) {
+    parser.Parse(arguments, out);
+  } catch (const UsageError& error) {
     return error.what();
   }
   return "ran";

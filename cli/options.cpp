@@ -1,0 +1,175 @@
+// The face over the parsing library, and the sentences for what it refuses.
+#include "cli/options.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstdint>
+#include <utility>
+
+#include "cli/errors.h"
+
+namespace mvsms::cli {
+namespace {
+
+// The innermost command that was named: its name is what "--help" goes behind.
+const CLI::App& ChosenCommand(const CLI::App& app) {
+  const auto chosen = app.get_subcommands();
+  return chosen.empty() ? app : ChosenCommand(*chosen.front());
+}
+
+std::string FullName(const CLI::App& command) {
+  const CLI::App* const parent = command.get_parent();
+  return parent == nullptr ? command.get_name() : FullName(*parent) + " " + command.get_name();
+}
+
+// The parser only says that a command is missing, also where a wrong one stands in its place.
+std::string Sentence(const CLI::App& app, const CLI::App& command, const CLI::ParseError& error) {
+  const std::vector<std::string> rest = app.remaining(true);
+  if (command.get_require_subcommand_min() == 0 || rest.empty()) return error.what();
+  return "there is no command \"" + FullName(command) + " " + rest.front() + "\"";
+}
+
+}  // namespace
+
+Option* Option::Required(bool required) {
+  option_.required(required);
+  return this;
+}
+
+Option* Option::Description(const std::string& text) {
+  option_.description(text);
+  return this;
+}
+
+Option* Option::TypeName(const std::string& name) {
+  option_.type_name(name);
+  return this;
+}
+
+Option* Option::OptionText(const std::string& text) {
+  option_.option_text(text);
+  return this;
+}
+
+Option* Option::OneValueEach() {
+  option_.allow_extra_args(false);
+  return this;
+}
+
+Option* Option::Needs(Option* other) {
+  option_.needs(&other->option_);
+  return this;
+}
+
+Option* Option::Excludes(Option* other) {
+  option_.excludes(&other->option_);
+  return this;
+}
+
+Option* Option::ShowDefault() {
+  option_.capture_default_str();
+  return this;
+}
+
+Option* Option::InRange(int low, int high) {
+  option_.check(CLI::Range(low, high));
+  return this;
+}
+
+Option* Option::OneOf(const std::vector<std::string>& values) {
+  option_.check(CLI::IsMember(values));
+  return this;
+}
+
+Option* Option::ExistingFile() {
+  option_.check(CLI::ExistingFile);
+  return this;
+}
+
+Option* Option::CheckedBy(std::function<std::string(const std::string&)> fault) {
+  option_.check(
+      CLI::Validator([check = std::move(fault)](std::string& value) { return check(value); }, ""));
+  return this;
+}
+
+std::string Option::Name() const { return option_.get_name(); }
+
+bool Option::TakesValue() const { return option_.get_items_expected_max() > 0; }
+
+bool Option::Given() const { return !option_.empty(); }
+
+Option* Command::Keep(CLI::Option* option) { return &options_.emplace_back(*option); }
+
+Option* Command::AddOption(const std::string& name, std::string& value, const std::string& what) {
+  return Keep(app_.add_option(name, value, what));
+}
+
+Option* Command::AddOption(const std::string& name, std::optional<std::string>& value,
+                           const std::string& what) {
+  return Keep(app_.add_option(name, value, what));
+}
+
+Option* Command::AddOption(const std::string& name, int& value, const std::string& what) {
+  return Keep(app_.add_option(name, value, what));
+}
+
+Option* Command::AddOption(const std::string& name, std::vector<std::string>& values,
+                           const std::string& what) {
+  return Keep(app_.add_option(name, values, what));
+}
+
+Option* Command::AddFlag(const std::string& name, bool& value, const std::string& what) {
+  return Keep(app_.add_flag(name, value, what));
+}
+
+Option* Command::AddSwitch(const std::string& names, std::optional<bool>& value,
+                           const std::string& what) {
+  return Keep(
+      app_.add_flag_function(names, [&value](std::int64_t count) { value = count > 0; }, what));
+}
+
+Option* Command::Find(const std::string& name) {
+  CLI::Option* const option = app_.get_option_no_throw(name);
+  return option == nullptr ? nullptr : Keep(option);
+}
+
+Command* Command::AddSubcommand(const std::string& name, const std::string& what) {
+  return &commands_.emplace_back(*app_.add_subcommand(name, what));
+}
+
+Command* Command::FindSubcommand(const std::string& name) {
+  return &commands_.emplace_back(*app_.get_subcommand(name));
+}
+
+void Command::RequireSubcommand() { app_.require_subcommand(1); }
+
+void Command::Footer(const std::string& text) { app_.footer(text); }
+
+void Command::Callback(std::function<void()> run) { app_.callback(std::move(run)); }
+
+Parser::Parser(const std::string& name, const std::string& what, const std::string& version)
+    : app_(std::make_unique<CLI::App>(what, name)), root_(*app_) {
+  app_->set_version_flag("--version", version);
+  app_->fallthrough();
+  // A message may begin with "/" everywhere.
+  app_->allow_windows_style_options(false);
+}
+
+Parser::~Parser() = default;
+
+void Parser::Parse(std::vector<std::string> words, std::ostream& out) {
+  std::reverse(words.begin(), words.end());  // as the library wants them
+  try {
+    app_->parse(std::move(words));
+  } catch (const CLI::ParseError& error) {
+    // Help and version come as "errors" with the exit code 0.
+    if (error.get_exit_code() == 0) {
+      app_->exit(error, out, out);
+      return;
+    }
+    const CLI::App& command = ChosenCommand(*app_);
+    throw UsageError(Sentence(*app_, command, error) + "\nTry '" + FullName(command) + " --help'.");
+  }
+}
+
+}  // namespace mvsms::cli
