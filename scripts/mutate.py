@@ -2,9 +2,10 @@
 """scripts/mutate.py [--sample N] [--seed S] [FILE...]
 
 Asks whether the tests would notice a mistake: changes one constant, comparison, operator or text of
-the protocols and the engine at a time, builds, and runs the tests of the core. A change that no test
-notices (a survivor) is printed with its place. Works on a copy of the tree in build/mutants; --sample
-takes that many changes at random instead of all. The exit code is 1 when something survived.
+the core at a time (numbers and texts, line classes, protocols, engine), builds, and runs the core's
+tests. A change that no test notices (a survivor) is printed with its place. Works on a copy of the
+tree in build/mutants; --sample takes that many changes at random instead of all. The exit code is 1
+when something survived.
 """
 import argparse
 import pathlib
@@ -16,8 +17,8 @@ import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 COPY = ROOT / "build" / "mutants"
-FOLDERS = ["protocols", "engine"]
-PROGRAMS = ["protocols_test", "engine_test", "sweep_test", "ui_test"]
+FOLDERS = ["base", "protocols", "media", "engine"]
+PROGRAMS = ["base_test", "protocols_test", "media_test", "engine_test", "sweep_test", "ui_test"]
 
 # What is looked for, and what stands in its place.
 SWAPS = [

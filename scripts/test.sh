@@ -1,8 +1,13 @@
 #!/usr/bin/env bash
-# Every check of the tree, from a clean clone on a bare Debian 12 or 13: installs what is missing,
-# checks formatting and layers, builds with AddressSanitizer and UBSan and optimised, and runs all
-# tests of both; then builds the Windows component and runs its tests under Wine. The exit code is
-# non-zero when anything failed.
+# scripts/test.sh [--all | --native]: the checks of the tree, from a clean clone on a bare Debian 12 or
+# 13; installs what is missing. Quick ones first: formatting, layers; then the tests with
+# AddressSanitizer and UBSan and optimised, a few seconds of each fuzz target, the linter on what
+# changed, and the Windows component and its tests under Wine.
+#
+#   --all     the slow lanes too: the linter on every file, and the native tests on the other Debian
+#   --native  the optimised build and its tests, nothing else: what one lane runs on another release
+#
+# The exit code is non-zero when anything failed.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
@@ -54,16 +59,48 @@ check_imports() {  # PRESET TOOLS
     '^(ADVAPI32|COMCTL32|GDI32|KERNEL32|MSVCRT|OLE32|OLEAUT32|SHELL32|SHLWAPI|USER32|VERSION)\.DLL$' <<<"$imports"
 }
 
-install_missing "${build_packages[@]}" "${check_packages[@]}" "${windows_packages[@]}"
-check_format
-check_layers
-build_and_test dev
-fuzz_briefly
-build_and_test release
-try_benchmarks
-step "Build: windows-x86"
-cmake --preset windows-x86
-cmake --build --preset windows-x86 --target mvSMS mvsms
-check_imports windows-x86 i686-w64-mingw32
-build_and_test windows-x64
-check_imports windows-x64 x86_64-w64-mingw32
+# The release of Debian that this machine does not run, from a clean clone of the last commit.
+try_other_release() {
+  local other=trixie
+  [ "$(. /etc/os-release && echo "$VERSION_CODENAME")" != trixie ] || other=bookworm
+  step "The other release: $other"
+  scripts/on-debian.sh $other scripts/test.sh --native
+}
+
+lint() {  # [--changed]
+  step "Linter ${1:-on every file}"
+  scripts/tidy.sh "$@"
+}
+
+native_lane() {
+  install_missing "${build_packages[@]}" "${check_packages[@]}"
+  build_and_test release
+}
+
+usual_lanes() {
+  install_missing "${build_packages[@]}" "${check_packages[@]}" "${windows_packages[@]}"
+  check_format
+  check_layers
+  build_and_test dev
+  fuzz_briefly
+  build_and_test release
+  try_benchmarks
+  step "Build: windows-x86"
+  cmake --preset windows-x86
+  cmake --build --preset windows-x86
+  check_imports windows-x86 i686-w64-mingw32
+  build_and_test windows-x64
+  check_imports windows-x64 x86_64-w64-mingw32
+}
+
+slow_lanes() {
+  lint
+  try_other_release
+}
+
+case "${1:-}" in
+  "") usual_lanes; lint --changed ;;
+  --all) usual_lanes; slow_lanes ;;
+  --native) native_lane ;;
+  *) sed -n '2,/^set/s/^# \{0,1\}//p' "$0" >&2; exit 2 ;;
+esac
