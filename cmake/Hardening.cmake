@@ -9,9 +9,13 @@ endif()
 include(CheckCXXCompilerFlag)
 include(CheckLinkerFlag)
 
-# Overwritten return addresses, stacks that run into the heap, jumps to where no function begins;
-# code at addresses that nobody can foretell.
-foreach(flag -fstack-protector-strong -fstack-clash-protection -fcf-protection -fPIE)
+# Code at addresses that nobody can foretell: CMake knows which of programs and libraries needs what.
+include(CheckPIESupported)
+check_pie_supported(LANGUAGES CXX)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+
+# Overwritten return addresses, stacks that run into the heap, jumps to where no function begins.
+foreach(flag -fstack-protector-strong -fstack-clash-protection -fcf-protection)
   string(MAKE_C_IDENTIFIER "MVSMS_KNOWS${flag}" known)
   check_cxx_compiler_flag(${flag} ${known})
   if(${known})
@@ -22,11 +26,8 @@ endforeach()
 add_compile_options(-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 -D_GLIBCXX_ASSERTIONS)
 
 # The tables of the linker are filled at the start and written never again.
-foreach(flag -pie -Wl,-z,relro,-z,now)
-  string(MAKE_C_IDENTIFIER "MVSMS_LINKS${flag}" known)
-  check_linker_flag(CXX ${flag} ${known})
-  if(${known})
-    add_link_options(${flag})
-  endif()
-endforeach()
+check_linker_flag(CXX -Wl,-z,relro,-z,now MVSMS_LINKS_READ_ONLY)
+if(MVSMS_LINKS_READ_ONLY)
+  add_link_options(-Wl,-z,relro,-z,now)
+endif()
 set(MVSMS_HARDENED ON)

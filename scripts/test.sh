@@ -18,7 +18,7 @@ step() { printf '\n== %s\n' "$*"; }
 
 check_format() {
   step "Formatting"
-  git ls-files -z '*.cpp' '*.h' | xargs -0 "clang-format-$llvm" --dry-run --Werror
+  git ls-files -z '*.cpp' '*.h' '*.hpp' '*.c' | xargs -0 "clang-format-$llvm" --dry-run --Werror
 }
 
 check_layers() {
