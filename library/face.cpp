@@ -13,6 +13,7 @@
 #include "backends/posix/posix_platform.h"
 #include "backends/posix/system/home.h"
 #include "base/ansi.h"
+#include "dispatch/outcome.h"
 #include "engine/sender.h"
 #include "include/mvsms/mvsms.h"
 #include "media/apartment.h"
@@ -37,6 +38,8 @@ struct mvsms_sender {
   std::string recipient;
   std::string service;
   std::string error;
+  std::string reason;
+  std::string advice;
 
   std::atomic<bool> abort_asked = false;
   std::atomic<bool> sending = false;
@@ -80,11 +83,14 @@ class Send {
     std::string message = AnsiFromUtf8(request.message);
     std::string service = AnsiFromUtf8(request.service);
     platform_->timers().SetTimer(kWatchMs, [this](TimerId) { HeedAbort(); });
-    const bool accepted = sender_.SendMessage(recipient, originator, message, service);
+    sender_.SendMessage(recipient, originator, message, service);
     handle_.recipient = Utf8FromAnsi(recipient);
     handle_.service = Utf8FromAnsi(service);
-    if (accepted) return MVSMS_ACCEPTED;
-    return sender_.RetrySuggested ? MVSMS_RETRY : MVSMS_FAILED;
+    const dispatch::Judgement judgement = dispatch::Judge(sender_.Report());
+    const bool accepted = judgement.outcome == dispatch::Outcome::kAccepted;
+    handle_.reason = accepted ? "" : Utf8FromAnsi(judgement.reason);
+    handle_.advice = accepted ? "" : Utf8FromAnsi(judgement.advice);
+    return static_cast<mvsms_result>(judgement.exit_code);
   }
 
  private:
@@ -97,7 +103,8 @@ class Send {
   // own.
   void TakeStatus(const std::string& status) {
     if (status.size() <= taken_) return;
-    std::string line = Utf8FromAnsi(status.substr(taken_ + 2));
+    std::string line =
+        Utf8FromAnsi(dispatch::WithoutPassword(sender_.Report(), status.substr(taken_ + 2)));
     line.erase(line.find_last_not_of("\r\n") + 1);
     taken_ = status.size();
     if (handle_.on_status != nullptr) handle_.on_status(handle_.status_context, line.c_str());
@@ -158,8 +165,8 @@ mvsms_result SendChecked(mvsms_sender& handle, const Request& request) {
                   "the originator must not contain \"/\", which divides the fields of a message");
   }
   if (handle.abort_asked) {
-    handle.error = "the sender was aborted";
-    return MVSMS_FAILED;
+    handle.error = handle.reason = "the sender was aborted";
+    return MVSMS_RETRY;
   }
   return Send(handle).Run(request);
 }
@@ -201,11 +208,14 @@ mvsms_result mvsms_send(mvsms_sender* sender, const char* recipient, const char*
     sender->recipient.clear();
     sender->service.clear();
     sender->error.clear();
+    sender->reason.clear();
+    sender->advice.clear();
     return mvsms::SendChecked(*sender, {mvsms::Text(recipient), mvsms::Text(originator),
                                         mvsms::Text(message), mvsms::Text(service)});
   } catch (const std::exception& error) {
-    sender->error = mvsms::Utf8FromAnsi(error.what());
-    return MVSMS_FAILED;
+    // The dialling itself throws nothing: the folder of the settings cannot be used.
+    sender->error = sender->reason = mvsms::Utf8FromAnsi(error.what());
+    return MVSMS_SETTINGS;
   }
 }
 
@@ -213,4 +223,6 @@ void mvsms_abort(mvsms_sender* sender) { sender->abort_asked = true; }
 
 const char* mvsms_recipient(const mvsms_sender* sender) { return sender->recipient.c_str(); }
 const char* mvsms_service(const mvsms_sender* sender) { return sender->service.c_str(); }
+const char* mvsms_reason(const mvsms_sender* sender) { return sender->reason.c_str(); }
+const char* mvsms_advice(const mvsms_sender* sender) { return sender->advice.c_str(); }
 const char* mvsms_error(const mvsms_sender* sender) { return sender->error.c_str(); }

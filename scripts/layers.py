@@ -40,7 +40,7 @@ ROOMS = {
                  "backends/posix/system centre centre/posix",
     "cli/win32": "base platform media engine dispatch cli backends/win32",
     "include": "",
-    "library": "base platform media engine backends/posix backends/posix/system include",
+    "library": "base platform media engine dispatch backends/posix backends/posix/system include",
     "examples": "",
 }
 CORE = ["base", "platform", "resources", "forms", "media", "protocols", "engine", "dispatch",
@@ -68,6 +68,8 @@ def fault(room, bracket, header):
     if bracket == "<":
         if header.lower() == "windows.h":
             return None if room in WINDOWS else "only the rooms of Windows include it"
+        if room_of(pathlib.PurePosixPath(header)):
+            return "a header of the tree stands in quotes"
         if room in CORE and ("/" in header or header.endswith(".h")):
             return f"{room} is of the core, which knows the standard library alone"
         return None

@@ -1,6 +1,6 @@
 /* Sends one message from C, prints its progress, and says what became of it.
  *   send_c NUMBER TEXT
- * Exit code: 0 accepted, 1 failed, 2 wrong usage, 75 failed but a retry makes sense. */
+ * Exit code: as of `mvsms send`, 0 when the message was accepted. */
 #include <mvsms/mvsms.h>
 #include <stdio.h>
 
@@ -22,8 +22,8 @@ int main(int count, char** words) {
     fprintf(stderr, "usage: %s NUMBER TEXT\n", words[0]);
     return MVSMS_MISUSE;
   }
-  sender = mvsms_new("", ""); /* the settings of the command, the profile "Standard" */
-  if (sender == NULL) return MVSMS_FAILED;
+  sender = mvsms_new("", "");             /* the settings of the command, the profile "Standard" */
+  if (sender == NULL) return MVSMS_RETRY; /* no memory */
   mvsms_on_status(sender, print_line, NULL);
   mvsms_on_error(sender, print_error, NULL);
   result = mvsms_send(sender, words[1], "", words[2], "");

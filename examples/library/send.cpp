@@ -1,6 +1,6 @@
 // Sends one message from C++, prints its progress, and gives it up at Ctrl-C.
 //   send_cpp NUMBER TEXT
-// Exit code: 0 accepted, 1 failed, 2 wrong usage, 75 failed but a retry makes sense.
+// Exit code: as of `mvsms send`, 0 when the message was accepted.
 #include <csignal>
 #include <iostream>
 #include <mvsms/sender.hpp>

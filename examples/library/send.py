@@ -3,7 +3,7 @@
 
     send.py NUMBER TEXT
 
-Exit code: 0 accepted, 1 failed, 2 wrong usage, 75 failed but a retry makes sense.
+Exit code: as of `mvsms send`, 0 when the message was accepted.
 """
 import ctypes
 import sys

@@ -26,10 +26,13 @@ extern "C" {
 
 /* How a send ended. The numbers are the exit codes of `mvsms send`. */
 typedef enum mvsms_result {
-  MVSMS_ACCEPTED = 0, /* the message centre has accepted every piece */
-  MVSMS_FAILED = 1,   /* it has not, or no centre was reached (a busy line, too) */
-  MVSMS_MISUSE = 2,   /* nothing was tried: mvsms_error says what was wrong with the call */
-  MVSMS_RETRY = 75    /* the centre was reached but did not accept, and a retry makes sense */
+  MVSMS_ACCEPTED = 0,  /* the message centre has accepted every piece */
+  MVSMS_REFUSED = 1,   /* it has refused the message for good */
+  MVSMS_MISUSE = 2,    /* nothing was tried: mvsms_error says what was wrong with the call */
+  MVSMS_UNUSABLE = 65, /* this text or recipient can never be sent */
+  MVSMS_RETRY = 75,    /* not sent, or refused for now: another attempt may succeed */
+  MVSMS_UNKNOWN = 76,  /* it went out, and no answer tells: another attempt may deliver it twice */
+  MVSMS_SETTINGS = 78  /* the settings are missing or cannot be used */
 } mvsms_result;
 
 typedef struct mvsms_sender mvsms_sender;
@@ -37,7 +40,8 @@ typedef struct mvsms_sender mvsms_sender;
 /* Handlers run on the thread of mvsms_send, before it returns. `context` is what the handler was
  * set with. A handler may call mvsms_abort, and nothing else of the same sender. */
 
-/* `line` is one line of progress, without a line end, valid during the call. */
+/* `line` is one line of progress, without a line end, valid during the call. It may hold whatever
+ * the centre said, control characters included; the password of the service is hidden. */
 typedef void (*mvsms_status_handler)(void* context, const char* line);
 /* Something failed. `description` and `source` (object, full stop, procedure) are valid during the
  * call. The integrator guide lists the numbers. */
@@ -70,7 +74,7 @@ MVSMS_API mvsms_result mvsms_send(mvsms_sender* sender, const char* recipient,
 
 /* Stops a running send at its next check, and every later one of this sender: make a new sender for
  * the next message. From a handler, any other thread, or a signal handler. A dialling modem hangs
- * up first; the send then returns as failed. */
+ * up first; the send then returns as what became of the message until then. */
 MVSMS_API void mvsms_abort(mvsms_sender* sender);
 
 /* How the latest send ended, each text valid until the next one or mvsms_free. */
@@ -79,6 +83,10 @@ MVSMS_API void mvsms_abort(mvsms_sender* sender);
 MVSMS_API const char* mvsms_recipient(const mvsms_sender* sender);
 /* The service that was asked for, or that the routes gave; "" for the profile's own. */
 MVSMS_API const char* mvsms_service(const mvsms_sender* sender);
+/* Why it ended as it did, and what to do about it, each in a sentence without a full stop, never
+ * with a password; "" after a message that was accepted, and after misuse. */
+MVSMS_API const char* mvsms_reason(const mvsms_sender* sender);
+MVSMS_API const char* mvsms_advice(const mvsms_sender* sender);
 /* The latest error's description, or what was wrong with a call that was misuse; "" when there was
  * none. A refusal of the centre is no error: it stands in the status lines. */
 MVSMS_API const char* mvsms_error(const mvsms_sender* sender);

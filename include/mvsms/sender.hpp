@@ -17,9 +17,12 @@ inline namespace v1 {
 
 enum class Result {
   kAccepted = MVSMS_ACCEPTED,
-  kFailed = MVSMS_FAILED,
+  kRefused = MVSMS_REFUSED,
   kMisuse = MVSMS_MISUSE,
-  kRetry = MVSMS_RETRY
+  kUnusable = MVSMS_UNUSABLE,
+  kRetry = MVSMS_RETRY,
+  kUnknown = MVSMS_UNKNOWN,
+  kSettings = MVSMS_SETTINGS
 };
 
 class Sender {
@@ -58,6 +61,8 @@ class Sender {
   /// How the latest send ended, see mvsms.h.
   std::string Recipient() const { return mvsms_recipient(sender_.get()); }
   std::string Service() const { return mvsms_service(sender_.get()); }
+  std::string Reason() const { return mvsms_reason(sender_.get()); }
+  std::string Advice() const { return mvsms_advice(sender_.get()); }
   std::string Error() const { return mvsms_error(sender_.get()); }
 
  private:

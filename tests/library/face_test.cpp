@@ -54,10 +54,12 @@ class Face : public ::testing::Test {
 };
 
 TEST_F(Face, AProfileWithoutSettingsIsAnErrorThatIsReportedOnce) {
-  EXPECT_EQ(Send("text"), MVSMS_FAILED);
+  EXPECT_EQ(Send("text"), MVSMS_SETTINGS);
   EXPECT_THAT(errors_, ElementsAre("5: Unable to load settings. SMS must be configured first! "
                                    "(Sender.SendMessage)"));
   EXPECT_EQ(Error(), "Unable to load settings. SMS must be configured first!");
+  EXPECT_STRNE(mvsms_reason(sender()), "");
+  EXPECT_STRNE(mvsms_advice(sender()), "");
 }
 
 TEST_F(Face, EachLineComesOnceAndWithoutItsLineEnd) {
@@ -86,29 +88,30 @@ TEST_F(Face, AnOriginatorThatWouldDivideTheMessageIsRefused) {
 
 TEST_F(Face, ASendFromWithinIsMisuse) {
   nested_ = true;
-  EXPECT_EQ(Send("text"), MVSMS_FAILED);
+  EXPECT_EQ(Send("text"), MVSMS_SETTINGS);
   EXPECT_EQ(nested_result_, MVSMS_MISUSE);
   EXPECT_EQ(Error(), "Unable to load settings. SMS must be configured first!");
 }
 
 TEST_F(Face, AnAbortedSenderSendsNoMore) {
   std::thread([this] { mvsms_abort(sender()); }).join();
-  EXPECT_EQ(Send("text"), MVSMS_FAILED);
+  EXPECT_EQ(Send("text"), MVSMS_RETRY);
   EXPECT_EQ(Error(), "the sender was aborted");
+  EXPECT_STREQ(mvsms_reason(sender()), "the sender was aborted");
   EXPECT_TRUE(lines_.empty());
 }
 
 TEST_F(Face, AnyThreadMaySend) {
   mvsms_result result = MVSMS_ACCEPTED;
   std::thread([&] { result = Send("text"); }).join();
-  EXPECT_EQ(result, MVSMS_FAILED);
+  EXPECT_EQ(result, MVSMS_SETTINGS);
   EXPECT_EQ(errors_.size(), 1u);
 }
 
 TEST_F(Face, HandlersMayBeAbsentAndNullIsAnEmptyText) {
   mvsms_on_status(sender(), nullptr, nullptr);
   mvsms_on_error(sender(), nullptr, nullptr);
-  EXPECT_EQ(mvsms_send(sender(), nullptr, nullptr, nullptr, nullptr), MVSMS_FAILED);
+  EXPECT_EQ(mvsms_send(sender(), nullptr, nullptr, nullptr, nullptr), MVSMS_SETTINGS);
   EXPECT_TRUE(lines_.empty());
 }
 

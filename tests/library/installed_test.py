@@ -15,8 +15,9 @@ import unittest
 
 SOURCE = pathlib.Path(__file__).resolve().parent.parent.parent
 EXAMPLES = SOURCE / "examples/library"
-EXPORTS = ["mvsms_abort", "mvsms_error", "mvsms_free", "mvsms_log_to", "mvsms_new", "mvsms_on_error",
-           "mvsms_on_status", "mvsms_recipient", "mvsms_send", "mvsms_service", "mvsms_version"]
+EXPORTS = ["mvsms_abort", "mvsms_advice", "mvsms_error", "mvsms_free", "mvsms_log_to", "mvsms_new",
+           "mvsms_on_error", "mvsms_on_status", "mvsms_reason", "mvsms_recipient", "mvsms_send",
+           "mvsms_service", "mvsms_version"]
 LONGEST = 120  # seconds, for what takes one at most
 
 
@@ -114,10 +115,10 @@ class Installed(unittest.TestCase):
 
     # How a send fails.
 
-    def test_a_refusal_suggests_a_retry(self):
+    def test_a_refusal_is_told_from_what_another_attempt_may_cure(self):
         self.start_centre("refuse=all")
         code, out, err = self.send([self.folder / "examples/send_c"], "0172", "text")
-        self.assertEqual((code, err), (75, ""))
+        self.assertEqual((code, err), (1, ""))
         self.assertIn("Response received: 511 Invalid pager ID", out)
         self.assertEqual(self.received(), [("0172", "text", False)])
 
@@ -126,7 +127,7 @@ class Installed(unittest.TestCase):
         self.centre.kill()
         self.centre.wait()
         code, _, err = self.send([self.folder / "examples/send_cpp"], "0172", "text")
-        self.assertEqual(code, 1)
+        self.assertEqual(code, 75)
         self.assertIn("error 4462: Unable to connect, reason: ", err)
 
     def test_an_abort_from_a_signal_ends_the_send(self):
@@ -141,7 +142,7 @@ class Installed(unittest.TestCase):
                 break
         sending.send_signal(signal.SIGINT)
         out, _ = sending.communicate(timeout=LONGEST)
-        self.assertEqual(sending.returncode, 1)
+        self.assertEqual(sending.returncode, 75)
         self.assertIn("Sending was aborted!\n", out)
 
     # What the copy consists of.
