@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "base/ansi.h"
+#include "base/texts.h"
 #include "cli/system.h"
 #include "media/dwdcb.h"
 
@@ -26,10 +27,6 @@ struct Subject {
                      Printable(value) + "\"");
   }
 };
-
-bool AllDigits(const std::string& text) {
-  return text.find_first_not_of("0123456789") == std::string::npos;
-}
 
 bool IsChoice(const Subject& subject) {
   const auto& choices = subject.info.choices;

@@ -12,6 +12,7 @@
 #include <string>
 #include <utility>
 
+#include "base/numbers.h"
 #include "base/texts.h"
 #include "dispatch/notation.h"
 #include "dispatch/reader.h"
@@ -225,7 +226,6 @@ constexpr ErrorInfo kErrors[] = {
     {"51", "not allowed at low network status"},
     {"52", "not allowed at high network status"},
 };
-constexpr std::string_view kWorthARetry[] = {"01", "04", "10", "30", "33", "34", "35"};
 
 template <class Range, class Value>
 bool Contains(const Range& range, const Value& value) {
@@ -250,7 +250,8 @@ std::string ErrorWords(std::string_view code) {
   const auto* found = std::find_if(std::begin(kErrors), std::end(kErrors),
                                    [=](const ErrorInfo& error) { return error.code == code; });
   std::string words(found == std::end(kErrors) ? "a code of this centre's own" : found->words);
-  if (Contains(kWorthARetry, code)) words += "; a later attempt may work";
+  const bool is_number = !code.empty() && code.size() <= 2 && AllDigits(code);
+  if (is_number && basUCP::IsWorthRetry(ToLong(code))) words += "; a later attempt may work";
   return words;
 }
 

@@ -10,9 +10,9 @@ install_missing "${build_packages[@]}" "${check_packages[@]}" gcovr
 build=build/coverage
 cmake -G Ninja -S . -B $build -DCMAKE_CXX_COMPILER_LAUNCHER=ccache \
   -DCMAKE_CXX_FLAGS="-O0 --coverage -fprofile-abs-path" >/dev/null
-tests=(base_test forms_test media_test protocols_test engine_test diagnostics_test ui_test sweep_test)
+tests=(base_test forms_test dispatch_test media_test protocols_test engine_test diagnostics_test ui_test sweep_test)
 cmake --build $build --target "${tests[@]}" >/dev/null
 find $build -name '*.gcda' -delete
 for program in "${tests[@]}"; do $build/bin/$program --gtest_brief=1 | tail -1; done
 gcovr --root . $build --exclude-throw-branches \
-  --filter base/ --filter forms/ --filter resources/ --filter engine/ --filter protocols/ --filter media/ --filter ui/ --filter diagnostics/
+  --filter dispatch/ --filter base/ --filter forms/ --filter resources/ --filter engine/ --filter protocols/ --filter media/ --filter ui/ --filter diagnostics/

@@ -55,6 +55,11 @@ class Layers(unittest.TestCase):
         self.plant("com/module.cpp", "#include <windows.h>\n")
         self.assert_named("cli/store.cpp:1: #include <Windows.h>: only the rooms of Windows include it")
 
+    def test_brackets_hide_nothing(self):
+        self.plant("centre/posix/server.cpp", "#include <engine/sender.h>\n#include <poll.h>\n")
+        self.assert_named("centre/posix/server.cpp:1: #include <engine/sender.h>: "
+                          "a header of the tree stands in quotes")
+
     def test_a_new_folder_needs_a_room(self):
         self.plant("helpers/text.h", "#include <string>\n")
         self.assert_named("helpers/text.h: lies in no room; scripts/layers.py lists them")

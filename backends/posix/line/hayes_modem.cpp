@@ -6,6 +6,8 @@
 #include <cctype>
 #include <utility>
 
+#include "base/texts.h"
+
 namespace mvsms::posix {
 namespace {
 
@@ -49,7 +51,6 @@ constexpr ResultCode kError = kResults[3].code;
 constexpr std::pair<int, int> kConnectNumbers[] = {{5, 5}, {10, 23}, {59, 64}, {84, 84}, {91, 91}};
 
 bool IsAlnum(char code) { return std::isalnum(static_cast<unsigned char>(code)) != 0; }
-bool IsDigit(char code) { return code >= '0' && code <= '9'; }
 
 std::string_view WithoutNoise(std::string_view line) {
   while (!line.empty() && !IsAlnum(line.front()) && line.front() != '+') line.remove_prefix(1);

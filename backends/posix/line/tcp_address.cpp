@@ -4,14 +4,10 @@
 #include <algorithm>
 #include <charconv>
 
+#include "base/texts.h"
+
 namespace mvsms::posix {
 namespace {
-
-std::string_view Trim(std::string_view text) {
-  while (!text.empty() && text.front() == ' ') text.remove_prefix(1);
-  while (!text.empty() && text.back() == ' ') text.remove_suffix(1);
-  return text;
-}
 
 bool IsPort(std::string_view text) {
   unsigned port = 0;
@@ -28,7 +24,7 @@ bool IsHost(std::string_view text) {
 }  // namespace
 
 std::optional<TcpAddress> ParseTcpAddress(std::string_view text) {
-  text = Trim(text);
+  text = WithoutOuterBlanks(text);
   const std::size_t colon = text.rfind(':');
   if (colon == std::string_view::npos) return std::nullopt;
   std::string_view host = text.substr(0, colon);
