@@ -117,6 +117,7 @@ class MemoryTapi : public ITTAPI {
   std::vector<std::shared_ptr<ITAddress>> GetAddresses() override {
     Begin(session_, machine_, "ITTAPI.GetAddresses");
     std::vector<std::shared_ptr<ITAddress>> addresses;
+    addresses.reserve(machine_.platform.lines.size());
     for (std::size_t index = 0; index < machine_.platform.lines.size(); ++index) {
       addresses.push_back(std::make_shared<MemoryAddress>(session_, index));
     }

@@ -31,7 +31,7 @@ std::vector<std::string> Console::Arguments() const {
   wchar_t** const texts = ::CommandLineToArgvW(::GetCommandLineW(), &count);
   std::vector<std::string> arguments;
   for (int i = 1; texts && i < count; ++i) arguments.push_back(Utf8(texts[i]));
-  ::LocalFree(texts);
+  ::LocalFree(static_cast<void*>(texts));
   return arguments;
 }
 
