@@ -1,5 +1,5 @@
-// Holds a value to the rule that its setting has in engine/settings.h. The dialogs store whatever is
-// typed; a command line has nobody who sees the value standing there, so a wrong one is refused
+// Holds a value to the rule that its setting has in engine/settings.h. The dialogs store whatever
+// is typed; a command line has nobody who sees the value standing there, so a wrong one is refused
 // before it is stored.
 #pragma once
 
