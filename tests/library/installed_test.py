@@ -38,9 +38,9 @@ class Installed(unittest.TestCase):
         cls.folder = pathlib.Path(folder.name)
         cls.prefix = cls.folder / "prefix"
         run("cmake", "--install", BUILD, "--prefix", cls.prefix)
-        cls.library = next(cls.prefix.rglob("libmvsms.so.1")).parent
-        cls.environment = dict(os.environ, LD_LIBRARY_PATH=str(cls.library),
-                               PKG_CONFIG_PATH=str(cls.library / "pkgconfig"))
+        cls.libraries = next(cls.prefix.rglob("libmvsms.so.1")).parent
+        cls.environment = dict(os.environ, LD_LIBRARY_PATH=str(cls.libraries),
+                               PKG_CONFIG_PATH=str(cls.libraries / "pkgconfig"))
         run("cmake", "-S", EXAMPLES, "-B", cls.folder / "examples",
             f"-DCMAKE_PREFIX_PATH={cls.prefix}")
         run("cmake", "--build", cls.folder / "examples")
@@ -108,7 +108,7 @@ class Installed(unittest.TestCase):
         flags = run("pkg-config", "--cflags", "mvsms", env=self.environment).split()
         beneath = run("pkg-config", "--libs", "--static", "mvsms", env=self.environment).split()
         beneath = [word for word in beneath if word != "-lmvsms"]
-        run("cc", EXAMPLES / "send.c", *flags, self.library / "libmvsms.a", *beneath,
+        run("cc", EXAMPLES / "send.c", *flags, self.libraries / "libmvsms.a", *beneath,
             "-o", self.folder / "static")
         self.assertNotIn("libmvsms", run("ldd", self.folder / "static", env=self.environment))
         self.assert_sends([self.folder / "static"])
@@ -149,22 +149,22 @@ class Installed(unittest.TestCase):
 
     def test_the_shared_library_shows_the_functions_of_its_header_and_nothing_else(self):
         names = run("nm", "--dynamic", "--defined-only", "--format=posix",
-                    self.library / "libmvsms.so")
+                    self.libraries / "libmvsms.so")
         shown = [line.split()[0].split("@")[0] for line in names.splitlines()
                  if line.split()[1] != "A"]
         self.assertEqual(shown, EXPORTS)
 
     def test_the_shared_library_has_its_version_in_its_name(self):
         self.assertIn("Library soname: [libmvsms.so.1]",
-                      run("readelf", "--dynamic", self.library / "libmvsms.so"))
+                      run("readelf", "--dynamic", self.libraries / "libmvsms.so"))
 
     def test_the_versions_agree(self):
         version = run("pkg-config", "--modversion", "mvsms", env=self.environment).strip()
-        self.assertTrue((self.library / f"libmvsms.so.{version}").exists())
+        self.assertTrue((self.libraries / f"libmvsms.so.{version}").exists())
 
     def test_nothing_else_is_installed(self):
         files = {str(p.relative_to(self.prefix)) for p in self.prefix.rglob("*") if not p.is_dir()}
-        lib = self.library.relative_to(self.prefix)
+        lib = self.libraries.relative_to(self.prefix)
         package = lib / "cmake/mvsms"
         files = {f for f in files if not f.startswith(f"{package}/")}
         version = run("pkg-config", "--modversion", "mvsms", env=self.environment).strip()
