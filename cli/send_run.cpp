@@ -1,0 +1,228 @@
+#include "cli/send_run.h"
+
+#include <array>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <optional>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "base/ansi.h"
+#include "cli/interrupt.h"
+#include "cli/json.h"
+#include "cli/store.h"
+#include "cli/system.h"
+#include "dispatch/outcome.h"
+#include "engine/sender.h"
+#include "engine/settings.h"
+#include "media/apartment.h"
+
+namespace mvsms::cli {
+namespace {
+
+using dispatch::Outcome;
+
+constexpr std::uint32_t kWatchMs = 100;
+constexpr int kSignalBase = 128;  // a shell's exit code of a program that a signal ended
+constexpr long long kLongestTimeout = 86400;
+
+/// Different from that of every other send, on whatever machine.
+std::string FreshId() {
+  std::random_device random;
+  std::string id;
+  for (int i = 0; i < 4; ++i) {
+    std::array<char, 9> digits{};
+    std::snprintf(digits.data(), digits.size(), "%08x", static_cast<unsigned>(random()));
+    id += digits.data();
+  }
+  return id;
+}
+
+/// Local time as ISO 8601 has it.
+std::string Moment(const CalendarTime& time) {
+  std::array<char, 80> text{};
+  std::snprintf(text.data(), text.size(), "%04d-%02d-%02dT%02d:%02d:%02d", time.year, time.month,
+                time.day, time.hour, time.minute, time.second);
+  return text.data();
+}
+
+// One send with everything it reported.
+class SendRun {
+ public:
+  SendRun(Context& context, const SendOptions& options)
+      : context_(context),
+        options_(options),
+        timeout_(ReadTimeout(options)),
+        apartment_(context.platform()),
+        sender_(apartment_),
+        recipient_(AnsiFromUtf8(options.to)),
+        service_(AnsiFromUtf8(options.service)) {
+    sender_.HostAppName = AnsiFromUtf8(context.profile);
+    sender_.LogFilePath = AnsiFromUtf8(options.log);
+    sender_.OnStatusChange = [this](std::string& status) { TakeStatus(status); };
+  }
+
+  /// The exit code. The message is on its way or not by then, so an output that cannot be written
+  /// does not change it.
+  int Run() {
+    Send();
+    const dispatch::Judgement judgement = Judged();
+    try {
+      if (context_.json) PrintResult(judgement);
+      context_.out.flush();
+    } catch (const std::exception& error) {
+      context_.Warn(error.what());
+    }
+    if (judgement.exit_code != kExitAccepted)
+      Explain(judgement);
+    else if (!accepted_)
+      MendTheLastLine();
+    return judgement.exit_code;
+  }
+
+ private:
+  static std::optional<std::chrono::seconds> ReadTimeout(const SendOptions& options) {
+    if (options.timeout.empty()) return std::nullopt;
+    return std::chrono::seconds(ParseNumber("--timeout", options.timeout, 1, kLongestTimeout));
+  }
+
+  void Send() {
+    const InterruptWatch watch;
+    Timers& timers = context_.platform().timers();
+    const auto start = context_.platform().clock().Now();
+    const TimerId timer = timers.SetTimer(kWatchMs, [&](TimerId) {
+      const bool late = timeout_ && context_.platform().clock().Now() - start >= *timeout_;
+      if ((late || watch.Signal() != 0) && !aborted_) Abort();
+    });
+    std::string message = AnsiFromUtf8(options_.text);
+    std::string from = AnsiFromUtf8(options_.from);
+    accepted_ = sender_.SendMessage(recipient_, from, message, service_);
+    timers.KillTimer(timer);
+    signal_ = watch.Signal();
+  }
+
+  void Abort() {
+    aborted_ = true;
+    sender_.AbortAction();
+  }
+
+  /// As the report has it; but a signal that came while nothing was accepted, nor may have been,
+  /// ends this program as it would have ended any other, and the settings give better advice.
+  dispatch::Judgement Judged() {
+    dispatch::Judgement judgement = dispatch::Judge(sender_.Report());
+    const bool nothing_sent = judgement.outcome != Outcome::kAccepted &&
+                              judgement.outcome != Outcome::kUnknown &&
+                              judgement.pieces_accepted == 0;
+    if (signal_ != 0 && nothing_sent) judgement.exit_code = kSignalBase + signal_;
+    judgement.reason = Utf8FromAnsi(judgement.reason);
+    const std::string hint = Hint();
+    judgement.advice = hint.empty() ? Utf8FromAnsi(judgement.advice) : hint;
+    return judgement;
+  }
+
+  // The event brings all lines; the new one follows what was there before and a line end.
+  void TakeStatus(const std::string& status) {
+    if (status.size() <= taken_) return;
+    const std::string line =
+        Utf8FromAnsi(dispatch::WithoutPassword(sender_.Report(), status.substr(taken_ + 2)));
+    taken_ = status.size();
+    lines_.push_back(line);
+    if (context_.json || options_.quiet) return;
+    // Only the line that begins a send ends in a line end of its own.
+    context_.out << Printable(line.substr(0, line.find_last_not_of("\r\n") + 1)) << std::endl;
+  }
+
+  void PrintResult(const dispatch::Judgement& judgement) {
+    const SendReport& report = sender_.Report();
+    Json errors = Json::array();
+    for (const SendError& error : report.errors) {
+      errors.push_back({{"number", error.number},
+                        {"description", Shown(error.description)},
+                        {"module", error.source}});
+    }
+    context_.PrintJson(
+        {{"id", FreshId()},
+         {"outcome", dispatch::NameOf(judgement.outcome)},
+         {"reason", judgement.reason},
+         {"advice", judgement.advice},
+         {"exit_code", judgement.exit_code},
+         {"result", accepted_},
+         {"retry_suggested", sender_.RetrySuggested},
+         {"aborted", aborted_},
+         {"recipient", Utf8FromAnsi(recipient_)},
+         {"pieces", {{"all", report.pieces_in_all}, {"accepted", judgement.pieces_accepted}}},
+         {"service", Utf8FromAnsi(service_)},
+         {"modem", Utf8FromAnsi(report.modem)},
+         {"dialled", Utf8FromAnsi(report.dialled)},
+         {"started", Moment(report.started)},
+         {"ended", Moment(report.ended)},
+         {"answer", Printable(Utf8FromAnsi(dispatch::DecidingAnswer(report)))},
+         {"errors", errors},
+         {"status", lines_}});
+  }
+
+  std::string Shown(const std::string& ansi) const {
+    return Utf8FromAnsi(dispatch::WithoutPassword(sender_.Report(), ansi));
+  }
+
+  /// The lines of the component call a message failed whose acknowledgement only looks odd.
+  void MendTheLastLine() {
+    if (!options_.quiet && !context_.json) {
+      context_.Warn("the message was accepted all the same: the answer is a sound acknowledgement");
+    }
+  }
+
+  void Explain(const dispatch::Judgement& judgement) {
+    context_.Warn(Printable(judgement.reason + "; " + judgement.advice));
+  }
+
+  // What a look at the settings and the devices adds to the advice; "" when nothing does. The send
+  // is over: settings that cannot be read now cost this hint and nothing else.
+  std::string Hint() try {
+    ProfileStore store(context_);
+    const SendStep step = sender_.Report().step;
+    if (step == SendStep::kRecipient) return HintOnRecipient(store);
+    if (step == SendStep::kService) return HintOnService(store);
+    return step == SendStep::kModem ? HintOnModem() : "";
+  } catch (const std::exception&) {
+    return "";
+  }
+
+  std::string HintOnRecipient(ProfileStore& store) const {
+    return options_.to.starts_with('+') && store.Get(setting::kReplacePlus) != "1" ? kPlusHint : "";
+  }
+
+  std::string HintOnService(ProfileStore& store) const {
+    if (service_.empty() || store.Exists(store.Service(service_))) return "";
+    return "there is no service \"" + Utf8FromAnsi(service_) + "\"; see 'mvsms service list'";
+  }
+
+  std::string HintOnModem() const {
+    const std::string& modem = sender_.Report().modem;
+    if (ModemExists(context_, modem)) return ModemInUse(context_, modem);
+    return "there is no modem \"" + Utf8FromAnsi(modem) + "\"; see 'mvsms modem list'";
+  }
+
+  Context& context_;
+  const SendOptions& options_;
+  const std::optional<std::chrono::seconds> timeout_;
+  Apartment apartment_;
+  Sender sender_;
+  std::string recipient_;
+  std::string service_;
+  bool accepted_ = false;
+  bool aborted_ = false;
+  int signal_ = 0;         // that came during the send
+  std::size_t taken_ = 0;  // characters of Status seen so far
+  std::vector<std::string> lines_;
+};
+
+}  // namespace
+
+int SendOnce(Context& context, const SendOptions& options) {
+  return SendRun(context, options).Run();
+}
+
+}  // namespace mvsms::cli

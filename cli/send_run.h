@@ -1,0 +1,29 @@
+// One attempt of `mvsms send`: the progress as it comes, and in the end what became of the message:
+// an exit code, one sentence, or a JSON object.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "cli/context.h"
+
+namespace mvsms::cli {
+
+/// What a command line asks for; UTF-8.
+struct SendOptions {
+  std::string to;
+  std::string from;
+  std::string service;
+  std::string log;
+  std::string text;
+  std::string timeout;  // seconds; empty: none
+  bool quiet = false;
+  bool dry_run = false;
+  std::optional<bool> fit;  // as asked for; nothing: as the settings have it
+};
+
+/// Sends `options.text`, prints its progress and its end, and returns the exit code. Throws
+/// UsageError when the options contradict themselves, before anything is sent.
+int SendOnce(Context& context, const SendOptions& options);
+
+}  // namespace mvsms::cli
