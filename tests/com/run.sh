@@ -51,5 +51,28 @@ for port in 21 22 23 24 25 26 31 32; do
 done
 
 cd "$bin"
-export OANOCACHE=1
-MVSMS_RECORDS="Z:${records//\//\\}" "$wine_run" "$@"
+export OANOCACHE=1 MVSMS_RECORDS="Z:${records//\//\\}"
+
+# attempt PROGRAM [ARGUMENT...]: its exit code; what it printed is kept.
+attempt() {
+  local said=$MVSMS_WINEPREFIX/stderr.log status=0 from
+  from=$(stat --format=%s "$said" 2>/dev/null || echo 0)
+  "$wine_run" "$@" | tee "$records/output"
+  status=${PIPESTATUS[0]}
+  tail --bytes=+$((from + 1)) "$said" | grep --text '^wine: ' | head --lines=20 || true
+  return "$status"
+}
+
+# The summary proves that a test program ran to its end. Now and then Wine ends one silently, without
+# the word that it has for every crash: such a run is told of, and made once more.
+status=0
+attempt "$@" || status=$?
+case $1 in
+  *_test.exe)
+    if ! grep --quiet -e '^\[  PASSED  \]' -e '^\[  FAILED  \]' "$records/output"; then
+      echo "run.sh: $1 ended with code $status and without a summary; once more"
+      status=0
+      attempt "$@" || status=$?
+    fi ;;
+esac
+exit "$status"
