@@ -14,5 +14,5 @@ tests=(base_test forms_test dispatch_test media_test protocols_test engine_test 
 cmake --build $build --target "${tests[@]}" >/dev/null
 find $build -name '*.gcda' -delete
 for program in "${tests[@]}"; do $build/bin/$program --gtest_brief=1 | tail -1; done
-gcovr --root . $build --exclude-throw-branches \
-  --filter dispatch/ --filter base/ --filter forms/ --filter resources/ --filter engine/ --filter protocols/ --filter media/ --filter ui/ --filter diagnostics/
+rooms=(base/ resources/ forms/ media/ protocols/ engine/ dispatch/ diagnostics/ ui/)
+gcovr --root . $build --exclude-throw-branches "${rooms[@]/#/--filter=}"

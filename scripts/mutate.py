@@ -17,8 +17,9 @@ import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 COPY = ROOT / "build" / "mutants"
-FOLDERS = ["base", "protocols", "media", "engine"]
-PROGRAMS = ["base_test", "protocols_test", "media_test", "engine_test", "sweep_test", "ui_test"]
+FOLDERS = ["base", "protocols", "media", "engine", "dispatch"]
+PROGRAMS = ["base_test", "protocols_test", "media_test", "engine_test", "dispatch_test", "sweep_test",
+            "ui_test"]
 
 # What is looked for, and what stands in its place.
 SWAPS = [

@@ -4,7 +4,8 @@
 # AddressSanitizer and UBSan and optimised, a few seconds of each fuzz target, and the Windows
 # component and its tests under Wine.
 #
-#   --all     the slow lane too: the native tests on the other Debian
+#   --all     the slow lanes too: the linter over everything, not only what changed last; the 32-bit
+#             build of all tests for Windows; the native tests on the other Debian
 #   --native  the optimised build and its tests, nothing else: what one lane runs on another release
 #
 # The exit code is non-zero when anything failed.
@@ -25,6 +26,11 @@ check_layers() {
   step "Layers: what each room may include, and settings named once"
   scripts/layers.py
   python3 tests/scripts/layers_test.py
+}
+
+lint() {  # [--changed]
+  step "Linter${1:+: what changed last}"
+  scripts/tidy.sh "$@"
 }
 
 # build_and_test PRESET: builds a preset and runs all its tests, the end-to-end runs included.
@@ -72,6 +78,14 @@ native_lane() {
   build_and_test release
 }
 
+# The 32-bit component, whose tests are built, where asked for, and not run.
+build_x86() {  # [TARGET...]
+  step "Build: windows-x86"
+  cmake --preset windows-x86
+  cmake --build --preset windows-x86 ${1:+--target "$@"}
+  check_imports windows-x86 i686-w64-mingw32
+}
+
 usual_lanes() {
   install_missing "${build_packages[@]}" "${check_packages[@]}" "${windows_packages[@]}"
   check_format
@@ -80,17 +94,13 @@ usual_lanes() {
   fuzz_briefly
   build_and_test release
   try_benchmarks
-  step "Build: windows-x86"
-  cmake --preset windows-x86
-  cmake --build --preset windows-x86 --target mvSMS mvsms
-  check_imports windows-x86 i686-w64-mingw32
   build_and_test windows-x64
   check_imports windows-x64 x86_64-w64-mingw32
 }
 
 case "${1:-}" in
-  "") usual_lanes ;;
-  --all) usual_lanes; try_other_release ;;
+  "") usual_lanes; build_x86 mvSMS mvsms; lint --changed ;;
+  --all) usual_lanes; build_x86; lint; try_other_release ;;
   --native) native_lane ;;
   *) sed -n '2,/^set/s/^# \{0,1\}//p' "$0" >&2; exit 2 ;;
 esac

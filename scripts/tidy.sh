@@ -2,7 +2,7 @@
 # scripts/tidy.sh [--changed | FILE...]: clang-tidy, with the checks in .clang-tidy, over the sources of
 # the product (the tests are left out), those of Windows too: clang reads them for the MinGW target.
 # A file that was found clean is not read again until it, a header that it includes, or the checks
-# change. --changed takes only files that the last ten commits or the working tree changed. The exit
+# change. --changed takes only files that the last commit or the working tree changed. The exit
 # code is non-zero when there is a finding.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -21,7 +21,7 @@ sources() {  # [--changed | FILE...]
   case "${1:-}" in
     "") git ls-files '*.cpp' ;;
     --changed)
-      git diff --name-only --diff-filter=d "$(git rev-list --max-count=11 HEAD | tail -1)" -- '*.cpp' ;;
+      git diff --name-only --diff-filter=d "$(git rev-list --max-count=2 HEAD | tail -1)" -- '*.cpp' ;;
     *) printf '%s\n' "$@" ;;
   esac | grep --extended-regexp "$product" | grep --invert-match '^bench/windows/'
 }
@@ -34,7 +34,7 @@ flags() {  # FILE
       -isystem "$gcc/include/c++/x86_64-w64-mingw32" -isystem /usr/share/mingw-w64/include \
       -isystem build/windows-x64/com -isystem build/windows-x64/cli/headers
   fi
-  echo -std=c++20 -I. -Iinclude -DMVSMS_VERSION='"0"'
+  echo -std=c++20 -I. -Iinclude "-DMVSMS_VERSION=\"$version\""
 }
 
 # check FILE: quiet and remembered when it is clean.
@@ -54,7 +54,8 @@ check() {
   fi
 }
 export -f check flags
-export llvm windows_rooms
+version=$(sed -n 's/^project(mvsms VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
+export llvm version windows_rooms
 
 mkdir -p build/tidy
 sources "$@" | xargs --no-run-if-empty --max-procs="$(nproc)" --max-args=1 bash -c 'check "$1"' tidy

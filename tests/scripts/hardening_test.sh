@@ -1,7 +1,6 @@
 #!/bin/bash
-# hardening_test.sh PROGRAM: whether a program was built as cmake/Hardening.cmake wants it.
+# hardening_test.sh FILE...: whether programs and libraries were built as cmake/Hardening.cmake wants it.
 set -euo pipefail
-program=$1
 failures=0
 
 # expect WHAT PATTERN OPTION...: what readelf prints of the program must match the pattern.
@@ -17,11 +16,13 @@ expect() {
   fi
 }
 
-expect "is not position-independent" 'Type: +DYN' --file-header
-expect "has tables of the linker that stay writable" 'GNU_RELRO' --program-headers
-expect "binds its functions late" 'BIND_NOW|FLAGS.*NOW' --dynamic
-expect "has a stack that can be executed" 'GNU_STACK.* RW +0x' --program-headers
-expect "has no stack protector" '__stack_chk_fail' --dyn-syms
-expect "has no checked buffers" '__[a-z]+_chk@' --dyn-syms
-expect "has no checked indices" '__glibcxx_assert_fail' --dyn-syms
+for program in "$@"; do
+  expect "is not position-independent" 'Type: +DYN' --file-header
+  expect "has tables of the linker that stay writable" 'GNU_RELRO' --program-headers
+  expect "binds its functions late" 'BIND_NOW|FLAGS.*NOW' --dynamic
+  expect "has a stack that can be executed" 'GNU_STACK.* RW +0x' --program-headers
+  expect "has no stack protector" '__stack_chk_fail' --dyn-syms
+  expect "has no checked buffers" '__[a-z]+_chk@' --dyn-syms
+  expect "has no checked indices" '__glibcxx_assert_fail' --dyn-syms
+done
 exit $((failures > 0))
