@@ -118,6 +118,8 @@ std::string AnsiFromUtf8(std::string_view utf8) {
   return ansi;
 }
 
+bool HasAnsiForm(std::string_view utf8) { return Utf8FromAnsi(AnsiFromUtf8(utf8)) == utf8; }
+
 std::string Utf8FromAnsi(std::string_view ansi) {
   std::string utf8;
   utf8.reserve(ansi.size());

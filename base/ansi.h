@@ -13,6 +13,9 @@ namespace mvsms {
 /// characters of the same code, so that all 256 codes survive the round trip.
 std::string AnsiFromUtf8(std::string_view utf8);
 
+/// Whether the text survives that, which malformed UTF-8 does not.
+bool HasAnsiForm(std::string_view utf8);
+
 /// Windows-1252 to UTF-8. Every code has a character, so nothing is lost.
 std::string Utf8FromAnsi(std::string_view ansi);
 

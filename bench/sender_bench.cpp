@@ -78,7 +78,6 @@ void StatusLinesOfALongLife(benchmark::State& state) {
   Desk desk("TAP");
   Sender sender(desk.apartment);
   const std::string grown(static_cast<std::size_t>(state.range(0)), 'x');
-  std::string empty;
   for (auto _ : state) {
     state.PauseTiming();
     sender.Status = grown;

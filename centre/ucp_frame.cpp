@@ -48,16 +48,18 @@ std::string UcpChecksum(std::string_view text) {
 std::vector<std::string> UcpReader::Feed(std::string_view bytes) {
   std::vector<std::string> frames;
   for (const char c : bytes) {
-    if (c == kStartOfText)
+    if (c == kStartOfText) {
       frame_.emplace();
-    else if (!frame_)
+    } else if (!frame_) {
       continue;
-    else if (c == kEndOfText)
-      frames.push_back(*std::exchange(frame_, std::nullopt));
-    else if (frame_->size() == kLongestFrame)
+    } else if (c == kEndOfText) {
+      frames.push_back(std::move(*frame_));
       frame_.reset();
-    else
+    } else if (frame_->size() == kLongestFrame) {
+      frame_.reset();
+    } else {
       *frame_ += c;
+    }
   }
   return frames;
 }

@@ -2,7 +2,6 @@
 #include "cli/context.h"
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 #include <cstdio>
 #include <ostream>
@@ -12,14 +11,10 @@
 #include "base/ansi.h"
 #include "cli/json.h"
 #include "cli/system.h"
+#include "dispatch/notation.h"
 
 namespace mvsms::cli {
 namespace {
-
-constexpr std::array<const char*, 32> kControlNames = {
-    "NUL", "SOH", "STX", "ETX", "EOT", "ENQ", "ACK", "BEL", "BS",   "HT",  "LF",
-    "VT",  "FF",  "CR",  "SO",  "SI",  "DLE", "XON", "DC2", "XOFF", "DC4", "NAK",
-    "SYN", "ETB", "CAN", "EM",  "SUB", "ESC", "FS",  "GS",  "RS",   "US"};
 
 // The control character from 80 to 9F that the text begins with, as UTF-8 writes it; else 0.
 unsigned SecondControlSet(std::string_view utf8) {
@@ -28,10 +23,9 @@ unsigned SecondControlSet(std::string_view utf8) {
 }
 
 std::string Shown(char c) {
-  const auto code = static_cast<unsigned char>(c);
-  if (code == 0x7F) return "<DEL>";
-  if (code >= kControlNames.size()) return std::string(1, c);
-  return std::string("<") + kControlNames[code] + ">";
+  if (c == 0x7F) return "<DEL>";
+  const std::string_view name = dispatch::NameOfControl(c);
+  return name.empty() ? std::string(1, c) : "<" + std::string(name) + ">";
 }
 
 // Characters of a UTF-8 text: its bytes that do not continue another one.
@@ -60,8 +54,6 @@ std::string PaddedLine(const std::vector<std::string>& row,
 }
 
 }  // namespace
-
-bool HasAnsiForm(const std::string& utf8) { return Utf8FromAnsi(AnsiFromUtf8(utf8)) == utf8; }
 
 std::filesystem::path FilePath(const std::string& utf8) {
   return std::u8string(utf8.begin(), utf8.end());

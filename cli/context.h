@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "cli/errors.h"
+#include "engine/settings.h"
 #include "platform/platform.h"
 
 namespace mvsms::cli {
@@ -34,7 +35,7 @@ class Context {
   std::ostream& err;
 
   /// Name of the settings profile, UTF-8.
-  std::string profile = "Standard";
+  std::string profile = kStandardProfile;
   bool json = false;
   int exit_code = kExitAccepted;
 
@@ -50,9 +51,6 @@ class Context {
  private:
   std::shared_ptr<Platform> platform_;
 };
-
-/// Whether the ANSI code page has every character of the text, which is not so for malformed UTF-8.
-bool HasAnsiForm(const std::string& utf8);
 
 /// A path given on the command line, for the operations on files: those take a narrow text for one
 /// in the code page of the system.

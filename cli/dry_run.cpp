@@ -59,8 +59,7 @@ std::string ChooseService(ProfileStore& store, Way& way, const std::string& aske
     return AnsiFromUtf8(asked);
   }
   const std::string route = RouteOf(store, way.number);
-  const std::string routed =
-      route.empty() ? "" : store.Get(store.Route(route), setting::kUseService);
+  std::string routed = route.empty() ? "" : store.Get(store.Route(route), setting::kUseService);
   if (!routed.empty()) {
     way.why = "route " + Utf8FromAnsi(route) + " is the longest that the number begins with";
     return routed;
@@ -109,11 +108,11 @@ std::string LoginOf(const ServiceRecord& service) {
 std::vector<std::string> LossesOf(const std::string& utf8, const ServiceRecord& service) {
   std::vector<std::string> losses;
   for (const Utf8Character& character : Utf8Characters(utf8)) {
-    const std::string seen = AsRead(AnsiFromUtf8(character.bytes), service);
+    const std::string seen = dispatch::AsRead(AnsiFromUtf8(character.bytes), service);
     if (seen == character.bytes) continue;
     const bool steers = character.point < ' ' || character.point == kMalformed ||
                         (character.point >= 0x7F && character.point < 0xA0);
-    const std::string shown(steers ? NotationOf(character.bytes) : character.bytes);
+    const std::string shown(steers ? dispatch::NotationOf(character.bytes) : character.bytes);
     const std::string loss = "\"" + shown + "\" is read as \"" + seen + "\"";
     if (std::find(losses.begin(), losses.end(), loss) == losses.end()) losses.push_back(loss);
   }
@@ -173,8 +172,8 @@ class Report {
  private:
   void Prepare() {
     const ServiceRecord& service = way_.service;
-    const Fitted fitted =
-        run_.fit ? Fit(run_.text, service) : Fitted{Trim(AnsiFromUtf8(run_.text)), {}};
+    const dispatch::Fitted fitted = run_.fit ? dispatch::Fit(run_.text, service)
+                                             : dispatch::Fitted{Trim(AnsiFromUtf8(run_.text)), {}};
     message_ = fitted.text;
     change_ = fitted.change;
     losses_ = LossesOf(run_.fit ? Utf8FromAnsi(message_) : Trim(run_.text), service);
@@ -255,10 +254,10 @@ class Report {
 
   void PrintPieces() {
     Line("text", LengthWords());
-    for (const std::string& piece : pieces_) Line("is read", AsRead(piece, way_.service));
+    for (const std::string& piece : pieces_) Line("is read", dispatch::AsRead(piece, way_.service));
     for (const std::string& loss : losses_) Line("is lost", loss);
     Line("takes", "about " + Seconds(time_.least) + ", at most " + Seconds(time_.most));
-    for (const std::string& frame : Frames()) PrintExplanations(context_, Explain(frame));
+    for (const std::string& frame : Frames()) PrintExplanations(context_, dispatch::Explain(frame));
   }
 
   /// What we say, in its order; empty frames could not be built.
@@ -273,10 +272,11 @@ class Report {
     const ServiceRecord& service = way_.service;
     Json pieces = Json::array(), frames = Json::array();
     for (const std::string& piece : pieces_) {
-      pieces.push_back({{"text", Utf8FromAnsi(piece)}, {"is_read", AsRead(piece, service)}});
+      pieces.push_back(
+          {{"text", Utf8FromAnsi(piece)}, {"is_read", dispatch::AsRead(piece, service)}});
     }
     for (const std::string& frame : Frames()) {
-      for (const Json& part : ExplanationsAsJson(Explain(frame))) frames.push_back(part);
+      for (const Json& part : ExplanationsAsJson(dispatch::Explain(frame))) frames.push_back(part);
     }
     context_.PrintJson({{"dry_run", true},
                         {"can_be_sent", way_.obstacle.empty()},
@@ -338,7 +338,7 @@ int PrintDryRun(Context& context, const DryRun& run) { return Report(context, ru
 
 std::string FitForSend(Context& context, const DryRun& run) {
   const Way way = FindWay(context, run.to, run.service);
-  const Fitted fitted = Fit(run.text, way.service);
+  const dispatch::Fitted fitted = dispatch::Fit(run.text, way.service);
   if (fitted.change.empty()) return run.text;
   context.Warn("the text was fitted: " + fitted.change);
   return Utf8FromAnsi(fitted.text);

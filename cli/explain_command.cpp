@@ -16,8 +16,11 @@
 namespace mvsms::cli {
 namespace {
 
+using dispatch::ExplainedField;
+using dispatch::Explanation;
+
 std::string Shown(const ExplainedField& field) {
-  return field.secret ? kHiddenPassword : NotationOf(field.bytes);
+  return field.secret ? kHiddenPassword : dispatch::NotationOf(field.bytes);
 }
 
 bool IsEmptyField(const ExplainedField& field) { return field.bytes == "/"; }
@@ -66,7 +69,8 @@ void Run(Context& context, const std::string& frame) {
       frame == "-" ? ReadLines(context.in) : std::vector<std::string>{frame};
   std::vector<Explanation> parts;
   for (const std::string& line : lines) {
-    for (Explanation& part : Explain(BytesInLog(line))) parts.push_back(std::move(part));
+    for (Explanation& part : dispatch::Explain(dispatch::BytesInLog(line)))
+      parts.push_back(std::move(part));
   }
   if (parts.empty()) throw UsageError("there is no frame to explain");
   if (context.json) return context.PrintJson({{"parts", ExplanationsAsJson(parts)}});

@@ -8,9 +8,9 @@
 
 namespace mvsms::cli {
 
-void PrintExplanations(Context& context, const std::vector<Explanation>& parts);
+void PrintExplanations(Context& context, const std::vector<dispatch::Explanation>& parts);
 
 /// A list of objects: what, faults, and fields with at, bytes, name and meaning.
-Json ExplanationsAsJson(const std::vector<Explanation>& parts);
+Json ExplanationsAsJson(const std::vector<dispatch::Explanation>& parts);
 
 }  // namespace mvsms::cli

@@ -7,6 +7,7 @@
 #include <system_error>
 
 #include "base/ansi.h"
+#include "base/texts.h"
 #include "cli/commands.h"
 #include "cli/interrupt.h"
 #include "cli/json.h"
@@ -30,12 +31,12 @@ struct Entry {
 // A date and a time, in whatever order and with whatever marks this system writes them.
 bool IsStamp(std::string_view text) {
   constexpr std::size_t kLongest = 32;
-  return !text.empty() && text.size() <= kLongest && text.front() >= '0' && text.front() <= '9' &&
+  return !text.empty() && text.size() <= kLongest && IsDigit(text.front()) &&
          text.find(':') != text.npos && text.find_first_not_of("0123456789.:/- APM") == text.npos;
 }
 
 // The port logs where its buffer lies in memory, which is nobody's business.
-std::string WithoutAddress(std::string text) {
+std::string WithoutAddress(const std::string& text) {
   constexpr std::string_view kWrite = "WriteFile: ";
   const bool address = text.starts_with(kWrite) &&
                        text.find_first_not_of("0123456789", kWrite.size()) == std::string::npos;

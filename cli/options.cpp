@@ -122,10 +122,11 @@ Option* Command::AddFlag(const std::string& name, bool& value, const std::string
   return Keep(app_.add_flag(name, value, what));
 }
 
-Option* Command::AddSwitch(const std::string& names, std::optional<bool>& value,
+Option* Command::AddSwitch(const std::string& name, std::optional<bool>& value,
                            const std::string& what) {
-  return Keep(
-      app_.add_flag_function(names, [&value](std::int64_t count) { value = count > 0; }, what));
+  CLI::Option* const on = app_.add_flag_callback("--" + name, [&value] { value = true; }, what);
+  app_.add_flag_callback("--no-" + name, [&value] { value = false; }, "The opposite")->excludes(on);
+  return Keep(on);
 }
 
 Option* Command::Find(const std::string& name) {

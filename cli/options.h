@@ -69,8 +69,9 @@ class Command {
   Option* AddOption(const std::string& name, std::vector<std::string>& values,
                     const std::string& what);
   Option* AddFlag(const std::string& name, bool& value, const std::string& what);
-  /// A flag and its opposite, as "--fit,!--no-fit"; with neither the variable keeps its value.
-  Option* AddSwitch(const std::string& names, std::optional<bool>& value, const std::string& what);
+  /// A flag and its opposite, "--fit" and "--no-fit" for "fit"; with neither the variable keeps its
+  /// value.
+  Option* AddSwitch(const std::string& name, std::optional<bool>& value, const std::string& what);
   /// The option of this name; null when there is none.
   Option* Find(const std::string& name);
 

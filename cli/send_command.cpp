@@ -111,7 +111,7 @@ void AddSendCommand(Command& app, Context& context) {
   command->AddOption("--timeout", options->timeout, "Abort after so many seconds")
       ->TypeName("SECONDS");
   command->AddFlag("-q,--quiet", options->quiet, "Print nothing but why it did not go out");
-  command->AddSwitch("--fit,!--no-fit", options->fit,
+  command->AddSwitch("fit", options->fit,
                      "Spell, number and cut the text so that the service can carry it");
   command->AddFlag("-n,--dry-run", options->dry_run,
                    "Show what would be sent, byte by byte, and call nobody");

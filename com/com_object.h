@@ -22,7 +22,6 @@ struct Implements {
 template <typename Final, typename First, typename... Rest>
 class ComObject : public First::Type, public Rest::Type... {
  public:
-  ComObject() { Lifetime::Acquire(); }
   ComObject(const ComObject&) = delete;
   ComObject& operator=(const ComObject&) = delete;
 
@@ -49,6 +48,9 @@ class ComObject : public First::Type, public Rest::Type... {
   ~ComObject() { Lifetime::Release(); }
 
  private:
+  friend Final;
+  ComObject() { Lifetime::Acquire(); }
+
   void* Find(REFIID iid) {
     if (iid == IID_IUnknown || iid == IID_IDispatch) {
       return static_cast<typename First::Type*>(this);

@@ -2,6 +2,7 @@
 #include "com/connection_points.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "com/enumerator.h"
 
@@ -47,7 +48,7 @@ HRESULT Sinks::Unadvise(DWORD cookie) {
   const auto found = std::find_if(sinks_.begin(), sinks_.end(),
                                   [&](const Entry& entry) { return entry.cookie == cookie; });
   if (found == sinks_.end()) return CONNECT_E_NOCONNECTION;
-  const Entry leaving = *found;  // releasing it may call back into us
+  const Entry leaving = std::move(*found);  // releasing it may call back into us
   sinks_.erase(found);
   return S_OK;
 }

@@ -90,7 +90,8 @@ bool ByPosition(const DISPPARAMS& given, UINT count, std::vector<VARIANT*>& argu
 /// Points `reference` at the value of `local`, as a by-reference argument of that type.
 void MakeReference(VARIANT* local, VARIANT& reference) {
   reference.vt = static_cast<VARTYPE>(VT_BYREF | local->vt);
-  reference.byref = &local->byref;  // all members of the union begin at one place
+  reference.byref =
+      static_cast<void*>(&local->byref);  // all members of the union begin at one place
 }
 
 /// Puts the value back into the variable that the caller passed by reference, in its own type. One

@@ -9,7 +9,7 @@
 #include "dispatch/notation.h"
 #include "protocols/control_codes.h"
 
-namespace mvsms {
+namespace mvsms::dispatch {
 namespace {
 
 /// Through ETX, or up to the next STX.
@@ -65,4 +65,4 @@ std::string BytesInLog(std::string_view text) {
   return BytesOfNotation(text);
 }
 
-}  // namespace mvsms
+}  // namespace mvsms::dispatch

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-namespace mvsms {
+namespace mvsms::dispatch {
 
 /// Bytes that belong together.
 struct ExplainedField {
@@ -30,4 +30,4 @@ std::vector<Explanation> Explain(std::string_view bytes);
 /// the log puts before a frame or an answer is left out.
 std::string BytesInLog(std::string_view text);
 
-}  // namespace mvsms
+}  // namespace mvsms::dispatch

@@ -14,7 +14,7 @@
 #include "protocols/char_tables.h"
 #include "protocols/control_codes.h"
 
-namespace mvsms {
+namespace mvsms::dispatch {
 namespace {
 
 constexpr std::size_t kChecksumSize = 3;
@@ -258,4 +258,4 @@ Explanation ExplainTapBlock(std::string_view block) {
 
 Explanation ExplainTapTalk(std::string_view talk) { return Talk(talk).Explain(); }
 
-}  // namespace mvsms
+}  // namespace mvsms::dispatch

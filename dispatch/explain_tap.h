@@ -5,7 +5,7 @@
 
 #include "dispatch/explain.h"
 
-namespace mvsms {
+namespace mvsms::dispatch {
 
 /// One block: from its STX through the CR behind the checksum, or as far as it goes.
 Explanation ExplainTapBlock(std::string_view block);
@@ -16,4 +16,4 @@ std::size_t LengthOfTapBlock(std::string_view bytes);
 /// Whatever stands outside of frames: prompts, logins, answers, text.
 Explanation ExplainTapTalk(std::string_view talk);
 
-}  // namespace mvsms
+}  // namespace mvsms::dispatch

@@ -20,7 +20,7 @@
 #include "protocols/char_tables.h"
 #include "protocols/control_codes.h"
 
-namespace mvsms {
+namespace mvsms::dispatch {
 namespace {
 
 // --- Fields of a frame, by name. What a name means is the same in every operation.
@@ -500,4 +500,4 @@ bool LooksLikeUcp(std::string_view bytes) {
 
 Explanation ExplainUcp(std::string_view frame) { return Frame(frame).Explain(); }
 
-}  // namespace mvsms
+}  // namespace mvsms::dispatch

@@ -5,7 +5,7 @@
 
 #include "dispatch/explain.h"
 
-namespace mvsms {
+namespace mvsms::dispatch {
 
 /// Whether `bytes`, behind an STX if there is one, begin as a UCP frame does.
 bool LooksLikeUcp(std::string_view bytes);
@@ -13,4 +13,4 @@ bool LooksLikeUcp(std::string_view bytes);
 /// One frame: from its STX, which may be missing, through its ETX or as far as it goes.
 Explanation ExplainUcp(std::string_view frame);
 
-}  // namespace mvsms
+}  // namespace mvsms::dispatch

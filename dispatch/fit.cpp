@@ -16,7 +16,7 @@
 #include "dispatch/reader.h"
 #include "dispatch/spellings.h"
 
-namespace mvsms {
+namespace mvsms::dispatch {
 namespace {
 
 // --- Spelling.
@@ -250,4 +250,4 @@ Fitted Fit(std::string_view utf8, const ServiceRecord& service) {
   return {std::move(laid_out.text), std::move(change)};
 }
 
-}  // namespace mvsms
+}  // namespace mvsms::dispatch

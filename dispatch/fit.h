@@ -8,7 +8,7 @@
 
 #include "protocols/service_record.h"
 
-namespace mvsms {
+namespace mvsms::dispatch {
 
 /// What stands at the end of a text that was cut.
 inline constexpr std::string_view kCutMark = "...";
@@ -27,4 +27,4 @@ struct Fitted {
 /// text are taken. Fitting a fitted text changes nothing.
 Fitted Fit(std::string_view utf8, const ServiceRecord& service);
 
-}  // namespace mvsms
+}  // namespace mvsms::dispatch

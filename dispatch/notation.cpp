@@ -7,7 +7,7 @@
 #include <iterator>
 #include <optional>
 
-namespace mvsms {
+namespace mvsms::dispatch {
 namespace {
 
 constexpr std::array<std::string_view, 32> kNames = {
@@ -67,12 +67,17 @@ std::string Hexadecimal(unsigned char code) {
 
 }  // namespace
 
+std::string_view NameOfControl(char c) {
+  const auto code = static_cast<unsigned char>(c);
+  return code < kNames.size() ? kNames[code] : "";
+}
+
 std::string NotationOf(std::string_view bytes) {
   std::string text;
   for (; !bytes.empty(); bytes.remove_prefix(1)) {
     const auto code = static_cast<unsigned char>(bytes.front());
-    if (code < kNames.size()) {
-      text.append("<").append(kNames[code]).append(">");
+    if (const std::string_view name = NameOfControl(bytes.front()); !name.empty()) {
+      text.append("<").append(name).append(">");
     } else if (code > 126 || BeginsWithCode(bytes)) {
       text += Hexadecimal(code);
     } else {
@@ -105,4 +110,4 @@ std::optional<std::string> BytesOfHex(std::string_view digits) {
   return bytes;
 }
 
-}  // namespace mvsms
+}  // namespace mvsms::dispatch

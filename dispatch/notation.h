@@ -5,7 +5,10 @@
 #include <string>
 #include <string_view>
 
-namespace mvsms {
+namespace mvsms::dispatch {
+
+/// The name of a control character below 32 ("STX"); "" for every other code.
+std::string_view NameOfControl(char c);
 
 /// Control characters by their names, codes above 126 in hexadecimal ("<E4>"), so that the result
 /// is plain ASCII whatever the bytes are.
@@ -18,4 +21,4 @@ std::string BytesOfNotation(std::string_view text);
 /// The bytes that pairs of hexadecimal digits stand for; nothing if they are not such pairs.
 std::optional<std::string> BytesOfHex(std::string_view digits);
 
-}  // namespace mvsms
+}  // namespace mvsms::dispatch

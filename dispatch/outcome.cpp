@@ -242,7 +242,7 @@ Cause CauseOnTheWayToTheLine(const SendReport& report) {
   if (HasError(report, kErrUnableToConnect)) {
     if (const auto cause = Find(kOfCalls, report.call_cause)) return *cause;
   }
-  return *Find(kOfSteps, report.step);
+  return Find(kOfSteps, report.step).value_or(Cause::kSettings);
 }
 
 bool LoginWasRefused(const SendReport& report) {
@@ -353,7 +353,7 @@ Judgement Judge(const SendReport& report) {
           WithoutPassword(report, Fill(row.advice, report)), static_cast<int>(row.exit), accepted};
 }
 
-std::string WithoutPassword(const SendReport& report, std::string text) {
+std::string WithoutPassword(const SendReport& report, const std::string& text) {
   return report.secret.empty() ? text : ReplaceAll(text, report.secret, "(hidden)");
 }
 

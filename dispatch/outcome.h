@@ -51,7 +51,7 @@ struct Judgement {
 Judgement Judge(const SendReport& report);
 
 /// `text` with the password of the service, wherever it stands in it, replaced by "(hidden)".
-std::string WithoutPassword(const SendReport& report, std::string text);
+std::string WithoutPassword(const SendReport& report, const std::string& text);
 
 /// The answer that decided: to the last piece handed over, else to the login; as it came, without
 /// the password.

@@ -11,7 +11,7 @@
 #include "protocols/char_tables.h"
 #include "protocols/control_codes.h"
 
-namespace mvsms {
+namespace mvsms::dispatch {
 namespace {
 
 constexpr std::array<std::string_view, 128> kPhone = {
@@ -90,4 +90,4 @@ std::string AsRead(std::string_view text, const ServiceRecord& service) {
   return {};
 }
 
-}  // namespace mvsms
+}  // namespace mvsms::dispatch

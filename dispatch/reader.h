@@ -6,7 +6,7 @@
 
 #include "protocols/service_record.h"
 
-namespace mvsms {
+namespace mvsms::dispatch {
 
 /// Stands for a letter that differs from pager to pager, or that none shows.
 inline constexpr char kUncertain[] = "\xEF\xBF\xBD";
@@ -24,4 +24,4 @@ std::string PagerText(std::string_view codes);
 /// unknown protocol or message type.
 std::string AsRead(std::string_view text, const ServiceRecord& service);
 
-}  // namespace mvsms
+}  // namespace mvsms::dispatch

@@ -4,7 +4,7 @@
 
 #include <string_view>
 
-namespace mvsms {
+namespace mvsms::dispatch {
 
 /// A character in UTF-8, and what stands for it.
 struct Spelling {
@@ -78,4 +78,4 @@ struct Range {
 inline constexpr Range kUnseen[] = {
     {0x300, 0x36F}, {0x200B, 0x200F}, {0x2060, 0x2064}, {0xFE00, 0xFE0F}};
 
-}  // namespace mvsms
+}  // namespace mvsms::dispatch

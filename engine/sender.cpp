@@ -70,6 +70,7 @@ std::int32_t Capacity(const ServiceRecord& service) {
 
 /// Raises an event to the host. The handler is a copy, for it may unbind itself.
 template <class Event, class... Arguments>
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
 void Raise(Event handler, Arguments&... arguments) {
   try {
     if (handler) handler(arguments...);

@@ -119,6 +119,7 @@ class Control {
 /// Raises an event. It calls a copy of the handler, which may therefore unbind itself or destroy
 /// the control's form.
 template <class Handler, class... Arguments>
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
 void RaiseEvent(Handler handler, Arguments... arguments) {
   if (handler) handler(arguments...);
 }

@@ -9,14 +9,15 @@ namespace {
 void Run(Input input) {
   const bool from_log = (input.Byte() & 1) != 0;
   const std::string written = input.Rest();
-  const std::string bytes = from_log ? BytesInLog(written) : written;
-  Require(from_log || BytesOfNotation(NotationOf(bytes)) == bytes, "the notation loses nothing");
+  const std::string bytes = from_log ? dispatch::BytesInLog(written) : written;
+  Require(from_log || dispatch::BytesOfNotation(dispatch::NotationOf(bytes)) == bytes,
+          "the notation loses nothing");
 
   std::string explained;
-  for (const Explanation& part : Explain(bytes)) {
+  for (const dispatch::Explanation& part : dispatch::Explain(bytes)) {
     Require(!part.what.empty() && !part.fields.empty(), "every part is named");
     Require(IsUtf8(part.what), "the name is a text");
-    for (const ExplainedField& field : part.fields) {
+    for (const dispatch::ExplainedField& field : part.fields) {
       explained += field.bytes;
       Require(!field.name.empty() && IsUtf8(field.name) && IsUtf8(field.meaning),
               "a field is named and explained in texts");

@@ -149,8 +149,6 @@ mvsms_result Refuse(mvsms_sender& handle, const std::string& why) {
   return MVSMS_MISUSE;
 }
 
-bool HasAnsiForm(const std::string& utf8) { return Utf8FromAnsi(AnsiFromUtf8(utf8)) == utf8; }
-
 /// A name that lost a character on its way would be the name of something else.
 mvsms_result RefuseLossOf(mvsms_sender& handle, const char* what) {
   return Refuse(handle, std::string(what) + " has characters outside Windows-1252");

@@ -14,7 +14,9 @@ inline constexpr std::int32_t kErrorWriteFault = 29;
 inline constexpr std::int32_t kErrorGenFailure = 31;
 inline constexpr std::int32_t kErrorInvalidParameter = 87;
 inline constexpr std::int32_t kErrorBadPathname = 161;
+inline constexpr std::int32_t kErrorBusy = 170;
 inline constexpr std::int32_t kErrorMoreData = 234;
 inline constexpr std::int32_t kErrorNoMoreItems = 259;
+inline constexpr std::int32_t kErrorInvalidWindowHandle = 1400;
 
 }  // namespace mvsms

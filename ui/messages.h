@@ -15,9 +15,9 @@ void ShowError(Platform& platform, std::int32_t number, const std::string& descr
 
 namespace basCommon {
 
-/// Asks the shell to open a document with its own program; 33 and more is success.
+/// Asks the shell to open a document with its own program. A result above 32 is success.
 std::int32_t OpenDocument(Shell& shell, const std::string& path);
-/// What a user is told about a result of OpenDocument below 33.
+/// What a user is told about any other result of OpenDocument.
 std::string OpenDocumentError(std::int32_t result);
 
 }  // namespace basCommon

@@ -11,8 +11,6 @@
 namespace mvsms::memory {
 namespace {
 
-constexpr std::uint32_t kErrorBusy = 170;  // winerror.h ERROR_BUSY
-
 std::uint32_t Outcome(const Operation& operation) {
   return operation.pending ? kErrorIoPending : 0;
 }
@@ -85,7 +83,9 @@ bool MemoryPort::IsOver(const PendingRead& read) const {
 }
 
 void MemoryPort::FinishRead(std::uint32_t count) {
-  const PendingRead read = *std::exchange(read_, std::nullopt);
+  if (!read_) return;
+  const PendingRead read = *read_;
+  read_.reset();
   const auto operation = read.operation.lock();
   if (!operation) return;
   std::copy_n(input_.begin(), count, read.buffer);
@@ -127,7 +127,8 @@ std::uint32_t MemoryPort::Wait(std::uint32_t& events, const std::shared_ptr<Oper
 
 void MemoryPort::FinishWait(std::uint32_t events) {
   if (!wait_) return;
-  const PendingWait wait = *std::exchange(wait_, std::nullopt);
+  const PendingWait wait = *wait_;
+  wait_.reset();
   const auto operation = wait.operation.lock();
   if (!operation) return;
   *wait.events = events;

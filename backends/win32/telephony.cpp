@@ -281,7 +281,7 @@ class LegacyPortHandleProvider : public PortHandleProvider {
     const HRESULT result = control->GetID(Bstr(device_class).Get(), &size, &data);
     if (FAILED(result)) return result;
     HANDLE port = nullptr;
-    if (data && size >= sizeof port) std::memcpy(&port, data, sizeof port);
+    if (data && size >= sizeof port) std::memcpy(static_cast<void*>(&port), data, sizeof port);
     ::CoTaskMemFree(data);
     if (!port) return E_HANDLE;  // the provider has not opened the port for this call
     handle = reinterpret_cast<CommHandle>(port);

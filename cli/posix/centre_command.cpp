@@ -142,6 +142,7 @@ class Run {
   }
 
   void Played(const std::string& complaint) {
+    if (!dialogue_) return;
     if (!complaint.empty()) ++complaints_;
     const std::string result = complaint.empty() ? dialogue_->name + ": played" : complaint;
     Print(json{{"script", dialogue_->name}, {"complaint", complaint}}.dump(), result);

@@ -1,11 +1,15 @@
 // The mvsms command: streams and exit code.
+#include <exception>
 #include <iostream>
 
 #include "backends/win32/console.h"
 #include "cli/commands.h"
 
-int main() {
+int main() try {
   const mvsms::win32::Console console;
   mvsms::cli::Context context("", std::cin, std::cout, std::cerr);
   return mvsms::cli::RunCommandLine(console.Arguments(), context);
+} catch (const std::exception& error) {
+  std::cerr << "mvsms: " << error.what() << '\n';
+  return mvsms::cli::kExitFailed;
 }

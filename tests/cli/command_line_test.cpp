@@ -307,8 +307,8 @@ TEST_F(LogCommand, ACentreCannotSteerTheTerminalByLineEndsAndTabs) {
         "2026-01-02 03:04:05\tSystem message: \r\n\x1B[2JALL OK\t/01\x9D\r\n"
         "2026\x1B[1m:\tx\r\n");
   EXPECT_EQ(Do({"log"}),
-            "2026-01-02 03:04:05\tSystem message: \n<ESC>[2JALL OK<HT>/01<9D>\n"
-            "2026<ESC>[1m:<HT>x\n");
+            "2026-01-02 03:04:05\tSystem message: \n<ESC>[2JALL OK<TAB>/01<9D>\n"
+            "2026<ESC>[1m:<TAB>x\n");
   const std::string json = Do({"log", "--json"});
   EXPECT_THAT(json, HasSubstr("{\"time\":\"\",\"text\":\"2026\\u001b[1m:\\tx\"}"));
 }

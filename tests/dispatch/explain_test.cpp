@@ -12,7 +12,7 @@
 #include "centre/ucp_frame.h"
 #include "protocols/basucp.h"
 
-namespace mvsms {
+namespace mvsms::dispatch {
 namespace {
 
 using ::testing::ElementsAre;
@@ -261,4 +261,4 @@ TEST(Explain, LosesNoByteOfAnything) {
 }
 
 }  // namespace
-}  // namespace mvsms
+}  // namespace mvsms::dispatch

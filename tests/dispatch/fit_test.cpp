@@ -16,7 +16,7 @@
 #include "protocols/bastap.h"
 #include "protocols/basucp.h"
 
-namespace mvsms {
+namespace mvsms::dispatch {
 namespace {
 
 using ::testing::HasSubstr;
@@ -240,4 +240,4 @@ TEST(FitAlways, HoldsForAnyTextInAnyRoom) {
 }
 
 }  // namespace
-}  // namespace mvsms
+}  // namespace mvsms::dispatch

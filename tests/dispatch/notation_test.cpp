@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-namespace mvsms {
+namespace mvsms::dispatch {
 namespace {
 
 TEST(Notation, NamesControlCharacters) {
@@ -37,4 +37,4 @@ TEST(Notation, ReadsPairsOfHexadecimalDigits) {
 }
 
 }  // namespace
-}  // namespace mvsms
+}  // namespace mvsms::dispatch

@@ -28,6 +28,7 @@
 #include "backends/posix/system/unique_fd.h"
 #include "base/ansi.h"
 #include "base/raised_error.h"
+#include "base/texts.h"
 
 namespace mvsms::posix {
 namespace {
@@ -92,7 +93,7 @@ bool IsFresh(const LockText& lock) {
   return std::abs(std::time(nullptr) - lock.written) < kTimeToWrite;
 }
 
-bool IsText(char c) { return (c >= '0' && c <= '9') || c == ' ' || c == '\n'; }
+bool IsText(char c) { return IsDigit(c) || c == ' ' || c == '\n'; }
 
 // The process number in a lock file: decimal text, or four bytes as some programs write it. 0 when
 // there is none.

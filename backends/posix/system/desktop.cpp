@@ -19,6 +19,7 @@
 #include "backends/posix/system/unique_fd.h"
 #include "base/ansi.h"
 #include "base/raised_error.h"
+#include "platform/win32_codes.h"
 
 extern char** environ;
 
@@ -27,8 +28,7 @@ namespace {
 
 constexpr std::int32_t kShellFileNotFound = 2;
 constexpr std::int32_t kShellNoAssociation = 31;
-constexpr std::int32_t kErrNoMail = 429;      // no such automation object
-constexpr std::int32_t kErrNoDisplay = 1400;  // winerror.h ERROR_INVALID_WINDOW_HANDLE
+constexpr std::int32_t kErrNoMail = 429;  // no such automation object
 
 /// Runs a program with `input` as its standard input and waits for it. Its exit status, or -1 when
 /// it could not be started.
@@ -153,7 +153,7 @@ class NoForms : public Forms {
 
  private:
   [[noreturn]] static void Refuse() {
-    throw RaisedError(kErrNoDisplay, "Forms", "There are no windows on this system");
+    throw RaisedError(kErrorInvalidWindowHandle, "Forms", "There are no windows on this system");
   }
 };
 
