@@ -1,6 +1,6 @@
 """A message centre that shares nothing with the one in the tree, so that the two ends of the line
-cannot be wrong in the same way: TAP 1.8 and UCP 01 and 51 as their public descriptions have them, on
-a socket or behind an AT-command modem on a pseudo-terminal. What it says to each step of the
+cannot be wrong in the same way: TAP 1.8 and UCP 01 and 51 as their public descriptions have them,
+on a socket or behind an AT-command modem on a pseudo-terminal. What it says to each step of the
 dialogue is given; what it received is checked and kept.
 """
 import os
@@ -89,8 +89,8 @@ class Tap:
     """`logins` are the answers to one login after the other, the last one for all that follow;
     `answers` likewise those to the blocks. `noise` is put before every answer's every byte."""
 
-    def __init__(self, prompt=b"ID=", logins=(LET_IN,), answers=(b"211 Page accepted\r" + ACK + b"\r",),
-                 noise=b""):
+    def __init__(self, prompt=b"ID=", logins=(LET_IN,),
+                 answers=(b"211 Page accepted\r" + ACK + b"\r",), noise=b""):
         self.prompt, self.logins, self.answers, self.noise = prompt, logins, answers, noise
 
     def hold(self, call, received):
@@ -218,7 +218,8 @@ class TcpCentre(Centre):
                 connection, _ = self._listener.accept()
             except OSError:
                 return
-            threading.Thread(target=self.answer, args=(SocketLine(connection),), daemon=True).start()
+            line = SocketLine(connection)
+            threading.Thread(target=self.answer, args=(line,), daemon=True).start()
 
     def close(self):
         # accept() in another thread does not end by itself when the socket is closed.

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""What `mvsms send` says of a message, against a message centre that shares no code with it: one row
-for every way in which a send can end, all at once.
+"""What `mvsms send` says of a message, against a message centre that shares no code with it: one
+row for every way in which a send can end, all at once.
 
     outcomes_test.py MVSMS
 """

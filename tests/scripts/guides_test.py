@@ -1,0 +1,436 @@
+#!/usr/bin/env python3
+"""The commands that the guides show, run as they stand, one guide beside the other: each in a home
+of its own, with message centres behind the devices and hosts that it names; and what else the
+guides claim and a program can check.
+
+    guides_test.py MVSMS
+
+Fenced blocks say what they are by their first word:
+
+    sh         commands; every one succeeds
+    sh runs-on commands, one a line, that go on until they are stopped: at the end of the guide
+    console    commands behind "$ ", each with what it prints; a line "..." stands for any lines
+    dialogue   a file for `mvsms centre --script`, played to one send
+    cpp        compiled when it is a whole program
+    text       anything else, and so are the words of other languages
+
+A comment "<!-- not run: WHY -->" before a block of commands excuses it.
+"""
+import concurrent.futures
+import json
+import os
+import pathlib
+import random
+import re
+import shlex
+import shutil
+import signal
+import socket
+import subprocess
+import sys
+import tempfile
+import textwrap
+import time
+import unittest
+
+SOURCE = pathlib.Path(__file__).resolve().parent.parent.parent
+GUIDES = sorted([SOURCE / "README.md", *SOURCE.glob("docs/*guide.md"),
+                 SOURCE / "docs/lines-and-centres.md", SOURCE / "docs/message-centre.md",
+                 *SOURCE.glob("examples/**/*.md"), *SOURCE.glob("integrations/**/*.md")])
+sys.path.insert(0, str(SOURCE / "tests/e2e"))
+from independent_centre import ucp_frame  # noqa: E402
+
+LONGEST = 100  # seconds for a block
+
+# What the guides name, and what the centre behind it speaks.
+DEVICES = {"/dev/ttyUSB0": "tap", "/dev/ttyUSB1": "tap", "/dev/ttyS0": "tap",
+           "/dev/serial/by-id/usb-Modem-if00": "tap"}
+HOSTS = {"centre.example:4000": "ucp"}
+OWN_PORT = "4000"  # where a guide starts a centre itself
+
+RUN = ("sh", "console", "dialogue", "cpp")
+COMMAND = re.compile(r"^\s*(\$ )?(mvsms|apt-get|cmake|systemctl|regsvr32|scripts/\w+\.sh) ",
+                     re.MULTILINE)
+
+
+class Wrong(Exception):
+    """The guide is not true; the text says where and why."""
+
+
+class Block:
+    def __init__(self, place, info, text, excuse):
+        self.place, self.text, self.excuse = place, text, excuse
+        self.kind, *self.words = info.split() or [""]
+
+    @property
+    def runs(self):
+        return self.excuse is None and self.kind in RUN
+
+
+def blocks_of(name, markdown):
+    """The fenced blocks. Commands anywhere else are an error, and so is an excuse for nothing."""
+    blocks, fence, excuse, indented = [], None, None, False
+    for number, line in enumerate(markdown.splitlines(), 1):
+        place = f"{name}:{number}"
+        mark = re.match(r"\s*```(.*)", line)
+        if fence is not None:
+            if not mark:
+                fence[2].append(line)
+                continue
+            at, info, lines = fence
+            block = Block(at, info, textwrap.dedent("\n".join(lines)) + "\n", excuse)
+            if block.kind not in RUN and excuse is None and COMMAND.search(block.text):
+                raise Wrong(f"{at}: commands in a block of the kind \"{block.kind}\"")
+            blocks.append(block)
+            fence = excuse = None
+        elif mark:
+            fence = place, mark[1], []
+        elif found := re.fullmatch(r"\s*<!-- not run: (.+) -->", line):
+            excuse = found[1]
+        elif excuse is not None and line.strip():
+            raise Wrong(f"{place}: \"not run\" excuses no block")
+        elif indented and re.match(r" {4}", line) and not line.lstrip().startswith(("* ", "- ")):
+            raise Wrong(f"{place}: a block without a fence")
+        indented = not line.strip() or (indented and line.startswith("    "))
+    if fence is not None or excuse is not None:
+        raise Wrong(f"{name}: a block is not closed, or \"not run\" excuses none")
+    return blocks
+
+
+def console_steps(block):
+    """Pairs of a command and what the guide says it prints."""
+    steps = []
+    for line in block.text.splitlines(keepends=True):
+        if line.startswith("$ "):
+            steps.append([line[2:], ""])
+        elif steps:
+            steps[-1][1] += line
+        else:
+            raise Wrong(f"{block.place}: output before the first command")
+    return steps
+
+
+def matches(shown, printed):
+    """Whether the guide shows what was printed, but for times and what "..." stands for."""
+    pattern = ""
+    for line in shown.splitlines():
+        if line == "...":
+            pattern += r"(?:.*\n)*?"
+            continue
+        escaped = re.sub(r"\d{4}\\?-\d\d\\?-\d\d", r"\\d{4}-\\d\\d-\\d\\d", re.escape(line))
+        pattern += re.sub(r"\d\d:\d\d:\d\d", r"\\d\\d:\\d\\d:\\d\\d", escaped) + r"[ \r]*\n"
+    return re.fullmatch(pattern, printed) is not None
+
+
+def free_port():
+    with socket.create_server(("127.0.0.1", 0)) as listener:
+        return str(listener.getsockname()[1])
+
+
+class World:
+    """A home in which one guide is carried out."""
+
+    def __init__(self):
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="guide"))
+        self.state = self.folder / "state"
+        self.state.mkdir()
+        shutil.copy(SOURCE / "resources/smstransports.inf", self.state)
+        for name in ("examples", "integrations", "resources"):
+            if (SOURCE / name).exists():
+                (self.folder / name).symlink_to(SOURCE / name)
+        self.environment = dict(os.environ, HOME=str(self.folder), MVSMS_HOME=str(self.state),
+                                MVSMS_LOCK_DIR=str(self.folder),
+                                PATH=f"{MVSMS.parent}:{os.environ['PATH']}")
+        self.running = []
+        self.stand_ins = {OWN_PORT: free_port()}
+        self.ran = 0
+
+    # --- centres behind what is named
+
+    def centre(self, *words):
+        """The first line of a centre that answers until the end of the guide."""
+        process = self.start(shlex.join(["mvsms", "centre", *words]))
+        return process.stdout.readline()
+
+    def stand_in_for(self, name):
+        if name in DEVICES:
+            link = self.folder / name.strip("/")
+            link.parent.mkdir(parents=True, exist_ok=True)
+            self.centre("--pty", "--link", str(link), "--protocol", DEVICES[name])
+            return str(link)
+        port = free_port()
+        self.centre("--tcp", port, "--protocol", HOSTS[name])
+        return f"127.0.0.1:{port}"
+
+    def placed(self, command):
+        """The command with stand-ins for the devices and hosts of its guide."""
+        named = re.findall(r"/dev/(?:tty|serial)[\w/.-]*|\b[\w.-]+\.example:\d+", command)
+        for name in [*named, *([OWN_PORT] if re.search(rf"\b{OWN_PORT}\b", command) else [])]:
+            if name not in self.stand_ins:
+                if name not in DEVICES and name not in HOSTS:
+                    raise Wrong(f"there is no stand-in for {name}")
+                self.stand_ins[name] = self.stand_in_for(name)
+        for name in sorted(set(named), key=len, reverse=True):
+            command = command.replace(name, self.stand_ins[name])
+        return re.sub(rf"\b{OWN_PORT}\b", self.stand_ins[OWN_PORT], command)
+
+    # --- commands
+
+    def start(self, command, environment=None):
+        process = subprocess.Popen(["sh", "-c", "exec " + command], cwd=self.folder, text=True,
+                                   env=environment or self.environment, stdin=subprocess.DEVNULL,
+                                   stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+        self.running.append(process)
+        return process
+
+    def run(self, commands):
+        done = subprocess.run(["sh", "-euc", self.placed(commands)], cwd=self.folder, text=True,
+                              env=self.environment, stdin=subprocess.DEVNULL, timeout=LONGEST,
+                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+        if done.returncode != 0:
+            raise Wrong(f"exit code {done.returncode}: {done.stdout}")
+        return done.stdout
+
+    def carry_out(self, block):
+        try:
+            getattr(self, block.kind)(block)
+            self.ran += 1
+        except (Wrong, subprocess.TimeoutExpired) as error:
+            raise Wrong(f"{block.place}: {error}") from None
+
+    def sh(self, block):
+        if "runs-on" in block.words:
+            for command in shlex_lines(block.text):
+                if not self.start(self.placed(command)).stdout.readline():
+                    raise Wrong(f"{command} ended at once")
+        else:
+            self.run(block.text)
+
+    def console(self, block):
+        for command, shown in console_steps(block):
+            printed = self.run(command)
+            if not matches(shown, printed):
+                raise Wrong(f"{command}printed\n{printed}and not\n{shown}")
+
+    def dialogue(self, block):
+        script = self.folder / "guide.dialogue"
+        script.write_text(block.text)
+        home = dict(self.environment, MVSMS_HOME=str(self.folder / "script"))
+        port = free_port()
+        centre = self.start(f"mvsms centre --tcp {port} --once --script {script}")
+        centre.stdout.readline()
+        for words in ("modem add Modem --kind tcp",
+                      f"service add Pager PhoneNumber=127.0.0.1:{port}",
+                      "config set DefaultModem Modem", "config set DefaultService Pager"):
+            subprocess.run([MVSMS, *words.split()], env=home, check=True, timeout=LONGEST)
+        send = self.start("mvsms send --to 0172 text", home)
+        said, _ = centre.communicate(timeout=LONGEST)
+        if centre.returncode != 0:
+            raise Wrong(f"the caller departed from the dialogue: {said}")
+        printed, _ = send.communicate(timeout=LONGEST)
+        if send.returncode != 0:
+            raise Wrong(f"the send ended with {send.returncode}: {printed}")
+
+    def cpp(self, block):
+        if "int main(" not in block.text:
+            return
+        program = self.folder / "guide.cpp"
+        program.write_text(block.text)
+        self.run(f"c++ -std=c++17 -fsyntax-only -I {SOURCE}/include {program}")
+
+    def close(self):
+        try:
+            running = [process for process in self.running if process.poll() is None]
+            for process in running:
+                process.send_signal(signal.SIGINT)
+            for process in running:
+                process.communicate(timeout=20)
+        finally:
+            for process in self.running:
+                process.kill()
+                process.stdout.close()
+            shutil.rmtree(self.folder)
+
+
+def shlex_lines(text):
+    """Commands, one a line, without comments and empty lines."""
+    return [line for line in text.splitlines() if shlex.split(line, comments=True)]
+
+
+def carry_out(name, markdown):
+    """Runs a guide; how many blocks ran."""
+    world = World()
+    try:
+        for block in blocks_of(name, markdown):
+            if block.runs:
+                world.carry_out(block)
+        return world.ran
+    finally:
+        world.close()
+
+
+class Guides(unittest.TestCase):
+    """A test for each guide is added below."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.pool = concurrent.futures.ThreadPoolExecutor(len(GUIDES))
+        cls.addClassCleanup(cls.pool.shutdown)
+        cls.runs = {path: cls.pool.submit(carry_out, path.name, path.read_text())
+                    for path in GUIDES}
+
+    def check(self, path):
+        blocks = blocks_of(path.name, path.read_text())
+        try:
+            ran = self.runs[path].result()
+        except Wrong as error:
+            self.fail(str(error))
+        self.assertEqual(ran, sum(block.runs for block in blocks))
+
+    def test_every_guide_is_there(self):
+        self.assertEqual([path for path in GUIDES if not path.exists()], [])
+
+    def test_links_lead_somewhere(self):
+        for path in GUIDES:
+            for target in re.findall(r"\]\(([^)#:]+)(?:#[^)]*)?\)", path.read_text()):
+                self.assertTrue((path.parent / target).exists(), f"{path.name}: {target}")
+
+    def test_tables_are_whole(self):
+        """A blank line in a table makes plain text of all that follows."""
+        for path in GUIDES:
+            for table in re.findall(r"(?:^\|.*\n)+", path.read_text(), re.MULTILINE):
+                self.assertRegex(table, r"\A\|.*\n\|[-|]+\|\n", f"{path.name}: {table[:60]}")
+
+    def test_the_behaviours_of_the_centre_can_be_set(self):
+        guide = (SOURCE / "docs/message-centre.md").read_text()
+        examples = re.findall(r"^\s*(--set .*)$", guide, re.MULTILINE)
+        self.assertGreater(len(examples), 5)
+        world = World()
+        self.addCleanup(world.close)
+        for example in examples:
+            options = re.split(r"\s{2,}", example)[0]  # the remark stands apart
+            first = world.start(f"mvsms centre --tcp 0 {options}").stdout.readline()
+            self.assertRegex(first, "^Listening on", example)
+
+
+    def test_the_members_of_the_json_object_are_listed(self):
+        guide = (SOURCE / "docs/integrator-guide.md").read_text()
+        table = guide.split("| member | meaning |")[-1].split("\n\n")[0]
+        names = [line.split(" | ")[0] for line in table.splitlines()]
+        members = re.findall(r"`(\w+)`", "".join(names))
+        world = World()
+        self.addCleanup(world.close)
+        printed = world.start("mvsms send --json --to 0172 text 2>/dev/null").communicate()[0]
+        self.assertEqual(sorted(members), sorted(json.loads(printed)))
+
+
+# How often what the guide calls so must happen: least and most.
+SHARES = {"never": (0, 0), "seldom": (0, 0.1), "two of five": (0.3, 0.5),
+          "every second answer": (0.3, 0.65), "nearly always": (0.7, 1)}
+
+
+class Checksums(unittest.TestCase):
+    """The table of the numbers whose acknowledgements the component takes for damaged."""
+
+    def setUp(self):
+        self.random = random.Random(1)
+
+    def hit(self, operation, words):
+        empty = [""] if operation == "51" and words[0] == "A" else []
+        frame = ucp_frame(["00", "00000", "R", operation, *words[:1], *empty, *words[1:]])
+        return frame[-3:-2] == b"0"
+
+    def digits(self, count):
+        return "".join(self.random.choice("0123456789") for _ in range(count))
+
+    def share(self, operation, number):
+        """Of the acknowledgements over the day and the year."""
+        roll = self.random.randint
+        moments = ["%02d%02d26%02d%02d%02d" % (roll(1, 28), roll(1, 12), roll(0, 23), roll(0, 59),
+                                               roll(0, 59)) for _ in range(60)]
+        return sum(self.hit(operation, ["A", f"{number}:{m}"]) for m in moments) / len(moments)
+
+    def check(self, said, shares):
+        words = next(words for words in SHARES if said.startswith(words))
+        least, most = SHARES[words]
+        mean = sum(shares) / len(shares)
+        self.assertTrue(least <= mean <= most, (said, mean))
+        if "four of five" in said:
+            self.assertTrue(0.7 <= max(shares) <= 0.9, (said, max(shares)))
+
+    def test_the_table_is_true(self):
+        guide = (SOURCE / "docs/lines-and-centres.md").read_text()
+        rows = re.findall(r"^\| ([\d ,to]+)(?:\((\d+ \d+) \d+\) )?\| (.*) \| (.*) \|$", guide,
+                          re.MULTILINE)
+        self.assertEqual(len(rows), 9)
+        for lengths, prefix, *said in rows:
+            prefix = prefix.replace(" ", "")
+            for length in range(int(lengths.split()[0].strip(",")), int(lengths.split()[-1]) + 1):
+                numbers = [prefix + self.digits(length - len(prefix)) for _ in range(60)]
+                for operation, words in zip(("51", "01"), said):
+                    with self.subTest(length=length, operation=operation):
+                        self.check(words, [self.share(operation, number) for number in numbers])
+
+    def test_refusals_without_text(self):
+        for operation in ("51", "01"):
+            hits = [self.hit(operation, ["N", f"{code:02}", ""]) for code in range(1, 99)]
+            self.check("nearly always", hits)
+
+
+for guide in GUIDES:
+    setattr(Guides, f"test_{guide.relative_to(SOURCE)}", lambda self, path=guide: self.check(path))
+
+
+class PlantedFaults(unittest.TestCase):
+    """What is wrong in a guide is found."""
+
+    def expect(self, markdown, reason):
+        with self.assertRaisesRegex(Wrong, reason):
+            carry_out("guide", textwrap.dedent(markdown))
+
+    def test_a_sound_guide_has_none(self):
+        self.assertEqual(carry_out("guide", "```sh\ntrue\nmvsms config list\n```\n"), 1)
+
+    def test_a_command_that_fails(self):
+        self.expect("```sh\nmvsms config get Nothing\ntrue\n```\n", "guide:1: exit code 2")
+
+    def test_another_output(self):
+        self.expect("```console\n$ echo one\ntwo\n```\n", "printed\none")
+
+    def test_output_that_is_not_shown(self):
+        self.expect("```console\n$ echo one; echo two\none\n```\n", "printed\none")
+
+    def test_commands_without_a_fence(self):
+        self.expect("Do this:\n\n    mvsms config list\n", "guide:3: a block without a fence")
+
+    def test_commands_called_text(self):
+        self.expect("```text\nmvsms config list\n```\n", "guide:1: commands in a block")
+
+    def test_an_excuse_without_a_block(self):
+        self.expect("<!-- not run: it takes long -->\nThen do this.\n", "excuses no block")
+
+    def test_an_unknown_device(self):
+        self.expect("```sh\nmvsms modem add M --kind hayes --device /dev/ttyACM9\n```\n",
+                    "no stand-in for /dev/ttyACM9")
+
+    def test_a_command_that_does_not_run_on(self):
+        self.expect("```sh runs-on\ntrue\n```\n", "ended at once")
+
+    def test_a_departure_from_a_dialogue(self):
+        self.expect("```dialogue\nexpect XY\n```\n", "departed from the dialogue")
+
+    def test_a_program_that_does_not_compile(self):
+        self.expect("```cpp\nint main() { return mvsms; }\n```\n", "exit code")
+
+
+class Matching(unittest.TestCase):
+    def test_times_and_gaps(self):
+        self.assertTrue(matches("at 2026-03-01 14:02:11\n...\nend\n",
+                                "at 2026-11-22 03:04:05\na\nb\nend\n"))
+        self.assertFalse(matches("...\nend\n", "a\nend \nb\n"))
+        self.assertFalse(matches("a.c\n", "abc\n"))
+
+
+if __name__ == "__main__":
+    MVSMS = pathlib.Path(sys.argv[1]).resolve()
+    unittest.main(argv=sys.argv[:1])
