@@ -21,6 +21,7 @@ import unittest
 from independent_centre import (ACK, EOT, ESC, HANG_UP, LET_IN, NAK, RS, SILENCE, Modem, Tap,
                                 TcpCentre, Ucp)
 
+EXAMPLES = pathlib.Path(__file__).resolve().parent.parent.parent / "examples"
 LONGEST = 120  # seconds for a send
 TEXT = "Pump 3 has stopped"
 TO = "0172123456"
@@ -352,6 +353,31 @@ class ManyNumbers(unittest.TestCase):
         zeros = [number for number in numbers if answers[number][-3:-2] == b"0"]
         self.assertGreater(len(zeros), self.COUNT / 10)
         self.assertEqual([t["recipient"] for t in told if not t["result"]], zeros)
+
+
+class ExampleScript(unittest.TestCase):
+    """How often the example for the shell calls, of three times that the profile allows."""
+
+    def calls_after(self, answer, exit_code):
+        centre = TcpCentre(Ucp(answer))
+        world = World("UCP", QUICK, centre)
+        self.addCleanup(world.close)
+        world.do("config", "set", "Retries", "3")
+        world.do("config", "set", "RetryDelay", "0")
+        done = subprocess.run([EXAMPLES / "send.sh", TO, TEXT], timeout=LONGEST, text=True,
+                              capture_output=True, env=dict(world.environment, MVSMS=MVSMS))
+        self.assertEqual(done.returncode, exit_code, done.stderr)
+        self.assertEqual(centre.faults, [])
+        return len(centre.received)
+
+    def test_tries_again_what_was_refused_for_now(self):
+        self.assertEqual(self.calls_after(lambda o: o.refused("10", "Later"), 75), 3)
+
+    def test_takes_an_unknown_fate_for_final(self):
+        self.assertEqual(self.calls_after(damaged, 76), 1)
+
+    def test_takes_a_refusal_for_final(self):
+        self.assertEqual(self.calls_after(lambda o: o.refused("06"), 1), 1)
 
 
 if __name__ == "__main__":
