@@ -68,6 +68,7 @@ struct Row {
 
 constexpr std::string_view kLater = "try again later";
 constexpr std::string_view kTwice = "another attempt may deliver it twice";
+constexpr std::string_view kRepeats = "; the pieces accepted so far arrive twice then";
 
 constexpr Row kRows[] = {
     {Cause::kAccepted, "accepted", Outcome::kAccepted, Exit::kAccepted,
@@ -347,10 +348,12 @@ Judgement Judge(const SendReport& report) {
   const std::int32_t accepted = CountAcknowledged(report);
   const Row& row = RowOf(FindCause(report, accepted));
   const bool in_part = accepted > 0 && row.outcome != Outcome::kAccepted;
+  const bool again = in_part && row.exit == Exit::kRetry;
   const std::string reason =
       Fill(row.reason, report) + (in_part ? Share(report, accepted) : std::string());
-  return {row.outcome, WithoutPassword(report, reason),
-          WithoutPassword(report, Fill(row.advice, report)), static_cast<int>(row.exit), accepted};
+  const std::string advice = Fill(row.advice, report) + (again ? std::string(kRepeats) : "");
+  return {row.outcome, WithoutPassword(report, reason), WithoutPassword(report, advice),
+          static_cast<int>(row.exit), accepted};
 }
 
 std::string WithoutPassword(const SendReport& report, const std::string& text) {

@@ -34,7 +34,7 @@ enum class Exit : int {
   kAccepted = 0,
   kRefused = 1,    // for good: the same message will be refused again
   kMessage = 65,   // the text or the recipient
-  kRetry = 75,     // for now: another attempt may succeed, and delivers nothing twice
+  kRetry = 75,     // for now: another attempt may succeed, and repeats only what was acknowledged
   kUnknown = 76,   // another attempt may deliver the message twice
   kSettings = 78,  // not configured, or wrongly
 };

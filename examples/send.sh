@@ -1,7 +1,7 @@
 #!/bin/sh
 # Sends one message and tries again, as often as the profile says, while another attempt may succeed
-# and delivers nothing twice (exit code 75). Every other code is final; 76 means that the message may
-# have been delivered.
+# (exit code 75; of a message in several pieces, those that were accepted arrive twice then). Every
+# other code is final; 76 means that the message may have been delivered.
 #   send.sh NUMBER TEXT
 [ $# -eq 2 ] || { echo "usage: send.sh NUMBER TEXT" >&2; exit 2; }
 mvsms=${MVSMS:-mvsms}

@@ -365,6 +365,22 @@ TEST(Outcome, OfTwoPiecesIsThatOfTheFirstOneNotAcknowledged) {
   EXPECT_EQ(judgement.pieces_accepted, 1);
 }
 
+TEST(Outcome, OfALaterPieceRefusedForNowWarnsOfTheFirstOnes) {
+  test::Host host;
+  host.AddTapService({{"MaxLength", "10"}});
+  host.tap.block_answers = {"\r\x06\r", "\r\x15\r"};
+  EXPECT_FALSE(host.Send(kText));
+  const Judgement judgement = Judge(host.sender.Report());
+  Expect(judgement, Outcome::kRefused, Exit::kRetry, "(1 of 2 pieces accepted)");
+  EXPECT_EQ(judgement.advice, "try again later; the pieces accepted so far arrive twice then");
+
+  test::Host first_refused;
+  first_refused.AddTapService({{"MaxLength", "10"}});
+  first_refused.tap.block_answers = {"\r\x15\r"};
+  EXPECT_FALSE(first_refused.Send(kText));
+  EXPECT_EQ(Judge(first_refused.sender.Report()).advice, "try again later");
+}
+
 TEST(Outcome, OfAMessageWhoseRestWasNotSentIsUnknown) {
   test::Host host;
   host.AddUcpService({{"MaxLength", "10"}});

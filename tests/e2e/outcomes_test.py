@@ -149,6 +149,8 @@ ROWS = {
     "tap ESC EOT": Row("refused", 75, Tap(answers=[b"\r" + ESC + EOT + b"\r"])),
     "tap second piece refused": Row(
         "refused", 1, Tap(answers=[b"\r" + ACK + b"\r", b"\r" + RS + b"\r"]), PIECES, pieces=1),
+    "tap second piece refused for now": Row(
+        "refused", 75, Tap(answers=[b"\r" + ACK + b"\r", b"\r" + NAK + b"\r"]), PIECES, pieces=1),
 
     # It refuses the login.
     "tap login NAK to the end": Row(
