@@ -238,13 +238,13 @@ class World:
         self.do("config", "set", "DefaultService", "Pager")
 
     def do(self, *words):
-        done = subprocess.run([MVSMS, *words], env=self.environment, capture_output=True, text=True,
-                              timeout=LONGEST)
+        done = subprocess.run([MVSMS, *words], env=self.environment, capture_output=True,
+                              encoding="utf-8", timeout=LONGEST)
         if done.returncode != 0:
             raise AssertionError(f"{words}: {done.stderr}")
 
     def send(self, *words):
-        return subprocess.Popen([MVSMS, "send", *words], env=self.environment, text=True,
+        return subprocess.Popen([MVSMS, "send", *words], env=self.environment, encoding="utf-8",
                                 stdout=subprocess.PIPE, stderr=subprocess.PIPE)
 
     def close(self):
@@ -366,7 +366,7 @@ class ExampleScript(unittest.TestCase):
         self.addCleanup(world.close)
         world.do("config", "set", "Retries", "3")
         world.do("config", "set", "RetryDelay", "0")
-        done = subprocess.run([EXAMPLES / "send.sh", TO, TEXT], timeout=LONGEST, text=True,
+        done = subprocess.run([EXAMPLES / "send.sh", TO, TEXT], timeout=LONGEST, encoding="utf-8",
                               capture_output=True, env=dict(world.environment, MVSMS=MVSMS))
         self.assertEqual(done.returncode, exit_code, done.stderr)
         self.assertEqual(centre.faults, [])

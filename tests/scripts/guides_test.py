@@ -184,16 +184,17 @@ class World:
     # --- commands
 
     def start(self, command, environment=None):
-        process = subprocess.Popen(["sh", "-c", "exec " + command], cwd=self.folder, text=True,
+        process = subprocess.Popen(["sh", "-c", "exec " + command], cwd=self.folder,
                                    env=environment or self.environment, stdin=subprocess.DEVNULL,
-                                   stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+                                   stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                                   encoding="utf-8")
         self.running.append(process)
         return process
 
     def run(self, commands):
-        done = subprocess.run(["sh", "-euc", self.placed(commands)], cwd=self.folder, text=True,
+        done = subprocess.run(["sh", "-euc", self.placed(commands)], cwd=self.folder,
                               env=self.environment, stdin=subprocess.DEVNULL, timeout=LONGEST,
-                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+                              encoding="utf-8", stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
         if done.returncode != 0:
             raise Wrong(f"exit code {done.returncode}: {done.stdout}")
         return done.stdout
@@ -222,7 +223,7 @@ class World:
 
     def dialogue(self, block):
         script = self.folder / "guide.dialogue"
-        script.write_text(block.text)
+        script.write_text(block.text, encoding="utf-8")
         home = dict(self.environment, MVSMS_HOME=str(self.folder / "script"))
         centre, address = self.centre("--tcp", "0", "--once", "--script", str(script))
         for words in ("modem add Modem --kind tcp", f"service add Pager PhoneNumber={address}",
@@ -240,7 +241,7 @@ class World:
         if "int main(" not in block.text:
             return
         program = self.folder / "guide.cpp"
-        program.write_text(block.text)
+        program.write_text(block.text, encoding="utf-8")
         self.run(f"c++ -std=c++17 -fsyntax-only -I {SOURCE}/include {program}")
 
     def close(self):
@@ -281,11 +282,11 @@ class Guides(unittest.TestCase):
     def setUpClass(cls):
         cls.pool = concurrent.futures.ThreadPoolExecutor(len(GUIDES))
         cls.addClassCleanup(cls.pool.shutdown)
-        cls.runs = {path: cls.pool.submit(carry_out, path.name, path.read_text())
+        cls.runs = {path: cls.pool.submit(carry_out, path.name, path.read_text("utf-8"))
                     for path in GUIDES}
 
     def check(self, path):
-        blocks = blocks_of(path.name, path.read_text())
+        blocks = blocks_of(path.name, path.read_text("utf-8"))
         try:
             ran = self.runs[path].result()
         except Wrong as error:
@@ -297,17 +298,17 @@ class Guides(unittest.TestCase):
 
     def test_links_lead_somewhere(self):
         for path in GUIDES:
-            for target in re.findall(r"\]\(([^)#:]+)(?:#[^)]*)?\)", path.read_text()):
+            for target in re.findall(r"\]\(([^)#:]+)(?:#[^)]*)?\)", path.read_text("utf-8")):
                 self.assertTrue((path.parent / target).exists(), f"{path.name}: {target}")
 
     def test_tables_are_whole(self):
         """A blank line in a table makes plain text of all that follows."""
         for path in GUIDES:
-            for table in re.findall(r"(?:^\|.*\n)+", path.read_text(), re.MULTILINE):
+            for table in re.findall(r"(?:^\|.*\n)+", path.read_text("utf-8"), re.MULTILINE):
                 self.assertRegex(table, r"\A\|.*\n\|[-|]+\|\n", f"{path.name}: {table[:60]}")
 
     def test_the_behaviours_of_the_centre_can_be_set(self):
-        guide = (SOURCE / "docs/message-centre.md").read_text()
+        guide = (SOURCE / "docs/message-centre.md").read_text("utf-8")
         examples = re.findall(r"^\s*(--set .*)$", guide, re.MULTILINE)
         self.assertGreater(len(examples), 5)
         world = World()
@@ -318,7 +319,7 @@ class Guides(unittest.TestCase):
 
 
     def test_the_members_of_the_json_object_are_listed(self):
-        guide = (SOURCE / "docs/integrator-guide.md").read_text()
+        guide = (SOURCE / "docs/integrator-guide.md").read_text("utf-8")
         table = guide.split("| member | meaning |")[-1].split("\n\n")[0]
         names = [line.split(" | ")[0] for line in table.splitlines()]
         members = re.findall(r"`(\w+)`", "".join(names))
@@ -363,7 +364,7 @@ class Checksums(unittest.TestCase):
             self.assertTrue(0.7 <= max(shares) <= 0.9, (said, max(shares)))
 
     def test_the_table_is_true(self):
-        guide = (SOURCE / "docs/lines-and-centres.md").read_text()
+        guide = (SOURCE / "docs/lines-and-centres.md").read_text("utf-8")
         rows = re.findall(r"^\| ([\d ,to]+)(?:\((\d+ \d+) \d+\) )?\| (.*) \| (.*) \|$", guide,
                           re.MULTILINE)
         self.assertEqual(len(rows), 9)
