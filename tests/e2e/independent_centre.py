@@ -86,27 +86,29 @@ def tap_checksum(block):
 
 
 class Tap:
-    """`logins` are the answers to one login after the other, the last one for all that follow;
-    `answers` likewise those to the blocks. `noise` is put before every answer's every byte."""
+    """`prompts` are the answers to one CR of the caller after the other, the last one to all that
+    follow; `logins` those to the logins, `answers` those to the blocks. `noise` is put before their
+    every byte."""
 
-    def __init__(self, prompt=b"ID=", logins=(LET_IN,),
+    def __init__(self, prompts=(b"ID=",), logins=(LET_IN,),
                  answers=(b"211 Page accepted\r" + ACK + b"\r",), noise=b""):
-        self.prompt, self.logins, self.answers, self.noise = prompt, logins, answers, noise
+        self.prompts, self.logins, self.answers, self.noise = prompts, logins, answers, noise
 
     def hold(self, call, received):
-        call.until(b"\r")
-        self._say(call, self.prompt)
-        for login in self._in_turn(self.logins):
-            while not call.until(b"\r").startswith(ESC):
-                pass  # one more CR for the prompt
-            self._say(call, login)
-            if login is not SILENCE and ESC + b"[p" in login:
-                break
-            if login is not SILENCE and ESC + EOT in login:
-                raise HungUp
+        self._let_in(call)
         for answer in self._in_turn(self.answers):
             received.append(self._take_block(call))
             self._say(call, answer)
+
+    def _let_in(self, call):
+        prompts, logins = self._in_turn(self.prompts), self._in_turn(self.logins)
+        answer = SILENCE
+        while answer is SILENCE or ESC + b"[p" not in answer:
+            asked = prompts if call.until(b"\r") == b"\r" else logins
+            answer = next(asked)
+            self._say(call, answer)
+            if answer is not SILENCE and ESC + EOT in answer:
+                raise HungUp
 
     @staticmethod
     def _in_turn(answers):
