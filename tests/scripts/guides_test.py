@@ -67,33 +67,30 @@ class Block:
         return self.excuse is None and self.kind in RUN
 
 
+FENCE = re.compile(r"(?:^ *<!-- not run: (?P<why>.+) -->\n)?"
+                   r"^(?P<indent> *)```(?P<info>.*)\n(?P<text>(?:.*\n)*?)(?P=indent)```\n",
+                   re.MULTILINE)
+BESIDE_FENCES = {r"^ *```": "a block that is not closed",
+                 r"<!-- not run": "\"not run\" excuses no block",
+                 r"(?<=\n\n) {4}(?! *[*-] )": "a block without a fence"}
+
+
+def line_of(text, position):
+    return text.count("\n", 0, position) + 1
+
+
 def blocks_of(name, markdown):
     """The fenced blocks. Commands anywhere else are an error, and so is an excuse for nothing."""
-    blocks, fence, excuse, indented = [], None, None, False
-    for number, line in enumerate(markdown.splitlines(), 1):
-        place = f"{name}:{number}"
-        mark = re.match(r"\s*```(.*)", line)
-        if fence is not None:
-            if not mark:
-                fence[2].append(line)
-                continue
-            at, info, lines = fence
-            block = Block(at, info, textwrap.dedent("\n".join(lines)) + "\n", excuse)
-            if block.kind not in RUN and excuse is None and COMMAND.search(block.text):
-                raise Wrong(f"{at}: commands in a block of the kind \"{block.kind}\"")
-            blocks.append(block)
-            fence = excuse = None
-        elif mark:
-            fence = place, mark[1], []
-        elif found := re.fullmatch(r"\s*<!-- not run: (.+) -->", line):
-            excuse = found[1]
-        elif excuse is not None and line.strip():
-            raise Wrong(f"{place}: \"not run\" excuses no block")
-        elif indented and re.match(r" {4}", line) and not line.lstrip().startswith(("* ", "- ")):
-            raise Wrong(f"{place}: a block without a fence")
-        indented = not line.strip() or (indented and line.startswith("    "))
-    if fence is not None or excuse is not None:
-        raise Wrong(f"{name}: a block is not closed, or \"not run\" excuses none")
+    beside = FENCE.sub(lambda fence: "\n" * fence[0].count("\n"), markdown)
+    for pattern, wrong in BESIDE_FENCES.items():
+        if found := re.search(pattern, beside, re.MULTILINE):
+            raise Wrong(f"{name}:{line_of(beside, found.start())}: {wrong}")
+    blocks = [Block(f"{name}:{line_of(markdown, fence.start('info'))}", fence["info"],
+                    textwrap.dedent(fence["text"]), fence["why"])
+              for fence in FENCE.finditer(markdown)]
+    for block in blocks:
+        if block.kind not in RUN and block.excuse is None and COMMAND.search(block.text):
+            raise Wrong(f"{block.place}: commands in a block of the kind \"{block.kind}\"")
     return blocks
 
 
@@ -263,6 +260,12 @@ def shlex_lines(text):
     return [line for line in text.splitlines() if shlex.split(line, comments=True)]
 
 
+def anchors_of(path):
+    """Of its headings, as links name them."""
+    headings = re.findall(r"^#+ (.*)$", path.read_text("utf-8"), re.MULTILINE)
+    return [re.sub(r"[^\w -]", "", heading.lower()).replace(" ", "-") for heading in headings]
+
+
 def carry_out(name, markdown):
     """Runs a guide; how many blocks ran."""
     world = World()
@@ -298,8 +301,12 @@ class Guides(unittest.TestCase):
 
     def test_links_lead_somewhere(self):
         for path in GUIDES:
-            for target in re.findall(r"\]\(([^)#:]+)(?:#[^)]*)?\)", path.read_text("utf-8")):
-                self.assertTrue((path.parent / target).exists(), f"{path.name}: {target}")
+            links = re.findall(r"\]\(([^)#:]+)(?:#([^)]*))?\)", path.read_text("utf-8"))
+            for target, anchor in links:
+                file = path.parent / target
+                with self.subTest(guide=path.name, link=target):
+                    self.assertTrue(file.exists())
+                    self.assertTrue(not anchor or anchor in anchors_of(file), anchor)
 
     def test_tables_are_whole(self):
         """A blank line in a table makes plain text of all that follows."""
@@ -317,6 +324,16 @@ class Guides(unittest.TestCase):
             options = re.split(r"\s{2,}", example)[0]  # the remark stands apart
             world.centre("--tcp", "0", *shlex.split(options))
 
+
+    def test_every_recipe_for_a_modem_is_taken(self):
+        guide = (SOURCE / "docs/lines-and-centres.md").read_text("utf-8")
+        recipes = re.findall(r"^\|.*\| `(--(?:init|dial) .*)` \|$", guide, re.MULTILINE)
+        self.assertGreater(len(recipes), 8)
+        world = World()
+        self.addCleanup(world.close)
+        world.run("mvsms modem add Modem --kind hayes --device /dev/ttyUSB0")
+        for recipe in recipes:
+            world.run(f"mvsms modem set Modem {recipe}; mvsms modem test Modem")
 
     def test_the_members_of_the_json_object_are_listed(self):
         guide = (SOURCE / "docs/integrator-guide.md").read_text("utf-8")
@@ -410,6 +427,9 @@ class PlantedFaults(unittest.TestCase):
 
     def test_commands_called_text(self):
         self.expect("```text\nmvsms config list\n```\n", "guide:1: commands in a block")
+
+    def test_a_block_that_is_not_closed(self):
+        self.expect("Do this:\n```sh\ntrue\n", "guide:2: a block that is not closed")
 
     def test_an_excuse_without_a_block(self):
         self.expect("<!-- not run: it takes long -->\nThen do this.\n", "excuses no block")
