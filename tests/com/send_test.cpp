@@ -59,7 +59,7 @@ void AbortSoon(_Sender& sender) {
   thread_local _Sender* running = nullptr;
   if (running) return;
   running = &sender;
-  ::SetTimer(nullptr, 0, 1000, [](HWND, UINT, UINT_PTR timer, DWORD) {
+  ::SetTimer(nullptr, 0, 1000, [](HWND, UINT, UINT_PTR timer, DWORD) CALLBACK {
     ::KillTimer(nullptr, timer);
     running->AbortAction();
   });

@@ -277,7 +277,7 @@ TEST_F(ConfigDialog, ASecondModelessDialogReplacesTheFirst) {
     int windows = 0;
     ::EnumThreadWindows(
         ::GetCurrentThreadId(),
-        [](HWND window, LPARAM number) -> BOOL {
+        [](HWND window, LPARAM number) CALLBACK -> BOOL {
           if (::IsWindowVisible(window)) ++*reinterpret_cast<int*>(number);
           return TRUE;
         },
@@ -301,7 +301,7 @@ TEST_F(ConfigDialog, AHundredRoundsLeaveNoWindowBehind) {
     int number = 0;
     ::EnumThreadWindows(
         ::GetCurrentThreadId(),
-        [](HWND, LPARAM counted) -> BOOL {
+        [](HWND, LPARAM counted) CALLBACK -> BOOL {
           ++*reinterpret_cast<int*>(counted);
           return TRUE;
         },

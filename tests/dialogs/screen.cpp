@@ -43,7 +43,7 @@ std::vector<HWND> VisibleControls(HWND form) {
   std::vector<HWND> controls;
   ::EnumChildWindows(
       form,
-      [](HWND window, LPARAM list) -> BOOL {
+      [](HWND window, LPARAM list) CALLBACK -> BOOL {
         if (::IsWindowVisible(window))
           reinterpret_cast<std::vector<HWND>*>(list)->push_back(window);
         return TRUE;
@@ -92,7 +92,7 @@ HWND Window(const std::string& title) {
   const auto look = [&] {
     search.found = nullptr;
     ::EnumWindows(
-        [](HWND window, LPARAM parameter) -> BOOL {
+        [](HWND window, LPARAM parameter) CALLBACK -> BOOL {
           auto& wanted = *reinterpret_cast<Search*>(parameter);
           DWORD process = 0;
           ::GetWindowThreadProcessId(window, &process);
@@ -275,7 +275,7 @@ void TakePicture(HWND window, const std::string& name) {
       std::ios::binary);
   file.write(reinterpret_cast<const char*>(&head), sizeof head);
   file.write(reinterpret_cast<const char*>(&info.bmiHeader), sizeof info.bmiHeader);
-  file.write(static_cast<const char*>(bits), size);
+  file.write(static_cast<const char*>(bits), static_cast<std::streamsize>(size));
   ::SelectObject(copy, before);
   ::DeleteObject(bitmap);
   ::DeleteDC(copy);
