@@ -29,7 +29,7 @@ ROOMS = {
     "backends/memory": "base platform forms",
     "backends/win32": "base platform forms",
     "backends/posix/system": "base platform",
-    "backends/posix/store": "base platform backends/posix/system",
+    "backends/posix/store": "base platform dispatch backends/posix/system",
     "backends/posix/line": "base platform backends/posix/system backends/posix/store",
     "backends/posix": "base platform backends/posix/system backends/posix/store backends/posix/line",
     "centre": "",

@@ -5,8 +5,7 @@
 namespace mvsms::posix {
 namespace {
 
-/// How long one process waits for another's transaction before it gives up.
-constexpr int kBusyTimeoutMs = 10000;
+constexpr std::chrono::seconds kUsualPatience{10};
 
 [[noreturn]] void Fail(sqlite3* database) {
   throw SqliteError(sqlite3_errcode(database), sqlite3_errmsg(database));
@@ -58,7 +57,7 @@ Connection::Connection(const std::string& path) {
       sqlite3_open_v2(path.c_str(), &opened, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
   database_.reset(opened);  // SQLite hands one out even when it failed
   if (code != SQLITE_OK) throw SqliteError(code & 0xFF, sqlite3_errmsg(opened));
-  sqlite3_busy_timeout(opened, kBusyTimeoutMs);
+  SetPatience(kUsualPatience);
 }
 
 sqlite3_stmt* Connection::Prepared(const char* sql) {
@@ -98,6 +97,15 @@ std::int64_t Connection::LastInsertId() const { return sqlite3_last_insert_rowid
 int Connection::Changes() const { return sqlite3_changes(database_.get()); }
 
 bool Connection::InTransaction() const { return sqlite3_get_autocommit(database_.get()) == 0; }
+
+void Connection::SetPatience(std::chrono::milliseconds patience) {
+  sqlite3_busy_timeout(database_.get(), static_cast<int>(patience.count()));
+}
+
+void Connection::KeepLog() {
+  int keep = 1;
+  sqlite3_file_control(database_.get(), "main", SQLITE_FCNTL_PERSIST_WAL, &keep);
+}
 
 bool Connection::HasMoved() const {
   int moved = 0;

@@ -1,9 +1,10 @@
 // SQLite behind four small classes: a connection that keeps its statements prepared, the rows of
-// one query, a transaction, and the one exception they throw. Only what the settings store needs.
+// one query, a transaction, and the one exception they throw. Only what the stores need.
 #pragma once
 
 #include <sqlite3.h>
 
+#include <chrono>
 #include <cstdint>
 #include <initializer_list>
 #include <map>
@@ -74,6 +75,11 @@ class Connection {
   /// Rows changed by the last statement.
   int Changes() const;
   bool InTransaction() const;
+  /// How long to wait for another's transaction before giving up; ten seconds unless set.
+  void SetPatience(std::chrono::milliseconds patience);
+  /// Leaves the write-ahead log and its index in place when the last connection closes: whoever may
+  /// read, but make no file in the folder, needs them.
+  void KeepLog();
   /// True when the file was moved or removed, so that its path now names another one or none.
   bool HasMoved() const;
 

@@ -6,11 +6,11 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
 #include <filesystem>
 #include <system_error>
 #include <utility>
 
+#include "backends/posix/store/database_file.h"
 #include "backends/posix/store/sqlite.h"
 
 namespace mvsms::posix {
@@ -56,21 +56,6 @@ constexpr const char* kSchema[] = {
 
 std::string FileIn(const std::string& home) { return home + "/settings.db"; }
 
-[[noreturn]] void FailWithErrno(int code, const std::string& what) {
-  throw SqliteError(code, what + ": " + std::strerror(errno));
-}
-
-/// True when the tables are there, false in a file that is still empty.
-bool CheckSchema(Connection& connection) {
-  const std::int64_t version = connection.Value("PRAGMA user_version");
-  if (version > kSchemaVersion) {
-    throw SqliteError(SQLITE_MISMATCH, "the file has format " + std::to_string(version) +
-                                           ", this program knows formats up to " +
-                                           std::to_string(kSchemaVersion));
-  }
-  return version != 0;
-}
-
 std::unique_ptr<Connection> Open(const std::string& file) {
   auto connection = std::make_unique<Connection>(file);
   // A truncated journal is synchronised at the commit; a deleted one (the default) is not.
@@ -78,13 +63,6 @@ std::unique_ptr<Connection> Open(const std::string& file) {
   connection->Execute("PRAGMA synchronous = FULL");
   connection->Execute("PRAGMA foreign_keys = ON");
   return connection;
-}
-
-void MakeHome(const std::string& home) {
-  const std::filesystem::path folder = (std::filesystem::path(home) / "").parent_path();
-  std::error_code error;
-  std::filesystem::create_directories(folder.parent_path(), error);
-  if (mkdir(home.c_str(), 0700) != 0 && errno != EEXIST) FailWithErrno(SQLITE_CANTOPEN, home);
 }
 
 /// Makes the file with its mode from the start. mknod opens nothing: closing a descriptor of the
@@ -97,7 +75,7 @@ void MakeFile(const std::string& file) {
 
 void MakeTables(Connection& connection) {
   Transaction writing(connection, Transaction::Kind::kWrite);
-  if (CheckSchema(connection)) return;  // another process was faster
+  if (HasTables(connection, kSchemaVersion)) return;  // another process was faster
   for (const char* statement : kSchema) connection.Execute(statement);
   writing.Commit();
 }
@@ -124,30 +102,6 @@ void ProbeMissing(const std::string& home) {
   if (access(probe.c_str(), W_OK | X_OK) != 0) FailWithErrno(SQLITE_CANTOPEN, folder.string());
 }
 
-const char* AdviceFor(int code) {
-  switch (code) {
-    case SQLITE_CORRUPT:
-    case SQLITE_NOTADB:
-      return "The file is damaged. Move it away and put a backup in its place, or begin again "
-             "without one.";
-    case SQLITE_MISMATCH:
-      return "It was written by a newer version of this program: install that version, or set "
-             "MVSMS_HOME to another folder.";
-    case SQLITE_FULL:
-      return "Free some space on the disk and try again; nothing that was stored is lost.";
-    case SQLITE_BUSY:
-      return "Another program keeps the file locked. Try again when it has finished.";
-    case SQLITE_READONLY:
-    case SQLITE_CANTOPEN:
-    case SQLITE_PERM:
-    case SQLITE_AUTH:
-      return "Check that you may write to the file and its folder, or set MVSMS_HOME to a folder "
-             "of your own.";
-    default:
-      return "Check the disk and the rights on the file and its folder, then try again.";
-  }
-}
-
 }  // namespace
 
 Store::Store(std::string home) : home_(std::move(home)) {}
@@ -168,7 +122,7 @@ bool Store::OpenExisting() {
 
 Connection* Store::Read() {
   if (!OpenExisting()) return nullptr;
-  if (!has_tables_) has_tables_ = CheckSchema(*connection_);
+  if (!has_tables_) has_tables_ = HasTables(*connection_, kSchemaVersion);
   return has_tables_ ? connection_.get() : nullptr;
 }
 
@@ -183,8 +137,7 @@ Connection& Store::Write() {
 }
 
 std::string ProblemSentence(const std::string& home, const SqliteError& error) {
-  return "The settings file " + FileIn(home) + " cannot be used: " + error.what() + ". " +
-         AdviceFor(error.code());
+  return TroubleWith("settings file " + FileIn(home), error);
 }
 
 std::string StoreProblem(const std::string& home) try {

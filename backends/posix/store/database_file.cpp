@@ -1,0 +1,67 @@
+// See database_file.h.
+#include "backends/posix/store/database_file.h"
+
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <system_error>
+
+#include "backends/posix/store/sqlite.h"
+
+namespace mvsms::posix {
+namespace {
+
+const char* AdviceFor(int code) {
+  switch (code) {
+    case SQLITE_CORRUPT:
+    case SQLITE_NOTADB:
+      return "The file is damaged. Move it away and put a backup in its place, or begin again "
+             "without one.";
+    case SQLITE_MISMATCH:
+      return "It was written by a newer version of this program: install that version, or set "
+             "MVSMS_HOME to another folder.";
+    case SQLITE_FULL:
+      return "Free some space on the disk and try again; nothing that was stored is lost.";
+    case SQLITE_BUSY:
+      return "Another program keeps the file locked. Try again when it has finished.";
+    case SQLITE_READONLY:
+    case SQLITE_CANTOPEN:
+    case SQLITE_PERM:
+    case SQLITE_AUTH:
+      return "Check that you may write to the file and its folder, or set MVSMS_HOME to a folder "
+             "of your own.";
+    default:
+      return "Check the disk and the rights on the file and its folder, then try again.";
+  }
+}
+
+}  // namespace
+
+void FailWithErrno(int code, const std::string& what) {
+  throw SqliteError(code, what + ": " + std::strerror(errno));
+}
+
+void MakeHome(const std::string& home) {
+  const std::filesystem::path folder = (std::filesystem::path(home) / "").parent_path();
+  std::error_code error;
+  std::filesystem::create_directories(folder.parent_path(), error);
+  if (mkdir(home.c_str(), 0700) != 0 && errno != EEXIST) FailWithErrno(SQLITE_CANTOPEN, home);
+}
+
+bool HasTables(Connection& connection, std::int64_t known) {
+  const std::int64_t version = connection.Value("PRAGMA user_version");
+  if (version > known) {
+    throw SqliteError(SQLITE_MISMATCH, "the file has format " + std::to_string(version) +
+                                           ", this program knows formats up to " +
+                                           std::to_string(known));
+  }
+  return version != 0;
+}
+
+std::string TroubleWith(const std::string& file, const SqliteError& error) {
+  return "The " + file + " cannot be used: " + error.what() + ". " + AdviceFor(error.code());
+}
+
+}  // namespace mvsms::posix

@@ -1,0 +1,27 @@
+// What the database files in the folder of all state have in common: how their folder is made,
+// which of them are read at all, and what is said when one cannot be used.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace mvsms::posix {
+
+class Connection;
+class SqliteError;
+
+/// Throws SqliteError with `code`, `what` and what errno says.
+[[noreturn]] void FailWithErrno(int code, const std::string& what);
+
+/// Makes the folder, its owner's alone, and the ones above it where they are missing.
+void MakeHome(const std::string& home);
+
+/// True when the tables are there, false in a file that is still empty. Throws SqliteError for a
+/// file of a version after `known`, which this program would misread.
+bool HasTables(Connection& connection, std::int64_t known);
+
+/// A sentence for the user about `file` (in words, with its path): what the system said, and how to
+/// go on. UTF-8.
+std::string TroubleWith(const std::string& file, const SqliteError& error);
+
+}  // namespace mvsms::posix

@@ -1,0 +1,229 @@
+// See journal.h. Every operation opens the file for itself: a send that lasts minutes holds nothing
+// open meanwhile, and takes up a file that was moved away or pruned.
+#include "backends/posix/store/journal.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <ctime>
+#include <string_view>
+
+#include "backends/posix/store/database_file.h"
+#include "backends/posix/store/sqlite.h"
+#include "backends/posix/system/process.h"
+#include "base/ansi.h"
+#include "base/raised_error.h"
+
+namespace mvsms::posix {
+namespace {
+
+using dispatch::JournalRow;
+
+constexpr std::int64_t kVersion = 1;
+
+/// What a host knows as "Path/File access error".
+constexpr std::int32_t kAccessError = 75;
+
+constexpr const char* kSchema[] = {
+    R"(CREATE TABLE attempts(
+        number INTEGER PRIMARY KEY AUTOINCREMENT,
+        id TEXT NOT NULL UNIQUE,
+        begun INTEGER NOT NULL,
+        ended INTEGER NOT NULL,
+        user INTEGER NOT NULL,
+        process TEXT NOT NULL,
+        profile TEXT NOT NULL,
+        recipient TEXT NOT NULL,
+        text TEXT NOT NULL,
+        text_digest TEXT NOT NULL,
+        service TEXT NOT NULL,
+        modem TEXT NOT NULL,
+        dialled TEXT NOT NULL,
+        outcome TEXT NOT NULL,
+        reason TEXT NOT NULL,
+        answer TEXT NOT NULL,
+        exit_code INTEGER NOT NULL,
+        pieces INTEGER NOT NULL,
+        pieces_accepted INTEGER NOT NULL,
+        milliseconds INTEGER NOT NULL))",
+    "CREATE INDEX attempts_by_time ON attempts(begun)", "PRAGMA user_version = 1"};
+
+constexpr char kPut[] =
+    "INSERT INTO attempts(id, begun, ended, user, process, profile, recipient, text, text_digest,"
+    " service, modem, dialled, outcome, reason, answer, exit_code, pieces, pieces_accepted,"
+    " milliseconds)"
+    " VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, ?12, ?13, ?14, ?15, ?16, ?17, ?18, ?19)"
+    " ON CONFLICT(id) DO UPDATE SET ended = excluded.ended, recipient = excluded.recipient,"
+    " service = excluded.service, modem = excluded.modem, dialled = excluded.dialled,"
+    " outcome = excluded.outcome, reason = excluded.reason, answer = excluded.answer,"
+    " exit_code = excluded.exit_code, pieces = excluded.pieces,"
+    " pieces_accepted = excluded.pieces_accepted, milliseconds = excluded.milliseconds";
+constexpr char kRead[] =
+    "SELECT number, begun, ended, user, process, id, profile, recipient, text, text_digest,"
+    " service, modem, dialled, outcome, reason, answer, exit_code, pieces, pieces_accepted,"
+    " milliseconds FROM attempts WHERE begun >= ?1 AND number > ?2 ORDER BY number";
+constexpr char kPrune[] = "DELETE FROM attempts WHERE begun < ?1";
+
+/// Runs an operation on the file, turning its failure into a sentence about it.
+template <typename Operation>
+auto Explained(const std::string& file, Operation operation) {
+  try {
+    return operation();
+  } catch (const SqliteError& error) {
+    throw RaisedError(kAccessError, "Journal", AnsiFromUtf8(TroubleWith("journal " + file, error)));
+  }
+}
+
+void MakeTables(Connection& connection) {
+  connection.Execute("PRAGMA journal_mode = WAL");
+  Transaction writing(connection, Transaction::Kind::kWrite);
+  if (HasTables(connection, kVersion)) return;  // another process was faster
+  for (const char* statement : kSchema) connection.Execute(statement);
+  writing.Commit();
+}
+
+/// The group's right to write into the folder is its right to write the journal in it.
+mode_t ModeIn(const std::string& home) {
+  struct stat folder{};
+  const bool shared = stat(home.c_str(), &folder) == 0 && (folder.st_mode & S_IWGRP) != 0;
+  return shared ? 0660 : 0640;
+}
+
+/// A file of another name until it is whole: two who begin at the same time, or one who is killed,
+/// leave no half a journal to the others.
+class Draft {
+ public:
+  explicit Draft(const std::string& home) : path_(home + "/journal.XXXXXX") {
+    const int made = mkstemp(path_.data());
+    if (made < 0) FailWithErrno(SQLITE_CANTOPEN, home);
+    close(made);
+    chmod(path_.c_str(), ModeIn(home));
+  }
+  ~Draft() { unlink(path_.c_str()); }
+  Draft(const Draft&) = delete;
+  Draft& operator=(const Draft&) = delete;
+
+  const std::string& path() const { return path_; }
+  /// Whoever was faster has made the same.
+  void Become(const std::string& file) const {
+    if (link(path_.c_str(), file.c_str()) != 0 && errno != EEXIST) {
+      FailWithErrno(SQLITE_CANTOPEN, file);
+    }
+  }
+
+ private:
+  std::string path_;
+};
+
+void MakeFile(const std::string& home, const std::string& file) {
+  MakeHome(home);
+  const Draft draft(home);
+  {
+    Connection connection(draft.path());
+    MakeTables(connection);
+  }
+  draft.Become(file);
+}
+
+void PrepareToWrite(Connection& connection, std::chrono::milliseconds patience) {
+  connection.SetPatience(patience);
+  connection.Execute("PRAGMA synchronous = FULL");
+  connection.KeepLog();
+  if (!HasTables(connection, kVersion)) MakeTables(connection);
+}
+
+constexpr std::string JournalRow::* kTexts[] = {
+    &JournalRow::id,          &JournalRow::profile, &JournalRow::recipient, &JournalRow::text,
+    &JournalRow::text_digest, &JournalRow::service, &JournalRow::modem,     &JournalRow::dialled,
+    &JournalRow::outcome,     &JournalRow::reason,  &JournalRow::answer};
+
+JournalRow Converted(JournalRow row, std::string (*convert)(std::string_view)) {
+  for (const auto text : kTexts) row.*text = convert(row.*text);
+  return row;
+}
+
+void Write(Connection& connection, const JournalRow& ansi) {
+  const JournalRow row = Converted(ansi, Utf8FromAnsi);
+  const std::string process = ProcessMark();
+  const std::int64_t now = std::time(nullptr);
+  // A row that could not be written before the call began when that did.
+  const std::int64_t begun = now - std::chrono::round<std::chrono::seconds>(row.duration).count();
+  const std::int64_t ended = row.outcome.empty() ? 0 : now;
+  connection.Execute(
+      kPut, {Text{row.id}, begun, ended, std::int64_t{getuid()}, Text{process}, Text{row.profile},
+             Text{row.recipient}, Text{row.text}, Text{row.text_digest}, Text{row.service},
+             Text{row.modem}, Text{row.dialled}, Text{row.outcome}, Text{row.reason},
+             Text{row.answer}, std::int64_t{row.exit_code}, std::int64_t{row.pieces},
+             std::int64_t{row.pieces_accepted}, std::int64_t{row.duration.count()}});
+}
+
+/// What a row that nobody closed says by now.
+void TellState(JournalRow& row, const std::string& process) {
+  const bool runs = StillRuns(process);
+  row.outcome = runs ? dispatch::kOutcomeOpen : NameOf(dispatch::Outcome::kUnknown);
+  row.reason = runs ? "" : dispatch::kInterrupted;
+}
+
+JournalEntry EntryIn(const Rows& rows) {
+  JournalEntry entry;
+  int column = 0;
+  entry.number = rows.Int(column++);
+  entry.begun = rows.Int(column++);
+  entry.ended = rows.Int(column++);
+  entry.user = static_cast<std::uint32_t>(rows.Int(column++));
+  const std::string process = rows.Bytes(column++);
+  for (const auto text : kTexts) entry.row.*text = rows.Bytes(column++);
+  entry.row = Converted(entry.row, AnsiFromUtf8);
+  entry.row.exit_code = static_cast<std::int32_t>(rows.Int(column++));
+  entry.row.pieces = static_cast<std::int32_t>(rows.Int(column++));
+  entry.row.pieces_accepted = static_cast<std::int32_t>(rows.Int(column++));
+  entry.row.duration = std::chrono::milliseconds(rows.Int(column++));
+  if (entry.row.outcome.empty()) TellState(entry.row, process);
+  return entry;
+}
+
+}  // namespace
+
+Journal::Journal(const std::string& home, std::chrono::milliseconds patience)
+    : home_(home), file_(home + "/journal.db"), patience_(patience) {}
+
+bool Journal::Exists() const { return access(file_.c_str(), F_OK) == 0 || errno != ENOENT; }
+
+void Journal::Put(const JournalRow& row) {
+  Explained(file_, [&] {
+    if (!Exists()) MakeFile(home_, file_);
+    Connection connection(file_);
+    PrepareToWrite(connection, patience_);
+    Write(connection, row);
+  });
+}
+
+std::vector<JournalEntry> Journal::Read(std::int64_t since, std::int64_t after) {
+  return Explained(file_, [&] {
+    std::vector<JournalEntry> entries;
+    if (!Exists()) return entries;
+    Connection connection(file_);
+    if (!HasTables(connection, kVersion)) return entries;
+    Rows rows = connection.Query(kRead, {since, after});
+    while (rows.Next()) entries.push_back(EntryIn(rows));
+    return entries;
+  });
+}
+
+std::int64_t Journal::Prune(std::int64_t before) {
+  return Explained(file_, [&]() -> std::int64_t {
+    if (!Exists()) return 0;
+    Connection connection(file_);
+    PrepareToWrite(connection, patience_);
+    connection.Execute("PRAGMA secure_delete = ON");
+    connection.Execute(kPrune, {before});
+    const int deleted = connection.Changes();
+    connection.Execute("PRAGMA wal_checkpoint(TRUNCATE)");
+    return deleted;
+  });
+}
+
+}  // namespace mvsms::posix
