@@ -29,7 +29,7 @@ void List(Context& context) {
   ProfileStore store(context);
   Json json = Json::object();
   std::vector<std::vector<std::string>> rows{{"NAME", "VALUE", "MEANING"}};
-  for (const ValueInfo& info : kGlobalValues) {
+  for (const ValueInfo& info : kProfileValues) {
     const std::string text = store.Get(info);
     json[info.name] = ToJson(info, text);
     rows.push_back({info.name, text.empty() ? "-" : Utf8FromAnsi(text), info.meaning});
@@ -38,7 +38,7 @@ void List(Context& context) {
 }
 
 void Get(Context& context, const std::string& name) {
-  const ValueInfo& info = FindValue(kGlobalValues, name);
+  const ValueInfo& info = FindValue(kProfileValues, name);
   const std::string text = ProfileStore(context).Get(info);
   if (context.json) return context.PrintJson({{info.name, ToJson(info, text)}});
   context.out << Printable(Utf8FromAnsi(text)) << '\n';
@@ -57,7 +57,7 @@ void WarnOfLostZero(Context& context, ProfileStore& store, const ValueInfo& info
 }
 
 void Set(Context& context, const std::string& name, const std::string& value) {
-  const ValueInfo& info = FindValue(kGlobalValues, name);
+  const ValueInfo& info = FindValue(kProfileValues, name);
   ProfileStore store(context);
   const RegistryValue checked = CheckedValue(context, store, info, value);
   WarnOfLostZero(context, store, info, value);
@@ -66,7 +66,7 @@ void Set(Context& context, const std::string& name, const std::string& value) {
 
 std::string Meanings() {
   std::string text = "\nNames:\n";
-  for (const ValueInfo& info : kGlobalValues) {
+  for (const ValueInfo& info : kProfileValues) {
     text += "  " + std::string(info.name) + std::string(16 - std::string(info.name).size(), ' ') +
             info.meaning + "\n";
   }

@@ -3,6 +3,7 @@
 
 #include "base/ansi.h"
 #include "base/sha256.h"
+#include "engine/settings.h"
 
 namespace mvsms::dispatch {
 namespace {
@@ -15,8 +16,9 @@ std::string WithoutQuotation(const std::string& reason) {
 }  // namespace
 
 void TakeText(JournalRow& row, const std::string& text, const std::string& keep) {
-  if (keep == kKeepText) row.text = text;
-  if (keep == kKeepDigest) row.text_digest = Sha256(Utf8FromAnsi(text));
+  const auto& [full, hash, none] = setting::kJournalText.choices;
+  if (keep == full) row.text = text;
+  if (keep == hash) row.text_digest = Sha256(Utf8FromAnsi(text));
 }
 
 void Close(JournalRow& row, const SendReport& report, const Judgement& judgement) {

@@ -39,12 +39,8 @@ inline constexpr char kOutcomeOpen[] = "open";
 inline constexpr char kInterrupted[] =
     "the program was ended before it could say what became of the message; it may have gone out";
 
-/// What JournalText may be: how much of a text is kept. Anything else keeps nothing, like kNone.
-inline constexpr char kKeepText[] = "full";
-inline constexpr char kKeepDigest[] = "hash";
-inline constexpr char kKeepNone[] = "none";
-
-/// Puts the text into the row, as far as `keep` says.
+/// Puts the text into the row as far as `keep` says, one of the choices of setting::kJournalText:
+/// the whole text, its digest, or nothing. Anything else keeps nothing.
 void TakeText(JournalRow& row, const std::string& text, const std::string& keep);
 
 /// Closes the row with what became of the message. Where its text is not kept, nothing that the

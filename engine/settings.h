@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -112,6 +113,26 @@ inline constexpr ValueInfo kWriteLogfile{.name = "WriteLogfile",
                                          .initial = "0",
                                          .meaning = "write the send log"};
 
+// Of a profile too, but for the command alone: no sender and no dialog reads or writes them, so
+// that what hosts know of a profile does not change by them.
+inline constexpr ValueInfo kFit{.name = "Fit",
+                                .kind = ValueKind::kSwitch,
+                                .type = RegType::kDword,
+                                .initial = "0",
+                                .meaning = "send every text as with --fit"};
+inline constexpr ValueInfo kJournalText{
+    .name = "JournalText",
+    .initial = "full",
+    .meaning = "what the journal keeps of a text: full, hash or none",
+    .rule = ValueRule::kChoice,
+    .choices = {"full", "hash", "none"},
+    .expected = "full, hash or none"};
+inline constexpr ValueInfo kSyslog{.name = "Syslog",
+                                   .kind = ValueKind::kSwitch,
+                                   .type = RegType::kDword,
+                                   .initial = "0",
+                                   .meaning = "write a line for each send to the system's log"};
+
 // Of a service.
 inline constexpr ValueInfo kCountryCode{.name = "CountryCode",
                                         .meaning = "country code of the service"};
@@ -188,11 +209,13 @@ inline constexpr ValueInfo kSupportMailbox{.name = "SupportMailbox",
 
 }  // namespace setting
 
-/// The values of a profile.
-inline constexpr std::array<ValueInfo, 9> kGlobalValues{
+/// The values of a profile, the command's own last.
+inline constexpr std::array<ValueInfo, 12> kProfileValues{
     {setting::kReplacePlus, setting::kAddCountry, setting::kCountry, setting::kRetries,
      setting::kRetryDelay, setting::kDefaultModem, setting::kDefaultService, setting::kShowStatus,
-     setting::kWriteLogfile}};
+     setting::kWriteLogfile, setting::kFit, setting::kJournalText, setting::kSyslog}};
+/// Those that the component goes by.
+inline constexpr auto kGlobalValues = std::span(kProfileValues).first<9>();
 
 /// The values of a service, in the order in which they are written.
 inline constexpr std::array<ValueInfo, 12> kServiceValues{

@@ -188,7 +188,8 @@ TEST_F(ConfigCommand, ListNamesEveryOptionAndLeavesUnsetOnesEmpty) {
   EXPECT_EQ(Ask({"config", "list"}),
             Json::parse(R"({"ReplacePlus": null, "AddCountry": null, "Country": "0049",
                             "Retries": null, "RetryDelay": null, "DefaultModem": "",
-                            "DefaultService": "", "ShowStatus": null, "WriteLogfile": null})"));
+                            "DefaultService": "", "ShowStatus": null, "WriteLogfile": null,
+                            "Fit": null, "JournalText": "", "Syslog": null})"));
 }
 
 TEST_F(ConfigCommand, ProfilesAreSeparate) {

@@ -26,9 +26,9 @@ TEST(Journal, ATextIsKeptAsFarAsTheSettingSays) {
       "Gr\xFC\xDF"
       "e";
   JournalRow full, hash, none, unknown;
-  TakeText(full, text, kKeepText);
-  TakeText(hash, text, kKeepDigest);
-  TakeText(none, text, kKeepNone);
+  TakeText(full, text, "full");
+  TakeText(hash, text, "hash");
+  TakeText(none, text, "none");
   TakeText(unknown, text, "Hash");
   EXPECT_EQ(full.text, text);
   EXPECT_EQ(full.text_digest, "");
@@ -41,7 +41,7 @@ TEST(Journal, ATextIsKeptAsFarAsTheSettingSays) {
 
 TEST(Journal, ARowHasTheOutcomeOfTheJudgement) {
   PagingHost host(kUcp, {"refuse=all", "ucp-refusal=2"});
-  const JournalRow row = RowOf(host, kKeepText);
+  const JournalRow row = RowOf(host, "full");
   EXPECT_EQ(row.outcome, "refused");
   EXPECT_EQ(row.exit_code, 1);
   EXPECT_EQ(row.reason, Judge(host.sender.Report()).reason);
@@ -54,7 +54,7 @@ TEST(Journal, ARowHasTheOutcomeOfTheJudgement) {
 }
 
 TEST(Journal, WithoutTheTextTheCentresWordsAreNotKeptEither) {
-  for (const char* keep : {kKeepDigest, kKeepNone}) {
+  for (const char* keep : {"hash", "none"}) {
     PagingHost host(kTap, {"refuse=all"});
     const JournalRow row = RowOf(host, keep);
     EXPECT_EQ(row.answer, "");

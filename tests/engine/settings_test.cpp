@@ -93,15 +93,15 @@ TEST_F(SettingsOfAProfile, ErrorWhileReadingMeansFailure) {
 
 TEST(SettingTables, NameEveryValueOnce) {
   std::set<std::string> names;
-  for (const ValueInfo& value : kGlobalValues) names.insert(value.name);
-  EXPECT_EQ(names.size(), kGlobalValues.size());
+  for (const ValueInfo& value : kProfileValues) names.insert(value.name);
+  EXPECT_EQ(names.size(), kProfileValues.size());
   names.clear();
   for (const ValueInfo& value : kServiceValues) names.insert(value.name);
   EXPECT_EQ(names.size(), kServiceValues.size());
 }
 
 TEST(SettingTables, TextsAreWrittenAsTextsAndSwitchesAsNumbers) {
-  for (const ValueInfo& value : kGlobalValues) {
+  for (const ValueInfo& value : kProfileValues) {
     EXPECT_EQ(value.type == RegType::kSz, value.kind == ValueKind::kText) << value.name;
   }
   for (const ValueInfo& value : kServiceValues) EXPECT_EQ(value.type, RegType::kSz) << value.name;
@@ -117,6 +117,14 @@ TEST(SettingTables, InitialStateOfAProfile) {
             "DefaultService= ShowStatus=0 WriteLogfile=0 ");
 }
 
+TEST(SettingTables, InitialStateOfTheCommandsOwn) {
+  std::string line;
+  for (const ValueInfo& value : std::span(kProfileValues).subspan(kGlobalValues.size())) {
+    line += std::string(value.name) + "=" + value.initial + " ";
+  }
+  EXPECT_EQ(line, "Fit=0 JournalText=full Syslog=0 ");
+}
+
 TEST(SettingTables, BlankService) {
   std::string line;
   for (const ValueInfo& value : kServiceValues) {
@@ -129,7 +137,7 @@ TEST(SettingTables, BlankService) {
 
 /// Every setting that a user can change.
 std::vector<ValueInfo> AllValues() {
-  std::vector<ValueInfo> all(kGlobalValues.begin(), kGlobalValues.end());
+  std::vector<ValueInfo> all(kProfileValues.begin(), kProfileValues.end());
   all.insert(all.end(), kServiceValues.begin(), kServiceValues.end());
   all.push_back(setting::kUseService);
   return all;
