@@ -96,12 +96,20 @@ void Follow(Context& context, const std::string& path, std::streamoff position) 
   }
 }
 
+void RequireReadable(const std::string& path) {
+  if (IsReadable(path)) return;
+  std::error_code error;
+  if (exists(FilePath(path), error) || error) {
+    throw Failure("cannot read the send log " + path +
+                  "; check that it is a file, and yours to read");
+  }
+  throw Failure("there is no send log at " + path +
+                "; 'mvsms config set WriteLogfile 1' makes every send write one");
+}
+
 void Run(Context& context, const LogOptions& options) {
   const std::string path = options.file.empty() ? DefaultLog(context) : options.file;
-  if (!options.follow && !IsReadable(path)) {
-    throw Failure("there is no send log at " + path +
-                  "; 'mvsms config set WriteLogfile 1' makes every send write one");
-  }
+  if (!options.follow) RequireReadable(path);
   const std::streamoff position = PrintFrom(context, path, 0);
   if (options.follow) Follow(context, path, position);
 }

@@ -7,8 +7,10 @@
 #include "base/ansi.h"
 #include "cli/commands.h"
 #include "cli/dry_run.h"
+#include "cli/send_record.h"
 #include "cli/send_run.h"
 #include "cli/store.h"
+#include "cli/system.h"
 #include "dispatch/outcome.h"
 #include "engine/settings.h"
 
@@ -53,11 +55,22 @@ void WarnOfLosses(Context& context, const SendOptions& options) {
   }
   if (!options.log.empty() &&
       !context.platform().text_file().Append(AnsiFromUtf8(options.log), "")) {
-    context.Warn("cannot write the log " + options.log);
+    context.Warn("cannot write the log " + options.log + "; the message goes out without it");
   }
 }
 
-bool WantsFit(const SendOptions& options) { return options.fit.value_or(false); }
+bool WantsFit(Context& context, const SendOptions& options) {
+  return options.fit.value_or(SettingOrInitial(context, setting::kFit) == "1");
+}
+
+// The sender would find the same log in its settings, but only after the line that begins a send
+// and names the recipient.
+void TakeLogOfProfile(Context& context, SendOptions& options) {
+  Settings settings;
+  std::string profile = AnsiFromUtf8(context.profile);
+  GetSettings(context.platform().registry(), profile, settings);
+  if (settings.WriteLogfile && options.log.empty()) options.log = DefaultLog(context);
+}
 
 // Settings that cannot even be read are no refusal of the message centre.
 bool SettingsServe(Context& context, const SendOptions& options) try {
@@ -67,6 +80,7 @@ bool SettingsServe(Context& context, const SendOptions& options) try {
   throw;
 } catch (const std::exception& error) {
   context.Warn(error.what());
+  RecordUnusable(context, options, error.what());
   return false;
 }
 
@@ -74,12 +88,14 @@ void Run(Context& context, SendOptions& options) {
   context.exit_code = static_cast<int>(Exit::kSettings);
   if (!SettingsServe(context, options)) return;
   if (options.text == "-") options.text = ReadText(context.in);
-  const DryRun run{options.to, options.from, options.service, options.text, WantsFit(options)};
+  const DryRun run{options.to, options.from, options.service, options.text,
+                   WantsFit(context, options)};
   if (options.dry_run) {
     context.exit_code = PrintDryRun(context, run);
     return;
   }
   if (run.fit) options.text = FitForSend(context, run);
+  TakeLogOfProfile(context, options);
   WarnOfLosses(context, options);
   context.exit_code = SendOnce(context, options);
 }

@@ -5,13 +5,13 @@
 #include <cstdint>
 #include <cstdio>
 #include <optional>
-#include <random>
 #include <string>
 #include <vector>
 
 #include "base/ansi.h"
 #include "cli/interrupt.h"
 #include "cli/json.h"
+#include "cli/send_record.h"
 #include "cli/store.h"
 #include "cli/system.h"
 #include "dispatch/outcome.h"
@@ -27,18 +27,6 @@ using dispatch::Outcome;
 constexpr std::uint32_t kWatchMs = 100;
 constexpr int kSignalBase = 128;  // a shell's exit code of a program that a signal ended
 constexpr long long kLongestTimeout = 86400;
-
-/// Different from that of every other send, on whatever machine.
-std::string FreshId() {
-  std::random_device random;
-  std::string id;
-  for (int i = 0; i < 4; ++i) {
-    std::array<char, 9> digits{};
-    std::snprintf(digits.data(), digits.size(), "%08x", static_cast<unsigned>(random()));
-    id += digits.data();
-  }
-  return id;
-}
 
 /// Local time as ISO 8601 has it.
 std::string Moment(const CalendarTime& time) {
@@ -67,10 +55,13 @@ class SendRun {
   /// The exit code. The message is on its way or not by then, so an output that cannot be written
   /// does not change it.
   int Run() {
+    SendRecord record(context_, options_);
     Send();
-    const dispatch::Judgement judgement = Judged();
+    const dispatch::Judgement raw = Judged();
+    record.Close(recipient_, service_, sender_.Report(), raw);
+    const dispatch::Judgement judgement = InWords(raw);
     try {
-      if (context_.json) PrintResult(judgement);
+      if (context_.json) PrintResult(record.id(), judgement);
       context_.out.flush();
     } catch (const std::exception& error) {
       context_.Warn(error.what());
@@ -109,13 +100,18 @@ class SendRun {
   }
 
   /// As the report has it; but a signal that came while nothing was accepted, nor may have been,
-  /// ends this program as it would have ended any other, and the settings give better advice.
+  /// ends this program as it would have ended any other.
   dispatch::Judgement Judged() {
     dispatch::Judgement judgement = dispatch::Judge(sender_.Report());
     const bool nothing_sent = judgement.outcome != Outcome::kAccepted &&
                               judgement.outcome != Outcome::kUnknown &&
                               judgement.pieces_accepted == 0;
     if (signal_ != 0 && nothing_sent) judgement.exit_code = kSignalBase + signal_;
+    return judgement;
+  }
+
+  /// For people: in UTF-8, and with the better advice that the settings give.
+  dispatch::Judgement InWords(dispatch::Judgement judgement) {
     judgement.reason = Utf8FromAnsi(judgement.reason);
     const std::string hint = Hint();
     judgement.advice = hint.empty() ? Utf8FromAnsi(judgement.advice) : hint;
@@ -134,7 +130,7 @@ class SendRun {
     context_.out << Printable(line.substr(0, line.find_last_not_of("\r\n") + 1)) << std::endl;
   }
 
-  void PrintResult(const dispatch::Judgement& judgement) {
+  void PrintResult(const std::string& id, const dispatch::Judgement& judgement) {
     const SendReport& report = sender_.Report();
     Json errors = Json::array();
     for (const SendError& error : report.errors) {
@@ -143,7 +139,7 @@ class SendRun {
                         {"module", error.source}});
     }
     context_.PrintJson(
-        {{"id", FreshId()},
+        {{"id", id},
          {"outcome", dispatch::NameOf(judgement.outcome)},
          {"reason", judgement.reason},
          {"advice", judgement.advice},

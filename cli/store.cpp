@@ -90,6 +90,11 @@ void ProfileStore::Delete(const std::string& key) {
   }
 }
 
+std::string SettingOrInitial(Context& context, const ValueInfo& info) {
+  std::string profile = AnsiFromUtf8(context.profile);
+  return ToText(Profile(context.platform().registry(), BaseKey(profile)).GetOrInitial(info));
+}
+
 std::string KeyName(const std::string& what, const std::string& utf8) {
   if (!HasAnsiForm(utf8)) {
     throw UsageError("the name \"" + Printable(utf8) + "\" has characters outside Windows-1252");

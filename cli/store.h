@@ -56,6 +56,10 @@ class ProfileStore {
   bool writable_ = false;
 };
 
+/// A value of the profile as a text; the row's initial one when it has none, or cannot be read. For
+/// those who go on without the settings.
+std::string SettingOrInitial(Context& context, const ValueInfo& info);
+
 /// `utf8` in the ANSI code page when it can be the name of a profile, service or route (`what`),
 /// else a UsageError.
 std::string KeyName(const std::string& what, const std::string& utf8);

@@ -9,6 +9,7 @@
 
 #include "cli/context.h"
 #include "cli/options.h"
+#include "dispatch/journal.h"
 
 namespace mvsms::cli {
 
@@ -29,6 +30,14 @@ std::string DefaultLog(Context& context);
 /// What went wrong with the modem in the last call, such as who held its device or that nothing
 /// listens there, as a sentence; empty when nothing did or nobody can tell.
 std::string ModemInUse(Context& context, const std::string& modem);
+
+/// Writes the row of an attempt, or writes it again, where this system has a journal. Throws
+/// RaisedError with a sentence that names the file.
+void WriteJournal(Context& context, const dispatch::JournalRow& row);
+
+/// Writes a line about a send, UTF-8, to the log of the whole system; false when nothing takes it.
+/// Never waits.
+bool WriteSystemLog(bool accepted, const std::string& line);
 
 /// The end of the command's own help: the first steps, and where its state lies.
 std::string FirstSteps();

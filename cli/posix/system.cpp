@@ -7,8 +7,10 @@
 #include "backends/posix/line/line_trouble.h"
 #include "backends/posix/posix_platform.h"
 #include "backends/posix/store/backend.h"
+#include "backends/posix/store/journal.h"
 #include "backends/posix/store/line_store.h"
 #include "backends/posix/store/store.h"
+#include "backends/posix/system/system_log.h"
 #include "cli/commands.h"
 #include "cli/posix/centre_command.h"
 #include "engine/send_log.h"
@@ -31,6 +33,14 @@ std::string DefaultLog(Context& context) { return context.home + "/" + basCommon
 
 // Asked after a call: what the device is now, with the call over, may not be what it was.
 std::string ModemInUse(Context&, const std::string& modem) { return posix::LastTrouble(modem); }
+
+void WriteJournal(Context& context, const dispatch::JournalRow& row) {
+  posix::Journal(context.home).Put(row);
+}
+
+bool WriteSystemLog(bool accepted, const std::string& line) {
+  return posix::WriteSystemLog(accepted ? posix::Severity::kInfo : posix::Severity::kWarning, line);
+}
 
 void WriteTogether(Context& context, const std::function<void()>& changes) {
   posix::WriteTogether(context.platform().registry(), changes);

@@ -68,6 +68,10 @@ void AddSystemCommands(Command& app, Context& context) {
       ->Callback([&context] { ListModems(context); });
 }
 
+void WriteJournal(Context&, const dispatch::JournalRow&) {}
+
+bool WriteSystemLog(bool, const std::string&) { return false; }
+
 void WriteTogether(Context&, const std::function<void()>& changes) { changes(); }
 
 bool MakePrivateFile(const std::filesystem::path& file) {

@@ -1,6 +1,7 @@
 // The command line as a whole: help, usage errors, and texts that look like something else.
 #include <sys/stat.h>
 
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
@@ -183,6 +184,37 @@ TEST_F(SendCommand, ALogThatCannotBeWrittenIsWarnedOf) {
   EXPECT_THAT(outcome.err, HasSubstr("the settings have no default"));
 }
 
+TEST_F(SendCommand, TheLogOfTheProfileBeginsWithTheRecipient) {
+  Do({"config", "set", "WriteLogfile", "1"});
+  Run({"send", "--to", "0171", "text"});
+  EXPECT_THAT(Do({"log"}), HasSubstr("Begin send message to 0171\n"));
+}
+
+TEST_F(SendCommand, WithoutAskingThereIsNoLog) {
+  Run({"send", "--to", "0171", "text"});
+  EXPECT_FALSE(std::filesystem::exists(Path("SMSLog.txt")));
+}
+
+TEST_F(SendCommand, TheLogOfTheProfileThatCannotBeWrittenIsWarnedOf) {
+  Do({"config", "set", "WriteLogfile", "1"});
+  std::filesystem::create_directory(Path("SMSLog.txt"));
+  EXPECT_THAT(Run({"send", "--to", "0171", "text"}).err,
+              HasSubstr("cannot write the log " + Path("SMSLog.txt")));
+}
+
+TEST_F(SendCommand, ASettingMakesFittingTheDefault) {
+  AddModem("Modem");
+  AddService("Pager");
+  Do({"config", "set", "DefaultModem", "Modem"});
+  Do({"config", "set", "DefaultService", "Pager"});
+  const std::vector<std::string> plain = {"send", "--dry-run", "--json", "--to", "0171", "è"};
+  EXPECT_EQ(Run(plain).exit_code, kExitMessage);
+  Do({"config", "set", "Fit", "1"});
+  EXPECT_EQ(Run(plain).exit_code, kExitAccepted);
+  EXPECT_EQ(Run({"send", "--no-fit", "--dry-run", "--json", "--to", "0171", "è"}).exit_code,
+            kExitMessage);
+}
+
 TEST_F(SendCommand, WhatTheSettingsLackIsNamedAfterAFailure) {
   Do({"modem", "add", "Net", "--kind", "tcp"});
   AddService("Pager");
@@ -291,7 +323,7 @@ TEST_F(MessageText, ANumberThatIsNoneIsNamed) {
 TEST_F(LogCommand, WithoutALogItSaysHowToGetOne) {
   Refuse({"log"}, "config set WriteLogfile 1", kExitFailed);
   Refuse({"log", "--file", Path("none.log")}, "none.log", kExitFailed);
-  Refuse({"log", "--file", home_.string()}, "there is no send log", kExitFailed);
+  Refuse({"log", "--file", home_.string()}, "cannot read the send log", kExitFailed);
 }
 
 TEST_F(LogCommand, PrintsTheLogInUtf8WithControlCharactersNamed) {
@@ -322,7 +354,7 @@ TEST_F(LogCommand, WhereThePortsBufferLiesInMemoryIsNotShown) {
 
 TEST_F(LogCommand, APipeIsNoLog) {
   ASSERT_EQ(mkfifo(Path("SMSLog.txt").c_str(), 0600), 0);
-  Refuse({"log"}, "there is no send log", kExitFailed);
+  Refuse({"log"}, "cannot read the send log", kExitFailed);
 }
 
 TEST_F(LogCommand, JsonIsOneObjectALine) {

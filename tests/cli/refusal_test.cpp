@@ -1,9 +1,11 @@
 // Every operation of the platform is refused at its n-th call, once or from then on, n rising until
 // the command passes untouched: a command that ends well did all that it does, one that does not
 // says why and can be given again, and no list or export ever shows a part as the whole.
+#include <map>
 #include <sstream>
 
 #include "backends/memory/memory_platform.h"
+#include "backends/posix/store/journal.h"
 #include "cli/commands.h"
 #include "cli/json.h"
 #include "cli/registry_tree.h"
@@ -12,6 +14,7 @@
 #include "tests/support/centre_call.h"
 #include "tests/support/centre_far_end.h"
 #include "tests/support/profile.h"
+#include "tests/support/temp_folder.h"
 
 namespace mvsms::cli {
 namespace {
@@ -58,17 +61,21 @@ class Machine {
   Outcome Run(const Words& arguments) {
     std::istringstream in(kImport);
     std::ostringstream out, err;
-    Context context("/nowhere", in, out, err, platform);
+    Context context(home_.path(), in, out, err, platform);
     const int exit_code = RunCommandLine(arguments, context);
     return {exit_code, out.str(), err.str()};
   }
   std::string State() const { return ToJson(ReadTree(platform->registry(), kRootKey)).dump(2); }
   std::size_t Delivered() const { return centre_.requests.size(); }
+  std::vector<posix::JournalEntry> Journal() const {
+    return posix::Journal(home_.path()).Read(0, 0);
+  }
 
   const std::shared_ptr<memory::MemoryPlatform> platform =
       std::make_shared<memory::MemoryPlatform>();
 
  private:
+  TempFolder home_;  // holds the journal, and nothing else
   centre::test::TestCentre centre_{centre::SpeakUcp(), {"system-message=pager"}};
 };
 
@@ -76,6 +83,11 @@ struct Command {
   const char* name;
   Words arguments;
 };
+
+// Which outcomes an exit code may stand for.
+const std::map<int, Words> kOutcomesOf = {{0, {"accepted"}},  {1, {"refused"}},
+                                          {65, {"unusable"}}, {75, {"unreachable", "refused"}},
+                                          {76, {"unknown"}},  {78, {"unusable"}}};
 
 class RefusedCommand : public ::testing::TestWithParam<Command> {
  protected:
@@ -92,6 +104,7 @@ class RefusedCommand : public ::testing::TestWithParam<Command> {
     };
     const Outcome outcome = machine.Run(GetParam().arguments);
     machine.platform->fail = nullptr;
+    ExpectJournalled(machine, outcome);
     if (outcome.exit_code == kExitAccepted) {
       ExpectAllDone(machine, outcome);
     } else {
@@ -111,6 +124,16 @@ class RefusedCommand : public ::testing::TestWithParam<Command> {
     // Given again after an acknowledgement that was lost, a message is there twice.
     EXPECT_GE(machine.Delivered(), whole_.Delivered());
     EXPECT_EQ(outcome.out, done_.out);
+  }
+  /// A send is one row, which says what its exit code says.
+  static void ExpectJournalled(const Machine& machine, const Outcome& outcome) {
+    const bool sends = GetParam().arguments[0] == "send";
+    const auto entries = machine.Journal();
+    ASSERT_THAT(entries, testing::SizeIs(sends ? 1 : 0));
+    if (!sends) return;
+    const auto& row = entries[0].row;
+    EXPECT_EQ(row.exit_code, outcome.exit_code);
+    EXPECT_THAT(kOutcomesOf.at(outcome.exit_code), testing::Contains(row.outcome));
   }
   static void ExpectToldWhy(const Outcome& outcome) {
     EXPECT_THAT(outcome.exit_code, AnyOf(kExitFailed, kExitRetry, 76, 78)) << outcome.err;

@@ -1,0 +1,36 @@
+// What is remembered of one attempt of `mvsms send`: its row in the journal and, where the profile
+// asks for it, its line in the system's log. A message never waits for long, and never fails, for
+// the sake of its memory: what cannot be written is told in a sentence.
+#pragma once
+
+#include <string>
+
+#include "cli/context.h"
+#include "cli/send_run.h"
+#include "dispatch/journal.h"
+
+namespace mvsms::cli {
+
+class SendRecord {
+ public:
+  /// Writes the row of a send that begins.
+  SendRecord(Context& context, const SendOptions& options);
+
+  /// Different from that of every other send, on whatever machine.
+  const std::string& id() const { return row_.id; }
+
+  /// Closes the row. Texts are in the ANSI code page, as the send has left them.
+  void Close(const std::string& recipient, const std::string& service, const SendReport& report,
+             const dispatch::Judgement& judgement);
+
+ private:
+  Context& context_;
+  dispatch::JournalRow row_;
+  bool told_ = false;  // that the journal cannot be written
+};
+
+/// Writes the row of a send that ended before it began, for settings that cannot even be read
+/// (`reason`, UTF-8). They cannot say whether its text may be kept, so it is not.
+void RecordUnusable(Context& context, const SendOptions& options, const std::string& reason);
+
+}  // namespace mvsms::cli
