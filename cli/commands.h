@@ -14,6 +14,7 @@ void AddConfigCommand(Command& app, Context& context);
 void AddServiceCommand(Command& app, Context& context);
 void AddRouteCommand(Command& app, Context& context);
 void AddModemCommand(Command& app, Context& context);
+void AddJournalCommand(Command& app, Context& context);
 void AddExplainCommand(Command& app, Context& context);
 void AddLogCommand(Command& app, Context& context);
 void AddRegistryCommand(Command& app, Context& context);

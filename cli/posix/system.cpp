@@ -69,6 +69,7 @@ std::string FirstSteps() {
 
 void AddSystemCommands(Command& app, Context& context) {
   AddModemCommand(app, context);
+  AddJournalCommand(app, context);
   AddCentreCommand(app, context.exit_code);
   AddDemoCommand(app, context);
 }
