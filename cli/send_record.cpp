@@ -2,7 +2,9 @@
 #include "cli/send_record.h"
 
 #include <array>
+#include <chrono>
 #include <cstdio>
+#include <exception>
 #include <random>
 
 #include "base/ansi.h"
@@ -17,12 +19,16 @@ namespace {
 
 using dispatch::JournalRow;
 
+/// A machine without a source of chance has at least the time to tell its sends apart.
+unsigned Random() try { return std::random_device()(); } catch (const std::exception&) {
+  return static_cast<unsigned>(std::chrono::system_clock::now().time_since_epoch().count());
+}
+
 std::string FreshId() {
-  std::random_device random;
   std::string id;
   for (int i = 0; i < 4; ++i) {
     std::array<char, 9> digits{};
-    std::snprintf(digits.data(), digits.size(), "%08x", static_cast<unsigned>(random()));
+    std::snprintf(digits.data(), digits.size(), "%08x", Random());
     id += digits.data();
   }
   return id;
@@ -43,6 +49,8 @@ std::string Trouble(Context& context, const JournalRow& row) try {
   return "";
 } catch (const RaisedError& error) {
   return Utf8FromAnsi(error.description());
+} catch (const std::exception& error) {
+  return std::string("The journal cannot be used: ") + error.what() + ".";
 }
 
 std::string Quoted(const std::string& ansi) {

@@ -123,15 +123,16 @@ inline constexpr ValueInfo kFit{.name = "Fit",
 inline constexpr ValueInfo kJournalText{
     .name = "JournalText",
     .initial = "full",
-    .meaning = "what the journal keeps of a text: full, hash or none",
+    .meaning = "what of a text the journal keeps (Linux): full, hash, none",
     .rule = ValueRule::kChoice,
     .choices = {"full", "hash", "none"},
     .expected = "full, hash or none"};
-inline constexpr ValueInfo kSyslog{.name = "Syslog",
-                                   .kind = ValueKind::kSwitch,
-                                   .type = RegType::kDword,
-                                   .initial = "0",
-                                   .meaning = "write a line for each send to the system's log"};
+inline constexpr ValueInfo kSyslog{
+    .name = "Syslog",
+    .kind = ValueKind::kSwitch,
+    .type = RegType::kDword,
+    .initial = "0",
+    .meaning = "write a line for each send to the system's log (Linux)"};
 
 // Of a service.
 inline constexpr ValueInfo kCountryCode{.name = "CountryCode",
