@@ -18,6 +18,7 @@
 #include <ctime>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <mutex>
 #include <optional>
 #include <set>
@@ -25,6 +26,7 @@
 #include <thread>
 #include <utility>
 
+#include "backends/posix/line/lock_folder.h"
 #include "backends/posix/system/unique_fd.h"
 #include "base/ansi.h"
 #include "base/raised_error.h"
@@ -40,25 +42,15 @@ namespace fs = std::filesystem;
 struct HeldLocks {
   std::mutex mutex;
   std::set<std::string> files;
+  std::map<std::string, DeviceLock*> reserved;  // of these, by their files
 };
 HeldLocks& Held() {
   static HeldLocks held;
   return held;
 }
 
-std::string LockFolder() {
-  const char* const folder = std::getenv("MVSMS_LOCK_DIR");
-  return folder != nullptr && *folder != '\0' ? folder : "/var/lock";
-}
-
-// Other names of a device (/dev/modem, /dev/serial/by-id/...) lead to one lock.
 std::string LockFile(const std::string& device) {
-  std::error_code error;
-  std::string name = fs::canonical(device, error).string();
-  if (error) name = device;
-  if (name.starts_with("/dev/")) name.erase(0, 5);
-  std::replace(name.begin(), name.end(), '/', '_');
-  return LockFolder() + "/LCK.." + name;
+  return LockFolder() + "/LCK.." + LockName(device);
 }
 
 bool IsAlive(pid_t process) { return kill(process, 0) == 0 || errno == EPERM; }
@@ -69,16 +61,9 @@ struct LockText {
   std::time_t written = 0;
 };
 
-// An open lock file; none where there is none, or something else in its place.
-UniqueFd OpenLock(const std::string& file, struct stat& status) {
-  UniqueFd fd(open(file.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC));
-  if (fd && (fstat(fd.get(), &status) != 0 || !S_ISREG(status.st_mode))) fd.Reset();
-  return fd;
-}
-
 std::optional<LockText> ReadLock(const std::string& file) {
   struct stat status{};
-  const UniqueFd fd = OpenLock(file, status);
+  const UniqueFd fd = OpenToLook(file, status);
   if (!fd) return std::nullopt;
   char start[64];
   const ssize_t count = read(fd.get(), start, sizeof start);
@@ -160,20 +145,13 @@ pid_t FindOpener(dev_t device) {
   return 0;
 }
 
-// Makes a file of ours, in place of one that a predecessor of the same number left behind.
-bool WriteNewFile(const std::string& path, const std::string& text) {
-  unlink(path.c_str());
-  const UniqueFd fd(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644));
-  return fd && write(fd.get(), text.data(), text.size()) == static_cast<ssize_t>(text.size());
-}
-
 // Of several that found the same stale lock only one may remove it, or the last would remove the
 // new lock of the first; so each looks again while it has the file to itself. False when another
 // one has it.
 bool RemoveStale(const std::string& file) {
   struct stat held{};
   struct stat present{};
-  const UniqueFd fd = OpenLock(file, held);
+  const UniqueFd fd = OpenToLook(file, held);
   if (!fd) return true;
   if (flock(fd.get(), LOCK_EX | LOCK_NB) != 0) return false;
   if (lstat(file.c_str(), &present) != 0 || present.st_ino != held.st_ino) return true;
@@ -204,7 +182,7 @@ pid_t Claim(const std::string& file, bool& made) {
   std::snprintf(line, sizeof line, "%10d\n", static_cast<int>(getpid()));
   const std::string draft = LockFolder() + "/LTMP." + std::to_string(getpid());
   made = false;
-  if (!WriteNewFile(draft, line)) return LiveOwner(file);
+  if (!MakeNewFile(draft, line)) return LiveOwner(file);
   const pid_t owner = Link(draft, file, made);
   unlink(draft.c_str());
   return owner;
@@ -219,6 +197,10 @@ pid_t Claim(const std::string& file, bool& made) {
 DeviceLock::DeviceLock(const std::string& device) {
   const std::string file = LockFile(device);
   const std::lock_guard guard(Held().mutex);
+  if (const auto reserved = Held().reserved.extract(file)) {
+    *this = std::move(*reserved.mapped());
+    return;
+  }
   if (Held().files.contains(file)) Refuse(InUseHere(device));
   if (const pid_t owner = Claim(file, has_file_)) Refuse(InUseBy(device, owner));
   Held().files.insert(file);
@@ -244,11 +226,29 @@ void DeviceLock::Release() {
   file_.clear();
 }
 
+DeviceReservation::DeviceReservation(const std::string& device) {
+  if (IsReserved(device)) Refuse(InUseHere(device));
+  lock_ = DeviceLock(device);
+  const std::lock_guard guard(Held().mutex);
+  Held().reserved[LockFile(device)] = &lock_;
+}
+
+DeviceReservation::~DeviceReservation() {
+  const std::lock_guard guard(Held().mutex);
+  std::erase_if(Held().reserved, [this](const auto& entry) { return entry.second == &lock_; });
+}
+
+bool IsReserved(const std::string& device) {
+  const std::lock_guard guard(Held().mutex);
+  return Held().reserved.contains(LockFile(device));
+}
+
 std::string DeviceInUse(const std::string& device) {
   const std::string file = LockFile(device);
   {
     const std::lock_guard guard(Held().mutex);
-    if (Held().files.contains(file)) return InUseHere(device);
+    const bool reserved = Held().reserved.contains(file);
+    if (Held().files.contains(file) && !reserved) return InUseHere(device);
   }
   if (const pid_t owner = LiveOwner(file)) return InUseBy(device, owner);
   const UniqueFd fd(open(device.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));

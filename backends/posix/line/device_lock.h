@@ -1,13 +1,10 @@
 // Who may use a serial device: UUCP lock files, which terminal programs, gettys and paging daemons
 // share by old custom, and the exclusive mode of the device itself, which keeps out the others.
 //
-// A lock file is LCK..<device> in /var/lock (the environment's MVSMS_LOCK_DIR names another
-// folder); it holds the owner's process number in ten columns. One left behind by a dead process
-// is replaced. Where the folder cannot be written the device is used without one.
-//
-// Everybody may write into that folder, so nothing in it is trusted: no link is followed, nothing
-// but a file is opened for longer than a look, and nobody is waited for. What is no file is
-// nobody's lock; it stays where it is, and the device is used without one.
+// A lock file is LCK..<device> in the folder of locks (lock_folder.h); it holds the owner's process
+// number in ten columns. One left behind by a dead process is replaced. Where the folder cannot be
+// written the device is used without one. What is no file is nobody's lock; it stays where it is,
+// and the device is used without one.
 #pragma once
 
 #include <string>
@@ -32,8 +29,27 @@ class DeviceLock {
   bool has_file_ = false;  // false: the folder cannot be written
 };
 
+/// Takes the lock of a device for a call of this process that is about to begin: the next
+/// DeviceLock of the device is this one, whoever makes it. Gives back, at its end, what was not
+/// taken over.
+class DeviceReservation {
+ public:
+  /// Throws what DeviceLock throws.
+  explicit DeviceReservation(const std::string& device);
+  ~DeviceReservation();
+  DeviceReservation(const DeviceReservation&) = delete;
+  DeviceReservation& operator=(const DeviceReservation&) = delete;
+
+ private:
+  DeviceLock lock_;
+};
+
+/// Whether a reservation of this process waits for its call.
+bool IsReserved(const std::string& device);
+
 /// Why the device is not available just now: a sentence (UTF-8) that names the owner's process and,
-/// where known, its program. Empty when the device is free, absent, or closed to this user.
+/// where known, its program. Empty when the device is free, reserved, absent, or closed to this
+/// user.
 std::string DeviceInUse(const std::string& device);
 
 /// The sentence for a device that the system reports as busy.

@@ -59,7 +59,9 @@ TEST_F(DeviceLocks, HoldTheProcessNumberInTenColumns) {
 }
 
 TEST_F(DeviceLocks, AreReadableByEverybodyAndLeaveNothingElse) {
+  const mode_t before = umask(0077);
   const DeviceLock lock(kDevice);
+  umask(before);
   struct stat status{};
   ASSERT_EQ(stat(File().c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 0444U, 0444U);
@@ -96,6 +98,27 @@ TEST_F(DeviceLocks, RefuseASecondCallOfThisProgram) {
     EXPECT_THAT(error.description(), HasSubstr("/dev/ttyTest7 is in use by another call"));
   }
   EXPECT_TRUE(Exists());
+}
+
+TEST_F(DeviceLocks, ReservedAreTakenOverByTheNextCall) {
+  const DeviceReservation reservation(kDevice);
+  EXPECT_EQ(DeviceInUse(kDevice), "");
+  EXPECT_THROW(DeviceReservation{kDevice}, RaisedError);
+  {
+    const DeviceLock call(kDevice);
+    EXPECT_FALSE(IsReserved(kDevice));
+    EXPECT_THROW(DeviceLock{kDevice}, RaisedError);
+  }
+  EXPECT_FALSE(Exists());
+}
+
+TEST_F(DeviceLocks, ReservedAndNotTakenOverGoWithTheReservation) {
+  {
+    const DeviceReservation reservation(kDevice);
+    EXPECT_TRUE(Exists());
+  }
+  EXPECT_FALSE(Exists());
+  EXPECT_NO_THROW(DeviceLock{kDevice});
 }
 
 TEST_F(DeviceLocks, CanBeTakenAgain) {
