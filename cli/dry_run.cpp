@@ -169,6 +169,8 @@ class Report {
     return way_.exit_code;
   }
 
+  const Way& way() const { return way_; }
+
  private:
   void Prepare() {
     const ServiceRecord& service = way_.service;
@@ -333,6 +335,8 @@ Way FindWay(Context& context, const std::string& to, const std::string& service)
   if (!name.empty()) CheckService(context, store, way);
   return way;
 }
+
+Way Foresee(Context& context, const DryRun& run) { return Report(context, run).way(); }
 
 int PrintDryRun(Context& context, const DryRun& run) { return Report(context, run).Print(); }
 

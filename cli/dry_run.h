@@ -29,6 +29,9 @@ struct DryRun {
   bool fit = false;
 };
 
+/// The way of a message with whatever it is known to fail at, the text included.
+Way Foresee(Context& context, const DryRun& run);
+
 /// Prints what would be sent and gives the exit code that a send would have for what can be known
 /// without a call.
 int PrintDryRun(Context& context, const DryRun& run);

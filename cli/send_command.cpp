@@ -126,6 +126,12 @@ void AddSendCommand(Command& app, Context& context) {
   command->AddOption("--log", options->log, "Append the progress to this send log");
   command->AddOption("--timeout", options->timeout, "Abort after so many seconds")
       ->TypeName("SECONDS");
+  if (ModemsHaveTurns()) {
+    command
+        ->AddOption("--wait", options->wait,
+                    "Wait so long for a modem in use; first come, first served")
+        ->TypeName("SECONDS");
+  }
   command->AddFlag("-q,--quiet", options->quiet, "Print nothing but why it did not go out");
   command->AddSwitch("fit", options->fit,
                      "Spell, number and cut the text so that the service can carry it");

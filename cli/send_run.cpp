@@ -11,6 +11,7 @@
 #include "base/ansi.h"
 #include "cli/interrupt.h"
 #include "cli/json.h"
+#include "cli/modem_wait.h"
 #include "cli/send_record.h"
 #include "cli/store.h"
 #include "cli/system.h"
@@ -43,6 +44,7 @@ class SendRun {
       : context_(context),
         options_(options),
         timeout_(ReadTimeout(options)),
+        wait_(context, options),
         apartment_(context.platform()),
         sender_(apartment_),
         recipient_(AnsiFromUtf8(options.to)),
@@ -58,7 +60,7 @@ class SendRun {
     SendRecord record(context_, options_);
     Send();
     const dispatch::Judgement raw = Judged();
-    record.Close(recipient_, service_, sender_.Report(), raw);
+    record.Close(recipient_, service_, Report(), raw);
     const dispatch::Judgement judgement = InWords(raw);
     try {
       if (context_.json) PrintResult(record.id(), judgement);
@@ -87,12 +89,19 @@ class SendRun {
       const bool late = timeout_ && context_.platform().clock().Now() - start >= *timeout_;
       if ((late || watch.Signal() != 0) && !aborted_) Abort();
     });
-    std::string message = AnsiFromUtf8(options_.text);
-    std::string from = AnsiFromUtf8(options_.from);
-    accepted_ = sender_.SendMessage(recipient_, from, message, service_);
+    wait_.Run(aborted_);
+    if (aborted_) {
+      given_up_ = wait_.Aborted();
+    } else {
+      std::string message = AnsiFromUtf8(options_.text);
+      std::string from = AnsiFromUtf8(options_.from);
+      accepted_ = sender_.SendMessage(recipient_, from, message, service_);
+    }
     timers.KillTimer(timer);
     signal_ = watch.Signal();
   }
+
+  const SendReport& Report() const { return given_up_ ? *given_up_ : sender_.Report(); }
 
   void Abort() {
     aborted_ = true;
@@ -102,7 +111,7 @@ class SendRun {
   /// As the report has it; but a signal that came while nothing was accepted, nor may have been,
   /// ends this program as it would have ended any other.
   dispatch::Judgement Judged() {
-    dispatch::Judgement judgement = dispatch::Judge(sender_.Report());
+    dispatch::Judgement judgement = dispatch::Judge(Report());
     const bool nothing_sent = judgement.outcome != Outcome::kAccepted &&
                               judgement.outcome != Outcome::kUnknown &&
                               judgement.pieces_accepted == 0;
@@ -122,7 +131,7 @@ class SendRun {
   void TakeStatus(const std::string& status) {
     if (status.size() <= taken_) return;
     const std::string line =
-        Utf8FromAnsi(dispatch::WithoutPassword(sender_.Report(), status.substr(taken_ + 2)));
+        Utf8FromAnsi(dispatch::WithoutPassword(Report(), status.substr(taken_ + 2)));
     taken_ = status.size();
     lines_.push_back(line);
     if (context_.json || options_.quiet) return;
@@ -131,7 +140,7 @@ class SendRun {
   }
 
   void PrintResult(const std::string& id, const dispatch::Judgement& judgement) {
-    const SendReport& report = sender_.Report();
+    const SendReport& report = Report();
     Json errors = Json::array();
     for (const SendError& error : report.errors) {
       errors.push_back({{"number", error.number},
@@ -149,7 +158,7 @@ class SendRun {
          {"aborted", aborted_},
          {"recipient", Utf8FromAnsi(recipient_)},
          {"pieces", {{"all", report.pieces_in_all}, {"accepted", judgement.pieces_accepted}}},
-         {"service", Utf8FromAnsi(service_)},
+         {"service", Utf8FromAnsi(given_up_ ? report.service : service_)},
          {"modem", Utf8FromAnsi(report.modem)},
          {"dialled", Utf8FromAnsi(report.dialled)},
          {"started", Moment(report.started)},
@@ -160,7 +169,7 @@ class SendRun {
   }
 
   std::string Shown(const std::string& ansi) const {
-    return Utf8FromAnsi(dispatch::WithoutPassword(sender_.Report(), ansi));
+    return Utf8FromAnsi(dispatch::WithoutPassword(Report(), ansi));
   }
 
   /// The lines of the component call a message failed whose acknowledgement only looks odd.
@@ -177,8 +186,9 @@ class SendRun {
   // What a look at the settings and the devices adds to the advice; "" when nothing does. The send
   // is over: settings that cannot be read now cost this hint and nothing else.
   std::string Hint() try {
+    if (given_up_) return wait_.obstacle();
     ProfileStore store(context_);
-    const SendStep step = sender_.Report().step;
+    const SendStep step = Report().step;
     if (step == SendStep::kRecipient) return HintOnRecipient(store);
     if (step == SendStep::kService) return HintOnService(store);
     return step == SendStep::kModem ? HintOnModem() : "";
@@ -196,7 +206,7 @@ class SendRun {
   }
 
   std::string HintOnModem() const {
-    const std::string& modem = sender_.Report().modem;
+    const std::string& modem = Report().modem;
     if (ModemExists(context_, modem)) return ModemInUse(context_, modem);
     return "there is no modem \"" + Utf8FromAnsi(modem) + "\"; see 'mvsms modem list'";
   }
@@ -204,14 +214,16 @@ class SendRun {
   Context& context_;
   const SendOptions& options_;
   const std::optional<std::chrono::seconds> timeout_;
+  ModemWait wait_;
   Apartment apartment_;
   Sender sender_;
   std::string recipient_;
   std::string service_;
   bool accepted_ = false;
   bool aborted_ = false;
-  int signal_ = 0;         // that came during the send
-  std::size_t taken_ = 0;  // characters of Status seen so far
+  std::optional<SendReport> given_up_;  // aborted before the send began
+  int signal_ = 0;                      // that came during the send
+  std::size_t taken_ = 0;               // characters of Status seen so far
   std::vector<std::string> lines_;
 };
 

@@ -17,13 +17,14 @@ struct SendOptions {
   std::string log;
   std::string text;
   std::string timeout;  // seconds; empty: none
+  std::string wait;     // seconds, for a modem in use; empty: not at all
   bool quiet = false;
   bool dry_run = false;
   std::optional<bool> fit;  // as asked for; nothing: as the settings have it
 };
 
-/// Sends `options.text`, prints its progress and its end, and returns the exit code. Throws
-/// UsageError when the options contradict themselves, before anything is sent.
+/// Sends `options.text`, when its turn has come, prints its progress and its end, and returns the
+/// exit code. Throws UsageError when the options contradict themselves, before anything is sent.
 int SendOnce(Context& context, const SendOptions& options);
 
 }  // namespace mvsms::cli

@@ -39,6 +39,17 @@ void WriteJournal(Context& context, const dispatch::JournalRow& row);
 /// Never waits.
 bool WriteSystemLog(bool accepted, const std::string& line);
 
+/// A look at whether a modem is free for the next send of this process: the empty text, and it is
+/// kept for that; else who is in the way, as a sentence. Whoever keeps looking is served in the
+/// order of his first look; the place and the modem are given back with the object.
+using ModemTurn = std::function<std::string()>;
+
+/// Null on a system that does not know who waits for a modem.
+ModemTurn TurnFor(Context& context, const std::string& modem);
+
+/// Whether TurnFor gives one.
+bool ModemsHaveTurns();
+
 /// The end of the command's own help: the first steps, and where its state lies.
 std::string FirstSteps();
 

@@ -5,12 +5,14 @@
 #include <unistd.h>
 
 #include "backends/posix/line/line_trouble.h"
+#include "backends/posix/line/line_turn.h"
 #include "backends/posix/posix_platform.h"
 #include "backends/posix/store/backend.h"
 #include "backends/posix/store/journal.h"
 #include "backends/posix/store/line_store.h"
 #include "backends/posix/store/store.h"
 #include "backends/posix/system/system_log.h"
+#include "base/raised_error.h"
 #include "cli/commands.h"
 #include "cli/posix/centre_command.h"
 #include "engine/send_log.h"
@@ -41,6 +43,15 @@ void WriteJournal(Context& context, const dispatch::JournalRow& row) {
 bool WriteSystemLog(bool accepted, const std::string& line) {
   return posix::WriteSystemLog(accepted ? posix::Severity::kInfo : posix::Severity::kWarning, line);
 }
+
+ModemTurn TurnFor(Context& context, const std::string& modem) try {
+  const auto turn = std::make_shared<posix::LineTurn>(context.home, modem);
+  return [turn] { return turn->Look(); };
+} catch (const RaisedError&) {
+  return [] { return ""; };  // the send finds out, and says so
+}
+
+bool ModemsHaveTurns() { return true; }
 
 void WriteTogether(Context& context, const std::function<void()>& changes) {
   posix::WriteTogether(context.platform().registry(), changes);

@@ -48,6 +48,9 @@ std::string DefaultLog(Context& context) {
 
 std::string ModemInUse(Context&, const std::string&) { return ""; }
 
+ModemTurn TurnFor(Context&, const std::string&) { return nullptr; }
+bool ModemsHaveTurns() { return false; }
+
 std::string FirstSteps() {
   return "First steps:\n"
          "  mvsms modem list\n"

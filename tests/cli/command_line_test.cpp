@@ -141,6 +141,12 @@ TEST_F(SendCommand, ATimeoutIsANumberOfSeconds) {
   }
 }
 
+TEST_F(SendCommand, AWaitIsANumberOfSeconds) {
+  for (const char* wait : {"0", "-1", "soon", "86401"}) {
+    Refuse({"send", "--wait", wait, "--to", "0171", "text"}, "--wait");
+  }
+}
+
 TEST_F(SendCommand, EverySendHasAnIdOfItsOwn) {
   const auto id = [this] {
     return Json::parse(Run({"send", "--json", "--to", "0171", "text"}).out)["id"];

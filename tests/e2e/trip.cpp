@@ -49,7 +49,8 @@ void Trip::Do(const Words& arguments) const {
 }
 
 Json Trip::StartCentre(const Words& where, const std::string& protocol, const Words& behaviour) {
-  Words arguments{"centre", "--json", "--once", "--protocol", protocol};
+  Words arguments{"centre", "--json", "--protocol", protocol};
+  if (!takes_many_calls_) arguments.push_back("--once");
   arguments.insert(arguments.end(), where.begin(), where.end());
   // Without the time in it, the answer's checksum is the same in every run.
   arguments.insert(arguments.end(), {"--set", "system-message={recipient}"});
@@ -96,14 +97,26 @@ std::vector<std::string> Trip::Received() {
   // The centre ends with its one call, so its record is whole then.
   EXPECT_TRUE(CallEnds());
   std::vector<std::string> messages;
-  while (const auto line = centre_->NextLine()) {
-    const Json entry = Json::parse(*line);
-    if (entry.value("type", "").empty()) continue;
-    messages.push_back(entry["recipient"].get<std::string>() + ": " +
-                       entry["text"].get<std::string>() +
-                       (entry["accepted"] == true ? ", accepted" : ", refused"));
+  while (const auto line = centre_->NextLine()) Note(*line, messages);
+  return messages;
+}
+
+std::vector<std::string> Trip::Received(std::size_t count) {
+  std::vector<std::string> messages;
+  const auto deadline = steady_clock::now() + kLongestWait;
+  while (messages.size() < count && steady_clock::now() < deadline) {
+    centre_->Read(kStep);
+    while (const auto line = centre_->NextLine()) Note(*line, messages);
   }
   return messages;
+}
+
+void Trip::Note(const std::string& line, std::vector<std::string>& messages) {
+  const Json entry = Json::parse(line);
+  if (entry.value("type", "").empty()) return;
+  messages.push_back(entry["recipient"].get<std::string>() + ": " +
+                     entry["text"].get<std::string>() +
+                     (entry["accepted"] == true ? ", accepted" : ", refused"));
 }
 
 bool Trip::WaitForLine(ChildProcess& process, const std::string& text) {

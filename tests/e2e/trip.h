@@ -50,17 +50,21 @@ class Trip : public ::testing::Test {
 
   /// The messages that the centre took or refused so far: "RECIPIENT: TEXT, accepted".
   std::vector<std::string> Received();
+  /// The first `count` of them, of a centre that still takes calls.
+  std::vector<std::string> Received(std::size_t count);
   /// Waits for a line of `process` that holds `text`.
   static bool WaitForLine(ChildProcess& process, const std::string& text);
   /// True when the centre's one call ends.
   bool CallEnds() { return centre_->Wait(std::chrono::seconds(10)).has_value(); }
 
+  bool takes_many_calls_ = false;  // the centre, else one; to be set before it is started
   TempFolder home_;
   std::unique_ptr<ChildProcess> centre_;
   std::string device_;  // of the modem
 
  private:
   std::unique_ptr<ChildProcess> StartProgram(const Words& command) const;
+  static void Note(const std::string& line, std::vector<std::string>& messages);
   Json StartCentre(const Words& where, const std::string& protocol, const Words& behaviour);
   void AddService(const std::string& protocol, const std::string& number, const Words& service);
 };

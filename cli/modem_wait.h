@@ -1,0 +1,43 @@
+// Waiting, before a send, until the modem is free that it will use.
+#pragma once
+
+#include <chrono>
+#include <string>
+
+#include "cli/context.h"
+#include "cli/dry_run.h"
+#include "cli/send_run.h"
+#include "cli/system.h"
+#include "engine/send_report.h"
+
+namespace mvsms::cli {
+
+class ModemWait {
+ public:
+  /// Throws UsageError when `options.wait` is no number of seconds.
+  ModemWait(Context& context, const SendOptions& options);
+
+  /// Returns when the modem is free, which it stays for a send of this process as long as this
+  /// object exists, when it is of no use to wait, or when the time is up: then the send finds the
+  /// modem in use and says so. Returns, too, soon after `aborted` has become true in an event.
+  void Run(const bool& aborted);
+
+  /// The report of a send that was aborted in Run, before it began.
+  SendReport Aborted() const;
+  /// Who was in the way last, as a sentence; empty when nobody was.
+  const std::string& obstacle() const { return obstacle_; }
+
+ private:
+  bool Comes(const bool& aborted);
+  void Announce();
+
+  Context& context_;
+  const SendOptions& options_;
+  std::chrono::seconds time_{0};
+  Way way_;
+  CalendarTime started_;
+  ModemTurn turn_;
+  std::string obstacle_;
+};
+
+}  // namespace mvsms::cli

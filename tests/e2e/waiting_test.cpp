@@ -1,0 +1,82 @@
+// Several messages at once on the modems of one machine: waiting for one in use, and pools.
+#include <signal.h>
+
+#include "tests/e2e/trip.h"
+
+namespace mvsms::cli {
+namespace {
+
+using ::testing::AllOf;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+class WaitingTrip : public Trip {
+ protected:
+  std::unique_ptr<ChildProcess> StartSend(const std::string& text) const {
+    return Start({"send", "--to", "0172", "--wait", "60", text});
+  }
+  /// A centre that never answers, and a send that holds its modem.
+  void HoldTheModem() {
+    CentreOnModem("tap", {"silent-at=prompt"});
+    holder_ = StartSend("first");
+    ASSERT_TRUE(WaitForLine(*holder_, "Connected."));
+  }
+
+  std::unique_ptr<ChildProcess> holder_;
+};
+
+TEST_F(WaitingTrip, EachMessageGoesOutOnceInTheOrderOfArrival) {
+  takes_many_calls_ = true;
+  CentreOnModem("ucp", {}, {"TimeOut=50"});
+  const auto first = StartSend("first");
+  ASSERT_TRUE(WaitForLine(*first, "Dialling"));
+  const auto second = StartSend("second");
+  ASSERT_TRUE(WaitForLine(*second, "Waiting for the modem Modem. The device " + device_));
+  const auto third = StartSend("third");
+  ASSERT_TRUE(WaitForLine(*third, "Waiting for the modem Modem."));
+  for (const auto& send : {first.get(), second.get(), third.get()}) {
+    EXPECT_EQ(Finish(*send).exit_code, kExitAccepted) << send->err();
+  }
+  EXPECT_THAT(Received(3), ElementsAre("0172: first, accepted", "0172: second, accepted",
+                                       "0172: third, accepted"));
+}
+
+TEST_F(WaitingTrip, WhenTheTimeIsUpTheHolderIsNamed) {
+  HoldTheModem();
+  const Ending ending = Send({"--wait", "1", "text"});
+  EXPECT_EQ(ending.exit_code, kExitRetry);
+  EXPECT_EQ(ending.json()["outcome"], "unreachable");
+  EXPECT_THAT(ending.err, AllOf(HasSubstr("in use by mvsms (process "), HasSubstr(device_)));
+}
+
+TEST_F(WaitingTrip, ASignalEndsTheWait) {
+  HoldTheModem();
+  const auto waiting = StartSend("text");
+  ASSERT_TRUE(WaitForLine(*waiting, "Waiting for"));
+  waiting->Signal(SIGTERM);
+  const Ending ending = Finish(*waiting);
+  EXPECT_EQ(ending.exit_code, 128 + SIGTERM);
+  EXPECT_THAT(ending.err, AllOf(HasSubstr("the send was aborted before the message went out"),
+                                HasSubstr("in use by mvsms")));
+}
+
+TEST_F(WaitingTrip, ATimeoutEndsTheWait) {
+  HoldTheModem();
+  const Ending ending = Send({"--wait", "60", "--timeout", "1", "text"});
+  EXPECT_EQ(ending.exit_code, kExitRetry);
+  EXPECT_EQ(ending.json()["aborted"], true);
+  EXPECT_EQ(ending.json()["modem"], "Modem");
+  EXPECT_EQ(ending.json()["service"], "Pager");
+  EXPECT_THAT(ending.err, HasSubstr("in use by mvsms"));
+}
+
+TEST_F(WaitingTrip, WhatCannotBeSentDoesNotWait) {
+  HoldTheModem();
+  const auto waiting = Start({"send", "--to", "0172", "--wait", "60", std::string(500, 'x')});
+  EXPECT_EQ(Finish(*waiting).exit_code, 65);
+  EXPECT_THAT(waiting->out(), Not(HasSubstr("Waiting")));
+}
+
+}  // namespace
+}  // namespace mvsms::cli
