@@ -1,7 +1,7 @@
 // See line_store.h. One row per line; a replaced line keeps its row and with it its place.
 #include "backends/posix/store/line_store.h"
 
-#include <iterator>
+#include <sstream>
 #include <utility>
 
 #include "backends/posix/store/sqlite.h"
@@ -22,6 +22,17 @@ constexpr char kPut[] =
     " ON CONFLICT(name) DO UPDATE SET kind = excluded.kind, device = excluded.device,"
     " init = excluded.init, dial = excluded.dial, speed = excluded.speed,"
     " framing = excluded.framing, flow = excluded.flow";
+// Made with the first pool, so that a file without one is also for programs that know none.
+constexpr const char* kPoolTables[] = {
+    "CREATE TABLE IF NOT EXISTS pools("
+    " name TEXT PRIMARY KEY, members TEXT NOT NULL, rest INTEGER NOT NULL) WITHOUT ROWID",
+    "CREATE TABLE IF NOT EXISTS rests("
+    " name TEXT PRIMARY KEY, until INTEGER NOT NULL) WITHOUT ROWID"};
+constexpr char kFindPool[] = "SELECT members, rest FROM pools WHERE name = ?1";
+constexpr char kPutPool[] = "REPLACE INTO pools(name, members, rest) VALUES(?1, ?2, ?3)";
+constexpr char kPutRest[] = "REPLACE INTO rests(name, until) VALUES(?1, ?2)";
+constexpr char kHasRests[] = "SELECT count(*) FROM sqlite_master WHERE name = 'rests'";
+constexpr char kFindRest[] = "SELECT until FROM rests WHERE name = ?1";
 constexpr char kDelete[] = "DELETE FROM lines WHERE name = ?1";
 
 /// What a host knows as "Path/File access error".
@@ -29,20 +40,46 @@ constexpr std::int32_t kAccessError = 75;
 /// What a host knows as "Invalid procedure call".
 constexpr std::int32_t kInvalidLine = 5;
 
-constexpr std::string_view kKindNames[] = {"hayes", "tcp"};
+constexpr char kSeparator = '\t';
 
 [[noreturn]] void Fail(std::int32_t number, const std::string& description) {
   throw RaisedError(number, "LineStore", description);
 }
 
 LineKind KindOf(const std::string& text, const std::string& line) {
-  for (std::size_t kind = 0; kind < std::size(kKindNames); ++kind) {
-    if (kKindNames[kind] == text) return static_cast<LineKind>(kind);
+  for (std::size_t kind = 0; kind < kLineKindNames.size(); ++kind) {
+    if (kLineKindNames[kind] == text) return static_cast<LineKind>(kind);
   }
   Fail(kInvalidLine, "The line \"" + line + "\" is of the unknown kind \"" + text + "\".");
 }
 
-LineConfig LineIn(const Rows& rows) {
+std::string Joined(const std::vector<std::string>& names) {
+  std::string text;
+  for (const std::string& name : names) text += (text.empty() ? "" : "\t") + name;
+  return text;
+}
+
+std::vector<std::string> Parts(const std::string& text) {
+  std::vector<std::string> names;
+  std::istringstream stream(text);
+  for (std::string name; std::getline(stream, name, kSeparator);) names.push_back(name);
+  return names;
+}
+
+void ReadPool(Connection& connection, LineConfig& line) {
+  Rows rows = connection.Query(kFindPool, {Text{Utf8FromAnsi(line.name)}});
+  if (!rows.Next()) return;
+  line.members = Parts(AnsiFromUtf8(rows.Bytes(0)));
+  line.rest = static_cast<std::uint32_t>(rows.Int(1));
+}
+
+void WritePool(Connection& connection, const LineConfig& line) {
+  for (const char* statement : kPoolTables) connection.Execute(statement);
+  connection.Execute(kPutPool, {Text{Utf8FromAnsi(line.name)},
+                                Text{Utf8FromAnsi(Joined(line.members))}, std::int64_t{line.rest}});
+}
+
+LineConfig LineIn(Connection& connection, const Rows& rows) {
   LineConfig line;
   line.name = AnsiFromUtf8(rows.Bytes(0));
   line.kind = KindOf(rows.Bytes(1), line.name);
@@ -52,6 +89,7 @@ LineConfig LineIn(const Rows& rows) {
   line.speed = static_cast<std::uint32_t>(rows.Int(5));
   line.framing = rows.Bytes(6);
   line.flow = rows.Bytes(7);
+  if (line.kind == LineKind::kPool) ReadPool(connection, line);
   return line;
 }
 
@@ -83,7 +121,7 @@ std::vector<LineConfig> LineStore::List() {
     std::vector<LineConfig> lines;
     if (Connection* connection = store.Read()) {
       Rows rows = connection->Query(kList);
-      while (rows.Next()) lines.push_back(LineIn(rows));
+      while (rows.Next()) lines.push_back(LineIn(*connection, rows));
     }
     return lines;
   });
@@ -95,7 +133,7 @@ std::optional<LineConfig> LineStore::Find(const std::string& name) {
     if (!connection) return std::nullopt;
     Rows rows = connection->Query(kFind, {Text{Utf8FromAnsi(name)}});
     if (!rows.Next()) return std::nullopt;
-    return LineIn(rows);
+    return LineIn(*connection, rows);
   });
 }
 
@@ -105,9 +143,11 @@ void LineStore::Put(const LineConfig& line) {
     Connection& connection = store.Write();
     Transaction writing(connection, Transaction::Kind::kWrite);
     connection.Execute(
-        kPut, {Text{Utf8FromAnsi(line.name)}, Text{kKindNames[static_cast<int>(line.kind)]},
-               Text{line.device}, Text{Utf8FromAnsi(line.init)}, Text{Utf8FromAnsi(line.dial)},
-               std::int64_t{line.speed}, Text{line.framing}, Text{line.flow}});
+        kPut,
+        {Text{Utf8FromAnsi(line.name)}, Text{kLineKindNames[static_cast<std::size_t>(line.kind)]},
+         Text{line.device}, Text{Utf8FromAnsi(line.init)}, Text{Utf8FromAnsi(line.dial)},
+         std::int64_t{line.speed}, Text{line.framing}, Text{line.flow}});
+    if (line.kind == LineKind::kPool) WritePool(connection, line);
     writing.Commit();
   });
 }
@@ -121,6 +161,25 @@ bool LineStore::Delete(const std::string& name) {
     const bool deleted = connection->Changes() > 0;
     writing.Commit();
     return deleted;
+  });
+}
+
+void LineStore::SetRest(const std::string& name, std::int64_t until) {
+  Explained(home_, [&](Store& store) {
+    Connection& connection = store.Write();
+    Transaction writing(connection, Transaction::Kind::kWrite);
+    for (const char* statement : kPoolTables) connection.Execute(statement);
+    connection.Execute(kPutRest, {Text{Utf8FromAnsi(name)}, until});
+    writing.Commit();
+  });
+}
+
+std::int64_t LineStore::RestsUntil(const std::string& name) {
+  return Explained(home_, [&name](Store& store) -> std::int64_t {
+    Connection* connection = store.Read();
+    if (!connection || connection->Value(kHasRests) == 0) return 0;
+    Rows rows = connection->Query(kFindRest, {Text{Utf8FromAnsi(name)}});
+    return rows.Next() ? rows.Int(0) : 0;
   });
 }
 

@@ -2,25 +2,33 @@
 // connections. Kept in the settings file beside the registry tree, maintained by `mvsms modem`.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace mvsms::posix {
 
-enum class LineKind { kHayes, kTcp };
+enum class LineKind { kHayes, kTcp, kPool };
+
+/// As they are stored and typed, in the order of LineKind.
+inline constexpr std::array<std::string_view, 3> kLineKindNames = {"hayes", "tcp", "pool"};
 
 struct LineConfig {
   std::string name;  // ANSI code page; compared exactly
   LineKind kind = LineKind::kHayes;
-  // The rest is for hayes lines.
+  // For hayes lines.
   std::string device;           // path of the serial device, UTF-8
   std::string init;             // AT command sent before dialling; empty: "ATZ"
   std::string dial = "ATD";     // goes in front of the number
   std::uint32_t speed = 9600;   // bit/s
   std::string framing = "8N1";  // see framing.h
   std::string flow = "rtscts";  // "rtscts", "xonxoff" or "none"
+  // For pools.
+  std::vector<std::string> members;  // names of hayes lines, first choice first
+  std::uint32_t rest = 600;          // seconds that a member is spared after it did not answer
 };
 
 /// Errors are thrown as RaisedError with a sentence that names the line or the file.
@@ -34,6 +42,11 @@ class LineStore {
   void Put(const LineConfig& line);
   /// False when there is no such line.
   bool Delete(const std::string& name);
+
+  /// Notes until when (seconds since 1970) a line is spared; 0: no longer.
+  void SetRest(const std::string& name, std::int64_t until);
+  /// 0 when nothing was noted.
+  std::int64_t RestsUntil(const std::string& name);
 
  private:
   std::string home_;

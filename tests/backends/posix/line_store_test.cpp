@@ -106,6 +106,31 @@ TEST_F(PosixLineStore, EveryFieldComesBack) {
   EXPECT_EQ(read.flow, line.flow);
 }
 
+TEST_F(PosixLineStore, APoolComesBackWithItsMembersInTheirOrder) {
+  LineConfig pool;
+  pool.name = "Pool";
+  pool.kind = LineKind::kPool;
+  pool.members = {"Zoom", "B\xFCro", "Al, pha"};
+  pool.rest = 60;
+  LineStore(home_).Put(pool);
+  for (const LineConfig& read : {*LineStore(home_).Find("Pool"), LineStore(home_).List().at(0)}) {
+    EXPECT_EQ(read.kind, LineKind::kPool);
+    EXPECT_EQ(read.members, pool.members);
+    EXPECT_EQ(read.rest, 60U);
+  }
+}
+
+TEST_F(PosixLineStore, ARestIsOfOneLineUntilItIsEnded) {
+  EXPECT_EQ(LineStore(home_).RestsUntil("Modem"), 0);
+  Put("Modem");
+  EXPECT_EQ(LineStore(home_).RestsUntil("Modem"), 0);
+  LineStore(home_).SetRest("Modem", 5'000'000'000);
+  EXPECT_EQ(LineStore(home_).RestsUntil("Modem"), 5'000'000'000);
+  EXPECT_EQ(LineStore(home_).RestsUntil("Other"), 0);
+  LineStore(home_).SetRest("Modem", 0);
+  EXPECT_EQ(LineStore(home_).RestsUntil("Modem"), 0);
+}
+
 TEST_F(PosixLineStore, ANameThatTheListOfModemsCannotHoldIsRefused) {
   EXPECT_THAT(ErrorOf([this] { Put(""); }), HasSubstr("needs a name"));
   EXPECT_THAT(ErrorOf([this] { Put("Two\tNames"); }), HasSubstr("Two\tNames"));
