@@ -26,6 +26,9 @@ class Dialler {
   /// than the cause says: a sentence, UTF-8; else empty. Asked before HangUp, when Dial is not
   /// running.
   virtual std::string Trouble() const = 0;
+  /// Whether the Dial that failed did not come as far as the number, because of the modem or its
+  /// line: then another modem may be tried.
+  virtual bool NothingDialled() const = 0;
   /// Ends the call, if it is up, and releases what Prepare acquired. On the owner's thread; safe in
   /// every state.
   virtual void HangUp() = 0;

@@ -24,6 +24,7 @@ class HayesDialler : public Dialler {
   CallCause Dial(const std::stop_token& stop) override {
     dialogue_->port.SetStop(stop);
     const DialResult result = dialogue_->modem.Dial(destination_);
+    obstacle_ = result.obstacle;
     if (result.cause != CallCause::kNone) return result.cause;
     dialogue_->channel->PutBack(result.early_data);
     dialogue_->channel->WatchCarrier(result.carrier_tells);
@@ -32,10 +33,12 @@ class HayesDialler : public Dialler {
   }
 
   const std::shared_ptr<Channel>& channel() const override { return channel_; }
+  bool NothingDialled() const override { return obstacle_ != Obstacle::kNone; }
 
   // What the modem says of a call is its cause; here it is about what the modem cannot say.
   std::string Trouble() const override {
-    if (!dialogue_ || !dialogue_->channel->Lost()) return {};
+    if (!dialogue_) return {};
+    if (!dialogue_->channel->Lost()) return WordsFor(obstacle_);
     if (access(line_.device.c_str(), F_OK) != 0) {
       return "The device " + line_.device + " has gone; was the modem unplugged?";
     }
@@ -54,6 +57,15 @@ class HayesDialler : public Dialler {
   }
 
  private:
+  using Obstacle = DialResult::Obstacle;
+
+  std::string WordsFor(Obstacle obstacle) const {
+    if (obstacle == Obstacle::kSilent)
+      return "No modem on " + line_.device + " says OK to its initialisation";
+    if (obstacle == Obstacle::kNone) return {};
+    return "The modem on " + line_.device + " hears no dial tone";
+  }
+
   struct Dialogue {
     explicit Dialogue(const LineConfig& line)
         : channel(OpenLine(line)), port(*channel), modem(port, line.init, line.dial) {}
@@ -65,6 +77,7 @@ class HayesDialler : public Dialler {
   LineConfig line_;
   std::string destination_;
   std::unique_ptr<Dialogue> dialogue_;
+  Obstacle obstacle_ = Obstacle::kNone;
   std::shared_ptr<Channel> channel_;  // while the call is up
 };
 

@@ -37,8 +37,8 @@ constexpr NamedResult kResults[] = {
     {"CONNECT", 1, {Kind::kConnect, CallCause::kNone}},
     {"NO CARRIER", 3, {Kind::kFailure, CallCause::kDisconnectFailed}},
     {"ERROR", 4, {Kind::kFailure, CallCause::kDisconnectBadAddress}},
-    {"NO DIALTONE", 6, {Kind::kFailure, CallCause::kDisconnectFailed}},
-    {"NO DIAL TONE", 6, {Kind::kFailure, CallCause::kDisconnectFailed}},
+    {"NO DIALTONE", 6, {Kind::kFailure, CallCause::kDisconnectFailed, true}},
+    {"NO DIAL TONE", 6, {Kind::kFailure, CallCause::kDisconnectFailed, true}},
     {"BUSY", 7, {Kind::kFailure, CallCause::kDisconnectBusy}},
     {"NO ANSWER", 8, {Kind::kFailure, CallCause::kDisconnectNoAnswer}},
     {"DELAYED", 24, {Kind::kFailure, CallCause::kDisconnectRejected}},      // dialled too often
@@ -71,10 +71,17 @@ std::optional<ResultCode> ParseNumber(std::string_view line) {
   return std::nullopt;
 }
 
-DialResult Failed(CallCause cause) {
+using Obstacle = DialResult::Obstacle;
+
+DialResult Failed(CallCause cause, Obstacle obstacle = Obstacle::kNone) {
   DialResult result;
   result.cause = cause;
+  result.obstacle = obstacle;
   return result;
+}
+
+DialResult FailedBy(const ResultCode& result) {
+  return Failed(result.cause, result.no_dial_tone ? Obstacle::kNoDialTone : Obstacle::kNone);
 }
 
 // "CONNECT 2400/ARQ" and "CONNECT/V42" are, "CONNECTING" is not.
@@ -121,13 +128,13 @@ DialResult HayesModem::Dial(const std::string& number) {
 
 DialResult HayesModem::Place(const std::string& number) {
   const bool carrier_before = port_.Carrier().value_or(true);
-  if (!Initialise()) return Failed(CallCause::kDisconnectFailed);
+  if (!Initialise()) return Failed(CallCause::kDisconnectFailed, Obstacle::kSilent);
   Send(dial_ + number);
   // An OK is a late answer to the initialisation.
   const Millis deadline = port_.Now() + kDialTime;
   while (const auto result = AwaitResult(deadline - port_.Now())) {
     if (result->kind == Kind::kConnect) return Connected(carrier_before);
-    if (result->kind == Kind::kFailure) return Failed(result->cause);
+    if (result->kind == Kind::kFailure) return FailedBy(*result);
   }
   return Failed(port_.Gone() ? CallCause::kDisconnectFailed : CallCause::kDisconnectNoAnswer);
 }

@@ -38,7 +38,8 @@ class ModemPort {
 struct ResultCode {
   enum class Kind { kOk, kConnect, kFailure };
   Kind kind;
-  CallCause cause;  // of a call that ends with it
+  CallCause cause;            // of a call that ends with it
+  bool no_dial_tone = false;  // the number was not dialled
 };
 
 /// The meaning of an answer line, in words or as a number. Nothing for a line that does not end a
@@ -49,8 +50,12 @@ std::optional<ResultCode> ParseResultCode(std::string_view line);
 std::string AtCommand(const std::string& text, const std::string& fallback);
 
 struct DialResult {
+  /// What kept the modem from dialling, so that another one may try.
+  enum class Obstacle { kNone, kSilent, kNoDialTone };
+
   CallCause cause = CallCause::kNone;  // kNone: the call is up
-  std::string early_data;              // what followed the CONNECT and was read with it
+  Obstacle obstacle = Obstacle::kNone;
+  std::string early_data;  // what followed the CONNECT and was read with it
   /// The carrier line came on with the call, so it tells when the call is lost.
   bool carrier_tells = false;
 };

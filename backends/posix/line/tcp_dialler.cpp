@@ -168,6 +168,7 @@ class TcpDialler : public Dialler {
   }
 
   const std::shared_ptr<Channel>& channel() const override { return channel_; }
+  bool NothingDialled() const override { return false; }
 
   void HangUp() override {
     if (channel_) channel_->Close();

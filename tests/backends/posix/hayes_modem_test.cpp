@@ -49,6 +49,39 @@ class ModemDialogue : public testing::Test {
   Millis started_{1000};
 };
 
+// --- what kept the modem from dialling ---------------------------------------------------------
+
+using Obstacle = DialResult::Obstacle;
+
+TEST_F(ModemDialogue, ASilentModemDidNotDial) {
+  EXPECT_EQ(Dial(), CallCause::kDisconnectFailed);
+  EXPECT_EQ(result_.obstacle, Obstacle::kSilent);
+}
+
+TEST_F(ModemDialogue, AModemWithoutADialToneDidNotDial) {
+  for (const char* answer : {"\r\nNO DIALTONE\r\n", "\r\nNO DIAL TONE\r\n", "6\r"}) {
+    modem_ = ScriptedModem();
+    Modem(answer);
+    EXPECT_EQ(Dial(), CallCause::kDisconnectFailed);
+    EXPECT_EQ(result_.obstacle, Obstacle::kNoDialTone) << answer;
+  }
+}
+
+TEST_F(ModemDialogue, AModemThatDialledIsNoObstacle) {
+  for (const char* answer : {"CONNECT", "NO CARRIER", "BUSY", "NO ANSWER", "ERROR", ""}) {
+    modem_ = ScriptedModem();
+    Modem("\r\n" + std::string(answer) + "\r\n");
+    Dial();
+    EXPECT_EQ(result_.obstacle, Obstacle::kNone) << answer;
+  }
+}
+
+TEST_F(ModemDialogue, GivingUpIsNoObstacle) {
+  modem_.cancelled_at = Millis(2000);
+  EXPECT_EQ(Dial(), CallCause::kDisconnectCancelled);
+  EXPECT_EQ(result_.obstacle, Obstacle::kNone);
+}
+
 // --- results -----------------------------------------------------------------------------------
 
 struct Result {
