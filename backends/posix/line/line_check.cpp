@@ -56,7 +56,7 @@ std::string CheckSettings(const LineConfig& line) {
 }
 
 std::string TestLine(const LineConfig& line, std::string& report) {
-  if (line.kind == LineKind::kTcp) return {};
+  if (line.kind != LineKind::kHayes) return {};
   try {
     const auto channel = OpenLine(line);
     SerialModemPort port(*channel);

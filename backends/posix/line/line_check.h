@@ -23,7 +23,7 @@ std::string CheckSettings(const LineConfig& line);
 
 /// Asks the modem of a hayes line "AT", its initialisation and "ATI", and appends each command with
 /// its answer to `report`, a line each. Returns why the line cannot be used (also: in use, and by
-/// whom), as a sentence; empty when the modem answers. A TCP line has nothing to ask.
+/// whom), as a sentence; empty when the modem answers. A line of another kind has nothing to ask.
 std::string TestLine(const LineConfig& line, std::string& report);
 
 }  // namespace mvsms::posix

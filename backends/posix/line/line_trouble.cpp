@@ -1,4 +1,4 @@
-// One sentence for each line, for the whole process.
+// One note of each kind for each line, for the whole process.
 #include "backends/posix/line/line_trouble.h"
 
 #include <map>
@@ -7,25 +7,42 @@
 namespace mvsms::posix {
 namespace {
 
-struct Troubles {
-  std::mutex mutex;
-  std::map<std::string, std::string> of_line;
+class Notes {
+ public:
+  void Put(const std::string& line, const std::string& note) {
+    const std::lock_guard guard(mutex_);
+    of_line_[line] = note;
+  }
+  std::string Of(const std::string& line) {
+    const std::lock_guard guard(mutex_);
+    return of_line_[line];
+  }
+
+ private:
+  std::mutex mutex_;
+  std::map<std::string, std::string> of_line_;
 };
-Troubles& Noted() {
-  static Troubles noted;
-  return noted;
+
+Notes& Troubles() {
+  static Notes notes;
+  return notes;
+}
+
+Notes& Members() {
+  static Notes notes;
+  return notes;
 }
 
 }  // namespace
 
 void NoteTrouble(const std::string& line, const std::string& sentence) {
-  const std::lock_guard guard(Noted().mutex);
-  Noted().of_line[line] = sentence;
+  Troubles().Put(line, sentence);
 }
 
-std::string LastTrouble(const std::string& line) {
-  const std::lock_guard guard(Noted().mutex);
-  return Noted().of_line[line];
-}
+std::string LastTrouble(const std::string& line) { return Troubles().Of(line); }
+
+void NoteMember(const std::string& pool, const std::string& member) { Members().Put(pool, member); }
+
+std::string LastMember(const std::string& line) { return Members().Of(line); }
 
 }  // namespace mvsms::posix

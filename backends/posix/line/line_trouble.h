@@ -1,5 +1,6 @@
-// What last went wrong on a line, in words: the causes of a call are few and the same everywhere,
-// while here it is known whether nobody listened, the host is unknown or the device was pulled out.
+// What is known of the last call of a line. What went wrong, in words: the causes of a call are few
+// and the same everywhere, while here it is known whether nobody listened, the host is unknown or
+// the device was pulled out. And for a pool, which of its modems it went over.
 #pragma once
 
 #include <string>
@@ -12,5 +13,11 @@ void NoteTrouble(const std::string& line, const std::string& sentence);
 
 /// The sentence; empty when the last call had no trouble, or none that its cause does not tell.
 std::string LastTrouble(const std::string& line);
+
+/// Keeps the name of the member that a pool's last call goes over. Any thread.
+void NoteMember(const std::string& pool, const std::string& member);
+
+/// The member; empty for a line that is no pool, and before its first call.
+std::string LastMember(const std::string& line);
 
 }  // namespace mvsms::posix

@@ -3,26 +3,33 @@
 
 #include <unistd.h>
 
+#include "backends/posix/line/line_pool.h"
 #include "base/ansi.h"
 #include "base/raised_error.h"
 
 namespace mvsms::posix {
 
 LineTurn::LineTurn(const std::string& home, const std::string& line)
-    : line_(LineStore(home).Find(line)) {
-  if (line_ && line_->kind == LineKind::kHayes) places_.try_emplace(line_->device, line_->device);
-}
+    : home_(home), line_(LineStore(home).Find(line)) {}
 
 std::string LineTurn::Look() {
-  if (reservation_ || !line_ || line_->kind == LineKind::kTcp) return {};
-  if (access(line_->device.c_str(), F_OK) != 0) return {};
-  std::string obstacle = LookAt(line_->device);
-  if (obstacle.empty()) places_.clear();
-  return obstacle;
+  if (reservation_ || !line_) return {};
+  const Modems modems = ModemsOf(home_, *line_);
+  std::vector<std::string> reasons;
+  for (const LineConfig& modem : modems.ready) {
+    std::string reason = LookAt(modem.device);
+    if (reason.empty()) {
+      places_.clear();
+      return {};
+    }
+    reasons.push_back(std::move(reason));
+  }
+  return WhyNoneIsFree(*line_, reasons, modems.away);
 }
 
 std::string LineTurn::LookAt(const std::string& device) {
-  QueuePlace& place = places_.at(device);
+  if (access(device.c_str(), F_OK) != 0) return {};
+  QueuePlace& place = places_.try_emplace(device, device).first->second;
   if (std::string use = DeviceInUse(device); !use.empty()) {
     place.DeviceIsTaken();
     return use;

@@ -6,8 +6,8 @@
 
 #include "backends/posix/line/backend.h"
 #include "backends/posix/line/comm.h"
-#include "backends/posix/line/device_lock.h"
 #include "backends/posix/line/line_call.h"
+#include "backends/posix/line/line_pool.h"
 #include "backends/posix/line/line_trouble.h"
 #include "backends/posix/store/line_store.h"
 #include "base/ansi.h"
@@ -44,8 +44,9 @@ class Translation : public ITAddressTranslationInfo {
 
 class LineAddress : public ITAddress {
  public:
-  LineAddress(LineConfig line, PosixEventLoop& loop, std::shared_ptr<EventOutlet> outlet)
-      : line_(std::move(line)), loop_(loop), outlet_(std::move(outlet)) {}
+  LineAddress(const std::string& home, LineConfig line, PosixEventLoop& loop,
+              std::shared_ptr<EventOutlet> outlet)
+      : home_(home), line_(std::move(line)), loop_(loop), outlet_(std::move(outlet)) {}
 
   const LineConfig& line() const { return line_; }
 
@@ -67,14 +68,20 @@ class LineAddress : public ITAddress {
 
   std::shared_ptr<ITBasicCallControl> CreateCall(const std::string& destination, std::int32_t,
                                                  std::int32_t) override {
-    auto dialler =
-        IsTcp() ? MakeTcpDialler(destination) : MakeHayesDialler(line_, DialString(destination));
-    return std::make_shared<LineCall>(line_.name, std::move(dialler), loop_, outlet_);
+    return std::make_shared<LineCall>(line_.name, DiallerFor(destination), loop_, outlet_);
   }
 
  private:
   bool IsTcp() const { return line_.kind == LineKind::kTcp; }
 
+  std::unique_ptr<Dialler> DiallerFor(const std::string& destination) const {
+    if (IsTcp()) return MakeTcpDialler(destination);
+    const std::string number = DialString(destination);
+    return line_.kind == LineKind::kPool ? MakePoolDialler(home_, line_, number)
+                                         : MakeHayesDialler(line_, number);
+  }
+
+  std::string home_;
   LineConfig line_;
   PosixEventLoop& loop_;
   std::shared_ptr<EventOutlet> outlet_;
@@ -101,7 +108,7 @@ class Tapi : public ITTAPI {
     RequireInitialised();
     std::vector<std::shared_ptr<ITAddress>> addresses;
     for (LineConfig& line : LineStore(home_).List()) {
-      addresses.push_back(std::make_shared<LineAddress>(std::move(line), loop_, outlet_));
+      addresses.push_back(std::make_shared<LineAddress>(home_, std::move(line), loop_, outlet_));
     }
     return addresses;
   }
@@ -110,7 +117,7 @@ class Tapi : public ITTAPI {
                                          std::int32_t, std::int32_t) override {
     RequireInitialised();
     const LineConfig& line = static_cast<LineAddress&>(*address).line();
-    const std::string use = line.kind == LineKind::kHayes ? DeviceInUse(line.device) : "";
+    const std::string use = LineInUse(home_, line);
     NoteTrouble(line.name, use);
     if (!use.empty()) throw RaisedError(EBUSY, "RegisterCallNotifications", AnsiFromUtf8(use));
     return ++last_registration_;

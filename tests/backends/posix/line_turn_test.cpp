@@ -87,17 +87,19 @@ TEST_F(LineTurns, NameWhoHasTheModemAndComeWhenHeLetsGo) {
 TEST_F(LineTurns, ComeInTheOrderOfArrival) {
   TakeByAnotherProgram();
   LineTurn first(home_.path(), "Modem");
-  auto second = std::make_unique<LineTurn>(home_.path(), "Modem");
+  LineTurn second(home_.path(), "Modem");
+  for (LineTurn* turn : {&first, &second}) EXPECT_THAT(turn->Look(), HasSubstr("in use"));
   LetGo();
-  EXPECT_EQ(second->Look(), "Others wait for the device " + terminal_.device() + " already");
+  EXPECT_EQ(second.Look(), "Others wait for the device " + terminal_.device() + " already");
   EXPECT_EQ(first.Look(), "");
-  EXPECT_THAT(second->Look(), HasSubstr("in use"));
+  EXPECT_THAT(second.Look(), HasSubstr("in use"));
 }
 
 TEST_F(LineTurns, WhoGivesUpIsNotWaitedFor) {
   TakeByAnotherProgram();
   auto first = std::make_unique<LineTurn>(home_.path(), "Modem");
   LineTurn second(home_.path(), "Modem");
+  for (LineTurn* turn : {first.get(), &second}) EXPECT_THAT(turn->Look(), HasSubstr("in use"));
   first.reset();
   LetGo();
   EXPECT_EQ(second.Look(), "");
