@@ -122,9 +122,19 @@ class SendRun {
   /// For people: in UTF-8, and with the better advice that the settings give.
   dispatch::Judgement InWords(dispatch::Judgement judgement) {
     judgement.reason = Utf8FromAnsi(judgement.reason);
-    const std::string hint = Hint();
-    judgement.advice = hint.empty() ? Utf8FromAnsi(judgement.advice) : hint;
+    judgement.advice = Advice(judgement);
     return judgement;
+  }
+
+  /// What to do; and what the line knows of a call that failed, or of a modem that took none.
+  std::string Advice(const dispatch::Judgement& judgement) {
+    const std::string hint = Hint();
+    if (!hint.empty()) return hint;
+    const std::string advice = Utf8FromAnsi(judgement.advice);
+    const bool on_the_line = Report().step >= SendStep::kCall;
+    const bool failed = judgement.outcome != Outcome::kAccepted && on_the_line;
+    const std::string trouble = failed ? ModemInUse(context_, Report().modem) : "";
+    return trouble.empty() ? advice : advice + "; " + trouble;
   }
 
   // The event brings all lines; the new one follows what was there before and a line end.
@@ -160,6 +170,7 @@ class SendRun {
          {"pieces", {{"all", report.pieces_in_all}, {"accepted", judgement.pieces_accepted}}},
          {"service", Utf8FromAnsi(given_up_ ? report.service : service_)},
          {"modem", Utf8FromAnsi(report.modem)},
+         {"member", Utf8FromAnsi(MemberUsed(context_, report.modem))},
          {"dialled", Utf8FromAnsi(report.dialled)},
          {"started", Moment(report.started)},
          {"ended", Moment(report.ended)},

@@ -50,6 +50,10 @@ ModemTurn TurnFor(Context& context, const std::string& modem);
 /// Whether TurnFor gives one.
 bool ModemsHaveTurns();
 
+/// Which modem a call of the modem `modem` went over that stands for several; empty when it stands
+/// for none but itself.
+std::string MemberUsed(Context& context, const std::string& modem);
+
 /// The end of the command's own help: the first steps, and where its state lies.
 std::string FirstSteps();
 

@@ -1,15 +1,19 @@
 // mvsms modem: the lines of this machine, which services name as their modem.
 #include <algorithm>
 #include <cstdint>
+#include <ctime>
 #include <filesystem>
 #include <iterator>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <system_error>
+#include <vector>
 
 #include "backends/posix/line/line_check.h"
 #include "backends/posix/store/line_store.h"
 #include "base/ansi.h"
+#include "base/texts.h"
 #include "cli/commands.h"
 #include "cli/json.h"
 #include "cli/posix/modem_test.h"
@@ -23,14 +27,18 @@ using posix::LineConfig;
 using posix::LineKind;
 using posix::LineStore;
 
+constexpr long long kLongestRest = 86400;
+
 // The options of add and set: what is not given stays as it was.
 struct LineOptions {
   std::string name;
-  std::optional<std::string> kind, device, init, dial, speed, framing, flow;
+  std::optional<std::string> kind, device, init, dial, speed, framing, flow, members, rest;
   bool force = false;  // the device need not be there now
 };
 
-std::string KindName(LineKind kind) { return kind == LineKind::kTcp ? "tcp" : "hayes"; }
+std::string KindName(LineKind kind) {
+  return std::string(posix::kLineKindNames[static_cast<std::size_t>(kind)]);
+}
 
 // A modem's name goes into lists joined by TABs, and some names stand for the default modem.
 void CheckName(const std::string& name) {
@@ -45,15 +53,18 @@ void CheckName(const std::string& name) {
 }
 
 LineKind ParseKind(const std::string& kind) {
-  if (kind == "hayes") return LineKind::kHayes;
-  if (kind == "tcp") return LineKind::kTcp;
-  throw UsageError("\"" + kind + "\" is not a kind of modem; use hayes or tcp");
+  for (const LineKind known : {LineKind::kHayes, LineKind::kTcp, LineKind::kPool}) {
+    if (kind == KindName(known)) return known;
+  }
+  throw UsageError("\"" + kind + "\" is not a kind of modem; use hayes, tcp or pool");
 }
 
 bool HasHayesOptions(const LineOptions& options) {
   return options.device || options.init || options.dial || options.speed || options.framing ||
          options.flow;
 }
+
+bool HasPoolOptions(const LineOptions& options) { return options.members || options.rest; }
 
 void Require(const std::string& problem) {
   if (!problem.empty()) throw UsageError(Printable(problem));
@@ -88,13 +99,45 @@ void TakeHayesOptions(const LineOptions& options, LineConfig& line) {
   Require(posix::CheckSettings(line));
 }
 
-LineConfig WithOptions(LineConfig line, const LineOptions& options) {
+std::vector<std::string> Members(Context& context, const std::string& list) {
+  std::vector<std::string> members;
+  std::istringstream stream(list);
+  for (std::string name; std::getline(stream, name, ',');) {
+    const std::string member = Trim(AnsiFromUtf8(name));
+    const auto line = LineStore(context.home).Find(member);
+    if (!line) throw UsageError("--members: there is no modem \"" + Printable(name) + "\"");
+    if (line->kind != LineKind::kHayes) {
+      throw UsageError("--members: \"" + name + "\" is no hayes modem, and a pool has no others");
+    }
+    if (std::find(members.begin(), members.end(), member) != members.end()) {
+      throw UsageError("--members: \"" + name + "\" is named twice");
+    }
+    members.push_back(member);
+  }
+  return members;
+}
+
+void TakePoolOptions(Context& context, const LineOptions& options, LineConfig& line) {
+  if (options.members) line.members = Members(context, *options.members);
+  if (line.members.empty()) throw UsageError("a pool needs --members, such as Modem1,Modem2");
+  if (options.rest) {
+    line.rest = static_cast<std::uint32_t>(ParseNumber("--rest", *options.rest, 0, kLongestRest));
+  }
+}
+
+LineConfig WithOptions(Context& context, LineConfig line, const LineOptions& options) {
   if (options.kind) line.kind = ParseKind(*options.kind);
-  if (line.kind == LineKind::kHayes) {
-    TakeHayesOptions(options, line);
-  } else if (HasHayesOptions(options)) {
+  if (line.kind == LineKind::kTcp && HasHayesOptions(options)) {
     throw UsageError("a tcp modem takes no other options: the number to dial is host:port");
   }
+  if (line.kind == LineKind::kPool && HasHayesOptions(options)) {
+    throw UsageError("a pool takes --members and --rest; its members have the other options");
+  }
+  if (line.kind != LineKind::kPool && HasPoolOptions(options)) {
+    throw UsageError("--members and --rest are for the kind pool");
+  }
+  if (line.kind == LineKind::kHayes) TakeHayesOptions(options, line);
+  if (line.kind == LineKind::kPool) TakePoolOptions(context, options, line);
   return line;
 }
 
@@ -104,9 +147,19 @@ LineConfig Existing(Context& context, const std::string& name) {
   return *line;
 }
 
+std::vector<std::string> MemberNames(const LineConfig& pool) {
+  std::vector<std::string> names;
+  for (const std::string& member : pool.members) names.push_back(Utf8FromAnsi(member));
+  return names;
+}
+
 Json ToJson(const LineConfig& line) {
   Json json{{"name", Utf8FromAnsi(line.name)}, {"kind", KindName(line.kind)}};
-  if (line.kind == LineKind::kTcp) return json;
+  if (line.kind == LineKind::kPool) {
+    json["members"] = MemberNames(line);
+    json["rest"] = line.rest;
+  }
+  if (line.kind != LineKind::kHayes) return json;
   json["device"] = line.device;
   json["init"] = Utf8FromAnsi(line.init);
   json["dial"] = Utf8FromAnsi(line.dial);
@@ -126,8 +179,20 @@ void WarnOfSpeed(Context& context, const LineOptions& options, const LineConfig&
   context.Warn(*options.speed + " bit/s is no usual speed: the modem may not follow it");
 }
 
+/// A member that is no modem any more would leave its pool one short.
+void RequireNoPoolOf(Context& context, const std::string& modem) {
+  for (const LineConfig& line : LineStore(context.home).List()) {
+    const auto& members = line.members;
+    if (std::find(members.begin(), members.end(), modem) == members.end()) continue;
+    const std::string pool = Utf8FromAnsi(line.name);
+    throw UsageError("\"" + Utf8FromAnsi(modem) + "\" is a member of the pool \"" + pool +
+                     "\"; 'mvsms modem set \"" + pool + "\" --members' names others");
+  }
+}
+
 void Put(Context& context, const LineOptions& options, const LineConfig& before) {
-  const LineConfig line = WithOptions(before, options);
+  const LineConfig line = WithOptions(context, before, options);
+  if (line.kind != LineKind::kHayes) RequireNoPoolOf(context, line.name);
   LineStore(context.home).Put(line);
   WarnOfSpeed(context, options, line);
 }
@@ -146,24 +211,50 @@ void Set(Context& context, const LineOptions& options) {
   Put(context, options, Existing(context, options.name));
 }
 
+std::string Joined(const std::vector<std::string>& names) {
+  std::string text;
+  for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
+  return text;
+}
+
+std::vector<std::string> RowOf(const LineConfig& line) {
+  const std::string name = Utf8FromAnsi(line.name), kind = KindName(line.kind);
+  if (line.kind == LineKind::kTcp) return {name, kind, "-", "-", "-"};
+  if (line.kind == LineKind::kPool) return {name, kind, Joined(MemberNames(line)), "-", "-"};
+  return {name, kind, line.device, std::to_string(line.speed), line.framing};
+}
+
 void List(Context& context) {
   Json json = Json::array();
   std::vector<std::vector<std::string>> rows{{"NAME", "KIND", "DEVICE", "SPEED", "FRAMING"}};
   for (const LineConfig& line : LineStore(context.home).List()) {
     json.push_back(ToJson(line));
-    const bool tcp = line.kind == LineKind::kTcp;
-    rows.push_back({Utf8FromAnsi(line.name), KindName(line.kind), tcp ? "-" : line.device,
-                    tcp ? "-" : std::to_string(line.speed), tcp ? "-" : line.framing});
+    rows.push_back(RowOf(line));
   }
   context.json ? context.PrintJson(json) : context.PrintTable(rows);
 }
 
+std::string AsText(const Json& value) {
+  if (value.is_array()) return Joined(value.get<std::vector<std::string>>());
+  return value.is_string() ? value.get<std::string>() : value.dump();
+}
+
+std::vector<std::string> RestingMembers(Context& context, const LineConfig& pool) {
+  LineStore store(context.home);
+  std::vector<std::string> names;
+  for (const std::string& member : pool.members) {
+    if (store.RestsUntil(member) > std::time(nullptr)) names.push_back(Utf8FromAnsi(member));
+  }
+  return names;
+}
+
 void Show(Context& context, const std::string& name) {
-  const Json json = ToJson(Existing(context, name));
+  const LineConfig line = Existing(context, name);
+  Json json = ToJson(line);
+  if (line.kind == LineKind::kPool) json["resting"] = RestingMembers(context, line);
   if (context.json) return context.PrintJson(json);
   for (const auto& [key, value] : json.items()) {
-    context.out << key << " = "
-                << (value.is_string() ? Printable(value.get<std::string>()) : value.dump()) << '\n';
+    context.out << key << " = " << Printable(AsText(value)) << '\n';
   }
 }
 
@@ -181,6 +272,7 @@ void WarnOfUses(Context& context, const std::string& modem) {
 
 void Delete(Context& context, const std::string& name) {
   const std::string modem = Existing(context, name).name;
+  RequireNoPoolOf(context, modem);
   WarnOfUses(context, modem);
   LineStore(context.home).Delete(modem);
 }
@@ -188,7 +280,7 @@ void Delete(Context& context, const std::string& name) {
 void Test(Context& context, const std::string& name, const std::string& number) {
   const LineConfig line = Existing(context, name);
   const std::string finding =
-      number.empty() ? TestModem(line) : TestCall(context, line, AnsiFromUtf8(number));
+      number.empty() ? TestModem(context, line) : TestCall(context, line, AnsiFromUtf8(number));
   if (context.json) return context.PrintJson({{"modem", name}, {"finding", finding}});
   context.out << name << ": " << finding << '\n';
 }
@@ -197,7 +289,8 @@ void AddLineOptions(Command& command, LineOptions& options) {
   command.AddOption("NAME", options.name, "Name of the modem, as services refer to it")->Required();
   command.AddOption("--kind", options.kind,
                     "hayes: an AT-command modem on a serial device; "
-                    "tcp: a connection, the number to dial being host:port");
+                    "tcp: a connection, the number to dial being host:port; "
+                    "pool: several hayes modems, of which the first free one takes a call");
   command.AddOption("--device", options.device, "hayes: the serial device, such as /dev/ttyUSB0");
   command.AddFlag("--force", options.force,
                   "hayes: take a device that is not there now, as of an unplugged modem");
@@ -208,6 +301,10 @@ void AddLineOptions(Command& command, LineOptions& options) {
                     "hayes: data bits, parity, stop bits; \"-soft\" makes 7E1 on an 8N1 device "
                     "(8N1)");
   command.AddOption("--flow", options.flow, "hayes: rtscts, xonxoff or none (rtscts)");
+  command.AddOption("--members", options.members,
+                    "pool: its modems, first choice first, with commas between them");
+  command.AddOption("--rest", options.rest,
+                    "pool: seconds that a member is spared after it did not answer (600)");
 }
 
 void AddAddCommand(Command& group, Context& context) {
@@ -215,7 +312,8 @@ void AddAddCommand(Command& group, Context& context) {
   Command* const command = AddCommand(
       group, context, "add", "Add a modem",
       "  mvsms modem add Modem1 --kind hayes --device /dev/ttyUSB0 --init \"ATZ\" --speed 9600\n"
-      "  mvsms modem add Internet --kind tcp");
+      "  mvsms modem add Internet --kind tcp\n"
+      "  mvsms modem add Both --kind pool --members Modem1,Modem2");
   AddLineOptions(*command, *options);
   command->Find("--kind")->Required();
   command->Callback([&context, options] { Add(context, *options); });

@@ -9,10 +9,37 @@
 #include "media/tapiline.h"
 
 namespace mvsms::cli {
-std::string TestModem(const posix::LineConfig& line) {
-  if (line.kind == posix::LineKind::kTcp) return "is a TCP line; test it with --dial host:port";
+namespace {
+
+/// Why a modem cannot be used; one that can rests no more in its pools.
+std::string ProblemOf(Context& context, const posix::LineConfig& modem) {
   std::string report;
-  const std::string problem = posix::TestLine(line, report);
+  std::string problem = posix::TestLine(modem, report);
+  posix::LineStore store(context.home);
+  if (problem.empty() && store.RestsUntil(modem.name) != 0) store.SetRest(modem.name, 0);
+  return problem;
+}
+
+std::string TestPool(Context& context, const posix::LineConfig& pool) {
+  std::string findings;
+  bool all_answer = true;
+  for (const std::string& name : pool.members) {
+    const auto member = posix::LineStore(context.home).Find(name);
+    const std::string problem = member ? ProblemOf(context, *member) : "there is no such modem";
+    findings += (findings.empty() ? "" : "; ") + Utf8FromAnsi(name) + ": " +
+                (problem.empty() ? "the modem on " + member->device + " answers" : problem);
+    all_answer = all_answer && problem.empty();
+  }
+  if (!all_answer) throw Failure(findings);
+  return findings;
+}
+
+}  // namespace
+
+std::string TestModem(Context& context, const posix::LineConfig& line) {
+  if (line.kind == posix::LineKind::kPool) return TestPool(context, line);
+  if (line.kind == posix::LineKind::kTcp) return "is a TCP line; test it with --dial host:port";
+  const std::string problem = ProblemOf(context, line);
   if (!problem.empty()) throw Failure(problem);
   return "the modem on " + line.device + " answers";
 }

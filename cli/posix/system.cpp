@@ -44,6 +44,8 @@ bool WriteSystemLog(bool accepted, const std::string& line) {
   return posix::WriteSystemLog(accepted ? posix::Severity::kInfo : posix::Severity::kWarning, line);
 }
 
+std::string MemberUsed(Context&, const std::string& modem) { return posix::LastMember(modem); }
+
 ModemTurn TurnFor(Context& context, const std::string& modem) try {
   const auto turn = std::make_shared<posix::LineTurn>(context.home, modem);
   return [turn] { return turn->Look(); };

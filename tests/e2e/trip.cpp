@@ -81,6 +81,13 @@ void Trip::CentreOnModem(const std::string& protocol, const Words& behaviour,
   AddService(protocol == "tap" ? "TAP" : "UCP", "0301234", service);
 }
 
+void Trip::AnotherModem(const std::string& name, const std::string& protocol,
+                        const Words& behaviour) {
+  first_centre_ = std::move(centre_);
+  Do({"modem", "add", name, "--kind", "hayes", "--device",
+      StartCentre({"--pty"}, protocol, behaviour)["path"]});
+}
+
 void Trip::CentreOnTcp(const std::string& protocol, const Words& behaviour, const Words& service) {
   const int port = StartCentre({"--tcp", "0"}, protocol, behaviour)["port"];
   Do({"modem", "add", "Modem", "--kind", "tcp"});

@@ -43,6 +43,9 @@ class Trip : public ::testing::Test {
   /// The same on a socket.
   void CentreOnTcp(const std::string& protocol, const Words& behaviour = {},
                    const Words& service = {});
+  /// Starts another centre on another modem; the first one's goes on.
+  void AnotherModem(const std::string& name, const std::string& protocol,
+                    const Words& behaviour = {});
 
   /// `mvsms send --json` with further arguments, the text last.
   Ending Send(const Words& arguments) const { return Run(SendCommand(arguments)); }
@@ -60,7 +63,8 @@ class Trip : public ::testing::Test {
   bool takes_many_calls_ = false;  // the centre, else one; to be set before it is started
   TempFolder home_;
   std::unique_ptr<ChildProcess> centre_;
-  std::string device_;  // of the modem
+  std::unique_ptr<ChildProcess> first_centre_;  // when there is another one
+  std::string device_;                          // of the modem
 
  private:
   std::unique_ptr<ChildProcess> StartProgram(const Words& command) const;

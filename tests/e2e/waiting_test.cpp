@@ -78,5 +78,55 @@ TEST_F(WaitingTrip, WhatCannotBeSentDoesNotWait) {
   EXPECT_THAT(waiting->out(), Not(HasSubstr("Waiting")));
 }
 
+// --- pools
+
+class PoolTrip : public WaitingTrip {
+ protected:
+  /// Two centres; the first one's modem is the first of a pool.
+  void CentresOnAPool(const Words& behaviour_of_first = {}) {
+    CentreOnModem("ucp", behaviour_of_first, {"TimeOut=50"});
+    AnotherModem("Second", "ucp");
+    Do({"modem", "add", "Pool", "--kind", "pool", "--members", "Modem,Second"});
+    Do({"config", "set", "DefaultModem", "Pool"});
+  }
+};
+
+TEST_F(PoolTrip, TwoMessagesGoOutAtOnceAndAThirdWaitsForTheFirstFreeModem) {
+  takes_many_calls_ = true;
+  CentresOnAPool();
+  const auto first = StartSend("first");
+  ASSERT_TRUE(WaitForLine(*first, "Dialling Pager (0301234) using modem: Pool"));
+  const auto second = StartSend("second");
+  ASSERT_TRUE(WaitForLine(*second, "Dialling"));
+  const auto third = StartSend("third");
+  ASSERT_TRUE(WaitForLine(*third, "No modem of the pool \"Pool\" is free: The device " + device_));
+  for (const auto& send : {first.get(), second.get(), third.get()}) {
+    EXPECT_EQ(Finish(*send).exit_code, kExitAccepted) << send->err();
+  }
+}
+
+TEST_F(PoolTrip, ADeadModemIsPassedByWithinTheCallAndThenRests) {
+  takes_many_calls_ = true;
+  CentresOnAPool({"call=no-dialtone"});
+  for (const char* text : {"first", "second"}) {
+    const Ending ending = Send({text});
+    EXPECT_EQ(ending.exit_code, kExitAccepted) << ending.err;
+    EXPECT_EQ(ending.json()["modem"], "Pool");
+    EXPECT_EQ(ending.json()["member"], "Second");
+  }
+  EXPECT_THAT(Received(2), ElementsAre("0172: first, accepted", "0172: second, accepted"));
+  EXPECT_EQ(Run({"modem", "show", "--json", "Pool"}).json()["resting"], Json::parse("[\"Modem\"]"));
+  Do({"modem", "test", "Pool"});
+  EXPECT_EQ(Run({"modem", "show", "--json", "Pool"}).json()["resting"], Json::array());
+}
+
+TEST_F(PoolTrip, ACallThatNoModemCouldDialNamesTheModems) {
+  CentresOnAPool({"call=no-dialtone"});
+  Do({"modem", "set", "Pool", "--members", "Modem"});
+  const Ending dead = Send({"text"});
+  EXPECT_EQ(dead.exit_code, kExitRetry);
+  EXPECT_THAT(dead.err, HasSubstr("Modem: The modem on " + device_ + " hears no dial tone"));
+}
+
 }  // namespace
 }  // namespace mvsms::cli
