@@ -22,7 +22,9 @@ ModemWait::ModemWait(Context& context, const SendOptions& options)
 
 void ModemWait::Run(const bool& aborted) {
   if (time_.count() == 0) return;
-  started_ = context_.platform().clock().LocalTime();
+  Clock& clock = context_.platform().clock();
+  if (until_.count() == 0) until_ = clock.Now() + time_;
+  started_ = clock.LocalTime();
   way_ = Foresee(context_, {options_.to, options_.from, options_.service, options_.text});
   if (!way_.obstacle.empty()) return;  // the send will say the same, without waiting for it
   turn_ = TurnFor(context_, way_.service.ModemName);
@@ -31,10 +33,9 @@ void ModemWait::Run(const bool& aborted) {
 
 bool ModemWait::Comes(const bool& aborted) {
   Clock& clock = context_.platform().clock();
-  const auto until = clock.Now() + time_;
   obstacle_ = turn_();
   if (!obstacle_.empty()) Announce();
-  while (!obstacle_.empty() && !aborted && clock.Now() < until) {
+  while (!obstacle_.empty() && !aborted && clock.Now() < until_) {
     basCommon::Pause(context_.platform().loop(), kLookMs);
     obstacle_ = turn_();
   }
@@ -46,6 +47,11 @@ void ModemWait::Announce() {
   context_.out << Printable("Waiting for the modem " + Utf8FromAnsi(way_.service.ModemName) + ". " +
                             obstacle_)
                << std::endl;
+}
+
+bool ModemWait::IsWorthwhileAfter(const SendReport& report) const {
+  return turn_ && !report.result && report.step == SendStep::kCall &&
+         NoMemberDialled(context_, report.modem);
 }
 
 SendReport ModemWait::Aborted() const {

@@ -22,6 +22,10 @@ class ModemWait {
   /// modem in use and says so. Returns, too, soon after `aborted` has become true in an event.
   void Run(const bool& aborted);
 
+  /// Whether a send that failed may succeed after another Run: it waited, and of the modems that
+  /// its modem stands for none has dialled.
+  bool IsWorthwhileAfter(const SendReport& report) const;
+
   /// The report of a send that was aborted in Run, before it began.
   SendReport Aborted() const;
   /// Who was in the way last, as a sentence; empty when nobody was.
@@ -34,6 +38,7 @@ class ModemWait {
   Context& context_;
   const SendOptions& options_;
   std::chrono::seconds time_{0};
+  std::chrono::milliseconds until_{0};  // by the clock; 0 before the first Run
   Way way_;
   CalendarTime started_;
   ModemTurn turn_;

@@ -89,16 +89,23 @@ class SendRun {
       const bool late = timeout_ && context_.platform().clock().Now() - start >= *timeout_;
       if ((late || watch.Signal() != 0) && !aborted_) Abort();
     });
+    Attempt();
+    if (!aborted_ && wait_.IsWorthwhileAfter(Report())) Attempt();
+    timers.KillTimer(timer);
+    signal_ = watch.Signal();
+  }
+
+  void Attempt() {
     wait_.Run(aborted_);
     if (aborted_) {
       given_up_ = wait_.Aborted();
-    } else {
-      std::string message = AnsiFromUtf8(options_.text);
-      std::string from = AnsiFromUtf8(options_.from);
-      accepted_ = sender_.SendMessage(recipient_, from, message, service_);
+      return;
     }
-    timers.KillTimer(timer);
-    signal_ = watch.Signal();
+    std::string message = AnsiFromUtf8(options_.text);
+    std::string from = AnsiFromUtf8(options_.from);
+    recipient_ = AnsiFromUtf8(options_.to);
+    service_ = AnsiFromUtf8(options_.service);
+    accepted_ = sender_.SendMessage(recipient_, from, message, service_);
   }
 
   const SendReport& Report() const { return given_up_ ? *given_up_ : sender_.Report(); }

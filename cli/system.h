@@ -39,6 +39,13 @@ void WriteJournal(Context& context, const dispatch::JournalRow& row);
 /// Never waits.
 bool WriteSystemLog(bool accepted, const std::string& line);
 
+/// Which modem a call of the modem `modem` went over that stands for several; empty when it stands
+/// for none but itself.
+std::string MemberUsed(Context& context, const std::string& modem);
+
+/// Whether the last call of such a modem was dialled by none of those that it stands for.
+bool NoMemberDialled(Context& context, const std::string& modem);
+
 /// A look at whether a modem is free for the next send of this process: the empty text, and it is
 /// kept for that; else who is in the way, as a sentence. Whoever keeps looking is served in the
 /// order of his first look; the place and the modem are given back with the object.
@@ -49,10 +56,6 @@ ModemTurn TurnFor(Context& context, const std::string& modem);
 
 /// Whether TurnFor gives one.
 bool ModemsHaveTurns();
-
-/// Which modem a call of the modem `modem` went over that stands for several; empty when it stands
-/// for none but itself.
-std::string MemberUsed(Context& context, const std::string& modem);
 
 /// The end of the command's own help: the first steps, and where its state lies.
 std::string FirstSteps();

@@ -46,6 +46,11 @@ bool WriteSystemLog(bool accepted, const std::string& line) {
 
 std::string MemberUsed(Context&, const std::string& modem) { return posix::LastMember(modem); }
 
+bool NoMemberDialled(Context& context, const std::string& modem) {
+  const auto line = posix::LineStore(context.home).Find(modem);
+  return line && line->kind == posix::LineKind::kPool && posix::LastMember(modem).empty();
+}
+
 ModemTurn TurnFor(Context& context, const std::string& modem) try {
   const auto turn = std::make_shared<posix::LineTurn>(context.home, modem);
   return [turn] { return turn->Look(); };

@@ -48,6 +48,7 @@ std::string DefaultLog(Context& context) {
 
 std::string ModemInUse(Context&, const std::string&) { return ""; }
 std::string MemberUsed(Context&, const std::string&) { return ""; }
+bool NoMemberDialled(Context&, const std::string&) { return false; }
 
 ModemTurn TurnFor(Context&, const std::string&) { return nullptr; }
 bool ModemsHaveTurns() { return false; }

@@ -120,6 +120,21 @@ TEST_F(PoolTrip, ADeadModemIsPassedByWithinTheCallAndThenRests) {
   EXPECT_EQ(Run({"modem", "show", "--json", "Pool"}).json()["resting"], Json::array());
 }
 
+TEST_F(PoolTrip, WhoFindsADeadModemWaitsForTheNextOne) {
+  takes_many_calls_ = true;
+  CentresOnAPool({"call=no-dialtone"});
+  Do({"service", "set", "Pager", "TimeOut=3000"});
+  const auto first = StartSend("first");
+  ASSERT_TRUE(WaitForLine(*first, "Connected."));
+  Do({"modem", "test", "Modem"});  // it rests no more
+  const auto second = StartSend("second");
+  ASSERT_TRUE(WaitForLine(*second, "Unable to connect, reason: Failed"));
+  ASSERT_TRUE(WaitForLine(*second, "Waiting for the modem Pool."));
+  EXPECT_EQ(Finish(*first).exit_code, kExitAccepted);
+  EXPECT_EQ(Finish(*second).exit_code, kExitAccepted) << second->err();
+  EXPECT_THAT(Received(2), ElementsAre("0172: first, accepted", "0172: second, accepted"));
+}
+
 TEST_F(PoolTrip, ACallThatNoModemCouldDialNamesTheModems) {
   CentresOnAPool({"call=no-dialtone"});
   Do({"modem", "set", "Pool", "--members", "Modem"});

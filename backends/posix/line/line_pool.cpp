@@ -61,6 +61,7 @@ class PoolDialler : public Dialler {
     Modems modems = ModemsOf(home_, pool_);
     untried_ = std::move(modems.ready);
     troubles_ = std::move(modems.away);
+    NoteMember(pool_.name, "");
     if (!PrepareNext()) throw RaisedError(error_, "LinePool", AnsiFromUtf8(NoMember()));
   }
 
@@ -124,6 +125,7 @@ class PoolDialler : public Dialler {
   }
 
   void SpareMember() {
+    NoteMember(pool_.name, "");
     troubles_.push_back(Utf8FromAnsi(member_) + ": " + call_->Trouble());
     SetRest(member_, RestEnd());
   }

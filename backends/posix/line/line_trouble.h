@@ -14,7 +14,8 @@ void NoteTrouble(const std::string& line, const std::string& sentence);
 /// The sentence; empty when the last call had no trouble, or none that its cause does not tell.
 std::string LastTrouble(const std::string& line);
 
-/// Keeps the name of the member that a pool's last call goes over. Any thread.
+/// Keeps the name of the member that a pool's last call goes over, "" when none could dial. Any
+/// thread.
 void NoteMember(const std::string& pool, const std::string& member);
 
 /// The member; empty for a line that is no pool, and before its first call.

@@ -171,6 +171,7 @@ TEST_F(LinePool, ANumberThatWasDialledIsNotDialledAgain) {
   for (const char* answer : {"BUSY", "NO ANSWER", "NO CARRIER", "ERROR"}) {
     first_.On("ATD1", std::string("\r\n") + answer + "\r\n");
     EXPECT_EQ(Dial("Pool", "1"), CallState::kDisconnected) << answer;
+    EXPECT_EQ(LastMember("Pool"), "First");
   }
   EXPECT_EQ(second_.received(), "");
   EXPECT_FALSE(Rests("First"));
@@ -181,6 +182,7 @@ TEST_F(LinePool, TheCallFailsWhenNoMemberCanDial) {
   HearsNoDialTone("Second");
   EXPECT_EQ(Dial("Pool", "1"), CallState::kDisconnected);
   EXPECT_EQ(events_.back().second, CallCause::kDisconnectFailed);
+  EXPECT_EQ(LastMember("Pool"), "");
   EXPECT_EQ(LastTrouble("Pool"), "First: The modem on " + first_.device() +
                                      " hears no dial tone; Second: The modem on " +
                                      second_.device() + " hears no dial tone");
