@@ -1,6 +1,7 @@
 // mvsms config: the options of a profile.
 #include <charconv>
 #include <memory>
+#include <optional>
 #include <string>
 #include <system_error>
 
@@ -14,15 +15,29 @@
 namespace mvsms::cli {
 namespace {
 
-// Numbers as numbers, texts as texts (also where a number should be), and null for what nobody has
-// set.
-Json ToJson(const ValueInfo& info, const std::string& text) {
-  if (text.empty() && info.type == RegType::kDword) return nullptr;
+std::optional<long long> WholeNumber(const std::string& text) {
   long long number = 0;
   const char* const end = text.data() + text.size();
   const auto [stop, error] = std::from_chars(text.data(), end, number);
-  if (info.type == RegType::kDword && error == std::errc() && stop == end) return number;
+  if (error != std::errc() || stop != end) return {};
+  return number;
+}
+
+// Numbers as numbers, texts as texts (also where a number should be), and null for what nobody has
+// set.
+Json ToJson(const ValueInfo& info, const std::string& text) {
+  if (info.type != RegType::kDword) return Utf8FromAnsi(text);
+  if (text.empty()) return nullptr;
+  if (const auto number = WholeNumber(text)) return *number;
   return Utf8FromAnsi(text);
+}
+
+// Only something else than this command writes such a value, and no send gets past it.
+void WarnOfText(Context& context, const ValueInfo& info, const std::string& text) {
+  if (info.type != RegType::kDword || text.empty() || WholeNumber(text)) return;
+  context.Warn(std::string(info.name) + " holds the text \"" + Printable(Utf8FromAnsi(text)) +
+               "\" where a number belongs; 'mvsms config set " + info.name + " " + info.initial +
+               "' mends it");
 }
 
 void List(Context& context) {
@@ -31,6 +46,7 @@ void List(Context& context) {
   std::vector<std::vector<std::string>> rows{{"NAME", "VALUE", "MEANING"}};
   for (const ValueInfo& info : kProfileValues) {
     const std::string text = store.Get(info);
+    WarnOfText(context, info, text);
     json[info.name] = ToJson(info, text);
     rows.push_back({info.name, text.empty() ? "-" : Utf8FromAnsi(text), info.meaning});
   }
@@ -40,6 +56,7 @@ void List(Context& context) {
 void Get(Context& context, const std::string& name) {
   const ValueInfo& info = FindValue(kProfileValues, name);
   const std::string text = ProfileStore(context).Get(info);
+  WarnOfText(context, info, text);
   if (context.json) return context.PrintJson({{info.name, ToJson(info, text)}});
   context.out << Printable(Utf8FromAnsi(text)) << '\n';
 }

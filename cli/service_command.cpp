@@ -65,6 +65,9 @@ std::string TextOf(const SettingValues& values, const ValueInfo& info) {
 
 // A service that cannot send yet, and would say so only when it has dialled.
 void WarnOfGaps(Context& context, const SettingValues& values) {
+  if (TextOf(values, setting::kPhoneNumber).empty()) {
+    context.Warn("a service needs a PhoneNumber to dial; it has none yet");
+  }
   if (TextOf(values, setting::kProtocol) == "UCP" && TextOf(values, setting::kUCPCommand).empty()) {
     context.Warn("a service for UCP needs UCPCommand=51, or 01 for older centres");
   }

@@ -46,6 +46,23 @@ bool IsSpeed(const std::string& text) {
   return !text.empty() && text.size() <= 6 && AllDigits(text) && IsBaudRate(std::stoi(text));
 }
 
+bool IsPort(const std::string& text) {
+  return !text.empty() && text.size() <= 5 && AllDigits(text) && std::stoi(text) >= 1 &&
+         std::stoi(text) <= 65535;
+}
+
+bool IsHostAndPort(const std::string& text) {
+  const std::size_t colon = text.rfind(':');
+  return colon != std::string::npos && colon > 0 && IsPort(text.substr(colon + 1)) &&
+         text.find(' ') == std::string::npos;
+}
+
+// Digits, what modems and telephones have beside them, and what people write between them.
+bool IsDialled(const std::string& text) {
+  constexpr char kDialled[] = "0123456789*#ABCDabcd+,;TPWtpw!@$&()-./ ";
+  return text.find_first_not_of(kDialled) == std::string::npos && !KeepDigits(text).empty();
+}
+
 void CheckModem(const Subject& subject) {
   if (subject.value.empty()) return;
   if (!ModemExists(subject.context, AnsiFromUtf8(subject.value))) {
@@ -53,13 +70,22 @@ void CheckModem(const Subject& subject) {
   }
 }
 
+void CheckNumber(const Subject& subject) {
+  const ValueInfo& info = subject.info;
+  const long long number = ParseNumber(info.name, subject.value, info.least, kMaxLong);
+  if (number >= info.usual_least && number <= info.usual_most) return;
+  const std::string bound = number < info.usual_least
+                                ? "less than " + std::to_string(info.usual_least)
+                                : "more than " + std::to_string(info.usual_most);
+  subject.context.Warn(std::string(info.name) + "=" + subject.value + " (" + info.meaning +
+                       ") is " + bound + ", which is hardly meant");
+}
+
 // What every value of its kind must be.
 void CheckKind(const Subject& subject) {
   const bool is_switch = subject.info.kind == ValueKind::kSwitch;
   if (is_switch && subject.value != "0" && subject.value != "1") subject.Refuse("0 or 1");
-  if (subject.info.kind == ValueKind::kNumber) {
-    ParseNumber(subject.info.name, subject.value, subject.info.least, kMaxLong);
-  }
+  if (subject.info.kind == ValueKind::kNumber) CheckNumber(subject);
   // A control character would end an AT command or a frame in the middle.
   if (Printable(subject.value) != subject.value) subject.Refuse("one line of text");
 }
@@ -79,6 +105,9 @@ void CheckRule(Subject& subject) {
       return require(IsOneOfEach(subject));
     case ValueRule::kBaudRate:
       return require(IsChoice(subject) || IsSpeed(subject.value));
+    case ValueRule::kDialled:
+      return require(subject.value.empty() || IsDialled(subject.value) ||
+                     IsHostAndPort(subject.value));
     case ValueRule::kModemOrDefault:
       if (NamesDefaultModem(subject.value)) subject.value.clear();
       return CheckModem(subject);

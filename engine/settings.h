@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cstdint>
+#include <limits>
 #include <span>
 #include <string>
 #include <string_view>
@@ -44,6 +45,7 @@ enum class ValueRule {
   kChoice,          // one of `choices`
   kOneOfEach,       // a character out of each of `choices`, in their order
   kBaudRate,        // one of `choices`, or a speed of serial ports
+  kDialled,         // empty, what a modem can dial, or host:port
   kModem,           // empty, or a modem that the system has
   kModemOrDefault,  // the same, or a name of the default modem, which is stored as empty
   kService,         // empty, or a service of the profile
@@ -60,7 +62,9 @@ struct ValueInfo {
   ValueRule rule = ValueRule::kNone;
   std::array<const char*, 3> choices{};  // null where there are fewer
   std::int32_t least = 0;                // of a number
-  const char* expected = "";             // the rule in words, after "must be"
+  std::int32_t usual_least = 0;          // below and above, a number is more likely a slip
+  std::int32_t usual_most = std::numeric_limits<std::int32_t>::max();
+  const char* expected = "";  // the rule in words, after "must be"
 
   friend constexpr bool operator==(const ValueInfo& a, const ValueInfo& b) {
     return std::string_view(a.name) == b.name;
@@ -90,12 +94,14 @@ inline constexpr ValueInfo kRetries{.name = "Retries",
                                     .kind = ValueKind::kNumber,
                                     .type = RegType::kDword,
                                     .initial = "3",
-                                    .meaning = "number of attempts, for the host"};
+                                    .meaning = "number of attempts, for the host",
+                                    .usual_most = 100};
 inline constexpr ValueInfo kRetryDelay{.name = "RetryDelay",
                                        .kind = ValueKind::kNumber,
                                        .type = RegType::kDword,
                                        .initial = "1",
-                                       .meaning = "minutes between attempts, for the host"};
+                                       .meaning = "minutes between attempts, for the host",
+                                       .usual_most = 1440};
 inline constexpr ValueInfo kDefaultModem{.name = "DefaultModem",
                                          .meaning = "modem of services that name none",
                                          .rule = ValueRule::kModem};
@@ -143,20 +149,25 @@ inline constexpr ValueInfo kProtocol{.name = "Protocol",
                                      .rule = ValueRule::kChoice,
                                      .choices = {"TAP", "UCP"},
                                      .expected = "TAP or UCP"};
-inline constexpr ValueInfo kPhoneNumber{.name = "PhoneNumber",
-                                        .meaning = "number of the message centre's modem"};
+inline constexpr ValueInfo kPhoneNumber{
+    .name = "PhoneNumber",
+    .meaning = "number of the message centre's modem",
+    .rule = ValueRule::kDialled,
+    .expected = "a number as a modem dials it, or host:port for a modem of the kind tcp"};
 inline constexpr ValueInfo kPassword{
     .name = "Password", .meaning = "access password; for TAP, empty is PG1", .secret = true};
 inline constexpr ValueInfo kMaxLength{.name = "MaxLength",
                                       .kind = ValueKind::kNumber,
                                       .initial = "160",
                                       .meaning = "characters per piece of a message",
-                                      .least = 1};
+                                      .least = 1,
+                                      .usual_most = 1000};
 inline constexpr ValueInfo kMaxMessages{.name = "MaxMessages",
                                         .kind = ValueKind::kNumber,
                                         .initial = "1",
                                         .meaning = "pieces per call",
-                                        .least = 1};
+                                        .least = 1,
+                                        .usual_most = 99};
 inline constexpr ValueInfo kUCPCommand{.name = "UCPCommand",
                                        .meaning = "UCP operation, 01 or 51",
                                        .rule = ValueRule::kChoice,
@@ -173,7 +184,10 @@ inline constexpr ValueInfo kTimeOut{
     .name = "TimeOut",
     .kind = ValueKind::kNumber,
     .initial = "2000",
-    .meaning = "milliseconds to wait for an answer (UCP), before a message (TAP)"};
+    .meaning = "milliseconds to wait for an answer (UCP), before a message (TAP)",
+    .least = 1,
+    .usual_least = 50,
+    .usual_most = 120000};
 inline constexpr ValueInfo kBaudRate{
     .name = "BaudRate",
     .initial = "Auto",

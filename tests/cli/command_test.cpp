@@ -55,6 +55,8 @@ void CommandTest::AddModem(const std::string& name) {
   Do({"modem", "add", name, "--kind", "hayes", "--device", "/dev/ptmx"});
 }
 
-void CommandTest::AddService(const std::string& name) { Do({"service", "add", name}); }
+void CommandTest::AddService(const std::string& name) {
+  Do({"service", "add", name, "PhoneNumber=0123456"});
+}
 
 }  // namespace mvsms::cli

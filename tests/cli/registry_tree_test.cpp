@@ -121,7 +121,7 @@ TEST_F(RegistryCommand, ImportReadsStandardInput) {
 }
 
 TEST_F(RegistryCommand, PasswordsAreLeftOutWithAWarning) {
-  Do({"service", "add", "Pager", "Password=Geheim7"});
+  Do({"service", "add", "Pager", "PhoneNumber=1", "Password=Geheim7"});
   AddService("Open");
   const Outcome outcome = Run({"registry", "export"});
   EXPECT_EQ(outcome.exit_code, kExitAccepted);
@@ -131,7 +131,7 @@ TEST_F(RegistryCommand, PasswordsAreLeftOutWithAWarning) {
 }
 
 TEST_F(RegistryCommand, AnImportWithoutPasswordsKeepsTheOnesThatAreThere) {
-  Do({"service", "add", "Pager", "Password=Geheim7"});
+  Do({"service", "add", "Pager", "PhoneNumber=1", "Password=Geheim7"});
   const std::string exported = Run({"registry", "export"}).out;
   Do({"registry", "import", "-"}, exported);
   EXPECT_EQ(Do({"service", "get", "Pager", "Password", "--show-passwords"}), "Geheim7\n");

@@ -138,7 +138,7 @@ TEST_F(ModemCommand, TestOfAModemThatIsGoneFailsNamingIt) {
 
 TEST_F(ModemCommand, DeletingAModemThatIsUsedIsWarnedOf) {
   AddModem("Modem1");
-  Do({"service", "add", "Pager", "ModemName=Modem1"});
+  Do({"service", "add", "Pager", "PhoneNumber=1", "ModemName=Modem1"});
   Do({"config", "set", "DefaultModem", "Modem1"});
   const Outcome outcome = Run({"modem", "delete", "Modem1"});
   EXPECT_EQ(outcome.exit_code, kExitAccepted);
@@ -161,11 +161,15 @@ TEST_F(ModemCommand, ADeviceIsKeptWithItsWholePath) {
 TEST_F(ConfigCommand, ATextWhereANumberShouldBeIsShownAsItStands) {
   Do({"registry", "import", "-"}, R"({"format": "mvsms registry", "version": 1, "tree":
       {"keys": {"Standard": {"values": {"Retries": "a\u001bc", "RetryDelay": "3"}}}}})");
-  EXPECT_EQ(Do({"config", "get", "Retries"}), "a<ESC>c\n");
-  EXPECT_EQ(Ask({"config", "get", "Retries"})["Retries"],
+  EXPECT_EQ(Run({"config", "get", "Retries"}).out, "a<ESC>c\n");
+  EXPECT_EQ(Json::parse(Run({"config", "get", "Retries", "--json"}).out)["Retries"],
             "a\x1B"
             "c");
-  EXPECT_EQ(Ask({"config", "list"})["RetryDelay"], 3);
+  const Outcome list = Run({"config", "list", "--json"});
+  EXPECT_EQ(Json::parse(list.out)["RetryDelay"], 3);
+  EXPECT_EQ(list.err,
+            "mvsms: Retries holds the text \"a<ESC>c\" where a number belongs; "
+            "'mvsms config set Retries 3' mends it\n");
 }
 
 TEST_F(ConfigCommand, ANumberThatWouldLoseItsZeroIsWarnedOf) {
@@ -238,7 +242,7 @@ TEST_F(ServiceCommand, ANewServiceIsTheBlankOne) {
   AddService("Pager");
   EXPECT_EQ(Ask({"service", "show", "Pager"}),
             Json::parse(R"({"name": "Pager", "CountryCode": "", "Protocol": "TAP",
-                            "PhoneNumber": "", "Password": "", "MaxLength": "160",
+                            "PhoneNumber": "0123456", "Password": "", "MaxLength": "160",
                             "MaxMessages": "1", "UCPCommand": "", "MessageType": "3",
                             "TimeOut": "2000", "BaudRate": "Auto", "ModemSetting": "7E1",
                             "ModemName": ""})"));
@@ -256,7 +260,7 @@ TEST_F(ServiceCommand, ValuesMayBeGivenWithSetOrAsTheyStand) {
 }
 
 TEST_F(ServiceCommand, PasswordsShowOnlyWhenAskedFor) {
-  Do({"service", "add", "Pager", "Password=Geheim7"});
+  Do({"service", "add", "Pager", "PhoneNumber=1", "Password=Geheim7"});
   for (const std::vector<std::string>& line : {std::vector<std::string>{"service", "list"},
                                                {"service", "show", "Pager"},
                                                {"service", "get", "Pager", "Password"}}) {
@@ -276,7 +280,7 @@ TEST_F(ServiceCommand, AnEmptyPasswordShowsAsEmpty) {
 
 TEST_F(ServiceCommand, TheNamesOfTheDefaultModemAreStoredAsEmpty) {
   AddModem("Modem1");
-  Do({"service", "add", "Pager", "ModemName=Modem1"});
+  Do({"service", "add", "Pager", "PhoneNumber=1", "ModemName=Modem1"});
   EXPECT_EQ(Do({"service", "get", "Pager", "ModemName"}), "Modem1\n");
   for (const char* name : {"Default", "Standard"}) {
     Do({"service", "set", "Pager", std::string("ModemName=") + name});
@@ -316,6 +320,10 @@ TEST_F(ServiceCommand, WrongNamesAndValuesAreRefused) {
   set("MaxMessages=-1", "MaxMessages must be a number");
   set("MessageType=4", "MessageType must be 2 (numeric) or 3 (alphanumeric), not \"4\"");
   set("TimeOut=soon", "TimeOut must be a number");
+  set("TimeOut=0", "TimeOut must be a number from 1 to");
+  for (const char* number : {"abc", "call me", ":5000", "centre:", "centre:70000", "a b:1", "+"}) {
+    set(std::string("PhoneNumber=") + number, "PhoneNumber must be a number as a modem dials it");
+  }
   set("UCPCommand=52", "UCPCommand must be 01 or 51");
   set("UCPCommand=30", "UCPCommand must be 01 or 51");
   for (const char* rate :
@@ -361,7 +369,7 @@ TEST_F(ServiceCommand, TheCatalogueIsListedByGroup) {
 
 TEST_F(ServiceCommand, AServiceFromTheCatalogueBringsItsRoutes) {
   WriteCatalogue();
-  Do({"service", "add", "Old"});
+  AddService("Old");
   Do({"route", "add", "0172", "Old"});
   Do({"service", "add", "--from-catalogue", "1"});
   const Json service = Ask({"service", "show", "Alpha"});
@@ -390,7 +398,27 @@ TEST_F(ServiceCommand, WhatTheCatalogueCannotGiveIsNamed) {
 
 TEST_F(ServiceCommand, AUcpServiceWithoutItsOperationIsWarnedOf) {
   DoWithWarning({"service", "add", "Sms", "Protocol=UCP"}, "needs UCPCommand=51");
-  Do({"service", "add", "Sms2", "Protocol=UCP", "UCPCommand=51"});
+  Do({"service", "add", "Sms2", "Protocol=UCP", "UCPCommand=51", "PhoneNumber=1"});
+}
+
+TEST_F(ServiceCommand, WhateverAModemDialsIsANumber) {
+  AddService("Pager");
+  for (const char* number : {"0123456789", "0,0123-456", "+49 (171) 123/456", "T0W123#", "",
+                             "localhost:5000", "[::1]:2000", "10.0.0.1:65535"}) {
+    Do({"service", "set", "Pager", std::string("PhoneNumber=") + number});
+  }
+}
+
+TEST_F(ServiceCommand, ANumberThatIsHardlyMeantIsWarnedOfAndStored) {
+  AddService("Pager");
+  DoWithWarning({"service", "set", "Pager", "TimeOut=3"}, "TimeOut=3 (milliseconds to wait");
+  DoWithWarning({"service", "set", "Pager", "MaxLength=100000"}, "is more than 1000");
+  DoWithWarning({"config", "set", "Retries", "4000000"}, "Retries=4000000");
+  EXPECT_EQ(Do({"service", "get", "Pager", "TimeOut"}), "3\n");
+}
+
+TEST_F(ServiceCommand, OneWithoutANumberToDialIsWarnedOf) {
+  DoWithWarning({"service", "add", "Pager"}, "a service needs a PhoneNumber");
 }
 
 TEST_F(ServiceCommand, UmlautsMakeTheRoundTripAndNamesThatWouldLoseCharactersAreRefused) {

@@ -113,7 +113,7 @@ TEST_F(SendTrip, UcpOverTcpWithTheOldOperation) {
 TEST_F(SendTrip, RoutesANumberAndNormalisesIt) {
   CentreOnTcp("ucp");
   Do({"config", "set", "DefaultService", ""});
-  Do({"service", "add", "Other"});
+  Do({"service", "add", "Other", "PhoneNumber=1"});
   Do({"config", "set", "DefaultService", "Other"});
   Do({"config", "set", "ReplacePlus", "1"});
   Do({"route", "add", "0049", "Pager"});
