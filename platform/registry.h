@@ -76,6 +76,9 @@ class Registry {
   /// Name of the value at `index` (from 0); kErrorNoMoreItems past the last one.
   virtual RegStatus EnumValue(RegKey key, std::uint32_t index, std::string& name) = 0;
 
+  /// Deletes a value; kErrorFileNotFound when the key has none of this name.
+  virtual RegStatus DeleteValue(RegKey key, const std::string& name) = 0;
+
   /// Deletes a key that has no subkeys (kErrorAccessDenied when it has some), values included.
   virtual RegStatus DeleteKey(RegKey parent, const std::string& name) = 0;
 

@@ -142,6 +142,13 @@ RegStatus MemoryRegistry::EnumValue(RegKey key, std::uint32_t index, std::string
   return kErrorSuccess;
 }
 
+RegStatus MemoryRegistry::DeleteValue(RegKey key, const std::string& name) {
+  if (machine_.Refuses("Registry.DeleteValue")) return kRefusedByRegistry;
+  KeyPointer opened;
+  if (const RegStatus status = Look(key, opened)) return status;
+  return opened->values.erase(FoldCase(name)) > 0 ? kErrorSuccess : kErrorFileNotFound;
+}
+
 RegStatus MemoryRegistry::DeleteKey(RegKey parent, const std::string& name) {
   if (machine_.Refuses("Registry.DeleteKey")) return kRefusedByRegistry;
   return Delete(parent, name, false);

@@ -41,6 +41,7 @@ class MemoryRegistry : public Registry {
   RegStatus EnumKey(RegKey key, std::uint32_t index, std::size_t buffer_size,
                     std::string& name) override;
   RegStatus EnumValue(RegKey key, std::uint32_t index, std::string& name) override;
+  RegStatus DeleteValue(RegKey key, const std::string& name) override;
   RegStatus DeleteKey(RegKey parent, const std::string& name) override;
   bool HasDeleteTree() override;
   RegStatus DeleteTree(RegKey parent, const std::string& name) override;

@@ -104,6 +104,10 @@ class Win32Registry : public Registry {
     return status;
   }
 
+  RegStatus DeleteValue(RegKey key, const std::string& name) override {
+    return ::RegDeleteValueA(Native(key), name.c_str());
+  }
+
   RegStatus DeleteKey(RegKey parent, const std::string& name) override {
     if (name.empty()) return ERROR_INVALID_PARAMETER;  // would be the open key itself
     return ::RegDeleteKeyA(Native(parent), name.c_str());

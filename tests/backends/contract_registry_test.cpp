@@ -160,6 +160,15 @@ TEST_P(RegistryContract, EmptyDataAndAnEmptyValueNameAreStored) {
   EXPECT_THAT(Values(key), ElementsAre("", "Empty"));
 }
 
+TEST_P(RegistryContract, ADeletedValueIsGoneAndTheOthersStay) {
+  const RegKey key = Create("R");
+  Set(key, "One", "1");
+  Set(key, "Two", "2");
+  EXPECT_EQ(registry_.DeleteValue(key, "ONE"), kErrorSuccess);
+  EXPECT_EQ(registry_.DeleteValue(key, "One"), kErrorFileNotFound);
+  EXPECT_THAT(Values(key), ElementsAre("Two"));
+}
+
 TEST_P(RegistryContract, AMissingValueLeavesTheArgumentsAsTheyWere) {
   const RegKey key = Create("Software");
   RegType type = RegType::kMultiSz;

@@ -231,6 +231,7 @@ class AccessNotes : public Registry {
     return kErrorInvalidHandle;
   }
   RegStatus EnumValue(RegKey, std::uint32_t, std::string&) override { return kErrorInvalidHandle; }
+  RegStatus DeleteValue(RegKey, const std::string&) override { return kErrorInvalidHandle; }
   RegStatus DeleteKey(RegKey, const std::string&) override { return kErrorInvalidHandle; }
   bool HasDeleteTree() override { return true; }
   RegStatus DeleteTree(RegKey, const std::string&) override { return kErrorInvalidHandle; }

@@ -31,8 +31,14 @@ constexpr const char* kPoolTables[] = {
 constexpr char kFindPool[] = "SELECT members, rest FROM pools WHERE name = ?1";
 constexpr char kPutPool[] = "REPLACE INTO pools(name, members, rest) VALUES(?1, ?2, ?3)";
 constexpr char kPutRest[] = "REPLACE INTO rests(name, until) VALUES(?1, ?2)";
-constexpr char kHasRests[] = "SELECT count(*) FROM sqlite_master WHERE name = 'rests'";
+constexpr char kHasPools[] = "SELECT count(*) FROM sqlite_master WHERE name = 'rests'";
 constexpr char kFindRest[] = "SELECT until FROM rests WHERE name = ?1";
+
+constexpr char kRename[] = "UPDATE lines SET name = ?2 WHERE name = ?1";
+constexpr const char* kRenameInPools[] = {
+    "UPDATE pools SET name = ?2 WHERE name = ?1", "UPDATE rests SET name = ?2 WHERE name = ?1",
+    "UPDATE pools SET members = trim(replace(char(9) || members || char(9),"
+    " char(9) || ?1 || char(9), char(9) || ?2 || char(9)), char(9))"};
 constexpr char kDelete[] = "DELETE FROM lines WHERE name = ?1";
 
 /// What a host knows as "Path/File access error".
@@ -101,23 +107,35 @@ void CheckName(const std::string& name) {
   }
 }
 
-/// Runs an operation on the store, turning its failure into a sentence about the file.
-template <typename Operation>
-auto Explained(const std::string& home, Operation operation) {
-  try {
-    Store store(home);
-    return operation(store);
-  } catch (const SqliteError& error) {
-    Fail(kAccessError, AnsiFromUtf8(ProblemSentence(home, error)));
-  }
+/// Runs a statement that changes one line at most; whether it found it.
+bool ChangeLine(Store& store, const char* sql, std::initializer_list<Parameter> parameters) {
+  Connection* connection = store.Read();
+  if (!connection) return false;
+  Transaction writing(*connection, Transaction::Kind::kWrite);
+  connection->Execute(sql, parameters);
+  const bool changed = connection->Changes() > 0;
+  writing.Commit();
+  return changed;
 }
 
 }  // namespace
 
-LineStore::LineStore(std::string home) : home_(std::move(home)) {}
+/// Runs an operation on the store, turning its failure into a sentence about the file.
+template <typename Operation>
+auto LineStore::Explained(Operation operation) {
+  try {
+    if (shared_ != nullptr) return operation(*shared_);
+    Store own(home_);
+    return operation(own);
+  } catch (const SqliteError& error) {
+    Fail(kAccessError, AnsiFromUtf8(ProblemSentence(home_, error)));
+  }
+}
+
+LineStore::LineStore(std::string home, Store* shared) : home_(std::move(home)), shared_(shared) {}
 
 std::vector<LineConfig> LineStore::List() {
-  return Explained(home_, [](Store& store) {
+  return Explained([](Store& store) {
     std::vector<LineConfig> lines;
     if (Connection* connection = store.Read()) {
       Rows rows = connection->Query(kList);
@@ -128,7 +146,7 @@ std::vector<LineConfig> LineStore::List() {
 }
 
 std::optional<LineConfig> LineStore::Find(const std::string& name) {
-  return Explained(home_, [&name](Store& store) -> std::optional<LineConfig> {
+  return Explained([&name](Store& store) -> std::optional<LineConfig> {
     Connection* connection = store.Read();
     if (!connection) return std::nullopt;
     Rows rows = connection->Query(kFind, {Text{Utf8FromAnsi(name)}});
@@ -139,7 +157,7 @@ std::optional<LineConfig> LineStore::Find(const std::string& name) {
 
 void LineStore::Put(const LineConfig& line) {
   CheckName(line.name);
-  Explained(home_, [&line](Store& store) {
+  Explained([&line](Store& store) {
     Connection& connection = store.Write();
     Transaction writing(connection, Transaction::Kind::kWrite);
     connection.Execute(
@@ -153,19 +171,30 @@ void LineStore::Put(const LineConfig& line) {
 }
 
 bool LineStore::Delete(const std::string& name) {
-  return Explained(home_, [&name](Store& store) {
+  return Explained(
+      [&name](Store& store) { return ChangeLine(store, kDelete, {Text{Utf8FromAnsi(name)}}); });
+}
+
+bool LineStore::Rename(const std::string& from, const std::string& to) {
+  CheckName(to);
+  const std::string before = Utf8FromAnsi(from), after = Utf8FromAnsi(to);
+  return Explained([&](Store& store) {
     Connection* connection = store.Read();
     if (!connection) return false;
     Transaction writing(*connection, Transaction::Kind::kWrite);
-    connection->Execute(kDelete, {Text{Utf8FromAnsi(name)}});
-    const bool deleted = connection->Changes() > 0;
+    connection->Execute(kRename, {Text{before}, Text{after}});
+    const bool found = connection->Changes() > 0;
+    if (found && connection->Value(kHasPools) != 0) {
+      for (const char* statement : kRenameInPools)
+        connection->Execute(statement, {Text{before}, Text{after}});
+    }
     writing.Commit();
-    return deleted;
+    return found;
   });
 }
 
 void LineStore::SetRest(const std::string& name, std::int64_t until) {
-  Explained(home_, [&](Store& store) {
+  Explained([&](Store& store) {
     Connection& connection = store.Write();
     Transaction writing(connection, Transaction::Kind::kWrite);
     for (const char* statement : kPoolTables) connection.Execute(statement);
@@ -175,9 +204,9 @@ void LineStore::SetRest(const std::string& name, std::int64_t until) {
 }
 
 std::int64_t LineStore::RestsUntil(const std::string& name) {
-  return Explained(home_, [&name](Store& store) -> std::int64_t {
+  return Explained([&name](Store& store) -> std::int64_t {
     Connection* connection = store.Read();
-    if (!connection || connection->Value(kHasRests) == 0) return 0;
+    if (!connection || connection->Value(kHasPools) == 0) return 0;
     Rows rows = connection->Query(kFindRest, {Text{Utf8FromAnsi(name)}});
     return rows.Next() ? rows.Int(0) : 0;
   });

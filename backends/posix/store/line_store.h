@@ -11,6 +11,8 @@
 
 namespace mvsms::posix {
 
+class Store;
+
 enum class LineKind { kHayes, kTcp, kPool };
 
 /// As they are stored and typed, in the order of LineKind.
@@ -34,7 +36,9 @@ struct LineConfig {
 /// Errors are thrown as RaisedError with a sentence that names the line or the file.
 class LineStore {
  public:
-  explicit LineStore(std::string home);
+  /// With `shared`, the store of the registry in the same folder (see StoreOf), its changes belong
+  /// to that registry's transactions; it outlives this.
+  explicit LineStore(std::string home, Store* shared = nullptr);
   /// All lines, in the order in which they were added.
   std::vector<LineConfig> List();
   std::optional<LineConfig> Find(const std::string& name);
@@ -42,6 +46,9 @@ class LineStore {
   void Put(const LineConfig& line);
   /// False when there is no such line.
   bool Delete(const std::string& name);
+  /// Gives a line another name, which none may have yet; it keeps its place, in pools too. False
+  /// when there is no line `from`.
+  bool Rename(const std::string& from, const std::string& to);
 
   /// Notes until when (seconds since 1970) a line is spared; 0: no longer.
   void SetRest(const std::string& name, std::int64_t until);
@@ -49,7 +56,11 @@ class LineStore {
   std::int64_t RestsUntil(const std::string& name);
 
  private:
+  template <typename Operation>
+  auto Explained(Operation operation);
+
   std::string home_;
+  Store* shared_;
 };
 
 }  // namespace mvsms::posix

@@ -37,6 +37,7 @@ constexpr char kAddKey[] = "INSERT INTO keys(parent, name, folded) VALUES(?1, ?2
 constexpr char kHasSubkeys[] = "SELECT 1 FROM keys WHERE parent = ?1 LIMIT 1";
 constexpr char kDeleteKey[] = "DELETE FROM keys WHERE id = ?1";
 constexpr char kDeleteValues[] = "DELETE FROM key_values WHERE key = ?1";
+constexpr char kDeleteValue[] = "DELETE FROM key_values WHERE key = ?1 AND folded = ?2";
 constexpr char kDeleteKeyTree[] =
     "WITH RECURSIVE doomed(id) AS (SELECT ?1 UNION"
     " SELECT keys.id FROM keys JOIN doomed ON keys.parent = doomed.id)"
@@ -189,6 +190,17 @@ class PosixRegistry : public Registry {
     });
   }
 
+  RegStatus DeleteValue(RegKey key, const std::string& name) override {
+    return AsRegStatus([&] {
+      if (!opened_.count(key)) return kErrorInvalidHandle;
+      Connection* store = store_.Read();
+      if (!store) return kErrorFileNotFound;
+      store->Execute(kDeleteValue, {RowOf(key), Blob{FoldCase(name)}});
+      ++value_changes_;
+      return store->Changes() > 0 ? kErrorSuccess : kErrorFileNotFound;
+    });
+  }
+
   RegStatus DeleteKey(RegKey parent, const std::string& name) override {
     return Delete(parent, name, [](Connection& store, RowId row) {
       if (store.Value(kHasSubkeys, {row})) return kErrorAccessDenied;
@@ -207,6 +219,8 @@ class PosixRegistry : public Registry {
       return kErrorSuccess;
     });
   }
+
+  Store& store() { return store_; }
 
   /// See WriteTogether.
   void Together(const std::function<void()>& changes) {
@@ -345,6 +359,11 @@ class PosixRegistry : public Registry {
 
 std::unique_ptr<Registry> MakeRegistry(const std::string& home) {
   return std::make_unique<PosixRegistry>(home);
+}
+
+Store* StoreOf(Registry& registry) {
+  auto* const ours = dynamic_cast<PosixRegistry*>(&registry);
+  return ours != nullptr ? &ours->store() : nullptr;
 }
 
 void WriteTogether(Registry& registry, const std::function<void()>& changes) {

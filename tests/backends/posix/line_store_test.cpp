@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "backends/posix/store/backend.h"
 #include "backends/posix/store/sqlite.h"
 #include "base/raised_error.h"
 #include "tests/support/temp_folder.h"
@@ -75,6 +76,42 @@ TEST_F(PosixLineStore, ADeletedLineThatIsAddedAgainComesLast) {
   EXPECT_FALSE(LineStore(home_).Delete("Zoom"));
   Put("Zoom");
   EXPECT_THAT(Names(), ElementsAre("Alpha", "Zoom"));
+}
+
+TEST_F(PosixLineStore, ARenamedLineKeepsItsPlace) {
+  for (const char* name : {"Zoom", "Alpha"}) Put(name);
+  EXPECT_TRUE(LineStore(home_).Rename("Zoom", "Beta"));
+  EXPECT_FALSE(LineStore(home_).Rename("Zoom", "Gamma"));
+  EXPECT_THAT(Names(), ElementsAre("Beta", "Alpha"));
+}
+
+TEST_F(PosixLineStore, ARenamedLineKeepsItsPlacesInPools) {
+  for (const char* name : {"A", "AB", "C"}) Put(name);
+  LineConfig pool;
+  pool.name = "Pool";
+  pool.kind = LineKind::kPool;
+  pool.members = {"AB", "A", "C"};
+  LineStore lines(home_);
+  lines.Put(pool);
+  lines.SetRest("A", 17);
+  EXPECT_TRUE(lines.Rename("A", "B\xFCro"));
+  EXPECT_TRUE(lines.Rename("Pool", "All"));
+  EXPECT_THAT(lines.Find("All")->members, ElementsAre("AB", "B\xFCro", "C"));
+  EXPECT_EQ(lines.RestsUntil("B\xFCro"), 17);
+  EXPECT_EQ(lines.RestsUntil("A"), 0);
+}
+
+TEST_F(PosixLineStore, ALineBelongsToTheTransactionOfTheRegistryWhoseStoreItShares) {
+  const auto registry = MakeRegistry(home_);
+  LineConfig line;
+  line.name = "Modem";
+  EXPECT_THROW(WriteTogether(*registry,
+                             [&] {
+                               LineStore(home_, StoreOf(*registry)).Put(line);
+                               throw std::runtime_error("no");
+                             }),
+               std::runtime_error);
+  EXPECT_THAT(Names(), ElementsAre());
 }
 
 TEST_F(PosixLineStore, NamesCompareExactly) {
