@@ -44,7 +44,10 @@ int Fail(Context& context, const std::string& sentence, int exit_code) {
 }
 
 int BuildAndParse(std::vector<std::string> arguments, Context& context) {
-  Parser parser("mvsms", kOverview, "mvsms " MVSMS_VERSION);
+  Parser parser("mvsms", kOverview, "mvsms " MVSMS_VERSION,
+                [&context](const std::string& name, const std::string& value) {
+                  return TakenAsUtf8(context, name, value);
+                });
   AddSharedOptions(parser.root(), context);
   // Exactly one: a message text that equals the name of a command stays a message text.
   parser.root().RequireSubcommand();

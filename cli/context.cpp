@@ -55,6 +55,19 @@ std::string PaddedLine(const std::vector<std::string>& row,
 
 }  // namespace
 
+bool IsUtf8(const std::string& text) {
+  const auto characters = Utf8Characters(text);
+  return std::none_of(characters.begin(), characters.end(), [](const Utf8Character& character) {
+    return character.point == kMalformed && character.bytes != "\xEF\xBF\xBD";
+  });
+}
+
+std::string TakenAsUtf8(Context& context, const std::string& what, const std::string& text) {
+  if (IsUtf8(text)) return text;
+  context.Warn(what + " is not UTF-8; it is taken as Windows-1252");
+  return Utf8FromAnsi(text);
+}
+
 std::filesystem::path FilePath(const std::string& utf8) {
   return std::u8string(utf8.begin(), utf8.end());
 }

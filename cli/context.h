@@ -56,6 +56,13 @@ class Context {
 /// in the code page of the system.
 std::filesystem::path FilePath(const std::string& utf8);
 
+/// Whether the text is well-formed UTF-8.
+bool IsUtf8(const std::string& text);
+
+/// `text` itself when it is UTF-8; else it comes from a program or terminal in Windows-1252 and is
+/// taken as that, with a word on the error stream. `what` it is stands in that sentence.
+std::string TakenAsUtf8(Context& context, const std::string& what, const std::string& text);
+
 /// What stands for a password in all output that was not asked to show it.
 inline constexpr char kHiddenPassword[] = "(set)";
 

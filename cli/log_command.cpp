@@ -123,7 +123,7 @@ void AddLogCommand(Command& app, Context& context) {
                  "  mvsms log\n"
                  "  mvsms log --follow\n"
                  "  mvsms log --file /var/log/pages.log --json");
-  command->AddOption("--file", options->file, "The log that 'mvsms send --log FILE' wrote");
+  command->AddOption("--file", options->file, "The log that 'mvsms send --log FILE' wrote")->Path();
   command->AddFlag("-f,--follow", options->follow, "Go on printing what is added, until Ctrl-C");
   command->Callback([&context, options] { Run(context, *options); });
 }

@@ -11,6 +11,9 @@
 namespace mvsms::cli {
 namespace {
 
+// Name of the check that is none: it says what a value is taken for.
+constexpr char kReading[] = "reading";
+
 // The innermost command that was named: its name is what "--help" goes behind.
 const CLI::App& ChosenCommand(const CLI::App& app) {
   const auto chosen = app.get_subcommands();
@@ -98,15 +101,29 @@ bool Option::TakesValue() const { return option_.get_items_expected_max() > 0; }
 
 bool Option::Given() const { return !option_.empty(); }
 
+Option* Option::Path() {
+  option_.get_validator(kReading)->active(false);
+  return this;
+}
+
 Option* Command::Keep(CLI::Option* option) { return &options_.emplace_back(*option); }
 
+Option* Command::KeepRead(CLI::Option* option) {
+  const auto read = [&reading = reading_, option](std::string& value) {
+    value = reading(option->get_name(), value);
+    return std::string();
+  };
+  option->transform(CLI::Validator(read, "", kReading));
+  return Keep(option);
+}
+
 Option* Command::AddOption(const std::string& name, std::string& value, const std::string& what) {
-  return Keep(app_.add_option(name, value, what));
+  return KeepRead(app_.add_option(name, value, what));
 }
 
 Option* Command::AddOption(const std::string& name, std::optional<std::string>& value,
                            const std::string& what) {
-  return Keep(app_.add_option(name, value, what));
+  return KeepRead(app_.add_option(name, value, what));
 }
 
 Option* Command::AddOption(const std::string& name, int& value, const std::string& what) {
@@ -115,7 +132,7 @@ Option* Command::AddOption(const std::string& name, int& value, const std::strin
 
 Option* Command::AddOption(const std::string& name, std::vector<std::string>& values,
                            const std::string& what) {
-  return Keep(app_.add_option(name, values, what));
+  return KeepRead(app_.add_option(name, values, what));
 }
 
 Option* Command::AddFlag(const std::string& name, bool& value, const std::string& what) {
@@ -135,11 +152,11 @@ Option* Command::Find(const std::string& name) {
 }
 
 Command* Command::AddSubcommand(const std::string& name, const std::string& what) {
-  return &commands_.emplace_back(*app_.add_subcommand(name, what));
+  return &commands_.emplace_back(*app_.add_subcommand(name, what), reading_);
 }
 
 Command* Command::FindSubcommand(const std::string& name) {
-  return &commands_.emplace_back(*app_.get_subcommand(name));
+  return &commands_.emplace_back(*app_.get_subcommand(name), reading_);
 }
 
 void Command::RequireSubcommand() { app_.require_subcommand(1); }
@@ -148,8 +165,11 @@ void Command::Footer(const std::string& text) { app_.footer(text); }
 
 void Command::Callback(std::function<void()> run) { app_.callback(std::move(run)); }
 
-Parser::Parser(const std::string& name, const std::string& what, const std::string& version)
-    : app_(std::make_unique<CLI::App>(what, name)), root_(*app_) {
+Parser::Parser(const std::string& name, const std::string& what, const std::string& version,
+               Reading reading)
+    : app_(std::make_unique<CLI::App>(what, name)),
+      reading_(std::move(reading)),
+      root_(*app_, reading_) {
   app_->set_version_flag("--version", version);
   app_->fallthrough();
   // A message may begin with "/" everywhere.

@@ -31,6 +31,8 @@ class Option {
   Option* TypeName(const std::string& name);
   /// What the help shows for the value, and in place of all that it says of it by itself.
   Option* OptionText(const std::string& text);
+  /// The value is a path: its bytes stay as they are, whatever their encoding.
+  Option* Path();
   /// Each value needs the option's name before it; else an option of several takes all that follow.
   Option* OneValueEach();
   Option* Needs(Option* other);
@@ -56,9 +58,13 @@ class Option {
   CLI::Option& option_;
 };
 
+/// What a value on the command line is taken for; `name` is that of its option.
+using Reading = std::function<std::string(const std::string& name, const std::string& value)>;
+
 class Command {
  public:
-  explicit Command(CLI::App& app) : app_(app) {}
+  /// `reading` outlives the command.
+  Command(CLI::App& app, const Reading& reading) : app_(app), reading_(reading) {}
 
   /// An option that begins with "-", or else an argument by its place. Without it on the command
   /// line the variable keeps its value.
@@ -88,14 +94,19 @@ class Command {
  private:
   Option* Keep(CLI::Option* option);
 
+  /// The same for an option with texts as values.
+  Option* KeepRead(CLI::Option* option);
+
   CLI::App& app_;
+  const Reading& reading_;
   std::deque<Option> options_;
   std::deque<Command> commands_;
 };
 
 class Parser {
  public:
-  Parser(const std::string& name, const std::string& what, const std::string& version);
+  Parser(const std::string& name, const std::string& what, const std::string& version,
+         Reading reading);
   ~Parser();
 
   Command& root() { return root_; }
@@ -106,6 +117,7 @@ class Parser {
 
  private:
   const std::unique_ptr<CLI::App> app_;
+  const Reading reading_;
   Command root_;
 };
 

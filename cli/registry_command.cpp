@@ -129,7 +129,7 @@ void AddExportCommand(Command& group, Context& context) {
                  "left out; so are passwords, with a warning, unless asked for",
                  "  mvsms registry export settings.json\n"
                  "  mvsms registry export --show-passwords > settings.json");
-  command->AddOption("FILE", options->file, "Where to (default: standard output)");
+  command->AddOption("FILE", options->file, "Where to (default: standard output)")->Path();
   command->AddFlag("--show-passwords", options->show_passwords, "Include the passwords");
   command->Callback([&context, options] { Export(context, *options); });
 }
@@ -141,7 +141,7 @@ void AddImportCommand(Command& group, Context& context) {
                  "Read settings that 'mvsms registry export' wrote; what the file does not name "
                  "stays as it is",
                  "  mvsms registry import settings.json");
-  command->AddOption("FILE", *path, "The file; \"-\" is standard input")->Required();
+  command->AddOption("FILE", *path, "The file; \"-\" is standard input")->Required()->Path();
   command->Callback([&context, path] { Import(context, *path); });
 }
 

@@ -231,6 +231,7 @@ void AddOptions(Command& command, Arguments& arguments) {
   command.AddFlag("--line", arguments.line, "No modem: opening the pseudo-terminal is the call")
       ->Needs(pty);
   command.AddOption("--link", arguments.link, "Symbolic link to the pseudo-terminal")
+      ->Path()
       ->TypeName("PATH")
       ->Needs(pty);
   command.AddOption("--protocol", arguments.protocol, "What it speaks, tap or ucp")
@@ -243,8 +244,10 @@ void AddOptions(Command& command, Arguments& arguments) {
       ->OneValueEach();
   command.AddFlag("--settings", arguments.list_settings, "List what can be set, and end");
   command.AddOption("--script", arguments.script, "Play this dialogue file to every caller")
+      ->Path()
       ->ExistingFile();
   command.AddOption("--record", arguments.record, "Append what was received, as JSON lines")
+      ->Path()
       ->TypeName("FILE");
   auto* const once = command.AddFlag("--once", arguments.once, "End after one answered call");
   command.AddOption("--calls", arguments.calls, "End after so many answered calls")
