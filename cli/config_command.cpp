@@ -1,9 +1,6 @@
 // mvsms config: the options of a profile.
-#include <charconv>
 #include <memory>
-#include <optional>
 #include <string>
-#include <system_error>
 
 #include "base/ansi.h"
 #include "cli/commands.h"
@@ -15,33 +12,25 @@
 namespace mvsms::cli {
 namespace {
 
-std::optional<long long> WholeNumber(const std::string& text) {
-  long long number = 0;
-  const char* const end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, number);
-  if (error != std::errc() || stop != end) return {};
-  return number;
-}
-
 // Numbers as numbers, texts as texts (also where a number should be), and null for what nobody has
 // set.
 Json ToJson(const ValueInfo& info, const std::string& text) {
   if (info.type != RegType::kDword) return Utf8FromAnsi(text);
   if (text.empty()) return nullptr;
-  if (const auto number = WholeNumber(text)) return *number;
+  if (IsWholeNumber(text)) return std::stoll(text);
   return Utf8FromAnsi(text);
 }
 
 // Only something else than this command writes such a value, and no send gets past it.
 void WarnOfText(Context& context, const ValueInfo& info, const std::string& text) {
-  if (info.type != RegType::kDword || text.empty() || WholeNumber(text)) return;
+  if (info.type != RegType::kDword || text.empty() || IsWholeNumber(text)) return;
   context.Warn(std::string(info.name) + " holds the text \"" + Printable(Utf8FromAnsi(text)) +
                "\" where a number belongs; 'mvsms config set " + info.name + " " + info.initial +
                "' mends it");
 }
 
 void List(Context& context) {
-  ProfileStore store(context);
+  ProfileStore store = ExistingProfile(context);
   Json json = Json::object();
   std::vector<std::vector<std::string>> rows{{"NAME", "VALUE", "MEANING"}};
   for (const ValueInfo& info : kProfileValues) {
@@ -55,7 +44,7 @@ void List(Context& context) {
 
 void Get(Context& context, const std::string& name) {
   const ValueInfo& info = FindValue(kProfileValues, name);
-  const std::string text = ProfileStore(context).Get(info);
+  const std::string text = ExistingProfile(context).Get(info);
   WarnOfText(context, info, text);
   if (context.json) return context.PrintJson({{info.name, ToJson(info, text)}});
   context.out << Printable(Utf8FromAnsi(text)) << '\n';

@@ -112,6 +112,13 @@ std::string Printable(const std::string& text) {
   return result;
 }
 
+bool IsWholeNumber(const std::string& text) {
+  long long number = 0;
+  const char* const end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, number);
+  return error == std::errc{} && stop == end;
+}
+
 long long ParseNumber(const std::string& what, const std::string& text, long long low,
                       long long high) {
   long long number = 0;

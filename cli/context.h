@@ -74,5 +74,8 @@ std::string Printable(const std::string& text);
 /// `what`.
 long long ParseNumber(const std::string& what, const std::string& text, long long low,
                       long long high);
+/// Whether the whole of `text` is a decimal number, which may begin with "-".
+bool IsWholeNumber(const std::string& text);
+
 
 }  // namespace mvsms::cli

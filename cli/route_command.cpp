@@ -32,7 +32,7 @@ Json ToJson(ProfileStore& store, const std::string& prefix) {
 }
 
 void List(Context& context, const RouteOptions&) {
-  ProfileStore store(context);
+  ProfileStore store = ExistingProfile(context);
   Json json = Json::array();
   std::vector<std::vector<std::string>> rows{{"PREFIX", "SERVICE"}};
   for (const std::string& prefix : store.Routes()) {
@@ -45,7 +45,7 @@ void List(Context& context, const RouteOptions&) {
 }
 
 void Show(Context& context, const RouteOptions& options) {
-  ProfileStore store(context);
+  ProfileStore store = ExistingProfile(context);
   const Json route = ToJson(store, ExistingRoute(store, options.prefix));
   if (context.json) return context.PrintJson(route);
   context.out << route["service"].get<std::string>() << '\n';
@@ -82,7 +82,7 @@ void Delete(Context& context, const RouteOptions& options) {
 
 // The number as it would be dialled into the routing table, and where that leads.
 void Test(Context& context, const RouteOptions& options) {
-  ProfileStore store(context);
+  ProfileStore store = ExistingProfile(context);
   Registry& registry = context.platform().registry();
   std::string profile = AnsiFromUtf8(context.profile);
   std::string address = AnsiFromUtf8(options.prefix);

@@ -26,18 +26,8 @@ std::string ReadText(std::istream& in) {
   return text;
 }
 
-// The standard profile may be missing: then nothing was configured yet, and the send says so.
-void CheckProfile(Context& context) {
-  std::string profile = AnsiFromUtf8(context.profile);
-  const bool standard = profile.empty() || profile == kStandardProfile;
-  if (standard || KeyExists(context.platform().registry(), BaseKey(profile))) return;
-  const std::string place = context.home.empty() ? "" : " in " + context.home;
-  throw UsageError("there is no profile \"" + Printable(context.profile) + "\"" + place);
-}
-
 void CheckOptions(Context& context, const SendOptions& options) {
-  ProfileStore store(context);
-  CheckProfile(context);
+  ProfileStore store = ExistingProfile(context);
   if (!options.service.empty()) ExistingService(store, options.service);
   if (!HasAnsiForm(options.log)) {
     throw UsageError("--log: the path \"" + Printable(options.log) +

@@ -11,6 +11,7 @@
 #include "base/ansi.h"
 #include "cli/interrupt.h"
 #include "cli/json.h"
+#include "cli/mistyped.h"
 #include "cli/modem_wait.h"
 #include "cli/send_record.h"
 #include "cli/store.h"
@@ -209,6 +210,7 @@ class SendRun {
     const SendStep step = Report().step;
     if (step == SendStep::kRecipient) return HintOnRecipient(store);
     if (step == SendStep::kService) return HintOnService(store);
+    if (step == SendStep::kSettings) return ProfileGaps(context_);
     return step == SendStep::kModem ? HintOnModem() : "";
   } catch (const std::exception&) {
     return "";

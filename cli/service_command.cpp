@@ -81,7 +81,7 @@ SettingValues BlankService() {
 }
 
 void List(Context& context, const ServiceOptions& options) {
-  ProfileStore store(context);
+  ProfileStore store = ExistingProfile(context);
   Json json = Json::array();
   std::vector<std::vector<std::string>> rows{{"NAME", "PROTOCOL", "NUMBER", "MODEM", "PASSWORD"}};
   for (const std::string& service : store.Services()) {
@@ -98,7 +98,7 @@ void List(Context& context, const ServiceOptions& options) {
 }
 
 void Show(Context& context, const ServiceOptions& options) {
-  ProfileStore store(context);
+  ProfileStore store = ExistingProfile(context);
   const Json json = ToJson(store, options, ExistingService(store, options.name));
   if (context.json) return context.PrintJson(json);
   for (const auto& [key, value] : json.items()) {
@@ -107,7 +107,7 @@ void Show(Context& context, const ServiceOptions& options) {
 }
 
 void Get(Context& context, const ServiceOptions& options) {
-  ProfileStore store(context);
+  ProfileStore store = ExistingProfile(context);
   const std::string service = ExistingService(store, options.name);
   const ValueInfo& info = FindValue(kServiceValues, options.key);
   const std::string text = Shown(options, info, store.Get(store.Service(service), info));
@@ -187,9 +187,37 @@ void Add(Context& context, const ServiceOptions& options) {
     }
   }
   WarnOfGaps(context, values);
-  store.Add(store.Service(service), values);
-  for (const std::string& prefix : RoutePrefixes(origin)) {
-    store.Set(store.Route(prefix), {{setting::kUseService, TextValue(service)}});
+  store.Add(store.Service(service), values, [&] {
+    for (const std::string& prefix : RoutePrefixes(origin)) {
+      store.Set(store.Route(prefix), {{setting::kUseService, TextValue(service)}});
+    }
+    FillDefaults(context, store);
+  });
+}
+
+// The routes that lead to one service lead to another one from now on, or to none.
+void LeadRoutes(ProfileStore& store, const std::string& from, const std::string& to) {
+  for (const std::string& prefix : store.Routes()) {
+    if (FoldCase(store.Get(store.Route(prefix), setting::kUseService)) == FoldCase(from)) {
+      store.Set(store.Route(prefix), {{setting::kUseService, TextValue(to)}});
+    }
+  }
+}
+
+// Everything that names the service.
+void Readdress(ProfileStore& store, const std::string& from, const std::string& to) {
+  LeadRoutes(store, from, to);
+  if (FoldCase(store.Get(setting::kDefaultService)) == FoldCase(from)) {
+    store.Set(setting::kDefaultService, TextValue(to));
+  }
+}
+
+void Rename(Context& context, const ServiceOptions& options) {
+  ProfileStore store = ExistingProfile(context);
+  const std::string from = ExistingService(store, options.name);
+  const std::string to = KeyName("service", options.new_name);
+  if (FoldCase(from) != FoldCase(to) && store.Exists(store.Service(to))) {
+    throw UsageError("there is a service \"" + options.new_name + "\" already");
   }
 }
 

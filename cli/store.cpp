@@ -4,17 +4,33 @@
 #include <algorithm>
 
 #include "base/ansi.h"
+#include "cli/mistyped.h"
 #include "cli/system.h"
 #include "engine/profile.h"
 
 namespace mvsms::cli {
 namespace {
 
-std::string ProfileKey(Context& context) {
-  std::string profile = AnsiFromUtf8(context.profile);
-  if (!profile.empty()) KeyName("profile", context.profile);
+std::string ProfileKey(const std::string& utf8) {
+  std::string profile = AnsiFromUtf8(utf8);
+  if (!profile.empty()) KeyName("profile", utf8);
   return BaseKey(profile);
 }
+
+// Stands while changes are made together: the checks of the store would wait for their end.
+class WritingMark {
+ public:
+  explicit WritingMark(Context& context) : context_(context), before_(context.writing) {
+    context_.writing = true;
+  }
+  ~WritingMark() { context_.writing = before_; }
+  WritingMark(const WritingMark&) = delete;
+  WritingMark& operator=(const WritingMark&) = delete;
+
+ private:
+  Context& context_;
+  const bool before_;
+};
 
 }  // namespace
 
@@ -28,14 +44,11 @@ void CheckWritable(Context& context) {
   if (!problem.empty()) throw Failure(problem);
 }
 
-ProfileStore::ProfileStore(Context& context)
-    : context_(context), registry_(context.platform().registry()), base_key_(ProfileKey(context)) {
-  CheckReadable(context);
-}
+ProfileStore::ProfileStore(Context& context) : ProfileStore(context, context.profile) {}
 
-void ProfileStore::PrepareToWrite() {
-  if (!writable_) CheckWritable(context_);
-  writable_ = true;
+ProfileStore::ProfileStore(Context& context, const std::string& profile)
+    : context_(context), registry_(context.platform().registry()), base_key_(ProfileKey(profile)) {
+  CheckReadable(context);
 }
 
 std::vector<std::string> ProfileStore::Services() {
@@ -55,6 +68,8 @@ std::string ProfileStore::Route(const std::string& prefix) const {
 }
 
 bool ProfileStore::Exists(const std::string& key) { return KeyExists(registry_, key); }
+
+bool ProfileStore::Exists() { return Exists(base_key_); }
 
 std::string ProfileStore::Get(const ValueInfo& info) { return Get(base_key_, info); }
 
@@ -111,8 +126,21 @@ std::string KeyName(const std::string& what, const std::string& utf8) {
 
 std::string ExistingService(ProfileStore& store, const std::string& utf8) {
   std::string name = KeyName("service", utf8);
-  if (!store.Exists(store.Service(name))) throw UsageError("there is no service \"" + utf8 + "\"");
+  if (!store.Exists(store.Service(name))) {
+    throw UsageError("there is no service \"" + utf8 + "\"" + DidYouMean(name, store.Services()));
+  }
   return name;
 }
 
 }  // namespace mvsms::cli
+std::vector<std::string> ProfileNames(Context& context) {
+  return KeyNames(context.platform().registry(), kRootKey);
+}
+
+ProfileStore ExistingProfile(Context& context) {
+  ProfileStore store(context);
+  const std::string profile = AnsiFromUtf8(context.profile);
+  const bool standard = profile.empty() || FoldCase(profile) == FoldCase(kStandardProfile);
+  if (!standard && !store.Exists()) throw UsageError(NoProfile(context));
+  return store;
+}

@@ -28,6 +28,8 @@ class ProfileStore {
   /// Checks the profile's name, and that the store can be read.
   explicit ProfileStore(Context& context);
 
+  /// That of another profile, by its name in UTF-8.
+  ProfileStore(Context& context, const std::string& profile);
   /// Names of the services and prefixes of the routes in the store's order; the key of one of them.
   std::vector<std::string> Services();
   std::vector<std::string> Routes();
@@ -37,6 +39,8 @@ class ProfileStore {
   bool Exists(const std::string& key);
   /// The value of the profile or of a key as a text: digits for a number, "" when there is none.
   std::string Get(const ValueInfo& info);
+  /// Whether anything is stored under the profile's name; whether there is such a key.
+  bool Exists();
   std::string Get(const std::string& key, const ValueInfo& info);
   /// Makes a key with these values. When not all could be written, none are left.
   void Add(const std::string& key, const SettingValues& values);
@@ -69,6 +73,14 @@ inline constexpr char kPlusHint[] =
     "a \"+\" needs ReplacePlus: 'mvsms config set ReplacePlus 1', or write 00 instead";
 
 /// The name of an existing service, else a UsageError.
+/// Names of all profiles, in the store's order.
+std::vector<std::string> ProfileNames(Context& context);
+
+/// The chosen profile, for commands that only read it: a UsageError when there is no such profile,
+/// for its name is mistyped then, or the settings are another user's. The standard one may be
+/// missing: nothing was set up yet.
+ProfileStore ExistingProfile(Context& context);
+
 std::string ExistingService(ProfileStore& store, const std::string& utf8);
 
 }  // namespace mvsms::cli

@@ -24,6 +24,14 @@ std::string WriteProblem(const std::string& home);
 /// Whether there is a modem of this name (ANSI).
 bool ModemExists(Context& context, const std::string& modem);
 
+/// The modem of this machine when there is exactly one and somebody added it; else empty, also
+/// where the system has modems by itself.
+std::string OnlyModem(Context& context);
+
+/// Where else settings lie, and whose they are, as the rest of a sentence that begins with "; ";
+/// empty when there are none.
+std::string OtherState(const std::string& home);
+
 /// Where a send log lies when nobody says where, in UTF-8.
 std::string DefaultLog(Context& context);
 

@@ -11,10 +11,12 @@
 #include "backends/posix/store/journal.h"
 #include "backends/posix/store/line_store.h"
 #include "backends/posix/store/store.h"
+#include "backends/posix/system/home.h"
 #include "backends/posix/system/system_log.h"
 #include "base/raised_error.h"
 #include "cli/commands.h"
 #include "cli/posix/centre_command.h"
+#include "cli/posix/state.h"
 #include "engine/send_log.h"
 
 namespace mvsms::cli {
@@ -27,8 +29,15 @@ std::string StoreProblem(const std::string& home) { return posix::StoreProblem(h
 std::string WriteProblem(const std::string& home) { return posix::WriteProblem(home); }
 
 bool ModemExists(Context& context, const std::string& modem) {
-  return posix::LineStore(context.home).Find(modem).has_value();
+  return Lines(context).Find(modem).has_value();
 }
+
+std::string OnlyModem(Context& context) {
+  const auto lines = Lines(context).List();
+  return lines.size() == 1 ? lines.front().name : "";
+}
+
+std::string OtherState(const std::string& home) { return StateBeside(home, posix::kSystemHome); }
 
 // Not by way of the ANSI code page, in which not every folder has a name.
 std::string DefaultLog(Context& context) { return context.home + "/" + basCommon::kDefaultLogName; }

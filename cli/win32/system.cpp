@@ -42,6 +42,10 @@ bool ModemExists(Context& context, const std::string& modem) {
   return std::find(modems.begin(), modems.end(), modem) != modems.end();
 }
 
+std::string OnlyModem(Context&) { return ""; }
+
+std::string OtherState(const std::string&) { return ""; }
+
 std::string DefaultLog(Context& context) {
   return Utf8FromAnsi(basCommon::DefaultLogPath(context.platform().locale()));
 }

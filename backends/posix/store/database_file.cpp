@@ -1,7 +1,9 @@
 // See database_file.h.
 #include "backends/posix/store/database_file.h"
 
+#include <pwd.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
@@ -12,6 +14,17 @@
 
 namespace mvsms::posix {
 namespace {
+
+/// Whether somebody with other rights might have fared better.
+bool IsRefusal(int code) {
+  return code == SQLITE_READONLY || code == SQLITE_CANTOPEN || code == SQLITE_PERM ||
+         code == SQLITE_AUTH;
+}
+
+std::string UserName(uid_t user) {
+  const passwd* const entry = getpwuid(user);
+  return entry != nullptr ? entry->pw_name : "user " + std::to_string(user);
+}
 
 const char* AdviceFor(int code) {
   switch (code) {
@@ -60,8 +73,24 @@ bool HasTables(Connection& connection, std::int64_t known) {
   return version != 0;
 }
 
-std::string TroubleWith(const std::string& file, const SqliteError& error) {
-  return "The " + file + " cannot be used: " + error.what() + ". " + AdviceFor(error.code());
+std::string Ownership(const std::string& path) {
+  std::filesystem::path seen = path;
+  struct stat status{};
+  while (stat(seen.c_str(), &status) != 0) {
+    if (!seen.has_relative_path()) return "";
+    seen = seen.parent_path();
+  }
+  if (status.st_uid == geteuid()) return "";
+  const std::string which = seen == path ? "it" : seen.string();
+  return " (" + which + " belongs to " + UserName(status.st_uid) + ", and this runs as " +
+         UserName(geteuid()) + ")";
+}
+
+std::string TroubleWith(const std::string& what, const std::string& path,
+                        const SqliteError& error) {
+  const std::string owner = IsRefusal(error.code()) ? Ownership(path) : "";
+  return "The " + what + " " + path + " cannot be used: " + error.what() + owner + ". " +
+         AdviceFor(error.code());
 }
 
 }  // namespace mvsms::posix

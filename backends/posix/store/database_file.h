@@ -20,8 +20,12 @@ void MakeHome(const std::string& home);
 /// file of a version after `known`, which this program would misread.
 bool HasTables(Connection& connection, std::int64_t known);
 
-/// A sentence for the user about `file` (in words, with its path): what the system said, and how to
-/// go on. UTF-8.
-std::string TroubleWith(const std::string& file, const SqliteError& error);
+/// " (it belongs to A, and this runs as B)" when the file or folder, or the nearest folder above it
+/// that can be seen, is another user's; else empty.
+std::string Ownership(const std::string& path);
+
+/// A sentence for the user about the file `path`, which is `what` in words: what the system said,
+/// whose the file is where that matters, and how to go on. UTF-8.
+std::string TroubleWith(const std::string& what, const std::string& path, const SqliteError& error);
 
 }  // namespace mvsms::posix

@@ -73,7 +73,7 @@ auto Explained(const std::string& file, Operation operation) {
   try {
     return operation();
   } catch (const SqliteError& error) {
-    throw RaisedError(kAccessError, "Journal", AnsiFromUtf8(TroubleWith("journal " + file, error)));
+    throw RaisedError(kAccessError, "Journal", AnsiFromUtf8(TroubleWith("journal", file, error)));
   }
 }
 

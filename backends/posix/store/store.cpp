@@ -137,7 +137,7 @@ Connection& Store::Write() {
 }
 
 std::string ProblemSentence(const std::string& home, const SqliteError& error) {
-  return TroubleWith("settings file " + FileIn(home), error);
+  return TroubleWith("settings file", FileIn(home), error);
 }
 
 std::string StoreProblem(const std::string& home) try {

@@ -31,7 +31,7 @@ std::string ConfigFolder() {
 
 std::string DefaultHome() {
   if (std::string home = Environment("MVSMS_HOME"); !home.empty()) return home;
-  return geteuid() == 0 ? "/var/lib/mvsms" : ConfigFolder() + "/mvsms";
+  return geteuid() == 0 ? kSystemHome : ConfigFolder() + "/mvsms";
 }
 
 }  // namespace mvsms::posix
