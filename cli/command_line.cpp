@@ -24,6 +24,7 @@ void AddSharedOptions(Command& command, Context& context) {
 void AddAllCommands(Command& app, Context& context) {
   AddSendCommand(app, context);
   AddConfigCommand(app, context);
+  AddProfileCommand(app, context);
   AddServiceCommand(app, context);
   AddRouteCommand(app, context);
   AddLogCommand(app, context);

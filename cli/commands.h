@@ -10,6 +10,7 @@
 namespace mvsms::cli {
 
 void AddSendCommand(Command& app, Context& context);
+void AddProfileCommand(Command& app, Context& context);
 void AddConfigCommand(Command& app, Context& context);
 void AddServiceCommand(Command& app, Context& context);
 void AddRouteCommand(Command& app, Context& context);
@@ -18,6 +19,8 @@ void AddJournalCommand(Command& app, Context& context);
 void AddExplainCommand(Command& app, Context& context);
 void AddLogCommand(Command& app, Context& context);
 void AddRegistryCommand(Command& app, Context& context);
+void AddApplyCommand(Command& app, Context& context);
+void AddSetupCommand(Command& app, Context& context);
 void AddDemoCommand(Command& app, Context& context);
 
 /// A command of its own: what it does, examples for the end of its help, and the options that

@@ -70,6 +70,13 @@ void Set(Context& context, const std::string& name, const std::string& value) {
   store.Set(info, checked);
 }
 
+void Unset(Context& context, const std::string& name) {
+  const ValueInfo& info = FindValue(kGlobalValues, name);
+  ProfileStore store = ExistingProfile(context);
+  WarnOfLostZero(context, store, info, "");
+  store.Unset(info);
+}
+
 std::string Meanings() {
   std::string text = "\nNames:\n";
   for (const ValueInfo& info : kProfileValues) {
@@ -103,6 +110,12 @@ void AddConfigCommand(Command& app, Context& context) {
   set->AddOption("NAME", *name, "Name of the option")->Required();
   set->AddOption("VALUE", *value, "Its new value; \"\" empties a text")->Required();
   set->Callback([&context, name, value] { Set(context, *name, *value); });
+
+  Command* const unset =
+      AddCommand(*group, context, "unset", "Make an option what it was before anybody set it",
+                 "  mvsms config unset Country\n" + Meanings());
+  unset->AddOption("NAME", *name, "Name of the option")->Required();
+  unset->Callback([&context, name] { Unset(context, *name); });
 }
 
 }  // namespace mvsms::cli

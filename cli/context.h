@@ -37,7 +37,11 @@ class Context {
   /// Name of the settings profile, UTF-8.
   std::string profile = kStandardProfile;
   bool json = false;
+  /// Each document of PrintJson on one line of its own.
+  bool json_lines = false;
   int exit_code = kExitAccepted;
+  /// Whether changes of the settings that belong together are being made just now.
+  bool writing = false;
 
   /// The services of this process's one thread.
   Platform& platform();
@@ -63,6 +67,10 @@ bool IsUtf8(const std::string& text);
 /// taken as that, with a word on the error stream. `what` it is stands in that sentence.
 std::string TakenAsUtf8(Context& context, const std::string& what, const std::string& text);
 
+/// A path given on the command line, for the operations on files: those take a narrow text for one
+/// in the code page of the system.
+std::filesystem::path FilePath(const std::string& utf8);
+
 /// What stands for a password in all output that was not asked to show it.
 inline constexpr char kHiddenPassword[] = "(set)";
 
@@ -70,12 +78,12 @@ inline constexpr char kHiddenPassword[] = "(set)";
 /// second set), so that what a message centre sent cannot steer the terminal that shows it. UTF-8.
 std::string Printable(const std::string& text);
 
+/// Whether the whole of `text` is a decimal number, which may begin with "-".
+bool IsWholeNumber(const std::string& text);
+
 /// The whole of `text` as a decimal number from `low` to `high`; otherwise a UsageError that names
 /// `what`.
 long long ParseNumber(const std::string& what, const std::string& text, long long low,
                       long long high);
-/// Whether the whole of `text` is a decimal number, which may begin with "-".
-bool IsWholeNumber(const std::string& text);
-
 
 }  // namespace mvsms::cli

@@ -203,6 +203,16 @@ void WriteTree(Registry& registry, const std::string& path, const RegistryTree& 
   }
 }
 
+void DeleteValue(Registry& registry, const std::string& path, const std::string& name) {
+  const auto key = Open(registry, path);
+  if (!key) return;
+  const KeyCloser closer(registry, *key);
+  const RegStatus status = registry.DeleteValue(*key, name);
+  if (status != kErrorSuccess && status != kErrorFileNotFound) {
+    Fail("delete a value of", path, status);
+  }
+}
+
 Json ToJson(const RegistryTree& tree) {
   Json json = Json::object();
   for (const auto& [name, value] : tree.values) json["values"][Utf8FromAnsi(name)] = ToJson(value);

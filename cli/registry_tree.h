@@ -57,6 +57,9 @@ RegistryTree ReadTree(Registry& registry, const std::string& path);
 /// Writes all values of `tree` below `path`; what the store holds besides stays.
 void WriteTree(Registry& registry, const std::string& path, const RegistryTree& tree);
 
+/// Deletes a value; one that is not there is none to delete.
+void DeleteValue(Registry& registry, const std::string& path, const std::string& name);
+
 Json ToJson(const RegistryTree& tree);
 
 /// Throws UsageError when `json` is not what ToJson makes, or has keys in more than 512 levels.

@@ -16,6 +16,7 @@ namespace {
 struct RouteOptions {
   std::string prefix;
   std::string service;
+  bool or_replace = false;
 };
 
 using Run = void (*)(Context&, const RouteOptions&);
@@ -63,8 +64,9 @@ void Add(Context& context, const RouteOptions& options) {
     throw UsageError("the prefix \"" + options.prefix +
                      "\" must be digits, with 00 for the international \"+\"");
   }
-  if (store.Exists(store.Route(prefix))) {
-    throw UsageError("there is a route \"" + options.prefix + "\" already");
+  if (!options.or_replace && store.Exists(store.Route(prefix))) {
+    throw UsageError("there is a route \"" + options.prefix +
+                     "\" already; --or-replace changes it");
   }
   store.Add(store.Route(prefix), LeadingTo(store, options.service));
 }
@@ -148,6 +150,9 @@ void AddRouteCommand(Command& app, Context& context) {
     }
     if (entry.takes_service) {
       command->AddOption("SERVICE", options->service, "Name of the service")->Required();
+    }
+    if (entry.run == Add) {
+      command->AddFlag("--or-replace", options->or_replace, "A route of this prefix is changed");
     }
     command->Callback([&context, options, run = entry.run] { run(context, *options); });
   }

@@ -6,6 +6,7 @@
 
 #include "base/ansi.h"
 #include "cli/commands.h"
+#include "cli/defaults.h"
 #include "cli/json.h"
 #include "cli/setting_rules.h"
 #include "cli/store.h"
@@ -23,6 +24,8 @@ struct ServiceOptions {
   std::vector<std::string> more;         // the same, as they stand
   std::string catalogue_id;              // of the entry that a new service is made from
   std::string group;                     // of the entries that are listed
+  std::string new_name;
+  bool or_replace = false;
   bool show_passwords = false;
 };
 
@@ -177,8 +180,8 @@ void Add(Context& context, const ServiceOptions& options) {
     throw UsageError("name the service, or an entry of the catalogue with --from-catalogue");
   }
   const std::string service = KeyName("service", name);
-  if (store.Exists(store.Service(service))) {
-    throw UsageError("there is a service \"" + name + "\" already");
+  if (!options.or_replace && store.Exists(store.Service(service))) {
+    throw UsageError("there is a service \"" + name + "\" already; --or-replace replaces it");
   }
   SettingValues values = InitialValues(context, store, origin);
   for (auto& [key, value] : ParseAssignments(context, store, options)) {
@@ -219,6 +222,7 @@ void Rename(Context& context, const ServiceOptions& options) {
   if (FoldCase(from) != FoldCase(to) && store.Exists(store.Service(to))) {
     throw UsageError("there is a service \"" + options.new_name + "\" already");
   }
+  store.Move(store.Service(from), store.Service(to), [&] { Readdress(store, from, to); });
 }
 
 void Set(Context& context, const ServiceOptions& options) {
@@ -238,12 +242,10 @@ void Delete(Context& context, const ServiceOptions& options) {
     context.Warn("\"" + options.name +
                  "\" is the default service; 'mvsms config set DefaultService' names another");
   }
-  for (const std::string& prefix : store.Routes()) {
-    if (FoldCase(store.Get(store.Route(prefix), setting::kUseService)) == FoldCase(service)) {
-      store.Set(store.Route(prefix), {{setting::kUseService, TextValue("")}});
-    }
-  }
-  store.Delete(store.Service(service));
+  store.Together([&] {
+    LeadRoutes(store, service, "");
+    store.Delete(store.Service(service));
+  });
 }
 
 std::string Meanings() {
@@ -305,7 +307,9 @@ void AddServiceCommand(Command& app, Context& context) {
       *group, context, options, "add", "Add a service",
       "  mvsms service add Pager --set PhoneNumber=0123456789 --set Password=PG1\n"
       "  mvsms service add City Protocol=UCP UCPCommand=51 PhoneNumber=0123456780\n"
-      "  mvsms service add --from-catalogue 7 --set ModemName=Modem\n" +
+      "  mvsms service add --from-catalogue 7 --set ModemName=Modem\n"
+      "  mvsms service add --or-replace Pager PhoneNumber=0123456789\n"
+      "The first service of a profile becomes its default.\n" +
           Meanings(),
       Add);
   add->Find("NAME")->Required(false)->Description(
@@ -313,6 +317,8 @@ void AddServiceCommand(Command& app, Context& context) {
   add->AddOption("--from-catalogue", options->catalogue_id,
                  "ID of the catalogue's entry to start from; its prefixes are routed too")
       ->TypeName("ID");
+  add->AddFlag("--or-replace", options->or_replace,
+               "A service of this name becomes what a new one would be");
   AddAssignments(*add, *options);
 
   Command* const set = AddServiceCommandNamed(
@@ -329,6 +335,12 @@ void AddServiceCommand(Command& app, Context& context) {
       "type and prefixes (separated by \";\"), separated by commas.\n");
   catalogue->AddOption("--group", options->group, "Only the services of this group");
   catalogue->Callback([&context, options] { ListCatalogue(context, *options); });
+
+  AddServiceCommandNamed(*group, context, options, "rename",
+                         "Give a service another name; routes and default follow",
+                         "  mvsms service rename Pager \"Night pager\"", Rename)
+      ->AddOption("NEW", options->new_name, "Its new name")
+      ->Required();
 
   AddServiceCommandNamed(*group, context, options, "delete",
                          "Delete a service; its routes stay and point to no service",

@@ -86,6 +86,7 @@ void CheckKind(const Subject& subject) {
   const bool is_switch = subject.info.kind == ValueKind::kSwitch;
   if (is_switch && subject.value != "0" && subject.value != "1") subject.Refuse("0 or 1");
   if (subject.info.kind == ValueKind::kNumber) CheckNumber(subject);
+  if (!HasAnsiForm(subject.value)) subject.Refuse("a text in Windows-1252");
   // A control character would end an AT command or a frame in the middle.
   if (Printable(subject.value) != subject.value) subject.Refuse("one line of text");
 }

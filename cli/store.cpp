@@ -35,11 +35,13 @@ class WritingMark {
 }  // namespace
 
 void CheckReadable(Context& context) {
+  if (context.writing) return;
   const std::string problem = StoreProblem(context.home);
   if (!problem.empty()) throw Failure(problem);
 }
 
 void CheckWritable(Context& context) {
+  if (context.writing) return;
   const std::string problem = WriteProblem(context.home);
   if (!problem.empty()) throw Failure(problem);
 }
@@ -67,9 +69,9 @@ std::string ProfileStore::Route(const std::string& prefix) const {
   return RouteKey(base_key_, prefix);
 }
 
-bool ProfileStore::Exists(const std::string& key) { return KeyExists(registry_, key); }
-
 bool ProfileStore::Exists() { return Exists(base_key_); }
+
+bool ProfileStore::Exists(const std::string& key) { return KeyExists(registry_, key); }
 
 std::string ProfileStore::Get(const ValueInfo& info) { return Get(base_key_, info); }
 
@@ -77,14 +79,29 @@ std::string ProfileStore::Get(const std::string& key, const ValueInfo& info) {
   return ReadText(registry_, key, info.name);
 }
 
-void ProfileStore::Add(const std::string& key, const SettingValues& values) {
-  PrepareToWrite();
-  try {
-    Set(key, values);
-  } catch (const Failure&) {
-    SettingsKey(registry_, key).Delete();
-    throw;
+void ProfileStore::Together(const std::function<void()>& changes) {
+  CheckWritable(context_);
+  const WritingMark mark(context_);
+  WriteTogether(context_, changes);
+}
+
+void ProfileStore::Add(const std::string& key, const SettingValues& values,
+                       const std::function<void()>& follow) {
+  if (Exists(key)) {
+    return Together([&] {
+      Set(key, values);
+      follow();
+    });
   }
+  Together([&] {
+    try {
+      Set(key, values);
+      follow();
+    } catch (const std::exception&) {
+      SettingsKey(registry_, key).Delete();
+      throw;
+    }
+  });
 }
 
 void ProfileStore::Set(const ValueInfo& info, const RegistryValue& value) {
@@ -92,14 +109,36 @@ void ProfileStore::Set(const ValueInfo& info, const RegistryValue& value) {
 }
 
 void ProfileStore::Set(const std::string& key, const SettingValues& values) {
-  PrepareToWrite();
   RegistryTree tree;
   for (const auto& [info, value] : values) tree.values.emplace_back(info.name, value);
-  WriteTree(registry_, key, tree);
+  Together([&] { WriteTree(registry_, key, tree); });
+}
+
+void ProfileStore::Unset(const ValueInfo& info) {
+  CheckWritable(context_);
+  DeleteValue(registry_, base_key_, info.name);
+}
+
+void ProfileStore::Move(const std::string& from, const std::string& to,
+                        const std::function<void()>& follow) {
+  const RegistryTree tree = ReadTree(registry_, from);
+  const bool same_place = FoldCase(from) == FoldCase(to);
+  Together([&] {
+    try {
+      if (same_place) Delete(from);
+      WriteTree(registry_, to, tree);
+      follow();
+      if (!same_place) Delete(from);
+    } catch (const std::exception&) {
+      // Where nothing is taken back by itself, the command can be given again.
+      if (!same_place) SettingsKey(registry_, to).Delete();
+      throw;
+    }
+  });
 }
 
 void ProfileStore::Delete(const std::string& key) {
-  PrepareToWrite();
+  CheckWritable(context_);
   if (!SettingsKey(registry_, key).Delete()) {
     throw Failure("cannot delete the key \"" + Utf8FromAnsi(key) + "\"");
   }
@@ -108,6 +147,18 @@ void ProfileStore::Delete(const std::string& key) {
 std::string SettingOrInitial(Context& context, const ValueInfo& info) {
   std::string profile = AnsiFromUtf8(context.profile);
   return ToText(Profile(context.platform().registry(), BaseKey(profile)).GetOrInitial(info));
+}
+
+std::vector<std::string> ProfileNames(Context& context) {
+  return KeyNames(context.platform().registry(), kRootKey);
+}
+
+ProfileStore ExistingProfile(Context& context) {
+  ProfileStore store(context);
+  const std::string profile = AnsiFromUtf8(context.profile);
+  const bool standard = profile.empty() || FoldCase(profile) == FoldCase(kStandardProfile);
+  if (!standard && !store.Exists()) throw UsageError(NoProfile(context));
+  return store;
 }
 
 std::string KeyName(const std::string& what, const std::string& utf8) {
@@ -133,14 +184,3 @@ std::string ExistingService(ProfileStore& store, const std::string& utf8) {
 }
 
 }  // namespace mvsms::cli
-std::vector<std::string> ProfileNames(Context& context) {
-  return KeyNames(context.platform().registry(), kRootKey);
-}
-
-ProfileStore ExistingProfile(Context& context) {
-  ProfileStore store(context);
-  const std::string profile = AnsiFromUtf8(context.profile);
-  const bool standard = profile.empty() || FoldCase(profile) == FoldCase(kStandardProfile);
-  if (!standard && !store.Exists()) throw UsageError(NoProfile(context));
-  return store;
-}

@@ -15,8 +15,12 @@
 #include "base/ansi.h"
 #include "base/texts.h"
 #include "cli/commands.h"
+#include "cli/defaults.h"
 #include "cli/json.h"
+#include "cli/mistyped.h"
+#include "cli/posix/modem_options.h"
 #include "cli/posix/modem_test.h"
+#include "cli/posix/state.h"
 #include "cli/store.h"
 #include "engine/settings.h"
 
@@ -25,31 +29,11 @@ namespace {
 
 using posix::LineConfig;
 using posix::LineKind;
-using posix::LineStore;
 
 constexpr long long kLongestRest = 86400;
 
-// The options of add and set: what is not given stays as it was.
-struct LineOptions {
-  std::string name;
-  std::optional<std::string> kind, device, init, dial, speed, framing, flow, members, rest;
-  bool force = false;  // the device need not be there now
-};
-
 std::string KindName(LineKind kind) {
   return std::string(posix::kLineKindNames[static_cast<std::size_t>(kind)]);
-}
-
-// A modem's name goes into lists joined by TABs, and some names stand for the default modem.
-void CheckName(const std::string& name) {
-  const bool control = std::any_of(name.begin(), name.end(),
-                                   [](char c) { return static_cast<unsigned char>(c) < ' '; });
-  if (name.empty() || control || !HasAnsiForm(name)) {
-    throw UsageError("\"" + Printable(name) + "\" cannot be the name of a modem");
-  }
-  if (NamesDefaultModem(name)) {
-    throw UsageError("\"" + name + "\" means the default modem; choose another name");
-  }
 }
 
 LineKind ParseKind(const std::string& kind) {
@@ -104,7 +88,7 @@ std::vector<std::string> Members(Context& context, const std::string& list) {
   std::istringstream stream(list);
   for (std::string name; std::getline(stream, name, ',');) {
     const std::string member = Trim(AnsiFromUtf8(name));
-    const auto line = LineStore(context.home).Find(member);
+    const auto line = Lines(context).Find(member);
     if (!line) throw UsageError("--members: there is no modem \"" + Printable(name) + "\"");
     if (line->kind != LineKind::kHayes) {
       throw UsageError("--members: \"" + name + "\" is no hayes modem, and a pool has no others");
@@ -125,6 +109,26 @@ void TakePoolOptions(Context& context, const LineOptions& options, LineConfig& l
   }
 }
 
+std::vector<std::string> MemberNames(const LineConfig& pool) {
+  std::vector<std::string> names;
+  for (const std::string& member : pool.members) names.push_back(Utf8FromAnsi(member));
+  return names;
+}
+
+}  // namespace
+
+// A modem's name goes into lists joined by TABs, and some names stand for the default modem.
+void CheckModemName(const std::string& name) {
+  const bool control = std::any_of(name.begin(), name.end(),
+                                   [](char c) { return static_cast<unsigned char>(c) < ' '; });
+  if (name.empty() || control || !HasAnsiForm(name)) {
+    throw UsageError("\"" + Printable(name) + "\" cannot be the name of a modem");
+  }
+  if (NamesDefaultModem(name)) {
+    throw UsageError("\"" + name + "\" means the default modem; choose another name");
+  }
+}
+
 LineConfig WithOptions(Context& context, LineConfig line, const LineOptions& options) {
   if (options.kind) line.kind = ParseKind(*options.kind);
   if (line.kind == LineKind::kTcp && HasHayesOptions(options)) {
@@ -139,18 +143,6 @@ LineConfig WithOptions(Context& context, LineConfig line, const LineOptions& opt
   if (line.kind == LineKind::kHayes) TakeHayesOptions(options, line);
   if (line.kind == LineKind::kPool) TakePoolOptions(context, options, line);
   return line;
-}
-
-LineConfig Existing(Context& context, const std::string& name) {
-  const auto line = LineStore(context.home).Find(AnsiFromUtf8(name));
-  if (!line) throw UsageError("there is no modem \"" + name + "\"");
-  return *line;
-}
-
-std::vector<std::string> MemberNames(const LineConfig& pool) {
-  std::vector<std::string> names;
-  for (const std::string& member : pool.members) names.push_back(Utf8FromAnsi(member));
-  return names;
 }
 
 Json ToJson(const LineConfig& line) {
@@ -169,6 +161,23 @@ Json ToJson(const LineConfig& line) {
   return json;
 }
 
+namespace {
+
+std::vector<std::string> ModemNames(Context& context) {
+  std::vector<std::string> names;
+  for (const LineConfig& line : Lines(context).List()) names.push_back(line.name);
+  return names;
+}
+
+LineConfig Existing(Context& context, const std::string& name) {
+  const auto line = Lines(context).Find(AnsiFromUtf8(name));
+  if (!line) {
+    throw UsageError("there is no modem \"" + name + "\"" +
+                     DidYouMean(AnsiFromUtf8(name), ModemNames(context)));
+  }
+  return *line;
+}
+
 // What a modem follows is one of these; what is between them is a slip of the finger.
 void WarnOfSpeed(Context& context, const LineOptions& options, const LineConfig& line) {
   constexpr std::uint32_t kUsual[] = {50,    75,    110,   134,   150,   200,    300,    600,
@@ -181,7 +190,7 @@ void WarnOfSpeed(Context& context, const LineOptions& options, const LineConfig&
 
 /// A member that is no modem any more would leave its pool one short.
 void RequireNoPoolOf(Context& context, const std::string& modem) {
-  for (const LineConfig& line : LineStore(context.home).List()) {
+  for (const LineConfig& line : Lines(context).List()) {
     const auto& members = line.members;
     if (std::find(members.begin(), members.end(), modem) == members.end()) continue;
     const std::string pool = Utf8FromAnsi(line.name);
@@ -193,18 +202,22 @@ void RequireNoPoolOf(Context& context, const std::string& modem) {
 void Put(Context& context, const LineOptions& options, const LineConfig& before) {
   const LineConfig line = WithOptions(context, before, options);
   if (line.kind != LineKind::kHayes) RequireNoPoolOf(context, line.name);
-  LineStore(context.home).Put(line);
+  Lines(context).Put(line);
   WarnOfSpeed(context, options, line);
 }
 
 void Add(Context& context, const LineOptions& options) {
   LineConfig line;
   line.name = AnsiFromUtf8(options.name);
-  CheckName(options.name);
-  if (LineStore(context.home).Find(line.name)) {
-    throw UsageError("there is a modem \"" + options.name + "\" already");
+  CheckModemName(options.name);
+  if (!options.or_replace && Lines(context).Find(line.name)) {
+    throw UsageError("there is a modem \"" + options.name + "\" already; --or-replace replaces it");
   }
-  Put(context, options, line);
+  ProfileStore store(context);
+  store.Together([&] {
+    Put(context, options, line);
+    FillDefaults(context, store);
+  });
 }
 
 void Set(Context& context, const LineOptions& options) {
@@ -227,7 +240,7 @@ std::vector<std::string> RowOf(const LineConfig& line) {
 void List(Context& context) {
   Json json = Json::array();
   std::vector<std::vector<std::string>> rows{{"NAME", "KIND", "DEVICE", "SPEED", "FRAMING"}};
-  for (const LineConfig& line : LineStore(context.home).List()) {
+  for (const LineConfig& line : Lines(context).List()) {
     json.push_back(ToJson(line));
     rows.push_back(RowOf(line));
   }
@@ -240,7 +253,7 @@ std::string AsText(const Json& value) {
 }
 
 std::vector<std::string> RestingMembers(Context& context, const LineConfig& pool) {
-  LineStore store(context.home);
+  posix::LineStore store = Lines(context);
   std::vector<std::string> names;
   for (const std::string& member : pool.members) {
     if (store.RestsUntil(member) > std::time(nullptr)) names.push_back(Utf8FromAnsi(member));
@@ -274,7 +287,31 @@ void Delete(Context& context, const std::string& name) {
   const std::string modem = Existing(context, name).name;
   RequireNoPoolOf(context, modem);
   WarnOfUses(context, modem);
-  LineStore(context.home).Delete(modem);
+  Lines(context).Delete(modem);
+}
+
+// What names the modem in the profile follows.
+void Readdress(ProfileStore& store, const std::string& from, const std::string& to) {
+  if (store.Get(setting::kDefaultModem) == from) store.Set(setting::kDefaultModem, TextValue(to));
+  for (const std::string& service : store.Services()) {
+    if (store.Get(store.Service(service), setting::kModemName) != from) continue;
+    store.Set(store.Service(service), {{setting::kModemName, TextValue(to)}});
+  }
+}
+
+void Rename(Context& context, const std::string& name, const std::string& new_name) {
+  const std::string from = Existing(context, name).name;
+  CheckModemName(new_name);
+  const std::string to = AnsiFromUtf8(new_name);
+  if (Lines(context).Find(to)) throw UsageError("there is a modem \"" + new_name + "\" already");
+  std::vector<ProfileStore> stores;
+  for (const std::string& profile : ProfileNames(context)) {
+    stores.emplace_back(context, Utf8FromAnsi(profile));
+  }
+  ProfileStore(context).Together([&] {
+    Lines(context).Rename(from, to);
+    for (ProfileStore& store : stores) Readdress(store, from, to);
+  });
 }
 
 void Test(Context& context, const std::string& name, const std::string& number) {
@@ -291,7 +328,8 @@ void AddLineOptions(Command& command, LineOptions& options) {
                     "hayes: an AT-command modem on a serial device; "
                     "tcp: a connection, the number to dial being host:port; "
                     "pool: several hayes modems, of which the first free one takes a call");
-  command.AddOption("--device", options.device, "hayes: the serial device, such as /dev/ttyUSB0");
+  command.AddOption("--device", options.device, "hayes: the serial device, such as /dev/ttyUSB0")
+      ->Path();
   command.AddFlag("--force", options.force,
                   "hayes: take a device that is not there now, as of an unplugged modem");
   command.AddOption("--init", options.init, "hayes: AT command before dialling (default: ATZ)");
@@ -316,6 +354,8 @@ void AddAddCommand(Command& group, Context& context) {
       "  mvsms modem add Both --kind pool --members Modem1,Modem2");
   AddLineOptions(*command, *options);
   command->Find("--kind")->Required();
+  command->AddFlag("--or-replace", options->or_replace,
+                   "A modem of this name becomes what a new one would be");
   command->Callback([&context, options] { Add(context, *options); });
 }
 
@@ -336,6 +376,17 @@ void AddNameCommand(Command& group, Context& context, const std::string& name,
       AddCommand(group, context, name, what, "  mvsms modem " + name + " Modem1");
   command->AddOption("NAME", *modem, "Name of the modem")->Required();
   command->Callback([&context, modem, run] { run(context, *modem); });
+}
+
+void AddRenameCommand(Command& group, Context& context) {
+  auto modem = std::make_shared<std::string>();
+  auto new_name = std::make_shared<std::string>();
+  Command* const command = AddCommand(group, context, "rename",
+                                      "Give a modem another name; services of all profiles follow",
+                                      "  mvsms modem rename Modem1 \"Modem in the rack\"");
+  command->AddOption("NAME", *modem, "Name of the modem")->Required();
+  command->AddOption("NEW", *new_name, "Its new name")->Required();
+  command->Callback([&context, modem, new_name] { Rename(context, *modem, *new_name); });
 }
 
 void AddTestCommand(Command& group, Context& context) {
@@ -359,6 +410,7 @@ void AddModemCommand(Command& app, Context& context) {
   AddSetCommand(*group, context);
   AddNameCommand(*group, context, "show", "Show one modem", Show);
   AddNameCommand(*group, context, "delete", "Delete a modem", Delete);
+  AddRenameCommand(*group, context);
   AddTestCommand(*group, context);
   Command* const list =
       AddCommand(*group, context, "list", "List the modems", "  mvsms modem list --json");

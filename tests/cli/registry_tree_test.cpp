@@ -115,7 +115,7 @@ TEST_F(RegistryCommand, ExportAndImportCarryEverythingToAnotherHome) {
 TEST_F(RegistryCommand, ImportReadsStandardInput) {
   AddService("Pager");
   const std::string exported = Do({"registry", "export"});
-  Do({"service", "delete", "Pager"});
+  Run({"service", "delete", "Pager"});
   Do({"registry", "import", "-"}, exported);
   EXPECT_EQ(Do({"service", "get", "Pager", "TimeOut"}), "2000\n");
 }

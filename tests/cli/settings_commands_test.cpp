@@ -89,9 +89,48 @@ TEST_F(ModemCommand, ASpeedThatNoModemHasIsWarnedOf) {
   }
 }
 
+TEST_F(ModemCommand, AddingAgainIsRefusedUnlessItReplaces) {
+  const std::vector<std::string> line{"modem",    "add",       "Modem1",  "--kind", "hayes",
+                                      "--device", "/dev/ptmx", "--speed", "2400",   "--or-replace"};
+  Do(line);
+  Do({"modem", "set", "Modem1", "--init", "ATX3"});
+  const std::string before = State();
+  Do(line);
+  EXPECT_EQ(Ask({"modem", "show", "Modem1"})["init"], "");
+  Do({"modem", "set", "Modem1", "--init", "ATX3"});
+  EXPECT_EQ(State(), before);
+  Refuse({"modem", "add", "Modem1", "--kind", "tcp"}, "--or-replace");
+}
+
+TEST_F(ModemCommand, WhateverNamesARenamedModemFollows) {
+  AddModem("Modem1");
+  AddModem("Modem2");
+  Do({"service", "add", "Pager", "PhoneNumber=1", "ModemName=Modem1"});
+  Do({"service", "add", "City", "PhoneNumber=1", "ModemName=Modem2"});
+  Do({"service", "add", "Pager", "PhoneNumber=1", "ModemName=Modem1", "--profile", "Alarms"});
+  Do({"modem", "rename", "Modem1", "Büro"});
+  EXPECT_EQ(Ask({"modem", "list"})[0]["name"], "Büro");
+  EXPECT_EQ(Do({"config", "get", "DefaultModem"}), "Büro\n");
+  EXPECT_EQ(Do({"service", "get", "Pager", "ModemName"}), "Büro\n");
+  EXPECT_EQ(Do({"service", "get", "City", "ModemName"}), "Modem2\n");
+  EXPECT_EQ(Do({"service", "get", "Pager", "ModemName", "--profile", "Alarms"}), "Büro\n");
+  Refuse({"modem", "rename", "Büro", "Modem2"}, "there is a modem \"Modem2\" already");
+  Refuse({"modem", "rename", "Modem1", "X"},
+         "there is no modem \"Modem1\" (did you mean \"Modem2\"?)");
+  Refuse({"modem", "rename", "Büro", "Default"}, "means the default modem");
+}
+
+TEST_F(ModemCommand, TheFirstOneBecomesTheDefaultAndPlusWorks) {
+  EXPECT_EQ(Do({"modem", "add", "Net", "--kind", "tcp"}),
+            "\"Net\" is the default modem now; a leading \"+\" is sent as \"00\"\n");
+  EXPECT_EQ(Do({"modem", "add", "Net2", "--kind", "tcp"}), "");
+  EXPECT_EQ(Do({"config", "get", "DefaultModem"}), "Net\n");
+  EXPECT_EQ(Do({"config", "get", "ReplacePlus"}), "1\n");
+}
+
 TEST_F(ModemCommand, DeletedModemIsGone) {
   AddModem("Modem1");
-  Do({"modem", "delete", "Modem1"});
+  Run({"modem", "delete", "Modem1"});
   EXPECT_EQ(Ask({"modem", "list"}), Json::array());
 }
 
@@ -196,6 +235,18 @@ TEST_F(ConfigCommand, ListNamesEveryOptionAndLeavesUnsetOnesEmpty) {
                             "Fit": null, "JournalText": "", "Syslog": null})"));
 }
 
+TEST_F(ConfigCommand, AnUnsetOptionIsAsNobodyEverSetIt) {
+  const Json before = Ask({"config", "list"});
+  Do({"config", "set", "Retries", "7"});
+  Do({"config", "set", "Country", "0049"});
+  Do({"config", "unset", "retries"});
+  Do({"config", "unset", "Country"});
+  Do({"config", "unset", "ShowStatus"});
+  EXPECT_EQ(Ask({"config", "list"}), before);
+  Refuse({"config", "unset", "Colour"}, "there is no setting \"Colour\"");
+  Refuse({"config", "unset", "Retries", "--profile", "None"}, "there is no profile \"None\"");
+}
+
 TEST_F(ConfigCommand, ProfilesAreSeparate) {
   Do({"config", "set", "Retries", "7", "--profile", "Alarms"});
   EXPECT_EQ(Do({"config", "get", "Retries"}), "\n");
@@ -292,6 +343,64 @@ TEST_F(ServiceCommand, NamesCompareWithoutCase) {
   AddService("Pager");
   Refuse({"service", "add", "PAGER"}, "there is a service \"PAGER\" already");
   EXPECT_EQ(Do({"service", "get", "pager", "Protocol"}), "TAP\n");
+}
+
+TEST_F(ServiceCommand, AddingAgainIsRefusedUnlessItReplaces) {
+  const std::vector<std::string> line{"service", "add", "Pager", "PhoneNumber=1", "--or-replace"};
+  Do(line);
+  const std::string before = State();
+  Do({"service", "set", "Pager", "TimeOut=3000", "Password=x"});
+  Do(line);
+  EXPECT_EQ(State(), before);
+  Refuse({"service", "add", "Pager"}, "--or-replace");
+}
+
+TEST_F(ServiceCommand, WhateverNamesARenamedServiceFollows) {
+  AddService("Pager");
+  AddService("City");
+  Do({"service", "set", "Pager", "Password=Geheim7"});
+  Do({"route", "add", "0171", "Pager"});
+  Do({"route", "add", "0172", "City"});
+  Do({"service", "rename", "pager", "Night"});
+  EXPECT_EQ(Do({"config", "get", "DefaultService"}), "Night\n");
+  EXPECT_EQ(Do({"route", "show", "0171"}), "Night\n");
+  EXPECT_EQ(Do({"route", "show", "0172"}), "City\n");
+  EXPECT_EQ(Do({"service", "get", "Night", "Password", "--show-passwords"}), "Geheim7\n");
+  Do({"service", "rename", "Night", "NIGHT"});
+  EXPECT_EQ(Ask({"service", "list"})[1]["name"], "NIGHT");
+  EXPECT_EQ(Do({"route", "show", "0171"}), "NIGHT\n");
+  Refuse({"service", "rename", "Night", "City"}, "there is a service \"City\" already");
+  Refuse({"service", "rename", "Pager", "X"}, "there is no service \"Pager\"");
+  Refuse({"service", "rename", "Night", "a\\b"}, "cannot be the name of a service");
+}
+
+TEST_F(ServiceCommand, TheFirstOneBecomesTheDefaultAndPlusWorks) {
+  EXPECT_EQ(Do({"service", "add", "Pager", "PhoneNumber=1"}),
+            "\"Pager\" is the default service now; a leading \"+\" is sent as \"00\"\n");
+  EXPECT_EQ(Do({"service", "add", "City", "PhoneNumber=1"}), "");
+  EXPECT_EQ(Do({"config", "get", "DefaultService"}), "Pager\n");
+  EXPECT_EQ(Do({"route", "test", "+49171"}), "0049171: Pager (no route; the default service)\n");
+}
+
+TEST_F(ServiceCommand, AChosenDefaultAndAChosenPlusStay) {
+  Do({"config", "set", "ReplacePlus", "0"});
+  AddService("Pager");
+  EXPECT_EQ(Do({"config", "get", "ReplacePlus"}), "0\n");
+  AddService("City");
+  Do({"service", "delete", "City"});
+  EXPECT_EQ(Do({"config", "get", "DefaultService"}), "Pager\n");
+}
+
+TEST_F(ServiceCommand, TheOnlyModemBecomesTheDefaultOfAFurtherProfile) {
+  Do({"modem", "add", "Net", "--kind", "tcp"});
+  Do({"service", "add", "Pager", "PhoneNumber=1", "--profile", "Alarms"});
+  EXPECT_EQ(Do({"config", "get", "DefaultModem", "--profile", "Alarms"}), "Net\n");
+}
+
+TEST_F(ServiceCommand, AMistypedNameIsToldWithTheNearestOne) {
+  AddService("Pager");
+  Refuse({"service", "show", "Pagre"}, "there is no service \"Pagre\" (did you mean \"Pager\"?)");
+  Refuse({"service", "show", "X"}, "there is no service \"X\"\n");
 }
 
 TEST_F(ServiceCommand, DeleteEmptiesTheRoutesThatNamedIt) {
@@ -448,6 +557,15 @@ TEST_F(RouteCommand, SetAndDeleteChangeAnExistingRoute) {
   EXPECT_EQ(Ask({"route", "list"}), Json::array());
 }
 
+TEST_F(RouteCommand, AddingAgainIsRefusedUnlessItReplaces) {
+  AddService("Pager");
+  AddService("City");
+  Do({"route", "add", "0049", "Pager", "--or-replace"});
+  Do({"route", "add", "0049", "City", "--or-replace"});
+  EXPECT_EQ(Do({"route", "show", "0049"}), "City\n");
+  Refuse({"route", "add", "0049", "Pager"}, "--or-replace");
+}
+
 TEST_F(RouteCommand, TestShowsTheNumberAndTheLongestPrefix) {
   AddService("Pager");
   AddService("City");
@@ -462,7 +580,6 @@ TEST_F(RouteCommand, TestShowsTheNumberAndTheLongestPrefix) {
 TEST_F(RouteCommand, TestFallsBackToTheDefaultService) {
   EXPECT_EQ(Do({"route", "test", "0171"}), "0171: no service (no route; the default service)\n");
   AddService("Pager");
-  Do({"config", "set", "DefaultService", "Pager"});
   EXPECT_EQ(Do({"route", "test", "0171"}), "0171: Pager (no route; the default service)\n");
 }
 
@@ -476,6 +593,7 @@ TEST_F(RouteCommand, TestNamesAServiceThatIsGone) {
 TEST_F(RouteCommand, WrongArgumentsAreRefused) {
   AddService("Pager");
   Do({"route", "add", "0049", "Pager"});
+  Do({"config", "set", "ReplacePlus", "0"});
   Refuse({"route", "add", "+49", "Pager"}, "the prefix \"+49\" must be digits");
   Refuse({"route", "add", "", "Pager"}, "cannot be the name of a route");
   Refuse({"route", "add", "0049", "Pager"}, "there is a route \"0049\" already");
@@ -487,6 +605,51 @@ TEST_F(RouteCommand, WrongArgumentsAreRefused) {
   Refuse({"route", "test", "call me"}, "invalid characters");
   Refuse({"route", "test", "+49171"}, "a \"+\" needs ReplacePlus");
   Refuse({"route", "test", " "}, "the number is empty");
+}
+
+// --- profile
+
+class ProfileCommand : public CommandTest {};
+
+TEST_F(ProfileCommand, ListCountsWhatEachHas) {
+  AddService("Pager");
+  Do({"route", "add", "0171", "Pager"});
+  Do({"config", "set", "Retries", "1", "--profile", "Alarms"});
+  EXPECT_EQ(Ask({"profile", "list"}), Json::parse(R"([
+      {"name": "Alarms", "services": 0, "routes": 0, "default_service": ""},
+      {"name": "Standard", "services": 1, "routes": 1, "default_service": "Pager"}])"));
+  EXPECT_THAT(Do({"profile", "list"}), AllOf(HasSubstr("DEFAULT SERVICE"), HasSubstr("Alarms")));
+}
+
+TEST_F(ProfileCommand, ACopyHasEverythingAndLivesAlone) {
+  Do({"service", "add", "Pager", "PhoneNumber=1", "Password=Geheim7"});
+  Do({"route", "add", "0171", "Pager"});
+  Do({"profile", "copy", "Standard", "Alarms"});
+  const std::vector<std::string> ask{"service", "show", "Pager", "--show-passwords"};
+  auto of_copy = ask;
+  of_copy.insert(of_copy.end(), {"--profile", "Alarms"});
+  EXPECT_EQ(Do(of_copy), Do(ask));
+  EXPECT_EQ(Do({"route", "show", "0171", "--profile", "Alarms"}), "Pager\n");
+  Do({"service", "set", "Pager", "PhoneNumber=2", "--profile", "Alarms"});
+  EXPECT_EQ(Do({"service", "get", "Pager", "PhoneNumber"}), "1\n");
+}
+
+TEST_F(ProfileCommand, ADeletedOneIsGoneWithAllBelowIt) {
+  AddService("Pager");
+  Do({"profile", "copy", "Standard", "Alarms"});
+  const std::string before = Do({"service", "list"});
+  Do({"profile", "delete", "Alarms"});
+  EXPECT_EQ(Ask({"profile", "list"}).size(), 1U);
+  EXPECT_EQ(Do({"service", "list"}), before);
+}
+
+TEST_F(ProfileCommand, WrongNamesAreRefused) {
+  AddService("Pager");
+  Do({"profile", "copy", "Standard", "Alarms"});
+  Refuse({"profile", "copy", "Standard", "ALARMS"}, "there is a profile \"ALARMS\" already");
+  Refuse({"profile", "copy", "Alarm", "New"}, "did you mean \"Alarms\"?");
+  Refuse({"profile", "delete", "Alarm"}, "there is no profile \"Alarm\"");
+  Refuse({"profile", "copy", "Standard", "a\\b"}, "cannot be the name of a profile");
 }
 
 }  // namespace
