@@ -1,8 +1,10 @@
 // mvsms send: the command's options, and what is checked before anything is sent.
+#include <algorithm>
 #include <iostream>
 #include <iterator>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "base/ansi.h"
 #include "cli/commands.h"
@@ -18,6 +20,11 @@ namespace mvsms::cli {
 namespace {
 
 using dispatch::Exit;
+
+struct SendAll {
+  std::vector<std::string> recipients;
+  SendOptions options;  // of each send
+};
 
 // The line end that every tool puts behind its output is no part of the message.
 std::string ReadText(std::istream& in) {
@@ -38,19 +45,19 @@ void CheckOptions(Context& context, const SendOptions& options) {
   }
 }
 
+bool WantsFit(Context& context, const SendOptions& options) {
+  return options.fit.value_or(SettingOrInitial(context, setting::kFit) == "1");
+}
+
 // What the message will lack, or the log; the message goes out all the same.
 void WarnOfLosses(Context& context, const SendOptions& options) {
-  if (!HasAnsiForm(options.text)) {
+  if (!WantsFit(context, options) && !HasAnsiForm(options.text)) {
     context.Warn("the message has characters outside Windows-1252; each is sent as \"?\"");
   }
   if (!options.log.empty() &&
       !context.platform().text_file().Append(AnsiFromUtf8(options.log), "")) {
     context.Warn("cannot write the log " + options.log + "; the message goes out without it");
   }
-}
-
-bool WantsFit(Context& context, const SendOptions& options) {
-  return options.fit.value_or(SettingOrInitial(context, setting::kFit) == "1");
 }
 
 // The sender would find the same log in its settings, but only after the line that begins a send
@@ -63,37 +70,77 @@ void TakeLogOfProfile(Context& context, SendOptions& options) {
 }
 
 // Settings that cannot even be read are no refusal of the message centre.
-bool SettingsServe(Context& context, const SendOptions& options) try {
-  CheckOptions(context, options);
+bool SettingsServe(Context& context, const SendAll& all) try {
+  CheckOptions(context, all.options);
   return true;
 } catch (const UsageError&) {
   throw;
 } catch (const std::exception& error) {
   context.Warn(error.what());
-  RecordUnusable(context, options, error.what());
+  for (const std::string& recipient : all.recipients) {
+    SendOptions options = all.options;
+    options.to = recipient;
+    RecordUnusable(context, options, error.what());
+  }
   return false;
 }
 
-void Run(Context& context, SendOptions& options) {
-  context.exit_code = static_cast<int>(Exit::kSettings);
-  if (!SettingsServe(context, options)) return;
-  if (options.text == "-") options.text = ReadText(context.in);
+int SendTo(Context& context, SendOptions options) {
   const DryRun run{options.to, options.from, options.service, options.text,
                    WantsFit(context, options)};
-  if (options.dry_run) {
-    context.exit_code = PrintDryRun(context, run);
-    return;
-  }
+  if (options.dry_run) return PrintDryRun(context, run);
   if (run.fit) options.text = FitForSend(context, run);
-  TakeLogOfProfile(context, options);
-  WarnOfLosses(context, options);
-  context.exit_code = SendOnce(context, options);
+  return SendOnce(context, options);
+}
+
+// From the best to the worst: what another attempt may cure, what it may double, what it cannot
+// cure, what nobody can cure but who wrote the message or the settings; and the end by a signal.
+constexpr Exit kByWeight[] = {Exit::kAccepted, Exit::kRetry,   Exit::kUnknown,
+                              Exit::kRefused,  Exit::kMessage, Exit::kSettings};
+
+bool ByWeight(int exit_code, int other) {
+  const auto weight = [](int code) {
+    return std::find(std::begin(kByWeight), std::end(kByWeight), static_cast<Exit>(code));
+  };
+  return weight(exit_code) < weight(other);
+}
+
+// One send after the other. After Ctrl-C nobody wants the next one.
+void SendToAll(Context& context, const SendAll& all) {
+  context.exit_code = kExitAccepted;
+  const bool several = all.recipients.size() > 1;
+  context.json_lines = several;
+  bool interrupted = false;
+  for (const std::string& recipient : all.recipients) {
+    SendOptions options = all.options;
+    options.to = recipient;
+    options.one_of_several = several;
+    options.interrupted = &interrupted;
+    if (interrupted) {
+      context.Warn("not sent to " + Printable(recipient));
+      continue;
+    }
+    context.exit_code = std::max(context.exit_code, SendTo(context, options), ByWeight);
+  }
+}
+
+void Run(Context& context, SendAll& all) {
+  SendOptions& options = all.options;
+  context.exit_code = static_cast<int>(Exit::kSettings);
+  if (!SettingsServe(context, all)) return;
+  if (options.text == "-") options.text = TakenAsUtf8(context, "the text", ReadText(context.in));
+  if (!options.dry_run) {
+    TakeLogOfProfile(context, options);
+    WarnOfLosses(context, options);
+  }
+  SendToAll(context, all);
 }
 
 }  // namespace
 
 void AddSendCommand(Command& app, Context& context) {
-  auto options = std::make_shared<SendOptions>();
+  auto all = std::make_shared<SendAll>();
+  SendOptions* const options = &all->options;
   Command* const command = AddCommand(
       app, context, "send", "Send a message and wait until the message centre has taken it",
       "  mvsms send --to 01711234567 \"Pump 3 has stopped\"\n"
@@ -104,16 +151,22 @@ void AddSendCommand(Command& app, Context& context) {
       "76 unknown, for it went out and no answer tells: trying again may deliver it twice;\n"
       "65 the text or the recipient, 78 the settings cannot be used; 2 wrong usage; 130 Ctrl-C\n"
       "and 143 SIGTERM before anything went out. Anything but 0 is explained in one sentence.\n"
+      "Several --to: the worst of 0, 75, 76, 1, 65, 78, which is their order; --json prints one\n"
+      "line for each.\n"
       "Ctrl-C aborts and hangs up; a second one ends the program at once.\n"
       "With --json one object is printed at the end: id, outcome (accepted, refused,\n"
       "unreachable, unknown, unusable), reason, advice, exit_code, result and retry_suggested\n"
       "(as the component has them), aborted, recipient, pieces, service, modem, dialled,\n"
       "started, ended, answer, errors, status (all lines). Passwords are hidden.");
-  command->AddOption("--to", options->to, "The recipient's number")->Required();
+  command
+      ->AddOption("--to", all->recipients,
+                  "The recipient's number; given several times, one send follows the other")
+      ->OneValueEach()
+      ->Required();
   command->AddOption("--from", options->from, "The sender's name or number (UCP only)");
   command->AddOption("--service", options->service,
                      "Message centre (default: by the routes, else DefaultService)");
-  command->AddOption("--log", options->log, "Append the progress to this send log");
+  command->AddOption("--log", options->log, "Append the progress to this send log")->Path();
   command->AddOption("--timeout", options->timeout, "Abort after so many seconds")
       ->TypeName("SECONDS");
   if (ModemsHaveTurns()) {
@@ -129,7 +182,7 @@ void AddSendCommand(Command& app, Context& context) {
                    "Show what would be sent, byte by byte, and call nobody");
   command->AddOption("TEXT", options->text, "The message; \"-\" reads it from standard input")
       ->Required();
-  command->Callback([&context, options] { Run(context, *options); });
+  command->Callback([&context, all] { Run(context, *all); });
 }
 
 }  // namespace mvsms::cli

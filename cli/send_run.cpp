@@ -94,6 +94,7 @@ class SendRun {
     if (!aborted_ && wait_.IsWorthwhileAfter(Report())) Attempt();
     timers.KillTimer(timer);
     signal_ = watch.Signal();
+    if (options_.interrupted != nullptr) *options_.interrupted = signal_ != 0;
   }
 
   void Attempt() {
@@ -199,7 +200,8 @@ class SendRun {
   }
 
   void Explain(const dispatch::Judgement& judgement) {
-    context_.Warn(Printable(judgement.reason + "; " + judgement.advice));
+    const std::string whom = options_.one_of_several ? "to " + options_.to + ": " : "";
+    context_.Warn(Printable(whom + judgement.reason + "; " + judgement.advice));
   }
 
   // What a look at the settings and the devices adds to the advice; "" when nothing does. The send
@@ -208,9 +210,9 @@ class SendRun {
     if (given_up_) return wait_.obstacle();
     ProfileStore store(context_);
     const SendStep step = Report().step;
+    if (step == SendStep::kSettings) return ProfileGaps(context_);
     if (step == SendStep::kRecipient) return HintOnRecipient(store);
     if (step == SendStep::kService) return HintOnService(store);
-    if (step == SendStep::kSettings) return ProfileGaps(context_);
     return step == SendStep::kModem ? HintOnModem() : "";
   } catch (const std::exception&) {
     return "";

@@ -120,8 +120,8 @@ TEST_F(SendCommand, WithoutSettingsItSaysSoAndFails) {
   const Outcome outcome = Run({"send", "--to", "0171", "text"});
   EXPECT_EQ(outcome.exit_code, kExitSettings);
   EXPECT_THAT(outcome.err,
-              AllOf(StartsWith("mvsms: the settings have no default modem or no default service"),
-                    HasSubstr("set both")));
+              HasSubstr("set both: the profile \"Standard\" in " + home_.string() +
+                        " has no DefaultModem and no DefaultService; nothing is set up there"));
   EXPECT_THAT(outcome.out, HasSubstr("End sending message. Result:  Failed"));
 }
 
@@ -129,19 +129,13 @@ TEST_F(SendCommand, QuietPrintsNothingButWhy) {
   const Outcome outcome = Run({"send", "--quiet", "--to", "0171", "text"});
   EXPECT_EQ(outcome.out, "");
   EXPECT_THAT(outcome.err,
-              HasSubstr("set both: the profile \"Standard\" in " + home_.string() +
-                        " has no DefaultModem and no DefaultService; nothing is set up there"));
+              AllOf(StartsWith("mvsms: the settings have no default modem or no default service"),
+                    HasSubstr("set both")));
 }
 
 TEST_F(SendCommand, AnUnknownProfileIsWrongUsageThatNamesThePlace) {
   Refuse({"send", "--profile", "Alarm", "--to", "0171", "text"},
          "there is no profile \"Alarm\" in " + home_.string());
-}
-
-TEST_F(SendCommand, ATimeoutIsANumberOfSeconds) {
-  for (const char* timeout : {"0", "-1", "soon", "86401"}) {
-    Refuse({"send", "--timeout", timeout, "--to", "0171", "text"}, "--timeout");
-  }
 }
 
 TEST_F(SendCommand, AWaitIsANumberOfSeconds) {
@@ -183,6 +177,11 @@ TEST_F(SendCommand, EverySendHasAnIdOfItsOwn) {
   };
   EXPECT_EQ(id().get<std::string>().size(), 32U);
   EXPECT_NE(id(), id());
+  TEST_F(SendCommand, ATimeoutIsANumberOfSeconds) {
+    for (const char* timeout : {"0", "-1", "soon", "86401"}) {
+      Refuse({"send", "--timeout", timeout, "--to", "0171", "text"}, "--timeout");
+    }
+  }
 }
 
 TEST_F(SendCommand, JsonIsOneObjectWithEverything) {
@@ -339,6 +338,19 @@ TEST_F(MessageText, ComesFromStandardInputWithoutItsLastLineEnd) {
 }
 
 TEST_F(MessageText, EmptyIsRefusedBeforeAnythingIsDialled) {
+  // As older programs and terminals write it.
+  TEST_F(MessageText, ThatIsNotUtf8IsTakenAsWindows1252WithAWord) {
+    ExpectLength(7, {"St\xF6rung"});
+    ExpectLength(8, {"-"}, "St\xF6rung\x80\n");
+    const std::string sentence = "is not UTF-8; it is taken as Windows-1252";
+    EXPECT_THAT(Run({"send", "--to", "0171", "St\xF6rung"}).err,
+                AllOf(HasSubstr("mvsms: TEXT " + sentence), Not(HasSubstr("sent as"))));
+    EXPECT_THAT(Run({"send", "--to", "0171", "-"}, "St\xF6rung").err,
+                HasSubstr("mvsms: the text " + sentence));
+    EXPECT_THAT(Run({"send", "--to", "0171", "Störung \xEF\xBF\xBD"}).err,
+                Not(HasSubstr(sentence)));
+  }
+
   for (const char* text : {"  ", "", "-"}) {
     const Outcome outcome = Run({"send", "--to", "0171", text}, "\n");
     EXPECT_EQ(outcome.exit_code, kExitMessage);
@@ -358,6 +370,44 @@ TEST_F(LogCommand, WithoutALogItSaysHowToGetOne) {
   Refuse({"log"}, "config set WriteLogfile 1", kExitFailed);
   Refuse({"log", "--file", Path("none.log")}, "none.log", kExitFailed);
   Refuse({"log", "--file", home_.string()}, "cannot read the send log", kExitFailed);
+}
+
+// --- several recipients
+
+class SeveralRecipients : public MessageText {};
+
+TEST_F(SeveralRecipients, EachHasASendOfItsOwnWithItsOwnOutcome) {
+  const Outcome outcome = Run({"send", "--quiet", "--to", "0171", "--to", "Karl", "ab"});
+  EXPECT_EQ(outcome.exit_code, kExitMessage);
+  EXPECT_THAT(outcome.err, AllOf(HasSubstr("mvsms: to 0171: "), HasSubstr("too long"),
+                                 HasSubstr("mvsms: to Karl: "), HasSubstr("invalid characters")));
+}
+
+TEST_F(SeveralRecipients, TheWorstOutcomeIsTheExitCode) {
+  const auto code = [this](const std::vector<std::string>& recipients) {
+    std::vector<std::string> line{"send", "--quiet"};
+    for (const std::string& recipient : recipients) line.insert(line.end(), {"--to", recipient});
+    line.push_back("a");
+    return Run(line).exit_code;
+  };
+  EXPECT_EQ(code({"0171", "0172"}), kExitRetry);  // nothing listens there
+  EXPECT_EQ(code({"0171", "Karl", "0172"}), kExitMessage);
+  EXPECT_EQ(code({"Karl", "0171"}), kExitMessage);
+}
+
+TEST_F(SeveralRecipients, JsonIsOneLineForEachAndStaysOneObjectForOne) {
+  const Outcome both = Run({"send", "--json", "--to", "0171", "--to", "0172", "ab"});
+  std::istringstream lines(both.out);
+  std::string line;
+  std::vector<std::string> recipients;
+  while (std::getline(lines, line)) recipients.push_back(Json::parse(line)["recipient"]);
+  EXPECT_EQ(recipients, (std::vector<std::string>{"0171", "0172"}));
+  EXPECT_THAT(Run({"send", "--json", "--to", "0171", "ab"}).out, StartsWith("{\n"));
+}
+
+TEST_F(SeveralRecipients, EachIsShownByADryRun) {
+  const std::string out = Run({"send", "--dry-run", "--to", "0171", "--to", "0172", "a"}).out;
+  EXPECT_THAT(out, AllOf(HasSubstr("recipient  0171"), HasSubstr("recipient  0172")));
 }
 
 TEST_F(LogCommand, PrintsTheLogInUtf8WithControlCharactersNamed) {
