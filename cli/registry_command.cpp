@@ -13,6 +13,7 @@
 #include "base/ansi.h"
 #include "cli/commands.h"
 #include "cli/json.h"
+#include "cli/json_file.h"
 #include "cli/registry_tree.h"
 #include "cli/store.h"
 #include "cli/system.h"
@@ -97,19 +98,9 @@ void Export(Context& context, const ExportOptions& options) {
 }
 
 Json Load(Context& context, const std::string& path) {
-  std::ifstream file;
-  if (path != "-") {
-    if (is_directory(FilePath(path))) throw Failure("cannot read " + path + ": it is a folder");
-    // Opening a pipe may wait for ever for somebody to write into it.
-    if (exists(FilePath(path)) && !is_regular_file(FilePath(path))) {
-      throw Failure("cannot read " + path + ": it is not a file; - reads standard input");
-    }
-    file.open(FilePath(path), std::ios::binary);
-    if (!file) throw Failure("cannot read " + path);
-  }
-  Json json = Json::parse(path == "-" ? context.in : file, nullptr, false);
-  if (json.is_discarded() || !json.is_object() || !json.contains("tree") ||
-      json.value("format", Json()) != kFormat || json.value("version", Json()) != 1) {
+  Json json = ReadJson(context, path);
+  if (!json.is_object() || !json.contains("tree") || json.value("format", Json()) != kFormat ||
+      json.value("version", Json()) != 1) {
     throw UsageError(path + " is not a file of 'mvsms registry export'");
   }
   return json;

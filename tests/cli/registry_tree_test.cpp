@@ -142,10 +142,14 @@ TEST_F(RegistryCommand, AFileThatIsNoExportChangesNothing) {
   Refuse({"registry", "import", Path("none.json")}, "none.json", kExitFailed);
   Refuse({"registry", "import", home_.string()}, "it is a folder", kExitFailed);
   for (const char* text :
-       {"", "not json", "{}", R"({"format": "mvsms registry", "version": 2, "tree": {}})",
+       {"{}", R"({"format": "mvsms registry", "version": 2, "tree": {}})",
         R"({"format": "other", "version": 1, "tree": {}})", R"({"format": 1, "version": "1"})"}) {
     std::ofstream(Path("bad.json")) << text;
     Refuse({"registry", "import", Path("bad.json")}, "is not a file of 'mvsms registry export'");
+  }
+  for (const char* text : {"", "not json", "{"}) {
+    std::ofstream(Path("bad.json")) << text;
+    Refuse({"registry", "import", Path("bad.json")}, "bad.json is not JSON: parse error at line 1");
   }
   std::ofstream(Path("bad.json")) << R"({"format": "mvsms registry", "version": 1, "tree":
       {"keys": {"Standard": {"values": {"Retries": 9, "Broken": true}}}}})";

@@ -1,0 +1,371 @@
+// See state_document.h.
+#include "cli/posix/state_document.h"
+
+#include <algorithm>
+#include <map>
+#include <optional>
+#include <set>
+#include <span>
+#include <string>
+#include <utility>
+
+#include "base/ansi.h"
+#include "cli/json.h"
+#include "cli/posix/modem_options.h"
+#include "cli/posix/state.h"
+#include "cli/setting_rules.h"
+#include "cli/store.h"
+#include "engine/settings.h"
+
+namespace mvsms::cli {
+namespace {
+
+constexpr char kFormat[] = "mvsms state";
+constexpr int kVersion = 1;
+constexpr char kModems[] = "modems";
+constexpr char kProfiles[] = "profiles";
+constexpr char kSettings[] = "settings";
+constexpr char kServices[] = "services";
+constexpr char kRoutes[] = "routes";
+
+// --- reading the state
+
+Json ValueOf(const ValueInfo& info, const std::string& ansi) {
+  if (info.kind != ValueKind::kText && IsWholeNumber(ansi)) return std::stoll(ansi);
+  return Utf8FromAnsi(ansi);
+}
+
+// The values that somebody has set; an empty text is none.
+Json ValuesOf(ProfileStore& store, const std::string& key, std::span<const ValueInfo> values,
+              Passwords passwords) {
+  Json json = Json::object();
+  for (const ValueInfo& info : values) {
+    const std::string text = store.Get(key, info);
+    const bool shown = !info.secret || passwords == Passwords::kIncluded;
+    if (!text.empty() && shown) json[info.name] = ValueOf(info, text);
+  }
+  return json;
+}
+
+Json ServicesOf(ProfileStore& store, Passwords passwords) {
+  Json json = Json::object();
+  for (const std::string& name : store.Services()) {
+    json[Utf8FromAnsi(name)] = ValuesOf(store, store.Service(name), kServiceValues, passwords);
+  }
+  return json;
+}
+
+Json RoutesOf(ProfileStore& store) {
+  Json json = Json::object();
+  for (const std::string& prefix : store.Routes()) {
+    json[Utf8FromAnsi(prefix)] = Utf8FromAnsi(store.Get(store.Route(prefix), setting::kUseService));
+  }
+  return json;
+}
+
+Json ModemsOf(Context& context) {
+  Json json = Json::object();
+  for (const posix::LineConfig& line : Lines(context).List()) {
+    Json modem = ToJson(line);
+    modem.erase("name");
+    json[Utf8FromAnsi(line.name)] = modem;
+  }
+  return json;
+}
+
+// --- writing it
+
+// A mistake whose place was told already.
+class Misplaced : public UsageError {
+  using UsageError::UsageError;
+};
+
+// A member of the document with its place in it.
+class Part {
+ public:
+  Part(const Json& json, std::string place) : json_(json), place_(std::move(place)) {}
+
+  const Json& json() const { return json_; }
+  [[noreturn]] void Refuse(const std::string& why) const {
+    throw Misplaced((place_.empty() ? "the document" : place_) + ": " + why);
+  }
+  bool Has(const char* name) const { return json_.contains(name); }
+
+  /// Its members, in the document's order; it must be an object.
+  std::vector<std::pair<std::string, Part>> Members() const {
+    if (!json_.is_object()) Refuse("an object is wanted here");
+    std::vector<std::pair<std::string, Part>> members;
+    for (const auto& [name, value] : json_.items()) {
+      members.emplace_back(name, Part(value, place_ + "/" + Escaped(name)));
+    }
+    return members;
+  }
+  /// The member of this name; an empty object when there is none.
+  Part Member(const char* name) const {
+    static const Json kNone = Json::object();
+    const auto found = json_.find(name);
+    return Part(found == json_.end() ? kNone : *found, place_ + "/" + name);
+  }
+  /// Refuses members of any other name.
+  void Allow(const std::set<std::string>& names) const {
+    for (const auto& [name, member] : Members()) {
+      if (names.count(name) > 0) continue;
+      std::string all;
+      for (const std::string& allowed : names) all += (all.empty() ? "" : ", ") + allowed;
+      member.Refuse("there is no such name here; there are " + all);
+    }
+  }
+  /// A text, or a whole number as one.
+  std::string Text() const {
+    if (json_.is_string()) return json_.get<std::string>();
+    if (json_.is_number_integer()) return json_.dump();
+    Refuse("a text or a whole number is wanted here");
+  }
+
+  /// Runs what may refuse the part, and says where it stands.
+  template <typename Action>
+  auto Do(Action action) const {
+    try {
+      return action();
+    } catch (const Misplaced&) {
+      throw;
+    } catch (const UsageError& error) {
+      Refuse(error.what());
+    }
+  }
+
+ private:
+  static std::string Escaped(const std::string& name) {
+    std::string text;
+    for (const char c : name) text += c == '~' ? "~0" : c == '/' ? "~1" : std::string(1, c);
+    return Printable(text);
+  }
+
+  const Json& json_;
+  std::string place_;
+};
+
+std::set<std::string> Folded(const Part& part) {
+  std::set<std::string> names;
+  for (const auto& [name, member] : part.Members()) names.insert(FoldCase(AnsiFromUtf8(name)));
+  return names;
+}
+
+// The values of a key that differ from what is stored, checked.
+SettingValues Changes(Context& context, ProfileStore& store, const std::string& key,
+                      std::span<const ValueInfo> values, const Part& part) {
+  SettingValues changes;
+  for (const auto& [name, member] : part.Members()) {
+    const auto change =
+        member.Do([&, &name = name,
+                   &member = member]() -> std::optional<std::pair<ValueInfo, RegistryValue>> {
+          const ValueInfo& info = FindValue(values, name);
+          const std::string text = member.Text();
+          if (Utf8FromAnsi(store.Get(key, info)) == text) return {};
+          return std::pair{info, CheckedValue(context, store, info, text)};
+        });
+    if (change) changes.push_back(*change);
+  }
+  return changes;
+}
+
+SettingValues BlankService() {
+  SettingValues values;
+  for (const ValueInfo& info : kServiceValues) values.emplace_back(info, InitialValue(info));
+  return values;
+}
+
+bool Names(const Part& part, const ValueInfo& info) {
+  const auto members = part.Members();
+  return std::any_of(members.begin(), members.end(), [&](const auto& member) {
+    return FoldCase(AnsiFromUtf8(member.first)) == FoldCase(info.name);
+  });
+}
+
+void WriteService(Context& context, ProfileStore& store, const std::string& key, const Part& part,
+                  bool prune) {
+  const bool is_new = !store.Exists(key);
+  if (is_new) store.Set(key, BlankService());
+  for (const ValueInfo& info : kServiceValues) {
+    const bool unnamed = prune && !is_new && !info.secret && !Names(part, info);
+    if (unnamed) store.Set(key, {{info, InitialValue(info)}});
+  }
+  store.Set(key, Changes(context, store, key, kServiceValues, part));
+}
+
+void WriteServices(Context& context, ProfileStore& store, const Part& services, bool prune) {
+  for (const auto& [name, part] : services.Members()) {
+    const std::string service = part.Do([&, &utf8 = name] { return KeyName("service", utf8); });
+    WriteService(context, store, store.Service(service), part, prune);
+  }
+}
+
+std::string RoutePrefix(const std::string& utf8) {
+  std::string prefix = KeyName("route", utf8);
+  if (prefix.find_first_not_of("0123456789") != std::string::npos) {
+    throw UsageError("a prefix must be digits, with 00 for the international \"+\"");
+  }
+  return prefix;
+}
+
+void WriteRoutes(Context& context, ProfileStore& store, const Part& routes) {
+  for (const auto& [name, part] : routes.Members()) {
+    part.Do([&, &prefix = name, &route = part] {
+      const std::string stored = store.Route(KeyName("route", prefix));
+      if (store.Exists(stored) &&
+          Utf8FromAnsi(store.Get(stored, setting::kUseService)) == route.Text()) {
+        return;
+      }
+      store.Set(store.Route(RoutePrefix(prefix)),
+                {{setting::kUseService,
+                  CheckedValue(context, store, setting::kUseService, route.Text())}});
+    });
+  }
+}
+
+void PruneKeys(ProfileStore& store, const Part& profile, const char* list,
+               const std::vector<std::string>& names,
+               std::string (ProfileStore::*key)(const std::string&) const) {
+  if (!profile.Has(list)) return;
+  const std::set<std::string> kept = Folded(profile.Member(list));
+  for (const std::string& name : names) {
+    if (kept.count(FoldCase(name)) == 0) store.Delete((store.*key)(name));
+  }
+}
+
+void PruneProfile(ProfileStore& store, const Part& profile) {
+  PruneKeys(store, profile, kRoutes, store.Routes(), &ProfileStore::Route);
+  PruneKeys(store, profile, kServices, store.Services(), &ProfileStore::Service);
+  if (!profile.Has(kSettings)) return;
+  for (const ValueInfo& info : kGlobalValues) {
+    if (!Names(profile.Member(kSettings), info)) store.Unset(info);
+  }
+}
+
+void WriteProfile(Context& context, const std::string& name, const Part& profile, bool prune) {
+  profile.Allow({kSettings, kServices, kRoutes});
+  ProfileStore store = profile.Do([&] { return ProfileStore(context, name); });
+  WriteServices(context, store, profile.Member(kServices), prune);
+  WriteRoutes(context, store, profile.Member(kRoutes));
+  const Part settings = profile.Member(kSettings);
+  for (const auto& [info, value] : Changes(context, store, store.key(), kGlobalValues, settings)) {
+    store.Set(info, value);
+  }
+  if (prune) PruneProfile(store, profile);
+}
+
+using LineOption = std::optional<std::string> LineOptions::*;
+const std::map<std::string, LineOption> kLineOptions = {
+    {"kind", &LineOptions::kind},   {"device", &LineOptions::device},
+    {"init", &LineOptions::init},   {"dial", &LineOptions::dial},
+    {"speed", &LineOptions::speed}, {"framing", &LineOptions::framing},
+    {"flow", &LineOptions::flow}};
+
+// The device need not be there: the same document may come before the modem.
+LineOptions OptionsOf(const Part& modem) {
+  std::set<std::string> names;
+  for (const auto& [name, option] : kLineOptions) names.insert(name);
+  modem.Allow(names);
+  LineOptions options;
+  options.force = true;
+  for (const auto& [name, value] : modem.Members()) options.*kLineOptions.at(name) = value.Text();
+  return options;
+}
+
+void WriteModem(Context& context, const std::string& name, const Part& part) {
+  part.Do([&] {
+    CheckModemName(name);
+    const auto stored = Lines(context).Find(AnsiFromUtf8(name));
+    posix::LineConfig line;
+    line.name = AnsiFromUtf8(name);
+    if (!stored && !part.Has("kind")) part.Refuse("a new modem needs its kind");
+    Json before = stored ? ToJson(*stored) : Json::object();
+    before.erase("name");
+    if (before == part.json()) return;
+    Lines(context).Put(WithOptions(stored.value_or(line), OptionsOf(part)));
+  });
+}
+
+void PruneModems(Context& context, const Part& modems) {
+  for (const posix::LineConfig& line : Lines(context).List()) {
+    if (!modems.Has(Utf8FromAnsi(line.name).c_str())) Lines(context).Delete(line.name);
+  }
+}
+
+void PruneProfiles(Context& context, const Part& profiles) {
+  const std::set<std::string> kept = Folded(profiles);
+  for (const std::string& name : ProfileNames(context)) {
+    if (kept.count(FoldCase(name)) > 0) continue;
+    ProfileStore store(context, Utf8FromAnsi(name));
+    store.Delete(store.key());
+  }
+}
+
+void CheckHead(const Part& document) {
+  document.Allow({"format", "version", kModems, kProfiles});
+  if (document.Has("format") && document.json()["format"] != kFormat) {
+    document.Member("format").Refuse(std::string("\"") + kFormat + "\" is wanted here");
+  }
+  if (document.Has("version") && document.json()["version"] != kVersion) {
+    document.Member("version").Refuse("this program knows version 1 only");
+  }
+}
+
+bool IsSecret(const std::string& place) {
+  const std::string name = place.substr(place.rfind('/') + 1);
+  return std::any_of(kServiceValues.begin(), kServiceValues.end(),
+                     [&](const ValueInfo& info) { return info.secret && info.name == name; });
+}
+
+// A value as JSON; "" where there is none. Of an object without members there is null.
+std::string Raw(const Json& flat, const std::string& place) {
+  const auto found = flat.find(place);
+  return found == flat.end() || found->is_null() ? "" : found->dump();
+}
+
+std::string Shown(const Json& flat, const std::string& place) {
+  const std::string raw = Raw(flat, place);
+  return raw.empty() || !IsSecret(place) ? raw : std::string("\"") + kHiddenPassword + "\"";
+}
+
+}  // namespace
+
+Json StateDocument(Context& context, Passwords passwords) {
+  CheckReadable(context);
+  Json profiles = Json::object();
+  for (const std::string& name : ProfileNames(context)) {
+    ProfileStore store(context, Utf8FromAnsi(name));
+    profiles[Utf8FromAnsi(name)] = {
+        {kSettings, ValuesOf(store, store.key(), kGlobalValues, passwords)},
+        {kServices, ServicesOf(store, passwords)},
+        {kRoutes, RoutesOf(store)}};
+  }
+  return {{"format", kFormat},
+          {"version", kVersion},
+          {kModems, ModemsOf(context)},
+          {kProfiles, profiles}};
+}
+
+void WriteState(Context& context, const Json& document, bool prune) {
+  const Part whole(document, "");
+  CheckHead(whole);
+  const Part modems = whole.Member(kModems), profiles = whole.Member(kProfiles);
+  for (const auto& [name, part] : modems.Members()) WriteModem(context, name, part);
+  for (const auto& [name, part] : profiles.Members()) WriteProfile(context, name, part, prune);
+  if (prune && whole.Has(kProfiles)) PruneProfiles(context, profiles);
+  if (prune && whole.Has(kModems)) PruneModems(context, modems);
+}
+
+std::vector<Difference> Differences(const Json& before, const Json& after) {
+  const Json old_values = before.flatten(), new_values = after.flatten();
+  Json places = new_values;
+  places.update(old_values);
+  std::vector<Difference> differences;
+  for (const auto& [place, value] : places.items()) {
+    const Difference difference{place, Shown(old_values, place), Shown(new_values, place)};
+    if (Raw(old_values, place) != Raw(new_values, place)) differences.push_back(difference);
+  }
+  return differences;
+}
+
+}  // namespace mvsms::cli
