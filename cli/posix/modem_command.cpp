@@ -109,6 +109,17 @@ void TakePoolOptions(Context& context, const LineOptions& options, LineConfig& l
   }
 }
 
+/// A member that is no modem any more would leave its pool one short.
+void RequireNoPoolOf(Context& context, const std::string& modem) {
+  for (const LineConfig& line : Lines(context).List()) {
+    const auto& members = line.members;
+    if (std::find(members.begin(), members.end(), modem) == members.end()) continue;
+    const std::string pool = Utf8FromAnsi(line.name);
+    throw UsageError("\"" + Utf8FromAnsi(modem) + "\" is a member of the pool \"" + pool +
+                     "\"; 'mvsms modem set \"" + pool + "\" --members' names others");
+  }
+}
+
 std::vector<std::string> MemberNames(const LineConfig& pool) {
   std::vector<std::string> names;
   for (const std::string& member : pool.members) names.push_back(Utf8FromAnsi(member));
@@ -143,6 +154,18 @@ LineConfig WithOptions(Context& context, LineConfig line, const LineOptions& opt
   if (line.kind == LineKind::kHayes) TakeHayesOptions(options, line);
   if (line.kind == LineKind::kPool) TakePoolOptions(context, options, line);
   return line;
+}
+
+LineConfig PutModem(Context& context, const LineOptions& options, const LineConfig& before) {
+  LineConfig line = WithOptions(context, before, options);
+  if (line.kind != LineKind::kHayes) RequireNoPoolOf(context, line.name);
+  Lines(context).Put(line);
+  return line;
+}
+
+void DeleteModem(Context& context, const std::string& name) {
+  RequireNoPoolOf(context, name);
+  Lines(context).Delete(name);
 }
 
 Json ToJson(const LineConfig& line) {
@@ -188,22 +211,8 @@ void WarnOfSpeed(Context& context, const LineOptions& options, const LineConfig&
   context.Warn(*options.speed + " bit/s is no usual speed: the modem may not follow it");
 }
 
-/// A member that is no modem any more would leave its pool one short.
-void RequireNoPoolOf(Context& context, const std::string& modem) {
-  for (const LineConfig& line : Lines(context).List()) {
-    const auto& members = line.members;
-    if (std::find(members.begin(), members.end(), modem) == members.end()) continue;
-    const std::string pool = Utf8FromAnsi(line.name);
-    throw UsageError("\"" + Utf8FromAnsi(modem) + "\" is a member of the pool \"" + pool +
-                     "\"; 'mvsms modem set \"" + pool + "\" --members' names others");
-  }
-}
-
 void Put(Context& context, const LineOptions& options, const LineConfig& before) {
-  const LineConfig line = WithOptions(context, before, options);
-  if (line.kind != LineKind::kHayes) RequireNoPoolOf(context, line.name);
-  Lines(context).Put(line);
-  WarnOfSpeed(context, options, line);
+  WarnOfSpeed(context, options, PutModem(context, options, before));
 }
 
 void Add(Context& context, const LineOptions& options) {
@@ -285,9 +294,8 @@ void WarnOfUses(Context& context, const std::string& modem) {
 
 void Delete(Context& context, const std::string& name) {
   const std::string modem = Existing(context, name).name;
-  RequireNoPoolOf(context, modem);
+  DeleteModem(context, modem);
   WarnOfUses(context, modem);
-  Lines(context).Delete(modem);
 }
 
 // What names the modem in the profile follows.

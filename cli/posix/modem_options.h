@@ -24,6 +24,14 @@ void CheckModemName(const std::string& name);
 /// pool must be there.
 posix::LineConfig WithOptions(Context& context, posix::LineConfig line, const LineOptions& options);
 
+/// Stores `before` with the options, and returns it. A UsageError, too, for a member of a pool that
+/// would be no hayes modem any more.
+posix::LineConfig PutModem(Context& context, const LineOptions& options,
+                           const posix::LineConfig& before);
+
+/// Deletes a modem. A UsageError when it is a member of a pool.
+void DeleteModem(Context& context, const std::string& name);
+
 /// The options by their names, as a document has them.
 Json ToJson(const posix::LineConfig& line);
 

@@ -121,6 +121,15 @@ class Part {
     if (json_.is_number_integer()) return json_.dump();
     Refuse("a text or a whole number is wanted here");
   }
+  /// A list of texts, with commas between them, as options have it.
+  std::string List() const {
+    std::string list;
+    for (const Json& item : json_) {
+      if (!json_.is_array() || !item.is_string()) Refuse("a list of texts is wanted here");
+      list += (list.empty() ? "" : ",") + item.get<std::string>();
+    }
+    return list;
+  }
 
   /// Runs what may refuse the part, and says where it stands.
   template <typename Action>
@@ -237,7 +246,7 @@ void PruneProfile(ProfileStore& store, const Part& profile) {
   PruneKeys(store, profile, kRoutes, store.Routes(), &ProfileStore::Route);
   PruneKeys(store, profile, kServices, store.Services(), &ProfileStore::Service);
   if (!profile.Has(kSettings)) return;
-  for (const ValueInfo& info : kGlobalValues) {
+  for (const ValueInfo& info : kProfileValues) {
     if (!Names(profile.Member(kSettings), info)) store.Unset(info);
   }
 }
@@ -248,18 +257,21 @@ void WriteProfile(Context& context, const std::string& name, const Part& profile
   WriteServices(context, store, profile.Member(kServices), prune);
   WriteRoutes(context, store, profile.Member(kRoutes));
   const Part settings = profile.Member(kSettings);
-  for (const auto& [info, value] : Changes(context, store, store.key(), kGlobalValues, settings)) {
+  for (const auto& [info, value] : Changes(context, store, store.key(), kProfileValues, settings)) {
     store.Set(info, value);
   }
   if (prune) PruneProfile(store, profile);
 }
+
+constexpr char kMembers[] = "members";
 
 using LineOption = std::optional<std::string> LineOptions::*;
 const std::map<std::string, LineOption> kLineOptions = {
     {"kind", &LineOptions::kind},   {"device", &LineOptions::device},
     {"init", &LineOptions::init},   {"dial", &LineOptions::dial},
     {"speed", &LineOptions::speed}, {"framing", &LineOptions::framing},
-    {"flow", &LineOptions::flow}};
+    {"flow", &LineOptions::flow},   {kMembers, &LineOptions::members},
+    {"rest", &LineOptions::rest}};
 
 // The device need not be there: the same document may come before the modem.
 LineOptions OptionsOf(const Part& modem) {
@@ -268,7 +280,9 @@ LineOptions OptionsOf(const Part& modem) {
   modem.Allow(names);
   LineOptions options;
   options.force = true;
-  for (const auto& [name, value] : modem.Members()) options.*kLineOptions.at(name) = value.Text();
+  for (const auto& [name, value] : modem.Members()) {
+    options.*kLineOptions.at(name) = name == kMembers ? value.List() : value.Text();
+  }
   return options;
 }
 
@@ -282,13 +296,26 @@ void WriteModem(Context& context, const std::string& name, const Part& part) {
     Json before = stored ? ToJson(*stored) : Json::object();
     before.erase("name");
     if (before == part.json()) return;
-    Lines(context).Put(WithOptions(stored.value_or(line), OptionsOf(part)));
+    PutModem(context, OptionsOf(part), stored.value_or(line));
   });
 }
 
+// Pools come after their members, wherever the document has them.
+void WriteModems(Context& context, const Part& modems) {
+  for (const bool pools : {false, true}) {
+    for (const auto& [name, part] : modems.Members()) {
+      if (part.Has(kMembers) == pools) WriteModem(context, name, part);
+    }
+  }
+}
+
+// Pools go before their members.
 void PruneModems(Context& context, const Part& modems) {
-  for (const posix::LineConfig& line : Lines(context).List()) {
-    if (!modems.Has(Utf8FromAnsi(line.name).c_str())) Lines(context).Delete(line.name);
+  for (const bool pools : {true, false}) {
+    for (const posix::LineConfig& line : Lines(context).List()) {
+      if ((line.kind == posix::LineKind::kPool) != pools) continue;
+      if (!modems.Has(Utf8FromAnsi(line.name).c_str())) DeleteModem(context, line.name);
+    }
   }
 }
 
@@ -336,7 +363,7 @@ Json StateDocument(Context& context, Passwords passwords) {
   for (const std::string& name : ProfileNames(context)) {
     ProfileStore store(context, Utf8FromAnsi(name));
     profiles[Utf8FromAnsi(name)] = {
-        {kSettings, ValuesOf(store, store.key(), kGlobalValues, passwords)},
+        {kSettings, ValuesOf(store, store.key(), kProfileValues, passwords)},
         {kServices, ServicesOf(store, passwords)},
         {kRoutes, RoutesOf(store)}};
   }
@@ -350,7 +377,7 @@ void WriteState(Context& context, const Json& document, bool prune) {
   const Part whole(document, "");
   CheckHead(whole);
   const Part modems = whole.Member(kModems), profiles = whole.Member(kProfiles);
-  for (const auto& [name, part] : modems.Members()) WriteModem(context, name, part);
+  WriteModems(context, modems);
   for (const auto& [name, part] : profiles.Members()) WriteProfile(context, name, part, prune);
   if (prune && whole.Has(kProfiles)) PruneProfiles(context, profiles);
   if (prune && whole.Has(kModems)) PruneModems(context, modems);

@@ -95,8 +95,11 @@ std::string FirstSteps() {
 }
 
 void AddSystemCommands(Command& app, Context& context) {
+  AddSetupCommand(app, context);
   AddModemCommand(app, context);
   AddJournalCommand(app, context);
+
+  AddApplyCommand(app, context);
   AddCentreCommand(app, context.exit_code);
   AddDemoCommand(app, context);
 }

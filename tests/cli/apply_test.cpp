@@ -169,6 +169,20 @@ TEST_F(ApplyCommand, MistakesAreToldWithTheirPlaceAndStoreNothing) {
   RefuseDocument(R"({"modems": {}, "modems": {}})", "the name \"modems\" stands twice");
 }
 
+TEST_F(ApplyCommand, PoolsComeAfterTheirMembersAndGoBeforeThem) {
+  constexpr char kPool[] = R"({"modems": {
+      "Pool": {"kind": "pool", "members": ["B", "A"], "rest": 5},
+      "A": {"kind": "hayes", "device": "/dev/ttyA"}, "B": {"kind": "hayes", "device": "/dev/ttyB"}}})";
+  EXPECT_EQ(Apply(kPool).exit_code, kExitAccepted);
+  EXPECT_EQ(Ask({"modem", "show", "Pool"})["members"], (Json{"B", "A"}));
+  ExpectNoChange(Exported(), {"--prune"});
+  RefuseDocument(R"({"modems": {"Pool": {"members": ["A", "C"]}}})", "there is no modem \"C\"");
+  RefuseDocument(R"({"modems": {"Pool": {"members": "A"}}})", "/modems/Pool/members: a list of");
+  RefuseDocument(R"({"modems": {"A": {"kind": "tcp"}}})", "is a member of the pool \"Pool\"");
+  EXPECT_EQ(Apply(R"({"modems": {"A": {"kind": "hayes"}}})", {"--prune"}).exit_code, kExitAccepted);
+  EXPECT_EQ(Ask({"modem", "list"}).size(), 1U);
+}
+
 TEST_F(ApplyCommand, NeedsAFileOrAQuestionForTheState) {
   Refuse({"apply"}, "name the FILE");
   Refuse({"apply", "--export", "--prune"}, "--export");

@@ -80,7 +80,13 @@ TEST_F(CommandLine, EveryHelpHasAnExample) {
                                              {"service", "delete"},
                                              {"route", "test"},
                                              {"registry", "export"},
-                                             {"registry", "import"}}) {
+                                             {"registry", "import"},
+                                             {"profile", "copy"},
+                                             {"service", "rename"},
+                                             {"modem", "rename"},
+                                             {"config", "unset"},
+                                             {"apply"},
+                                             {"setup"}}) {
     auto help = line;
     help.push_back("--help");
     std::string command = "  mvsms";
@@ -171,17 +177,18 @@ TEST_F(SendCommand, ATextWhereANumberBelongsIsToldAsTheReason) {
               HasSubstr("ShowStatus holds the text \"abc\" where a number belongs"));
 }
 
+TEST_F(SendCommand, ATimeoutIsANumberOfSeconds) {
+  for (const char* timeout : {"0", "-1", "soon", "86401"}) {
+    Refuse({"send", "--timeout", timeout, "--to", "0171", "text"}, "--timeout");
+  }
+}
+
 TEST_F(SendCommand, EverySendHasAnIdOfItsOwn) {
   const auto id = [this] {
     return Json::parse(Run({"send", "--json", "--to", "0171", "text"}).out)["id"];
   };
   EXPECT_EQ(id().get<std::string>().size(), 32U);
   EXPECT_NE(id(), id());
-  TEST_F(SendCommand, ATimeoutIsANumberOfSeconds) {
-    for (const char* timeout : {"0", "-1", "soon", "86401"}) {
-      Refuse({"send", "--timeout", timeout, "--to", "0171", "text"}, "--timeout");
-    }
-  }
 }
 
 TEST_F(SendCommand, JsonIsOneObjectWithEverything) {
@@ -332,25 +339,24 @@ TEST_F(MessageText, ThatLosesCharactersIsWarnedOf) {
   EXPECT_THAT(Run({"send", "--to", "0171", "Größe €"}).err, Not(HasSubstr(sentence)));
 }
 
+// As older programs and terminals write it.
+TEST_F(MessageText, ThatIsNotUtf8IsTakenAsWindows1252WithAWord) {
+  ExpectLength(7, {"St\xF6rung"});
+  ExpectLength(8, {"-"}, "St\xF6rung\x80\n");
+  const std::string sentence = "is not UTF-8; it is taken as Windows-1252";
+  EXPECT_THAT(Run({"send", "--to", "0171", "St\xF6rung"}).err,
+              AllOf(HasSubstr("mvsms: TEXT " + sentence), Not(HasSubstr("sent as"))));
+  EXPECT_THAT(Run({"send", "--to", "0171", "-"}, "St\xF6rung").err,
+              HasSubstr("mvsms: the text " + sentence));
+  EXPECT_THAT(Run({"send", "--to", "0171", "Störung \xEF\xBF\xBD"}).err, Not(HasSubstr(sentence)));
+}
+
 TEST_F(MessageText, ComesFromStandardInputWithoutItsLastLineEnd) {
   ExpectLength(8, {"-"}, "from far\n");
   ExpectLength(4, {"-"}, "a\r\nb\r\n");
 }
 
 TEST_F(MessageText, EmptyIsRefusedBeforeAnythingIsDialled) {
-  // As older programs and terminals write it.
-  TEST_F(MessageText, ThatIsNotUtf8IsTakenAsWindows1252WithAWord) {
-    ExpectLength(7, {"St\xF6rung"});
-    ExpectLength(8, {"-"}, "St\xF6rung\x80\n");
-    const std::string sentence = "is not UTF-8; it is taken as Windows-1252";
-    EXPECT_THAT(Run({"send", "--to", "0171", "St\xF6rung"}).err,
-                AllOf(HasSubstr("mvsms: TEXT " + sentence), Not(HasSubstr("sent as"))));
-    EXPECT_THAT(Run({"send", "--to", "0171", "-"}, "St\xF6rung").err,
-                HasSubstr("mvsms: the text " + sentence));
-    EXPECT_THAT(Run({"send", "--to", "0171", "Störung \xEF\xBF\xBD"}).err,
-                Not(HasSubstr(sentence)));
-  }
-
   for (const char* text : {"  ", "", "-"}) {
     const Outcome outcome = Run({"send", "--to", "0171", text}, "\n");
     EXPECT_EQ(outcome.exit_code, kExitMessage);
@@ -362,14 +368,6 @@ TEST_F(MessageText, ANumberThatIsNoneIsNamed) {
   const Outcome outcome = Run({"send", "--to", "Karl", "x"});
   EXPECT_EQ(outcome.exit_code, kExitMessage);
   EXPECT_THAT(outcome.err, HasSubstr("The recipient address contains invalid characters: Karl"));
-}
-
-// --- log
-
-TEST_F(LogCommand, WithoutALogItSaysHowToGetOne) {
-  Refuse({"log"}, "config set WriteLogfile 1", kExitFailed);
-  Refuse({"log", "--file", Path("none.log")}, "none.log", kExitFailed);
-  Refuse({"log", "--file", home_.string()}, "cannot read the send log", kExitFailed);
 }
 
 // --- several recipients
@@ -408,6 +406,14 @@ TEST_F(SeveralRecipients, JsonIsOneLineForEachAndStaysOneObjectForOne) {
 TEST_F(SeveralRecipients, EachIsShownByADryRun) {
   const std::string out = Run({"send", "--dry-run", "--to", "0171", "--to", "0172", "a"}).out;
   EXPECT_THAT(out, AllOf(HasSubstr("recipient  0171"), HasSubstr("recipient  0172")));
+}
+
+// --- log
+
+TEST_F(LogCommand, WithoutALogItSaysHowToGetOne) {
+  Refuse({"log"}, "config set WriteLogfile 1", kExitFailed);
+  Refuse({"log", "--file", Path("none.log")}, "none.log", kExitFailed);
+  Refuse({"log", "--file", home_.string()}, "cannot read the send log", kExitFailed);
 }
 
 TEST_F(LogCommand, PrintsTheLogInUtf8WithControlCharactersNamed) {
