@@ -67,10 +67,6 @@ bool IsUtf8(const std::string& text);
 /// taken as that, with a word on the error stream. `what` it is stands in that sentence.
 std::string TakenAsUtf8(Context& context, const std::string& what, const std::string& text);
 
-/// A path given on the command line, for the operations on files: those take a narrow text for one
-/// in the code page of the system.
-std::filesystem::path FilePath(const std::string& utf8);
-
 /// What stands for a password in all output that was not asked to show it.
 inline constexpr char kHiddenPassword[] = "(set)";
 
