@@ -182,7 +182,8 @@ TEST_F(CommandTest, WhatCannotBeHadIsAnErrorWithoutAFirstLine) {
 
 /// What the parser says to a command line; "ran" when the command was carried out.
 std::string Parse(std::vector<std::string> arguments) {
-  Parser parser("mvsms", "", "");
+  Parser parser("mvsms", "", "",
+                [](const std::string&, const std::string& value) { return value; });
   int exit_code = 0;
   AddCentreCommand(parser.root(), exit_code);
   arguments.insert(arguments.begin(), "centre");
