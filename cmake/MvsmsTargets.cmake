@@ -24,11 +24,11 @@ function(mvsms_prove test)
   endif()
 endfunction()
 
-# mvsms_test(NAME SOURCES ... LINKS ... [RUNNER ...]): GoogleTest program `NAME_test`, run by CTest as
-# one test. RUNNER is a command that prepares what the program needs around it and runs it; such
-# tests run one at a time.
+# mvsms_test(NAME SOURCES ... LINKS ... [RUNNER ...] [SHARDS n]): GoogleTest program `NAME_test`, run by
+# CTest as one test, or as that many. RUNNER is a command that prepares what the program needs around
+# it and runs it; such tests run one at a time.
 function(mvsms_test name)
-  cmake_parse_arguments(ARG "" "" "SOURCES;LINKS;RUNNER" ${ARGN})
+  cmake_parse_arguments(ARG "" "SHARDS" "SOURCES;LINKS;RUNNER" ${ARGN})
   add_executable(${name}_test ${ARG_SOURCES})
   target_include_directories(${name}_test PRIVATE ${PROJECT_SOURCE_DIR})
   target_link_libraries(${name}_test PRIVATE ${ARG_LINKS} mvsms_gtest_main)
@@ -36,6 +36,14 @@ function(mvsms_test name)
   if(ARG_RUNNER)
     add_test(NAME ${name} COMMAND ${ARG_RUNNER} $<TARGET_FILE_NAME:${name}_test>)
     set_tests_properties(${name} PROPERTIES RESOURCE_LOCK runner)
+  elseif(ARG_SHARDS)
+    foreach(shard RANGE 1 ${ARG_SHARDS})
+      math(EXPR index "${shard} - 1")
+      add_test(NAME ${name}_${shard} COMMAND ${name}_test)
+      set_tests_properties(${name}_${shard} PROPERTIES ENVIRONMENT
+                           "GTEST_TOTAL_SHARDS=${ARG_SHARDS};GTEST_SHARD_INDEX=${index}")
+    endforeach()
+    return()
   else()
     add_test(NAME ${name} COMMAND ${name}_test)
   endif()

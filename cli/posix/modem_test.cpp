@@ -5,6 +5,7 @@
 #include "backends/posix/line/line_check.h"
 #include "backends/posix/line/line_trouble.h"
 #include "base/ansi.h"
+#include "cli/posix/state.h"
 #include "media/apartment.h"
 #include "media/tapiline.h"
 
@@ -15,7 +16,7 @@ namespace {
 std::string ProblemOf(Context& context, const posix::LineConfig& modem) {
   std::string report;
   std::string problem = posix::TestLine(modem, report);
-  posix::LineStore store(context.home);
+  posix::LineStore store = Lines(context);
   if (problem.empty() && store.RestsUntil(modem.name) != 0) store.SetRest(modem.name, 0);
   return problem;
 }
@@ -24,7 +25,7 @@ std::string TestPool(Context& context, const posix::LineConfig& pool) {
   std::string findings;
   bool all_answer = true;
   for (const std::string& name : pool.members) {
-    const auto member = posix::LineStore(context.home).Find(name);
+    const auto member = Lines(context).Find(name);
     const std::string problem = member ? ProblemOf(context, *member) : "there is no such modem";
     findings += (findings.empty() ? "" : "; ") + Utf8FromAnsi(name) + ": " +
                 (problem.empty() ? "the modem on " + member->device + " answers" : problem);

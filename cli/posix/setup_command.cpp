@@ -140,7 +140,7 @@ class Setup {
     if (line_.kind == posix::LineKind::kTcp) return true;
     Say("Asking the modem ...\n");
     try {
-      Say("  " + TestModem(line_) + "\n");
+      Say("  " + TestModem(context_, line_) + "\n");
       return true;
     } catch (const Failure& failure) {
       Say(std::string("  ") + failure.what() + "\n");

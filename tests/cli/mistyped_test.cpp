@@ -3,6 +3,7 @@
 
 #include <unistd.h>
 
+#include "backends/posix/store/database_file.h"
 #include "backends/posix/store/store.h"
 #include "cli/posix/state.h"
 #include "tests/cli/command_test.h"

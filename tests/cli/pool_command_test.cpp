@@ -59,6 +59,7 @@ TEST_F(PoolCommand, WrongPoolsAreRefusedByName) {
 }
 
 TEST_F(PoolCommand, AMemberOfAPoolStaysAModem) {
+  AddModem("Other");  // the first one becomes the default, whose deletion is warned of
   AddModem("Modem1");
   Do({"modem", "add", "Pool", "--kind", "pool", "--members", "Modem1"});
   Refuse({"modem", "delete", "Modem1"}, "\"Modem1\" is a member of the pool \"Pool\"");
