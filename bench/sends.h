@@ -104,8 +104,10 @@ class Home {
       : path_(std::filesystem::temp_directory_path() /
               ("mvsms-bench-" + std::to_string(getpid()))) {
     std::filesystem::create_directories(path_);
-    posix::LineStore(path_).Put(
-        {.name = "Modem", .kind = posix::LineKind::kTcp, .device = "", .init = ""});
+    posix::LineConfig line;
+    line.name = "Modem";
+    line.kind = posix::LineKind::kTcp;
+    posix::LineStore(path_).Put(line);
   }
   ~Home() { std::filesystem::remove_all(path_); }
   std::string path() const { return path_.string(); }
