@@ -5,6 +5,7 @@
 #include "base/ansi.h"
 #include "cli/commands.h"
 #include "cli/json.h"
+#include "cli/mistyped.h"
 #include "cli/setting_rules.h"
 #include "cli/store.h"
 #include "engine/settings.h"
@@ -67,11 +68,12 @@ void Set(Context& context, const std::string& name, const std::string& value) {
   ProfileStore store(context);
   const RegistryValue checked = CheckedValue(context, store, info, value);
   WarnOfLostZero(context, store, info, value);
+  WarnOfNewProfile(context);
   store.Set(info, checked);
 }
 
 void Unset(Context& context, const std::string& name) {
-  const ValueInfo& info = FindValue(kGlobalValues, name);
+  const ValueInfo& info = FindValue(kProfileValues, name);
   ProfileStore store = ExistingProfile(context);
   WarnOfLostZero(context, store, info, "");
   store.Unset(info);

@@ -344,7 +344,7 @@ std::string FitForSend(Context& context, const DryRun& run) {
   const Way way = FindWay(context, run.to, run.service);
   const dispatch::Fitted fitted = dispatch::Fit(run.text, way.service);
   if (fitted.change.empty()) return run.text;
-  context.Warn("the text was fitted: " + fitted.change);
+  if (!run.quiet) context.Warn("the text was fitted: " + fitted.change);
   return Utf8FromAnsi(fitted.text);
 }
 

@@ -27,6 +27,7 @@ struct DryRun {
   std::string service;
   std::string text;  // UTF-8, like the others
   bool fit = false;
+  bool quiet = false;  // nothing is said of what was fitted
 };
 
 /// The way of a message with whatever it is known to fail at, the text included.

@@ -79,6 +79,13 @@ std::string NoProfile(Context& context) {
          OtherState(context.home);
 }
 
+void WarnOfNewProfile(Context& context) {
+  if (ProfileStore(context).Exists()) return;
+  const std::string profile = AnsiFromUtf8(context.profile);
+  const std::string meant = DidYouMean(profile, ProfileNames(context));
+  if (!meant.empty()) context.Warn("a new profile " + Quoted(profile) + " begins" + meant);
+}
+
 std::string ProfileGaps(Context& context) {
   ProfileStore store(context);
   if (const std::string text = NoNumber(store); !text.empty()) return text;

@@ -19,6 +19,9 @@ std::string DidYouMean(const std::string& name, const std::vector<std::string>& 
 /// That there is no such profile as the chosen one, in which folder, and what there is instead.
 std::string NoProfile(Context& context);
 
+/// Warns when the chosen profile is about to begin and looks like a slip for one that there is.
+void WarnOfNewProfile(Context& context);
+
 /// What a send does not find in the chosen profile, or cannot read there; "" when nothing is wrong
 /// with it.
 std::string ProfileGaps(Context& context);

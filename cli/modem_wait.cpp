@@ -15,7 +15,10 @@ constexpr long long kLongestWait = 86400;
 }  // namespace
 
 ModemWait::ModemWait(Context& context, const SendOptions& options)
-    : context_(context), options_(options) {
+    : context_(context),
+      options_(options),
+      begun_(context.platform().clock().Now()),
+      started_(context.platform().clock().LocalTime()) {
   if (options.wait.empty()) return;
   time_ = std::chrono::seconds(ParseNumber("--wait", options.wait, 1, kLongestWait));
 }
@@ -24,7 +27,6 @@ void ModemWait::Run(const bool& aborted) {
   if (time_.count() == 0) return;
   Clock& clock = context_.platform().clock();
   if (until_.count() == 0) until_ = clock.Now() + time_;
-  started_ = clock.LocalTime();
   way_ = Foresee(context_, {options_.to, options_.from, options_.service, options_.text});
   if (!way_.obstacle.empty()) return;  // the send will say the same, without waiting for it
   turn_ = TurnFor(context_, way_.service.ModemName);
@@ -63,6 +65,8 @@ SendReport ModemWait::Aborted() const {
   report.modem = way_.service.ModemName;
   report.started = started_;
   report.ended = context_.platform().clock().LocalTime();
+  report.duration = std::chrono::duration_cast<std::chrono::milliseconds>(
+      context_.platform().clock().Now() - begun_);
   return report;
 }
 

@@ -40,6 +40,7 @@ class ModemWait {
   std::chrono::seconds time_{0};
   std::chrono::milliseconds until_{0};  // by the clock; 0 before the first Run
   Way way_;
+  std::chrono::milliseconds begun_;  // by the clock
   CalendarTime started_;
   ModemTurn turn_;
   std::string obstacle_;

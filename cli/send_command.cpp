@@ -9,6 +9,7 @@
 #include "base/ansi.h"
 #include "cli/commands.h"
 #include "cli/dry_run.h"
+#include "cli/json.h"
 #include "cli/send_record.h"
 #include "cli/send_run.h"
 #include "cli/store.h"
@@ -69,6 +70,16 @@ void TakeLogOfProfile(Context& context, SendOptions& options) {
   if (settings.WriteLogfile && options.log.empty()) options.log = DefaultLog(context);
 }
 
+void PrintUnusable(Context& context, const std::string& id, const std::string& recipient,
+                   const std::string& reason) {
+  context.PrintJson({{"id", id},
+                     {"outcome", NameOf(dispatch::Outcome::kUnusable)},
+                     {"reason", reason},
+                     {"advice", ""},
+                     {"exit_code", static_cast<int>(Exit::kSettings)},
+                     {"recipient", recipient}});
+}
+
 // Settings that cannot even be read are no refusal of the message centre.
 bool SettingsServe(Context& context, const SendAll& all) try {
   CheckOptions(context, all.options);
@@ -80,14 +91,16 @@ bool SettingsServe(Context& context, const SendAll& all) try {
   for (const std::string& recipient : all.recipients) {
     SendOptions options = all.options;
     options.to = recipient;
-    RecordUnusable(context, options, error.what());
+    const std::string id = RecordUnusable(context, options, error.what());
+    if (context.json) PrintUnusable(context, id, recipient, error.what());
   }
   return false;
 }
 
 int SendTo(Context& context, SendOptions options) {
-  const DryRun run{options.to, options.from, options.service, options.text,
-                   WantsFit(context, options)};
+  const DryRun run{
+      options.to,   options.from, options.service, options.text, WantsFit(context, options),
+      options.quiet};
   if (options.dry_run) return PrintDryRun(context, run);
   if (run.fit) options.text = FitForSend(context, run);
   return SendOnce(context, options);
@@ -105,21 +118,16 @@ bool ByWeight(int exit_code, int other) {
   return weight(exit_code) < weight(other);
 }
 
-// One send after the other. After Ctrl-C nobody wants the next one.
+// One send after the other.
 void SendToAll(Context& context, const SendAll& all) {
   context.exit_code = kExitAccepted;
   const bool several = all.recipients.size() > 1;
-  context.json_lines = several;
-  bool interrupted = false;
+  int signal = 0;
   for (const std::string& recipient : all.recipients) {
     SendOptions options = all.options;
     options.to = recipient;
     options.one_of_several = several;
-    options.interrupted = &interrupted;
-    if (interrupted) {
-      context.Warn("not sent to " + Printable(recipient));
-      continue;
-    }
+    options.signal = &signal;
     context.exit_code = std::max(context.exit_code, SendTo(context, options), ByWeight);
   }
 }
@@ -127,6 +135,7 @@ void SendToAll(Context& context, const SendAll& all) {
 void Run(Context& context, SendAll& all) {
   SendOptions& options = all.options;
   context.exit_code = static_cast<int>(Exit::kSettings);
+  context.json_lines = all.recipients.size() > 1;
   if (!SettingsServe(context, all)) return;
   if (options.text == "-") options.text = TakenAsUtf8(context, "the text", ReadText(context.in));
   if (!options.dry_run) {

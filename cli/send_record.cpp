@@ -95,19 +95,23 @@ void SendRecord::Close(const std::string& recipient, const std::string& service,
   if (!recipient.empty()) row_.recipient = recipient;
   row_.service = service;
   dispatch::Close(row_, report, judgement);
+  const std::string member = MemberUsed(context_, row_.modem);
+  if (!member.empty()) row_.modem += "/" + member;
   const std::string trouble = Trouble(context_, row_);
   if (!trouble.empty() && !told_)
     context_.Warn(trouble + " The journal has this send without its end.");
   TellSystem(context_, row_);
 }
 
-void RecordUnusable(Context& context, const SendOptions& options, const std::string& reason) {
+std::string RecordUnusable(Context& context, const SendOptions& options,
+                           const std::string& reason) {
   JournalRow row = RowOf(context, options);
   row.outcome = NameOf(dispatch::Outcome::kUnusable);
   row.reason = AnsiFromUtf8(reason);
   row.exit_code = static_cast<int>(dispatch::Exit::kSettings);
   const std::string trouble = Trouble(context, row);
   if (!trouble.empty()) context.Warn(trouble);
+  return row.id;
 }
 
 }  // namespace mvsms::cli

@@ -31,6 +31,7 @@ class SendRecord {
 
 /// Writes the row of a send that ended before it began, for settings that cannot even be read
 /// (`reason`, UTF-8). They cannot say whether its text may be kept, so it is not.
-void RecordUnusable(Context& context, const SendOptions& options, const std::string& reason);
+/// Returns its id.
+std::string RecordUnusable(Context& context, const SendOptions& options, const std::string& reason);
 
 }  // namespace mvsms::cli

@@ -83,6 +83,7 @@ class SendRun {
   }
 
   void Send() {
+    if (options_.signal != nullptr && *options_.signal != 0) return GiveUp(*options_.signal);
     const InterruptWatch watch;
     Timers& timers = context_.platform().timers();
     const auto start = context_.platform().clock().Now();
@@ -94,7 +95,14 @@ class SendRun {
     if (!aborted_ && wait_.IsWorthwhileAfter(Report())) Attempt();
     timers.KillTimer(timer);
     signal_ = watch.Signal();
-    if (options_.interrupted != nullptr) *options_.interrupted = signal_ != 0;
+    if (options_.signal != nullptr) *options_.signal = signal_;
+  }
+
+  /// After Ctrl-C nobody wants the sends that were to follow.
+  void GiveUp(int signal) {
+    aborted_ = true;
+    signal_ = signal;
+    given_up_ = wait_.Aborted();
   }
 
   void Attempt() {
@@ -137,13 +145,16 @@ class SendRun {
 
   /// What to do; and what the line knows of a call that failed, or of a modem that took none.
   std::string Advice(const dispatch::Judgement& judgement) {
-    const std::string hint = Hint();
-    if (!hint.empty()) return hint;
+    if (const std::string hint = Hint(); !hint.empty()) return hint;
     const std::string advice = Utf8FromAnsi(judgement.advice);
-    const bool on_the_line = Report().step >= SendStep::kCall;
-    const bool failed = judgement.outcome != Outcome::kAccepted && on_the_line;
-    const std::string trouble = failed ? ModemInUse(context_, Report().modem) : "";
+    const std::string trouble = TroubleOfTheLine(judgement.outcome);
     return trouble.empty() ? advice : advice + "; " + trouble;
+  }
+
+  std::string TroubleOfTheLine(Outcome outcome) {
+    if (given_up_) return wait_.obstacle();
+    const bool open = outcome == Outcome::kUnreachable || outcome == Outcome::kUnknown;
+    return open && Report().step >= SendStep::kModem ? ModemInUse(context_, Report().modem) : "";
   }
 
   // The event brings all lines; the new one follows what was there before and a line end.
@@ -207,7 +218,7 @@ class SendRun {
   // What a look at the settings and the devices adds to the advice; "" when nothing does. The send
   // is over: settings that cannot be read now cost this hint and nothing else.
   std::string Hint() try {
-    if (given_up_) return wait_.obstacle();
+    if (given_up_) return "";
     ProfileStore store(context_);
     const SendStep step = Report().step;
     if (step == SendStep::kSettings) return ProfileGaps(context_);
@@ -229,7 +240,7 @@ class SendRun {
 
   std::string HintOnModem() const {
     const std::string& modem = Report().modem;
-    if (ModemExists(context_, modem)) return ModemInUse(context_, modem);
+    if (ModemExists(context_, modem)) return "";
     return "there is no modem \"" + Utf8FromAnsi(modem) + "\"; see 'mvsms modem list'";
   }
 

@@ -20,7 +20,7 @@ struct SendOptions {
   std::string wait;     // seconds, for a modem in use; empty: not at all
   bool quiet = false;
   bool one_of_several = false;  // what is said of it names the recipient
-  bool* interrupted = nullptr;  // made true by a signal, when somebody asks
+  int* signal = nullptr;        // that ended a send of this command, for those that follow; 0: none
   bool dry_run = false;
   std::optional<bool> fit;  // as asked for; nothing: as the settings have it
 };

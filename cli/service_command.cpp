@@ -8,6 +8,7 @@
 #include "cli/commands.h"
 #include "cli/defaults.h"
 #include "cli/json.h"
+#include "cli/mistyped.h"
 #include "cli/setting_rules.h"
 #include "cli/store.h"
 #include "engine/catalogue.h"
@@ -190,6 +191,7 @@ void Add(Context& context, const ServiceOptions& options) {
     }
   }
   WarnOfGaps(context, values);
+  WarnOfNewProfile(context);
   store.Add(store.Service(service), values, [&] {
     for (const std::string& prefix : RoutePrefixes(origin)) {
       store.Set(store.Route(prefix), {{setting::kUseService, TextValue(service)}});

@@ -58,6 +58,11 @@ install_missing() {
   local as_root=()
   [ "$(id -u)" -eq 0 ] || as_root=(sudo)
   local apt=("${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -o DPkg::Lock::Timeout=600)
-  "${apt[@]}" update --quiet=2
+  # The time-out is not for the lock of the lists, which an update needs.
+  local deadline=$((SECONDS + 600))
+  until "${apt[@]}" update --quiet=2; do
+    [ "$SECONDS" -lt "$deadline" ] || return 1
+    sleep 5
+  done
   "${apt[@]}" install --yes --quiet=2 --no-install-recommends "${missing[@]}"
 }

@@ -29,8 +29,9 @@ using posix::Journal;
 using posix::JournalEntry;
 
 constexpr std::chrono::milliseconds kLookAgain{500};
-constexpr long long kLongestKept = 36500;  // days
-constexpr std::int64_t kDay = 86400;       // seconds
+constexpr long long kLongestKept = 36500;   // days
+constexpr std::int64_t kDay = 86400;        // seconds
+constexpr std::size_t kNoPagersNumber = 8;  // digits: too many for one of a pager
 
 struct JournalOptions {
   std::string since;
@@ -63,11 +64,16 @@ class Filter {
 
   std::int64_t since() const { return since_; }
   bool Takes(const JournalEntry& entry) const {
-    return KeepDigits(entry.row.recipient).ends_with(end_) &&
-           (outcome_.empty() || entry.row.outcome == outcome_);
+    return SameNumber(entry.row.recipient) && (outcome_.empty() || entry.row.outcome == outcome_);
   }
 
  private:
+  /// A row without the code of the country is meant, too, by a number that has it.
+  bool SameNumber(const std::string& recipient) const {
+    const std::string end = EndOfNumber(recipient);
+    return end.ends_with(end_) || (end.size() >= kNoPagersNumber && end_.ends_with(end));
+  }
+
   std::int64_t since_;
   std::string end_;
   std::string outcome_;
@@ -236,6 +242,7 @@ void Prune(Context& context, const std::string& days) {
 }
 
 void Run(Context& context, const JournalOptions& options) {
+  if (options.csv && context.json) throw UsageError("--csv and --json exclude each other");
   if (!options.prune.empty()) return Prune(context, options.prune);
   const Filter filter(options);
   if (options.csv) context.out << CsvHeading();
@@ -260,18 +267,26 @@ void AddJournalCommand(Command& app, Context& context) {
       "recipient, text or text_sha256 (see the setting JournalText), service, modem, dialled,\n"
       "outcome, reason, exit_code, pieces, pieces_accepted, seconds, answer; null is what is not\n"
       "known or not kept. In --csv a \"'\" stands before what a spreadsheet would calculate.");
-  command->AddOption("--since", options->since, "Only what began so long ago, or since that date")
-      ->TypeName("2h|DATE");
-  command
-      ->AddOption("--to", options->to, "Only to numbers that end so; + and 0 in front do not count")
-      ->TypeName("NUMBER");
-  command->AddOption("--outcome", options->outcome, "Only what ended so")
-      ->OneOf({"accepted", "refused", "unreachable", "unknown", "unusable", "open"});
+  Option* const since =
+      command
+          ->AddOption("--since", options->since, "Only what began so long ago, or since that date")
+          ->TypeName("2h|DATE");
+  Option* const to = command
+                         ->AddOption("--to", options->to,
+                                     "Only to numbers that end so; + and 0 in front do not count")
+                         ->TypeName("NUMBER");
+  Option* const outcome =
+      command->AddOption("--outcome", options->outcome, "Only what ended so")
+          ->OneOf({"accepted", "refused", "unreachable", "unknown", "unusable", "open"});
   command->AddFlag("--csv", options->csv, "Print a table for spreadsheets");
-  command->AddFlag("-f,--follow", options->follow,
-                   "Print what has ended, and go on until Ctrl-C as sends end");
+  Option* const follow = command->AddFlag(
+      "-f,--follow", options->follow, "Print what has ended, and go on until Ctrl-C as sends end");
   command->AddOption("--prune", options->prune, "Delete what began more than so many days ago")
-      ->TypeName("DAYS");
+      ->TypeName("DAYS")
+      ->Excludes(since)
+      ->Excludes(to)
+      ->Excludes(outcome)
+      ->Excludes(follow);
   command->Callback([&context, options] { Run(context, *options); });
 }
 

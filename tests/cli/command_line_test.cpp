@@ -1,6 +1,7 @@
 // The command line as a whole: help, usage errors, and texts that look like something else.
 #include <sys/stat.h>
 
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -8,6 +9,7 @@
 #include <streambuf>
 
 #include "cli/commands.h"
+#include "cli/send_run.h"
 #include "dispatch/outcome.h"
 #include "tests/cli/command_test.h"
 
@@ -148,6 +150,20 @@ TEST_F(SendCommand, AWaitIsANumberOfSeconds) {
   for (const char* wait : {"0", "-1", "soon", "86401"}) {
     Refuse({"send", "--wait", wait, "--to", "0171", "text"}, "--wait");
   }
+}
+
+TEST_F(SendCommand, SettingsThatCannotBeReadAreAnObjectToo) {
+  std::ofstream(Path("settings.db")) << "no database";
+  const Outcome outcome = Run({"send", "--json", "--to", "0171", "text"});
+  EXPECT_EQ(outcome.exit_code, kExitSettings);
+  EXPECT_EQ(Json::parse(outcome.out)["outcome"], "unusable");
+  EXPECT_EQ(Json::parse(outcome.out)["id"], Json::parse(Do({"journal", "--json"}))["id"]);
+}
+
+TEST_F(SendCommand, ANewProfileThatLooksLikeASlipIsTold) {
+  Do({"config", "set", "Retries", "1"});
+  DoWithWarning({"config", "set", "Retries", "1", "--profile", "Standart"},
+                "a new profile \"Standart\" begins (did you mean \"Standard\"?)");
 }
 
 TEST_F(SendCommand, AMistypedProfileIsToldWithTheOnesThereAre) {
@@ -401,6 +417,21 @@ TEST_F(SeveralRecipients, JsonIsOneLineForEachAndStaysOneObjectForOne) {
   while (std::getline(lines, line)) recipients.push_back(Json::parse(line)["recipient"]);
   EXPECT_EQ(recipients, (std::vector<std::string>{"0171", "0172"}));
   EXPECT_THAT(Run({"send", "--json", "--to", "0171", "ab"}).out, StartsWith("{\n"));
+}
+
+TEST_F(SeveralRecipients, AfterASignalTheOthersAreGivenUpWithTheirOwnEnds) {
+  std::istringstream in;
+  std::ostringstream out, err;
+  Context context(home_.string(), in, out, err);
+  context.json = true;
+  int signal = SIGINT;
+  SendOptions options;
+  options.to = "0172";
+  options.text = "a";
+  options.signal = &signal;
+  EXPECT_EQ(SendOnce(context, options), 128 + SIGINT);
+  EXPECT_EQ(Json::parse(out.str())["outcome"], "unreachable");
+  EXPECT_EQ(Json::parse(Do({"journal", "--json"}))["exit_code"], 128 + SIGINT);
 }
 
 TEST_F(SeveralRecipients, EachIsShownByADryRun) {

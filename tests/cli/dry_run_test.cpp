@@ -90,10 +90,10 @@ TEST_F(DryRunCommand, GivesATimeForEachProtocol) {
 }
 
 TEST_F(DryRunCommand, AFittedSendSaysWhatWasChanged) {
-  const Outcome outcome = Run({"send", "--quiet", "--fit", "--to", "0171", "è"});
+  const Outcome outcome = Run({"send", "--fit", "--to", "0171", "è"});
   EXPECT_THAT(outcome.err, HasSubstr("mvsms: the text was fitted: \"è\" as \"e\""));
-  EXPECT_THAT(Run({"send", "--quiet", "--no-fit", "--to", "0171", "è"}).err,
-              Not(HasSubstr("fitted")));
+  EXPECT_THAT(Run({"send", "--no-fit", "--to", "0171", "è"}).err, Not(HasSubstr("fitted")));
+  EXPECT_THAT(Run({"send", "--fit", "--quiet", "--to", "0171", "è"}).err, Not(HasSubstr("fitted")));
 }
 
 // --- explain

@@ -216,10 +216,24 @@ TEST_F(JournalCommand, TheNewestComesLastAndOnlyWhatIsAskedFor) {
   EXPECT_THAT(Entries({"--outcome", "refused", "--to", "123"}), IsEmpty());
 }
 
+TEST_F(JournalCommand, ANumberWithTheCodeOfTheCountryFindsTheRowsWithout) {
+  JournalRow row = Accepted("1");
+  row.recipient = "01711234567";
+  Put(row);
+  row = Accepted("2");
+  row.recipient = "4567";  // a pager's
+  Put(row);
+  const std::vector<Json> found = Entries({"--to", "+49 171 1234567"});
+  ASSERT_THAT(found, SizeIs(1));
+  EXPECT_EQ(found[0]["id"], "1");
+}
+
 TEST_F(JournalCommand, WhatCannotBeAskedForIsWrongUsage) {
   Put(Accepted("1"));
   Refuse({"journal", "--since", "yesterday"}, "--since must be");
   Refuse({"journal", "--to", "Karl"}, "--to must be a number");
+  Refuse({"journal", "--prune", "30", "--to", "0171"}, "--to excludes --prune");
+  Refuse({"journal", "--csv", "--json"}, "--csv and --json exclude each other");
   Refuse({"journal", "--outcome", "lost"}, "--outcome");
   Refuse({"journal", "--prune", "0"}, "--prune must be a number from 1");
 }

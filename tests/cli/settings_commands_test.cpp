@@ -239,6 +239,9 @@ TEST_F(ConfigCommand, AnUnsetOptionIsAsNobodyEverSetIt) {
   const Json before = Ask({"config", "list"});
   Do({"config", "set", "Retries", "7"});
   Do({"config", "set", "Country", "0049"});
+  Do({"config", "set", "Fit", "1"});
+  Do({"config", "unset", "Fit"});
+  EXPECT_EQ(Do({"config", "get", "Fit"}), "\n");
   Do({"config", "unset", "retries"});
   Do({"config", "unset", "Country"});
   Do({"config", "unset", "ShowStatus"});

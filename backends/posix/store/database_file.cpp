@@ -63,6 +63,11 @@ void MakeHome(const std::string& home) {
   if (mkdir(home.c_str(), 0700) != 0 && errno != EEXIST) FailWithErrno(SQLITE_CANTOPEN, home);
 }
 
+bool IsShared(const std::string& home) {
+  struct stat folder{};
+  return stat(home.c_str(), &folder) == 0 && (folder.st_mode & S_IWGRP) != 0;
+}
+
 bool HasTables(Connection& connection, std::int64_t known) {
   const std::int64_t version = connection.Value("PRAGMA user_version");
   if (version > known) {

@@ -16,6 +16,9 @@ class SqliteError;
 /// Makes the folder, its owner's alone, and the ones above it where they are missing.
 void MakeHome(const std::string& home);
 
+/// Whether the group may write into the folder, and so shares the files in it.
+bool IsShared(const std::string& home);
+
 /// True when the tables are there, false in a file that is still empty. Throws SqliteError for a
 /// file of a version after `known`, which this program would misread.
 bool HasTables(Connection& connection, std::int64_t known);

@@ -85,13 +85,6 @@ void MakeTables(Connection& connection) {
   writing.Commit();
 }
 
-/// The group's right to write into the folder is its right to write the journal in it.
-mode_t ModeIn(const std::string& home) {
-  struct stat folder{};
-  const bool shared = stat(home.c_str(), &folder) == 0 && (folder.st_mode & S_IWGRP) != 0;
-  return shared ? 0660 : 0640;
-}
-
 /// A file of another name until it is whole: two who begin at the same time, or one who is killed,
 /// leave no half a journal to the others.
 class Draft {
@@ -100,7 +93,7 @@ class Draft {
     const int made = mkstemp(path_.data());
     if (made < 0) FailWithErrno(SQLITE_CANTOPEN, home);
     close(made);
-    chmod(path_.c_str(), ModeIn(home));
+    chmod(path_.c_str(), IsShared(home) ? 0660 : 0640);
   }
   ~Draft() { unlink(path_.c_str()); }
   Draft(const Draft&) = delete;

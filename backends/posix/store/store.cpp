@@ -67,8 +67,11 @@ std::unique_ptr<Connection> Open(const std::string& file) {
 
 /// Makes the file with its mode from the start. mknod opens nothing: closing a descriptor of the
 /// file would drop the locks that another thread of this process holds on it.
-void MakeFile(const std::string& file) {
-  if (mknod(file.c_str(), S_IFREG | 0600, 0) != 0 && errno != EEXIST) {
+void MakeFile(const std::string& home) {
+  const std::string file = FileIn(home);
+  if (mknod(file.c_str(), S_IFREG | 0600, 0) == 0) {
+    if (IsShared(home)) chmod(file.c_str(), 0660);
+  } else if (errno != EEXIST) {
     FailWithErrno(SQLITE_CANTOPEN, file);
   }
 }
@@ -129,7 +132,7 @@ Connection* Store::Read() {
 Connection& Store::Write() {
   if (Connection* connection = Read()) return *connection;
   MakeHome(home_);
-  MakeFile(FileIn(home_));
+  MakeFile(home_);
   if (!connection_) connection_ = Open(FileIn(home_));
   MakeTables(*connection_);
   has_tables_ = true;

@@ -88,6 +88,15 @@ TEST_F(PosixStore, OnlyTheOwnerMayReadFolderFileAndJournal) {
   EXPECT_EQ(ModeOf(file_ + "-journal"), 0600U);
 }
 
+TEST_F(PosixStore, AFolderThatTheGroupMayWriteHasAFileThatItMayWrite) {
+  umask(077);
+  std::filesystem::create_directories(home_);
+  chmod(home_.c_str(), 02770);
+  EXPECT_EQ(Set("Software", "shared"), kErrorSuccess);
+  EXPECT_EQ(ModeOf(file_), 0660U);
+  EXPECT_EQ(ModeOf(file_ + "-journal"), 0660U);
+}
+
 TEST_F(PosixStore, AHomeWithATrailingSlashIsMadeWithTheSameMode) {
   EXPECT_EQ(posix::Set(*MakeRegistry(home_ + "/"), "Software", "x"), kErrorSuccess);
   EXPECT_EQ(ModeOf(home_), 0700U);
