@@ -1,6 +1,7 @@
 // See json_file.h.
 #include "cli/json_file.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <istream>
@@ -39,8 +40,10 @@ class NamesSeen {
   std::vector<std::set<std::string>> levels_;
 };
 
-// "[json.exception.…] parse error at line 1, column 2: …" without the library's own number.
-std::string Reason(const std::string& what) {
+// "[json.exception.…] parse error at line 1, column 2: …; last read: '…'" without the library's own
+// number, and without what it quotes: that may be a password.
+std::string Reason(std::string what) {
+  what.resize(std::min(what.size(), what.find("; last read: ")));
   const std::size_t end = what.find("] ");
   return end == std::string::npos ? what : what.substr(end + 2);
 }

@@ -63,15 +63,6 @@ std::string Seconds(std::chrono::milliseconds duration) {
   return text.data();
 }
 
-/// Never the text: such logs are read by many, and sent to other machines.
-std::string SystemLogLine(const JournalRow& row) {
-  return "id=" + row.id + " outcome=" + row.outcome + " exit=" + std::to_string(row.exit_code) +
-         " to=" + Quoted(row.recipient) + " service=" + Quoted(row.service) +
-         " modem=" + Quoted(row.modem) + " pieces=" + std::to_string(row.pieces_accepted) + "/" +
-         std::to_string(row.pieces) + " seconds=" + Seconds(row.duration) +
-         " reason=" + Quoted(row.reason);
-}
-
 void TellSystem(Context& context, const JournalRow& row) {
   if (SettingOrInitial(context, setting::kSyslog) != "1") return;
   if (!WriteSystemLog(row.exit_code == kExitAccepted, SystemLogLine(row))) {
@@ -80,6 +71,14 @@ void TellSystem(Context& context, const JournalRow& row) {
 }
 
 }  // namespace
+
+std::string SystemLogLine(const JournalRow& row) {
+  return "id=" + row.id + " outcome=" + row.outcome + " exit=" + std::to_string(row.exit_code) +
+         " to=" + Quoted(row.recipient) + " service=" + Quoted(row.service) +
+         " modem=" + Quoted(row.modem) + " pieces=" + std::to_string(row.pieces_accepted) + "/" +
+         std::to_string(row.pieces) + " seconds=" + Seconds(row.duration) +
+         " reason=" + Quoted(dispatch::WithoutQuotation(row.reason));
+}
 
 SendRecord::SendRecord(Context& context, const SendOptions& options)
     : context_(context), row_(RowOf(context, options)) {

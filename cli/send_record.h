@@ -29,6 +29,10 @@ class SendRecord {
   bool told_ = false;  // that the journal cannot be written
 };
 
+/// What the system's log gets of a closed row, UTF-8: never the text, nor what the centre said, for
+/// that may be the text. Such logs are read by many, and sent to other machines.
+std::string SystemLogLine(const dispatch::JournalRow& row);
+
 /// Writes the row of a send that ended before it began, for settings that cannot even be read
 /// (`reason`, UTF-8). They cannot say whether its text may be kept, so it is not.
 /// Returns its id.

@@ -23,8 +23,8 @@ struct Subject {
   std::string value;  // UTF-8
 
   [[noreturn]] void Refuse(const std::string& expected) const {
-    throw UsageError(std::string(info.name) + " must be " + expected + ", not \"" +
-                     Printable(value) + "\"");
+    const std::string given = info.secret ? "" : ", not \"" + Printable(value) + "\"";
+    throw UsageError(std::string(info.name) + " must be " + expected + given);
   }
 };
 

@@ -44,6 +44,15 @@ constexpr std::string_view kLogPhrases[] = {
     "Received Logon prompt: ", "TAP response not understood: ",
 };
 
+/// What it puts before the text of a login, of which it leaves out what stands around it.
+constexpr std::string_view kLoginPhrase = "Sending Terminal ID: ";
+
+/// Taken as it stands, whatever it looks like: all of it may be a password.
+std::string LoginBytes(std::string_view text) {
+  if (text.ends_with(kCR)) text.remove_suffix(1);
+  return kESC + std::string(text) + kCR;
+}
+
 }  // namespace
 
 std::vector<Explanation> Explain(std::string_view bytes) {
@@ -58,6 +67,8 @@ std::vector<Explanation> Explain(std::string_view bytes) {
 }
 
 std::string BytesInLog(std::string_view text) {
+  const std::size_t login = text.find(kLoginPhrase);
+  if (login != text.npos) return LoginBytes(text.substr(login + kLoginPhrase.size()));
   for (const std::string_view phrase : kLogPhrases) {
     const std::size_t at = text.find(phrase);
     if (at != text.npos) return BytesOfNotation(text.substr(at + phrase.size()));

@@ -27,7 +27,8 @@ struct Explanation {
 std::vector<Explanation> Explain(std::string_view bytes);
 
 /// The bytes that a line of a send log shows, or any text in its notation: "<STX>", "<1B>". What
-/// the log puts before a frame or an answer is left out.
+/// the log puts before a frame or an answer is left out; a login gets back the control characters
+/// that it has on the line.
 std::string BytesInLog(std::string_view text);
 
 }  // namespace mvsms::dispatch

@@ -6,14 +6,10 @@
 #include "engine/settings.h"
 
 namespace mvsms::dispatch {
-namespace {
 
-/// A reason quotes behind its first colon.
 std::string WithoutQuotation(const std::string& reason) {
   return reason.substr(0, reason.find(": "));
 }
-
-}  // namespace
 
 void TakeText(JournalRow& row, const std::string& text, const std::string& keep) {
   const auto& [full, hash, none] = setting::kJournalText.choices;

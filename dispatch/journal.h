@@ -39,6 +39,10 @@ inline constexpr char kOutcomeOpen[] = "open";
 inline constexpr char kInterrupted[] =
     "the program was ended before it could say what became of the message; it may have gone out";
 
+/// A reason without what it quotes, which stands behind its first colon: a centre's words, and with
+/// them perhaps the text.
+std::string WithoutQuotation(const std::string& reason);
+
 /// Puts the text into the row as far as `keep` says, one of the choices of setting::kJournalText:
 /// the whole text, its digest, or nothing. Anything else keeps nothing.
 void TakeText(JournalRow& row, const std::string& text, const std::string& keep);

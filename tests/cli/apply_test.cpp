@@ -145,6 +145,7 @@ TEST_F(ApplyCommand, MistakesAreToldWithTheirPlaceAndStoreNothing) {
   Apply(kState);
   RefuseDocument("[]", "the document: an object is wanted here");
   RefuseDocument("{", "- is not JSON: parse error at line 1");
+  EXPECT_THAT(Run({"apply", "-"}, R"({"Password": "secret\x"})").err, Not(HasSubstr("secret")));
   RefuseDocument(R"({"modem": {}})", "/modem: there is no such name here");
   RefuseDocument(R"({"version": 2})", "/version: this program knows version 1 only");
   RefuseDocument(R"({"format": "other"})", "/format: \"mvsms state\" is wanted");

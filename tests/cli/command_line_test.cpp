@@ -464,6 +464,7 @@ TEST_F(LogCommand, ACentreCannotSteerTheTerminalByLineEndsAndTabs) {
             "2026<ESC>[1m:<TAB>x\n");
   const std::string json = Do({"log", "--json"});
   EXPECT_THAT(json, HasSubstr("{\"time\":\"\",\"text\":\"2026\\u001b[1m:\\tx\"}"));
+  EXPECT_THAT(json, HasSubstr("/01\\u009d"));
 }
 
 TEST_F(LogCommand, WhereThePortsBufferLiesInMemoryIsNotShown) {

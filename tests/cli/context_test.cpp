@@ -29,6 +29,18 @@ TEST(PrintTable, LetsNoCellSteerTheTerminal) {
             "NAME                 X\nsvc<ESC>[2J<LF>Evil  1\n");
 }
 
+// Some terminals obey U+009B as they obey ESC [.
+TEST(PrintJson, LetsNoTextSteerTheTerminal) {
+  std::istringstream in;
+  std::ostringstream out, err;
+  Context context("/nowhere", in, out, err);
+  context.json_lines = true;
+  context.PrintJson(
+      {"\xC2\x9B"
+       "2J"});
+  EXPECT_EQ(out.str(), "[\"\\u009b2J\"]\n");
+}
+
 TEST(Printable, NamesEveryControlCharacterAndKeepsTheRest) {
   EXPECT_EQ(Printable("\r\n\x1B[p\r"), "<CR><LF><ESC>[p<CR>");
   EXPECT_EQ(Printable("\x02"

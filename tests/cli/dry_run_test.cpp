@@ -127,6 +127,12 @@ TEST_F(ExplainCommand, HidesPasswords) {
               AllOf(HasSubstr("(set)"), Not(HasSubstr("secret"))));
 }
 
+TEST_F(ExplainCommand, HidesThePasswordInALineOfTheLog) {
+  const std::string line = "Sending Terminal ID: secret1";
+  EXPECT_THAT(Do({"explain", line}), AllOf(HasSubstr("(set)"), Not(HasSubstr("secret"))));
+  EXPECT_EQ(Ask({"explain", line})["parts"][0]["fields"][1]["bytes"], "(set)");
+}
+
 TEST_F(ExplainCommand, WithoutAFrameIsWrongUsage) {
   Refuse({"explain", ""}, "there is no frame to explain");
 }

@@ -454,6 +454,14 @@ TEST_F(ServiceCommand, WrongNamesAndValuesAreRefused) {
   Refuse({"service", "add", std::string(255, 'x')}, "cannot be the name of a service");
 }
 
+TEST_F(ServiceCommand, APasswordThatIsRefusedIsNotRepeated) {
+  AddService("Pager");
+  const Outcome outcome = Run({"service", "set", "Pager", "--set", "Password=secret\xD1\x84"});
+  EXPECT_EQ(outcome.exit_code, kExitUsage);
+  EXPECT_THAT(outcome.err, AllOf(HasSubstr("Password must be a text in Windows-1252"),
+                                 Not(HasSubstr("secret"))));
+}
+
 TEST_F(ServiceCommand, OneWrongValueStoresNoneOfThem) {
   AddService("Pager");
   Refuse({"service", "set", "Pager", "MaxLength=80", "Protocol=IXO"}, "Protocol");

@@ -218,6 +218,17 @@ TEST(ExplainTap, MarksThePasswordOfALogin) {
   EXPECT_TRUE(Field(part, "password").secret);
 }
 
+TEST(ExplainTap, MarksThePasswordOfALoginInTheLog) {
+  for (const char* line : {"2026-01-02 03:04:05\tSending Terminal ID: PG1sec<CR>ret",
+                           "2026-01-02 03:04:05\tSending Terminal ID: PG1sec<CR>ret\r"}) {
+    const Explanation part = Only(line);
+    EXPECT_EQ(part.what, "TAP login");
+    EXPECT_EQ(Field(part, "identifier").bytes, "PG1");
+    EXPECT_EQ(Field(part, "password").bytes, "sec<CR>ret");
+    EXPECT_TRUE(Field(part, "password").secret);
+  }
+}
+
 TEST(ExplainTap, TakesAnIdentifierOfItsOwnKindForAPassword) {
   const Explanation part = Only("<ESC>secret<CR>");
   EXPECT_EQ(Field(part, "password").bytes, "secret");
