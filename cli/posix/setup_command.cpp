@@ -1,8 +1,12 @@
 // mvsms setup: asks for a modem, a message centre and a recipient, stores the answers together, and
 // ends with a test page.
+#include <termios.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
+#include <csignal>
+#include <cstddef>
 #include <functional>
 #include <iostream>
 #include <memory>
@@ -33,6 +37,49 @@ bool HasTerminal(const Context& context) {
   if (&context.in != &std::cin) return true;
   return isatty(STDIN_FILENO) == 1 && isatty(STDOUT_FILENO) == 1;
 }
+
+/// While it stands the terminal shows nothing of what is typed but the ends of the lines. One at a
+/// time, and only for std::cin on a terminal; elsewhere it does nothing.
+class HiddenTyping {
+ public:
+  explicit HiddenTyping(const Context& context)
+      : on_(&context.in == &std::cin && tcgetattr(STDIN_FILENO, &before) == 0) {
+    if (!on_) return;
+    for (std::size_t i = 0; i < kSignals.size(); ++i) Take(kSignals[i], former_[i]);
+    termios hidden = before;
+    hidden.c_lflag = (hidden.c_lflag & ~tcflag_t{ECHO}) | ECHONL;
+    tcsetattr(STDIN_FILENO, TCSANOW, &hidden);
+  }
+  ~HiddenTyping() {
+    if (!on_) return;
+    Restore();
+    for (std::size_t i = 0; i < kSignals.size(); ++i) sigaction(kSignals[i], &former_[i], nullptr);
+  }
+  HiddenTyping(const HiddenTyping&) = delete;
+  HiddenTyping& operator=(const HiddenTyping&) = delete;
+
+ private:
+  static constexpr std::array kSignals = {SIGINT, SIGQUIT, SIGTERM, SIGHUP};
+
+  static void Restore() { tcsetattr(STDIN_FILENO, TCSANOW, &before); }
+
+  /// A process that a signal ends must not leave the shell a terminal that hides what is typed.
+  static void Take(int signal, struct sigaction& former) {
+    struct sigaction action{};
+    action.sa_handler = [](int number) {
+      Restore();
+      raise(number);
+    };
+    action.sa_flags = static_cast<int>(SA_RESETHAND);
+    sigemptyset(&action.sa_mask);
+    sigaction(signal, nullptr, &former);
+    if (former.sa_handler != SIG_IGN) sigaction(signal, &action, nullptr);
+  }
+
+  static inline termios before{};  // where the handler finds it
+  const bool on_;
+  std::array<struct sigaction, kSignals.size()> former_{};
+};
 
 class Setup {
  public:
@@ -202,6 +249,7 @@ class Setup {
       AskFor(setting::kUCPCommand, "Its operation, 51 or 01 for an older one", "51");
       Put(setting::kModemSetting, "8N1");
     } else {
+      const HiddenTyping hidden(context_);
       AskFor(setting::kPassword, "Its password, if your provider gave you one", "");
     }
     service_ = "Pager";

@@ -1,9 +1,19 @@
 // mvsms setup: the questions, what is stored after the last one, and what is not before.
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <iostream>
+#include <sstream>
 
+#include "cli/commands.h"
 #include "cli/posix/serial_devices.h"
 #include "tests/cli/command_test.h"
+#include "tests/support/pseudo_terminal.h"
 
 namespace mvsms::cli {
 namespace {
@@ -16,6 +26,13 @@ using ::testing::Not;
 class SetupCommand : public CommandTest {
  protected:
   Outcome Answer(const std::string& answers) { return Run({"setup"}, answers); }
+  int RunOnTerminal(std::streambuf& said) {
+    std::ostream out(&said);
+    Context context(home_.string(), std::cin, out, std::cerr);
+    return RunCommandLine({"setup"}, context);
+  }
+  static constexpr char kTypedAnswers[] =
+      "t\n\nTAP\nlocalhost:1\ns\xD1\x84\nsecret\n\n0171\ny\nn\n";
 };
 
 TEST_F(SetupCommand, TheAnswersAreStoredAndTheTestPageDecidesTheExitCode) {
@@ -92,6 +109,92 @@ TEST_F(SetupCommand, ASecondTimeAddsAndLeavesTheDefaults) {
   EXPECT_EQ(Ask({"modem", "list"})[1]["name"], "Modem2");
   EXPECT_EQ(Ask({"service", "show", "Pager2"})["ModemName"], "Modem2");
   EXPECT_EQ(Do({"config", "get", "DefaultService"}), "Pager\n");
+}
+
+// A terminal as the standard input and output, with `answers` behind std::cin.
+class Terminal {
+ public:
+  explicit Terminal(const std::string& answers) : answers_(answers) {
+    const int side = open(terminal_.device().c_str(), O_RDWR | O_NOCTTY);
+    for (int i = 0; i < 2; ++i) {
+      saved_[i] = dup(i);
+      dup2(side, i);
+    }
+    close(side);
+    Show();
+  }
+  ~Terminal() {
+    std::cin.rdbuf(buffer_);
+    std::cin.clear();
+    for (int i = 0; i < 2; ++i) {
+      dup2(saved_[i], i);
+      close(saved_[i]);
+    }
+  }
+  Terminal(const Terminal&) = delete;
+  Terminal& operator=(const Terminal&) = delete;
+
+  static bool Shows() {
+    termios now{};
+    tcgetattr(STDIN_FILENO, &now);
+    return (now.c_lflag & ECHO) != 0;
+  }
+
+ private:
+  // The device of the pseudo-terminal may be raw.
+  static void Show() {
+    termios now{};
+    tcgetattr(STDIN_FILENO, &now);
+    now.c_lflag |= ECHO;
+    tcsetattr(STDIN_FILENO, TCSANOW, &now);
+  }
+
+  posix::PseudoTerminal terminal_;
+  std::stringbuf answers_;
+  std::streambuf* const buffer_ = std::cin.rdbuf(&answers_);
+  int saved_[2] = {};
+};
+
+// Keeps what was said while the terminal did not show what is typed, or sends a signal then.
+class Questions : public std::stringbuf {
+ public:
+  std::string hidden;
+  int signal = 0;
+
+ private:
+  int sync() override {
+    if (!Terminal::Shows()) {
+      hidden += str();
+      raise(signal);
+    }
+    str("");
+    return 0;
+  }
+};
+
+TEST_F(SetupCommand, APasswordIsNotShownWhileItIsTyped) {
+  const Terminal terminal(kTypedAnswers);
+  Questions questions;
+  EXPECT_EQ(RunOnTerminal(questions), kExitAccepted);
+  const std::string question = "Its password, if your provider gave you one: ";
+  EXPECT_EQ(questions.hidden, question + "  Password must be a text in Windows-1252\n" + question);
+  EXPECT_TRUE(Terminal::Shows());
+  EXPECT_EQ(Do({"service", "get", "Pager", "Password", "--show-passwords"}), "secret\n");
+}
+
+TEST_F(SetupCommand, CtrlCAtThePasswordLeavesATerminalThatShowsWhatIsTyped) {
+  const Terminal terminal(kTypedAnswers);
+  const pid_t child = fork();
+  if (child == 0) {
+    Questions questions;
+    questions.signal = SIGINT;
+    RunOnTerminal(questions);
+    _exit(0);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFSIGNALED(status));
+  EXPECT_TRUE(Terminal::Shows());
 }
 
 TEST(SerialDevices, AreNamedByTheirLastingNamesWhereTheyHaveOne) {
