@@ -280,16 +280,24 @@ void Show(Context& context, const std::string& name) {
   }
 }
 
-void WarnOfUses(Context& context, const std::string& modem) {
-  ProfileStore store(context);
+void WarnOfUsesIn(Context& context, const std::string& profile, const std::string& modem) {
+  ProfileStore store(context, Utf8FromAnsi(profile));
+  const bool current = FoldCase(profile) == FoldCase(AnsiFromUtf8(context.profile));
   const std::string name = "\"" + Utf8FromAnsi(modem) + "\"";
+  const std::string other = current ? "" : " \"" + Utf8FromAnsi(profile) + "\"";
+  const std::string where = current ? "" : " in the profile" + other;
   if (store.Get(setting::kDefaultModem) == modem) {
-    context.Warn(name + " is the default modem; 'mvsms config set DefaultModem' names another");
+    context.Warn(name + " is the default modem" + where + "; 'mvsms config set DefaultModem" +
+                 (current ? "" : " --profile" + other) + "' names another");
   }
   for (const std::string& service : store.Services()) {
     if (store.Get(store.Service(service), setting::kModemName) != modem) continue;
-    context.Warn(name + " is the modem of the service \"" + Utf8FromAnsi(service) + "\"");
+    context.Warn(name + " is the modem of the service \"" + Utf8FromAnsi(service) + "\"" + where);
   }
+}
+
+void WarnOfUses(Context& context, const std::string& modem) {
+  for (const std::string& profile : ProfileNames(context)) WarnOfUsesIn(context, profile, modem);
 }
 
 void Delete(Context& context, const std::string& name) {

@@ -186,6 +186,17 @@ TEST_F(ModemCommand, DeletingAModemThatIsUsedIsWarnedOf) {
   EXPECT_EQ(Ask({"modem", "list"}).size(), 0U);
 }
 
+TEST_F(ModemCommand, DeletingAModemNamesTheOtherProfilesThatUseIt) {
+  AddModem("Modem1");
+  Do({"service", "add", "Pager", "PhoneNumber=1", "ModemName=Modem1", "--profile", "Night"});
+  Do({"config", "set", "DefaultModem", "Modem1", "--profile", "Night"});
+  const std::string err = Run({"modem", "delete", "Modem1"}).err;
+  EXPECT_THAT(err,
+              AllOf(HasSubstr("is the default modem in the profile \"Night\"; 'mvsms config set "
+                              "DefaultModem --profile \"Night\"' names another"),
+                    HasSubstr("of the service \"Pager\" in the profile \"Night\"")));
+}
+
 TEST_F(ModemCommand, ADeviceIsKeptWithItsWholePath) {
   const auto before = std::filesystem::current_path();
   std::filesystem::current_path("/dev");

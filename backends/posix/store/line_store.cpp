@@ -32,6 +32,7 @@ constexpr char kFindPool[] = "SELECT members, rest FROM pools WHERE name = ?1";
 constexpr char kPutPool[] = "REPLACE INTO pools(name, members, rest) VALUES(?1, ?2, ?3)";
 constexpr char kPutRest[] = "REPLACE INTO rests(name, until) VALUES(?1, ?2)";
 constexpr char kHasPools[] = "SELECT count(*) FROM sqlite_master WHERE name = 'rests'";
+constexpr char kEndRest[] = "DELETE FROM rests WHERE name = ?1";
 constexpr char kFindRest[] = "SELECT until FROM rests WHERE name = ?1";
 
 constexpr char kRename[] = "UPDATE lines SET name = ?2 WHERE name = ?1";
@@ -99,23 +100,17 @@ LineConfig LineIn(Connection& connection, const Rows& rows) {
   return line;
 }
 
+/// A rest was the former modem's: the one that comes under its name has done nothing yet.
+void EndRest(Connection& connection, const std::string& name) {
+  if (connection.Value(kHasPools) != 0) connection.Execute(kEndRest, {Text{Utf8FromAnsi(name)}});
+}
+
 /// A list of lines is handed around as one text with TABs between the names.
 void CheckName(const std::string& name) {
   if (name.empty()) Fail(kInvalidLine, "A line needs a name.");
   if (name.find('\t') != std::string::npos) {
     Fail(kInvalidLine, "The name of the line \"" + name + "\" must not contain a TAB.");
   }
-}
-
-/// Runs a statement that changes one line at most; whether it found it.
-bool ChangeLine(Store& store, const char* sql, std::initializer_list<Parameter> parameters) {
-  Connection* connection = store.Read();
-  if (!connection) return false;
-  Transaction writing(*connection, Transaction::Kind::kWrite);
-  connection->Execute(sql, parameters);
-  const bool changed = connection->Changes() > 0;
-  writing.Commit();
-  return changed;
 }
 
 }  // namespace
@@ -166,13 +161,22 @@ void LineStore::Put(const LineConfig& line) {
          Text{line.device}, Text{Utf8FromAnsi(line.init)}, Text{Utf8FromAnsi(line.dial)},
          std::int64_t{line.speed}, Text{line.framing}, Text{line.flow}});
     if (line.kind == LineKind::kPool) WritePool(connection, line);
+    EndRest(connection, line.name);
     writing.Commit();
   });
 }
 
 bool LineStore::Delete(const std::string& name) {
-  return Explained(
-      [&name](Store& store) { return ChangeLine(store, kDelete, {Text{Utf8FromAnsi(name)}}); });
+  return Explained([&name](Store& store) {
+    Connection* connection = store.Read();
+    if (!connection) return false;
+    Transaction writing(*connection, Transaction::Kind::kWrite);
+    connection->Execute(kDelete, {Text{Utf8FromAnsi(name)}});
+    const bool found = connection->Changes() > 0;
+    EndRest(*connection, name);
+    writing.Commit();
+    return found;
+  });
 }
 
 bool LineStore::Rename(const std::string& from, const std::string& to) {

@@ -42,9 +42,9 @@ class LineStore {
   /// All lines, in the order in which they were added.
   std::vector<LineConfig> List();
   std::optional<LineConfig> Find(const std::string& name);
-  /// Adds a line, or replaces the one of the same name in its place.
+  /// Adds a line, or replaces the one of the same name in its place. Both end its rest.
   void Put(const LineConfig& line);
-  /// False when there is no such line.
+  /// Its rest goes with it. False when there is no such line.
   bool Delete(const std::string& name);
   /// Gives a line another name, which none may have yet; it keeps its place, in pools too. False
   /// when there is no line `from`.

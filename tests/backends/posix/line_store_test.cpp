@@ -168,6 +168,19 @@ TEST_F(PosixLineStore, ARestIsOfOneLineUntilItIsEnded) {
   EXPECT_EQ(LineStore(home_).RestsUntil("Modem"), 0);
 }
 
+TEST_F(PosixLineStore, ANewModemOfTheSameNameIsRested) {
+  Put("Modem");
+  LineStore lines(home_);
+  lines.SetRest("Other", 17);
+  lines.SetRest("Modem", 17);
+  Put("Modem");
+  EXPECT_EQ(lines.RestsUntil("Modem"), 0);
+  lines.SetRest("Modem", 17);
+  lines.Delete("Modem");
+  EXPECT_EQ(lines.RestsUntil("Modem"), 0);
+  EXPECT_EQ(lines.RestsUntil("Other"), 17);
+}
+
 TEST_F(PosixLineStore, ANameThatTheListOfModemsCannotHoldIsRefused) {
   EXPECT_THAT(ErrorOf([this] { Put(""); }), HasSubstr("needs a name"));
   EXPECT_THAT(ErrorOf([this] { Put("Two\tNames"); }), HasSubstr("Two\tNames"));
