@@ -23,7 +23,7 @@ sources() {  # [--changed | FILE...]
     --changed)
       git diff --name-only --diff-filter=d "$(git rev-list --max-count=2 HEAD | tail -1)" -- '*.cpp' ;;
     *) printf '%s\n' "$@" ;;
-  esac | grep --extended-regexp "$product" | grep --invert-match '^bench/windows/'
+  esac | { grep --extended-regexp "$product" || true; } | { grep --invert-match '^bench/windows/' || true; }
 }
 
 flags() {  # FILE
