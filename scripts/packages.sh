@@ -59,9 +59,9 @@ install_missing() {
   [ "$(id -u)" -eq 0 ] || as_root=(sudo)
   local apt=("${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -o DPkg::Lock::Timeout=600)
   # The time-out is not for the lock of the lists, which an update needs.
-  local deadline=$((SECONDS + 600))
-  until "${apt[@]}" update --quiet=2; do
-    [ "$SECONDS" -lt "$deadline" ] || return 1
+  local deadline=$((SECONDS + 600)) said
+  until said=$("${apt[@]}" update --quiet=2 2>&1); do
+    [[ $said == *"get lock"* && $SECONDS -lt $deadline ]] || { echo "$said" >&2; return 1; }
     sleep 5
   done
   "${apt[@]}" install --yes --quiet=2 --no-install-recommends "${missing[@]}"
