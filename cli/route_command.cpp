@@ -59,11 +59,7 @@ SettingValues LeadingTo(ProfileStore& store, const std::string& service) {
 // A prefix is compared with a number in digits, so nothing else could ever match.
 void Add(Context& context, const RouteOptions& options) {
   ProfileStore store(context);
-  const std::string prefix = KeyName("route", options.prefix);
-  if (prefix.find_first_not_of("0123456789") != std::string::npos) {
-    throw UsageError("the prefix \"" + options.prefix +
-                     "\" must be digits, with 00 for the international \"+\"");
-  }
+  const std::string prefix = RoutePrefix(options.prefix);
   if (!options.or_replace && store.Exists(store.Route(prefix))) {
     throw UsageError("there is a route \"" + options.prefix +
                      "\" already; --or-replace changes it");

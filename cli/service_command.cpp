@@ -77,13 +77,6 @@ void WarnOfGaps(Context& context, const SettingValues& values) {
   }
 }
 
-// A blank service, as the dialog for a new one makes it.
-SettingValues BlankService() {
-  SettingValues values;
-  for (const ValueInfo& info : kServiceValues) values.emplace_back(info, InitialValue(info));
-  return values;
-}
-
 void List(Context& context, const ServiceOptions& options) {
   ProfileStore store = ExistingProfile(context);
   Json json = Json::array();

@@ -5,6 +5,7 @@
 
 #include "base/ansi.h"
 #include "cli/mistyped.h"
+#include "cli/setting_rules.h"
 #include "cli/system.h"
 #include "engine/profile.h"
 
@@ -173,6 +174,21 @@ std::string KeyName(const std::string& what, const std::string& utf8) {
     throw UsageError("\"" + Printable(utf8) + "\" cannot be the name of a " + what);
   }
   return name;
+}
+
+std::string RoutePrefix(const std::string& utf8) {
+  std::string prefix = KeyName("route", utf8);
+  if (prefix.find_first_not_of("0123456789") != std::string::npos) {
+    throw UsageError("the prefix \"" + Printable(utf8) +
+                     "\" must be digits, with 00 for the international \"+\"");
+  }
+  return prefix;
+}
+
+SettingValues BlankService() {
+  SettingValues values;
+  for (const ValueInfo& info : kServiceValues) values.emplace_back(info, InitialValue(info));
+  return values;
 }
 
 std::string ExistingService(ProfileStore& store, const std::string& utf8) {

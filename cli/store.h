@@ -85,6 +85,12 @@ ProfileStore ExistingProfile(Context& context);
 /// else a UsageError.
 std::string KeyName(const std::string& what, const std::string& utf8);
 
+/// `utf8` as the prefix of a route: digits. Else a UsageError.
+std::string RoutePrefix(const std::string& utf8);
+
+/// A blank service, as the dialog for a new one makes it.
+SettingValues BlankService();
+
 /// What a number that begins with "+" needs.
 inline constexpr char kPlusHint[] =
     "a \"+\" needs ReplacePlus: 'mvsms config set ReplacePlus 1', or write 00 instead";

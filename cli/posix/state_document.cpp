@@ -123,9 +123,11 @@ class Part {
   }
   /// A list of texts, with commas between them, as options have it.
   std::string List() const {
+    const std::string wanted = "a list of texts is wanted here";
+    if (!json_.is_array()) Refuse(wanted);
     std::string list;
     for (const Json& item : json_) {
-      if (!json_.is_array() || !item.is_string()) Refuse("a list of texts is wanted here");
+      if (!item.is_string()) Refuse(wanted);
       list += (list.empty() ? "" : ",") + item.get<std::string>();
     }
     return list;
@@ -178,12 +180,6 @@ SettingValues Changes(Context& context, ProfileStore& store, const std::string& 
   return changes;
 }
 
-SettingValues BlankService() {
-  SettingValues values;
-  for (const ValueInfo& info : kServiceValues) values.emplace_back(info, InitialValue(info));
-  return values;
-}
-
 bool Names(const Part& part, const ValueInfo& info) {
   const auto members = part.Members();
   return std::any_of(members.begin(), members.end(), [&](const auto& member) {
@@ -207,14 +203,6 @@ void WriteServices(Context& context, ProfileStore& store, const Part& services, 
     const std::string service = part.Do([&, &utf8 = name] { return KeyName("service", utf8); });
     WriteService(context, store, store.Service(service), part, prune);
   }
-}
-
-std::string RoutePrefix(const std::string& utf8) {
-  std::string prefix = KeyName("route", utf8);
-  if (prefix.find_first_not_of("0123456789") != std::string::npos) {
-    throw UsageError("a prefix must be digits, with 00 for the international \"+\"");
-  }
-  return prefix;
 }
 
 void WriteRoutes(Context& context, ProfileStore& store, const Part& routes) {

@@ -166,7 +166,7 @@ TEST_F(ApplyCommand, MistakesAreToldWithTheirPlaceAndStoreNothing) {
   profile(R"({"services": {"X": {"TimeOut": 0}}})", "/services/X/TimeOut: TimeOut must be");
   profile(R"({"services": {"X": {"PhoneNumber": "日"}}})", "/services/X/PhoneNumber: ");
   profile(R"({"services": {"a\\b": {}}})", "/services/a\\b: ");
-  profile(R"({"routes": {"+49": ""}})", "/routes/+49: a prefix must be digits");
+  profile(R"({"routes": {"+49": ""}})", "/routes/+49: the prefix \"+49\" must be digits");
   RefuseDocument(R"({"modems": {}, "modems": {}})", "the name \"modems\" stands twice");
 }
 
