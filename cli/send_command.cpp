@@ -165,8 +165,9 @@ void AddSendCommand(Command& app, Context& context) {
       "Ctrl-C aborts and hangs up; a second one ends the program at once.\n"
       "With --json one object is printed at the end: id, outcome (accepted, refused,\n"
       "unreachable, unknown, unusable), reason, advice, exit_code, result and retry_suggested\n"
-      "(as the component has them), aborted, recipient, pieces, service, modem, dialled,\n"
-      "started, ended, answer, errors, status (all lines). Passwords are hidden.");
+      "(as the component has them), aborted, recipient, pieces, service, modem, member\n"
+      "(of a pool), dialled, started, ended, answer, errors, status (all lines). Passwords are "
+      "hidden.");
   command
       ->AddOption("--to", all->recipients,
                   "The recipient's number; given several times, one send follows the other")

@@ -89,12 +89,12 @@ SendRecord::SendRecord(Context& context, const SendOptions& options)
 }
 
 void SendRecord::Close(const std::string& recipient, const std::string& service,
-                       const SendReport& report, const dispatch::Judgement& judgement) {
+                       const std::string& member, const SendReport& report,
+                       const dispatch::Judgement& judgement) {
   // One that cannot be sent to has no form for the frame.
   if (!recipient.empty()) row_.recipient = recipient;
   row_.service = service;
   dispatch::Close(row_, report, judgement);
-  const std::string member = MemberUsed(context_, row_.modem);
   if (!member.empty()) row_.modem += "/" + member;
   const std::string trouble = Trouble(context_, row_);
   if (!trouble.empty() && !told_)

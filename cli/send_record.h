@@ -19,9 +19,10 @@ class SendRecord {
   /// Different from that of every other send, on whatever machine.
   const std::string& id() const { return row_.id; }
 
-  /// Closes the row. Texts are in the ANSI code page, as the send has left them.
-  void Close(const std::string& recipient, const std::string& service, const SendReport& report,
-             const dispatch::Judgement& judgement);
+  /// Closes the row. Texts are in the ANSI code page, as the send has left them; `member` is
+  /// the modem of a pool that the call went over.
+  void Close(const std::string& recipient, const std::string& service, const std::string& member,
+             const SendReport& report, const dispatch::Judgement& judgement);
 
  private:
   Context& context_;

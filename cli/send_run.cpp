@@ -61,7 +61,7 @@ class SendRun {
     SendRecord record(context_, options_);
     Send();
     const dispatch::Judgement raw = Judged();
-    record.Close(recipient_, service_, Report(), raw);
+    record.Close(recipient_, service_, Member(), Report(), raw);
     const dispatch::Judgement judgement = InWords(raw);
     try {
       if (context_.json) PrintResult(record.id(), judgement);
@@ -117,6 +117,9 @@ class SendRun {
     service_ = AnsiFromUtf8(options_.service);
     accepted_ = sender_.SendMessage(recipient_, from, message, service_);
   }
+
+  /// The modem of a pool that the call went over; none of a send that was given up before.
+  std::string Member() const { return given_up_ ? "" : MemberUsed(context_, Report().modem); }
 
   const SendReport& Report() const { return given_up_ ? *given_up_ : sender_.Report(); }
 
@@ -190,7 +193,7 @@ class SendRun {
          {"pieces", {{"all", report.pieces_in_all}, {"accepted", judgement.pieces_accepted}}},
          {"service", Utf8FromAnsi(given_up_ ? report.service : service_)},
          {"modem", Utf8FromAnsi(report.modem)},
-         {"member", Utf8FromAnsi(MemberUsed(context_, report.modem))},
+         {"member", Utf8FromAnsi(Member())},
          {"dialled", Utf8FromAnsi(report.dialled)},
          {"started", Moment(report.started)},
          {"ended", Moment(report.ended)},

@@ -184,7 +184,7 @@ class Setup {
 
   /// Whether the modem is there, or is taken all the same.
   bool Answers() {
-    if (line_.kind == posix::LineKind::kTcp) return true;
+    if (IsTcp()) return true;
     Say("Asking the modem ...\n");
     try {
       Say("  " + TestModem(context_, line_) + "\n");
@@ -220,8 +220,8 @@ class Setup {
     Ask("Its number in this list, or - for none of them", "-", [&](const std::string& answer) {
       record = answer == "-" ? nullptr : catalogue.Find(AnsiFromUtf8(answer));
       if (answer != "-" && record == nullptr) throw UsageError("the list has no such number");
+      if (record != nullptr) Take(*record);
     });
-    if (record != nullptr) Take(*record);
     return record != nullptr;
   }
 
@@ -231,20 +231,27 @@ class Setup {
 
   void Take(const CatalogueRecord& record) {
     service_ = Utf8FromAnsi(FieldOf(record, catalogue::kName));
+    CheckNumber(Utf8FromAnsi(FieldOf(record, catalogue::kPhoneNumber)));
     prefixes_ = RoutePrefixes(record);
+    values_.clear();
     for (const ServiceValue& value : ServiceValues(record)) {
       if (!value.text.empty()) Put(value.info, Utf8FromAnsi(value.text));
     }
   }
 
+  bool IsTcp() const { return line_.kind == posix::LineKind::kTcp; }
+
+  void CheckNumber(const std::string& text) const {
+    if (IsTcp() && text.find(':') == text.npos) throw UsageError("host:port is wanted");
+    if (text.empty()) throw UsageError("without a number nothing can be dialled");
+  }
+
   void ByHand() {
-    const bool tcp = line_.kind == posix::LineKind::kTcp;
+    prefixes_.clear();
+    values_.clear();
     AskFor(setting::kProtocol, "What it speaks, TAP or UCP", "TAP");
-    AskFor(setting::kPhoneNumber, tcp ? "Its host:port" : "Its number, as you would dial it", "",
-           [tcp](const std::string& text) {
-             if (tcp && text.find(':') == text.npos) throw UsageError("host:port is wanted");
-             if (text.empty()) throw UsageError("without a number nothing can be dialled");
-           });
+    AskFor(setting::kPhoneNumber, IsTcp() ? "Its host:port" : "Its number, as you would dial it",
+           "", [this](const std::string& text) { CheckNumber(text); });
     if (ucp_) {
       AskFor(setting::kUCPCommand, "Its operation, 51 or 01 for an older one", "51");
       Put(setting::kModemSetting, "8N1");
@@ -279,8 +286,7 @@ class Setup {
   }
 
   SettingValues WholeService() const {
-    SettingValues values;
-    for (const ValueInfo& info : kServiceValues) values.emplace_back(info, InitialValue(info));
+    SettingValues values = BlankService();
     values.insert(values.end(), values_.begin(), values_.end());
     values.emplace_back(setting::kModemName, TextValue(line_.name));
     return values;

@@ -60,11 +60,18 @@ bool NoMemberDialled(Context& context, const std::string& modem) {
   return line && line->kind == posix::LineKind::kPool && posix::LastMember(modem).empty();
 }
 
+// Settings that cannot be read just now are nothing to wait for: the send finds out, and says so.
 ModemTurn TurnFor(Context& context, const std::string& modem) try {
   const auto turn = std::make_shared<posix::LineTurn>(context.home, modem);
-  return [turn] { return turn->Look(); };
+  return [turn]() -> std::string {
+    try {
+      return turn->Look();
+    } catch (const RaisedError&) {
+      return "";
+    }
+  };
 } catch (const RaisedError&) {
-  return [] { return ""; };  // the send finds out, and says so
+  return [] { return ""; };
 }
 
 bool ModemsHaveTurns() { return true; }

@@ -102,6 +102,17 @@ TEST_F(SetupCommand, ACatalogueIsOfferedAndBringsItsRoutes) {
   EXPECT_EQ(Ask({"service", "show", "Alpha"})["ModemSetting"], "7E1");
 }
 
+TEST_F(SetupCommand, AnEntryOfTheCatalogueThatCannotServeIsToldAndAskedForAgain) {
+  std::ofstream(Path("smstransports.inf"))
+      << "7,Alpha,Germany,TAP,pw,,0123,160,2,49,Auto,7,E,1,2000,3,0171;0172\n"
+      << "8,Beta,Germany,TAP,pw,,localhost:1,160,2,49,Auto,7,E,1,0,3,0171\n";
+  const Outcome outcome = Answer("t\n\n7\n8\n-\nTAP\nlocalhost:1\n\n\n0171\ny\nn\n");
+  EXPECT_EQ(outcome.exit_code, kExitAccepted) << outcome.err;
+  EXPECT_THAT(outcome.out, AllOf(HasSubstr("host:port is wanted"), HasSubstr("TimeOut must be")));
+  EXPECT_EQ(Ask({"route", "list"}).size(), 0U);
+  EXPECT_EQ(Ask({"service", "show", "Pager"})["TimeOut"], "2000");
+}
+
 TEST_F(SetupCommand, ASecondTimeAddsAndLeavesTheDefaults) {
   const std::string answers = "t\n\nUCP\nlocalhost:1\n\n\n0171\ny\nn\n";
   Answer(answers);

@@ -119,6 +119,7 @@ class Tapi : public ITTAPI {
     const LineConfig& line = static_cast<LineAddress&>(*address).line();
     const std::string use = LineInUse(home_, line);
     NoteTrouble(line.name, use);
+    NoteMember(line.name, "");
     if (!use.empty()) throw RaisedError(EBUSY, "RegisterCallNotifications", AnsiFromUtf8(use));
     return ++last_registration_;
   }

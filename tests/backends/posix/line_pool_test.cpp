@@ -167,6 +167,13 @@ TEST_F(LinePool, ARestThatAClockSetBackMadeLongerIsNone) {
   EXPECT_EQ(LastMember("Pool"), "First");
 }
 
+TEST_F(LinePool, TheMemberOfACallIsNotThatOfTheNextOne) {
+  EXPECT_EQ(Dial("Pool", "1"), CallState::kConnected);
+  EXPECT_EQ(LastMember("Pool"), "First");
+  Register("Pool");
+  EXPECT_EQ(LastMember("Pool"), "");
+}
+
 TEST_F(LinePool, ANumberThatWasDialledIsNotDialledAgain) {
   for (const char* answer : {"BUSY", "NO ANSWER", "NO CARRIER", "ERROR"}) {
     first_.On("ATD1", std::string("\r\n") + answer + "\r\n");
