@@ -22,9 +22,6 @@ struct Implements {
 template <typename Final, typename First, typename... Rest>
 class ComObject : public First::Type, public Rest::Type... {
  public:
-  ComObject(const ComObject&) = delete;
-  ComObject& operator=(const ComObject&) = delete;
-
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
     if (!object) return E_POINTER;
     *object = Find(iid);
@@ -50,6 +47,8 @@ class ComObject : public First::Type, public Rest::Type... {
  private:
   friend Final;
   ComObject() { Lifetime::Acquire(); }
+  ComObject(const ComObject&) = delete;
+  ComObject& operator=(const ComObject&) = delete;
 
   void* Find(REFIID iid) {
     if (iid == IID_IUnknown || iid == IID_IDispatch) {

@@ -123,7 +123,7 @@ Json ToJson(const JournalEntry& entry) {
 // RFC 4180. What a spreadsheet would take for a formula gets a "'" in front, which makes it a text.
 std::string CsvCell(const std::string& text) {
   const bool formula = !text.empty() && std::string_view("=+-@").find(text[0]) != std::string::npos;
-  const std::string cell = (formula ? "'" : "") + Printable(text);
+  std::string cell = (formula ? "'" : "") + Printable(text);
   if (cell.find_first_of("\",") == std::string::npos) return cell;
   return '"' + ReplaceAll(cell, "\"", "\"\"") + '"';
 }

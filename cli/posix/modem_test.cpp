@@ -21,15 +21,21 @@ std::string ProblemOf(Context& context, const posix::LineConfig& modem) {
   return problem;
 }
 
+std::string Finding(Context& context, const posix::LineConfig& modem, bool& answers) {
+  const std::string problem = ProblemOf(context, modem);
+  answers = problem.empty();
+  return answers ? "the modem on " + modem.device + " answers" : problem;
+}
+
 std::string TestPool(Context& context, const posix::LineConfig& pool) {
   std::string findings;
   bool all_answer = true;
   for (const std::string& name : pool.members) {
     const auto member = Lines(context).Find(name);
-    const std::string problem = member ? ProblemOf(context, *member) : "there is no such modem";
+    bool answers = false;
     findings += (findings.empty() ? "" : "; ") + Utf8FromAnsi(name) + ": " +
-                (problem.empty() ? "the modem on " + member->device + " answers" : problem);
-    all_answer = all_answer && problem.empty();
+                (member ? Finding(context, *member, answers) : "there is no such modem");
+    all_answer = all_answer && answers;
   }
   if (!all_answer) throw Failure(findings);
   return findings;
@@ -40,9 +46,10 @@ std::string TestPool(Context& context, const posix::LineConfig& pool) {
 std::string TestModem(Context& context, const posix::LineConfig& line) {
   if (line.kind == posix::LineKind::kPool) return TestPool(context, line);
   if (line.kind == posix::LineKind::kTcp) return "is a TCP line; test it with --dial host:port";
-  const std::string problem = ProblemOf(context, line);
-  if (!problem.empty()) throw Failure(problem);
-  return "the modem on " + line.device + " answers";
+  bool answers = false;
+  const std::string finding = Finding(context, line, answers);
+  if (!answers) throw Failure(finding);
+  return finding;
 }
 
 std::string TestCall(Context& context, const posix::LineConfig& line, const std::string& number) {

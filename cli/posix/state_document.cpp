@@ -162,19 +162,24 @@ std::set<std::string> Folded(const Part& part) {
   return names;
 }
 
+using SettingValue = SettingValues::value_type;
+
+// Nothing where the document says what is stored.
+std::optional<SettingValue> Change(Context& context, ProfileStore& store, const std::string& key,
+                                   const ValueInfo& info, const Part& member) {
+  const std::string text = member.Text();
+  if (Utf8FromAnsi(store.Get(key, info)) == text) return {};
+  return SettingValue{info, CheckedValue(context, store, info, text)};
+}
+
 // The values of a key that differ from what is stored, checked.
 SettingValues Changes(Context& context, ProfileStore& store, const std::string& key,
                       std::span<const ValueInfo> values, const Part& part) {
   SettingValues changes;
-  for (const auto& [name, member] : part.Members()) {
-    const auto change =
-        member.Do([&, &name = name,
-                   &member = member]() -> std::optional<std::pair<ValueInfo, RegistryValue>> {
-          const ValueInfo& info = FindValue(values, name);
-          const std::string text = member.Text();
-          if (Utf8FromAnsi(store.Get(key, info)) == text) return {};
-          return std::pair{info, CheckedValue(context, store, info, text)};
-        });
+  for (const auto& member : part.Members()) {
+    const auto change = member.second.Do([&] {
+      return Change(context, store, key, FindValue(values, member.first), member.second);
+    });
     if (change) changes.push_back(*change);
   }
   return changes;

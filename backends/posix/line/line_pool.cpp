@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <ctime>
+#include <iterator>
 #include <utility>
 
 #include "backends/posix/line/device_lock.h"
@@ -41,8 +42,9 @@ std::vector<LineConfig> MembersOf(LineStore& store, const LineConfig& pool) {
 
 // What was reserved for this call is its modem, whatever else has become free since.
 void PutReservedFirst(std::vector<LineConfig>& members) {
-  std::stable_partition(members.begin(), members.end(),
-                        [](const LineConfig& member) { return IsReserved(member.device); });
+  const auto reserved = std::ranges::find_if(
+      members, [](const LineConfig& member) { return IsReserved(member.device); });
+  if (reserved != members.end()) std::rotate(members.begin(), reserved, std::next(reserved));
 }
 
 std::string Joined(const std::vector<std::string>& sentences) {

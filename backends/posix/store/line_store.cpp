@@ -36,10 +36,12 @@ constexpr char kEndRest[] = "DELETE FROM rests WHERE name = ?1";
 constexpr char kFindRest[] = "SELECT until FROM rests WHERE name = ?1";
 
 constexpr char kRename[] = "UPDATE lines SET name = ?2 WHERE name = ?1";
-constexpr const char* kRenameInPools[] = {
-    "UPDATE pools SET name = ?2 WHERE name = ?1", "UPDATE rests SET name = ?2 WHERE name = ?1",
+constexpr char kRenameMember[] =
     "UPDATE pools SET members = trim(replace(char(9) || members || char(9),"
-    " char(9) || ?1 || char(9), char(9) || ?2 || char(9)), char(9))"};
+    " char(9) || ?1 || char(9), char(9) || ?2 || char(9)), char(9))";
+constexpr const char* kRenameInPools[] = {"UPDATE pools SET name = ?2 WHERE name = ?1",
+                                          "UPDATE rests SET name = ?2 WHERE name = ?1",
+                                          kRenameMember};
 constexpr char kDelete[] = "DELETE FROM lines WHERE name = ?1";
 
 /// What a host knows as "Path/File access error".
