@@ -56,7 +56,7 @@ class ComPtr {
   T* pointer_ = nullptr;
 };
 
-/// A BSTR made from or read as text in the ANSI code page.
+/// A BSTR made from or read as text of the core, see text.h.
 class Bstr {
  public:
   Bstr() = default;
@@ -79,7 +79,7 @@ class Bstr {
   BSTR text_ = nullptr;
 };
 
-/// Text of a BSTR in the ANSI code page; a character without a code becomes "?", NULL is empty.
+/// Text of a BSTR for the core, see text.h; NULL is empty.
 std::string AnsiFromBstr(BSTR text);
 
 /// A function of a library of the system folder, loaded once and kept; null when there is none.
