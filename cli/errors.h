@@ -20,4 +20,9 @@ class Failure : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+/// Something that ends by itself, such as another program's lock.
+class Busy : public Failure {
+  using Failure::Failure;
+};
+
 }  // namespace mvsms::cli

@@ -21,6 +21,8 @@ namespace mvsms::cli {
 namespace {
 
 using dispatch::Exit;
+using dispatch::Judgement;
+using dispatch::Outcome;
 
 struct SendAll {
   std::vector<std::string> recipients;
@@ -70,14 +72,33 @@ void TakeLogOfProfile(Context& context, SendOptions& options) {
   if (settings.WriteLogfile && options.log.empty()) options.log = DefaultLog(context);
 }
 
-void PrintUnusable(Context& context, const std::string& id, const std::string& recipient,
-                   const std::string& reason) {
-  context.PrintJson({{"id", id},
-                     {"outcome", NameOf(dispatch::Outcome::kUnusable)},
-                     {"reason", reason},
-                     {"advice", ""},
-                     {"exit_code", static_cast<int>(Exit::kSettings)},
-                     {"recipient", recipient}});
+Judgement NotBegun(Outcome outcome, Exit exit, const std::exception& error) {
+  Judgement judgement;
+  judgement.outcome = outcome;
+  judgement.exit_code = static_cast<int>(exit);
+  judgement.reason = AnsiFromUtf8(error.what());
+  return judgement;
+}
+
+// Tells that no message went out, of each one; returns the exit code.
+int Tell(Context& context, const SendAll& all, const Judgement& judgement) {
+  const std::string reason = Utf8FromAnsi(judgement.reason);
+  context.Warn(reason);
+  for (const std::string& recipient : all.recipients) {
+    SendOptions options = all.options;
+    options.to = recipient;
+    const std::string id = RecordNotBegun(context, options, judgement);
+    if (!context.json) continue;
+    context.PrintJson({{"id", id},
+                       {"outcome", NameOf(judgement.outcome)},
+                       {"reason", reason},
+                       {"advice", ""},
+                       {"exit_code", judgement.exit_code},
+                       {"result", false},
+                       {"recipient", recipient},
+                       {"pieces", {{"all", 0}, {"accepted", 0}}}});
+  }
+  return judgement.exit_code;
 }
 
 // Settings that cannot even be read are no refusal of the message centre.
@@ -86,14 +107,11 @@ bool SettingsServe(Context& context, const SendAll& all) try {
   return true;
 } catch (const UsageError&) {
   throw;
+} catch (const Busy& error) {
+  context.exit_code = Tell(context, all, NotBegun(Outcome::kUnreachable, Exit::kRetry, error));
+  return false;
 } catch (const std::exception& error) {
-  context.Warn(error.what());
-  for (const std::string& recipient : all.recipients) {
-    SendOptions options = all.options;
-    options.to = recipient;
-    const std::string id = RecordUnusable(context, options, error.what());
-    if (context.json) PrintUnusable(context, id, recipient, error.what());
-  }
+  context.exit_code = Tell(context, all, NotBegun(Outcome::kUnusable, Exit::kSettings, error));
   return false;
 }
 
@@ -134,7 +152,6 @@ void SendToAll(Context& context, const SendAll& all) {
 
 void Run(Context& context, SendAll& all) {
   SendOptions& options = all.options;
-  context.exit_code = static_cast<int>(Exit::kSettings);
   context.json_lines = all.recipients.size() > 1;
   if (!SettingsServe(context, all)) return;
   if (options.text == "-") options.text = TakenAsUtf8(context, "the text", ReadText(context.in));

@@ -102,12 +102,12 @@ void SendRecord::Close(const std::string& recipient, const std::string& service,
   TellSystem(context_, row_);
 }
 
-std::string RecordUnusable(Context& context, const SendOptions& options,
-                           const std::string& reason) {
+std::string RecordNotBegun(Context& context, const SendOptions& options,
+                           const dispatch::Judgement& judgement) {
   JournalRow row = RowOf(context, options);
-  row.outcome = NameOf(dispatch::Outcome::kUnusable);
-  row.reason = AnsiFromUtf8(reason);
-  row.exit_code = static_cast<int>(dispatch::Exit::kSettings);
+  row.outcome = NameOf(judgement.outcome);
+  row.reason = judgement.reason;
+  row.exit_code = judgement.exit_code;
   const std::string trouble = Trouble(context, row);
   if (!trouble.empty()) context.Warn(trouble);
   return row.id;

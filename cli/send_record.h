@@ -34,9 +34,9 @@ class SendRecord {
 /// that may be the text. Such logs are read by many, and sent to other machines.
 std::string SystemLogLine(const dispatch::JournalRow& row);
 
-/// Writes the row of a send that ended before it began, for settings that cannot even be read
-/// (`reason`, UTF-8). They cannot say whether its text may be kept, so it is not.
-/// Returns its id.
-std::string RecordUnusable(Context& context, const SendOptions& options, const std::string& reason);
+/// Writes the row of a send that ended before it began, for settings that cannot even be read. They
+/// cannot say whether its text may be kept, so it is not. Returns its id.
+std::string RecordNotBegun(Context& context, const SendOptions& options,
+                           const dispatch::Judgement& judgement);
 
 }  // namespace mvsms::cli

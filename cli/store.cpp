@@ -37,7 +37,9 @@ class WritingMark {
 
 void CheckReadable(Context& context) {
   if (context.writing) return;
-  const std::string problem = StoreProblem(context.home);
+  bool passes = false;
+  const std::string problem = StoreProblem(context.home, passes);
+  if (passes) throw Busy(problem);
   if (!problem.empty()) throw Failure(problem);
 }
 

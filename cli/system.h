@@ -17,8 +17,8 @@ namespace mvsms::cli {
 std::unique_ptr<Platform> MakePlatform(const std::string& home);
 
 /// Why the settings cannot be read, and why they cannot be changed, as a sentence; empty when they
-/// can.
-std::string StoreProblem(const std::string& home);
+/// can. `passes` is set when it ends by itself.
+std::string StoreProblem(const std::string& home, bool& passes);
 std::string WriteProblem(const std::string& home);
 
 /// Whether there is a modem of this name (ANSI).

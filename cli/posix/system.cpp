@@ -25,7 +25,9 @@ std::unique_ptr<Platform> MakePlatform(const std::string& home) {
   return posix::MakePosixPlatform(home);
 }
 
-std::string StoreProblem(const std::string& home) { return posix::StoreProblem(home); }
+std::string StoreProblem(const std::string& home, bool& passes) {
+  return posix::StoreProblem(home, &passes);
+}
 std::string WriteProblem(const std::string& home) { return posix::WriteProblem(home); }
 
 bool ModemExists(Context& context, const std::string& modem) {

@@ -34,7 +34,7 @@ void ListModems(Context& context) {
 
 std::unique_ptr<Platform> MakePlatform(const std::string&) { return win32::MakeWin32Platform(); }
 
-std::string StoreProblem(const std::string&) { return ""; }
+std::string StoreProblem(const std::string&, bool&) { return ""; }
 std::string WriteProblem(const std::string&) { return ""; }
 
 bool ModemExists(Context& context, const std::string& modem) {

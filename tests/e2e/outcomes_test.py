@@ -11,6 +11,7 @@ import json
 import os
 import pathlib
 import signal
+import sqlite3
 import socket
 import subprocess
 import sys
@@ -108,6 +109,14 @@ def hold_back(world):
     world.centre.answer = lambda line: line.close()
 
 
+def lock_settings(world):
+    """Another program holds their file."""
+    other = sqlite3.connect(world.environment["MVSMS_HOME"] + "/settings.db", isolation_level=None,
+                            check_same_thread=False)
+    other.execute("BEGIN EXCLUSIVE")
+    world.closing.append(other.close)
+
+
 def forget_defaults(world):
     world.do("config", "set", "DefaultService", "")
 
@@ -170,6 +179,7 @@ ROWS = {
     "modem in use": Row("unreachable", 75, Tap(), result="CONNECT", spoil=hold_modem),
     "connection refused": Row("unreachable", 75, Tap(), spoil=stop_listening),
     "connection closed at once": Row("unreachable", 75, Tap(), spoil=hold_back),
+    "settings locked": Row("unreachable", 75, spoil=lock_settings),
     "no prompt": Row("unreachable", 75, Tap(prompts=[SILENCE])),
     "prompt behind other text": Row("unreachable", 75, Tap(prompts=[b"Welcome\r\nID="])),
     "login unanswered": Row("unreachable", 75, Tap(logins=[SILENCE])),

@@ -143,11 +143,12 @@ std::string ProblemSentence(const std::string& home, const SqliteError& error) {
   return TroubleWith("settings file", FileIn(home), error);
 }
 
-std::string StoreProblem(const std::string& home) try {
+std::string StoreProblem(const std::string& home, bool* passes) try {
   Store store(home);
   if (Connection* const connection = store.Read()) ProbeReading(*connection);
   return {};
 } catch (const SqliteError& error) {
+  if (passes) *passes = error.code() == SQLITE_BUSY;
   return ProblemSentence(home, error);
 }
 
