@@ -10,6 +10,9 @@ namespace {
 
 using std::chrono::milliseconds;
 
+// Long enough that a busy machine delivers a tick before the next one is due.
+constexpr int kUnhurried = 100;  // milliseconds
+
 class LoopContract : public Contract {
  protected:
   Timers::TimerProc Note(const std::string& text) {
@@ -46,23 +49,23 @@ TEST_P(LoopContract, DateAndTimeAreTexts) {
 }
 
 TEST_P(LoopContract, TimersTickInDoEventsAndNotBefore) {
-  timers_.SetTimer(10, Note("t"));
+  timers_.SetTimer(kUnhurried, Note("t"));
   loop_.DoEvents();
-  loop_.Sleep(milliseconds(30));
+  loop_.Sleep(milliseconds(kUnhurried + 20));
   EXPECT_EQ(notes_, "");
   loop_.DoEvents();
   EXPECT_EQ(notes_, "t");
 }
 
 TEST_P(LoopContract, ATimerTicksAgainAndAgain) {
-  timers_.SetTimer(20, Note("t"));
-  for (int i = 0; i < 4; ++i) SleepAndDeliver(30);
+  timers_.SetTimer(kUnhurried, Note("t"));
+  for (int i = 0; i < 4; ++i) SleepAndDeliver(kUnhurried + 20);
   EXPECT_EQ(notes_, "tttt");
 }
 
 TEST_P(LoopContract, ALongSleepGivesOneTick) {
-  timers_.SetTimer(1, Note("t"));
-  SleepAndDeliver(50);
+  timers_.SetTimer(kUnhurried, Note("t"));
+  SleepAndDeliver(5 * kUnhurried / 2);
   EXPECT_EQ(notes_, "t");
 }
 
