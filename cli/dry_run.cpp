@@ -28,6 +28,7 @@
 #include "protocols/bastap.h"
 #include "protocols/basucp.h"
 #include "protocols/control_codes.h"
+#include "protocols/waits.h"
 
 namespace mvsms::cli {
 namespace {
@@ -119,30 +120,57 @@ std::vector<std::string> LossesOf(const std::string& utf8, const ServiceRecord& 
   return losses;
 }
 
-// --- Time, in seconds.
+// --- Time, in milliseconds.
 
 struct Time {
-  double least;
-  double most;
+  double least = 0;
+  double most = 0;
 };
 
-/// The waits of the dialogues, as their sessions have them; the time on the line itself; and the
-/// telephone network, which nobody knows: ringing and the modems' tones take some twenty seconds,
-/// and after forty the attempt is given up.
+// The telephone network, which nobody knows: ringing and the modems' tones take some twenty
+// seconds, and after forty the attempt is given up.
+constexpr double kRinging = 20000;
+constexpr double kAttempt = 40000;
+
+constexpr int kBitsPerCharacter = 10;  // with start and stop bit
+constexpr double kSlowestLine = 300;   // bits a second
+constexpr char kUsualLine[] = "2400";
+
+constexpr Time LoginOfTap() {
+  using namespace tap_wait;
+  constexpr int kSettled = kAfterConnect + 2 * kAroundPrompt;
+  return {kSettled + kPromptPoll + kLoginPoll,
+          kSettled + kPromptAttempts * kPromptPoll + kLoginPolls * kLoginPoll};
+}
+constexpr Time kTapLogin = LoginOfTap();
+
+Time TapPiece(double timeout) {
+  using namespace tap_wait;
+  return {timeout + kAcknowledgementPoll, timeout + kAcknowledgementPolls * kAcknowledgementPoll};
+}
+
+Time UcpPiece(double timeout) {
+  using namespace ucp_wait;
+  return {kAfterConnect + timeout, kAfterConnect + kAnswerPolls * timeout};
+}
+
+double OnTheLine(const ServiceRecord& service, std::size_t bytes) {
+  const double speed = Val(service.BaudRate.empty() ? kUsualLine : service.BaudRate);
+  return static_cast<double>(bytes) * kBitsPerCharacter * 1000 / std::max(kSlowestLine, speed);
+}
+
+/// In seconds: the waits of the dialogues, the time on the line itself, and the network.
 Time TimeFor(const Way& way, std::size_t pieces, std::size_t bytes) {
   const ServiceRecord& service = way.service;
   const bool network = service.PhoneNumber.find(':') != std::string::npos;
-  const double speed = std::max(300.0, Val(service.BaudRate.empty() ? "2400" : service.BaudRate));
-  const double line = network ? 0 : static_cast<double>(bytes) * 10 / speed;
-  const double timeout = std::max(0, service.TimeOut) / 1000.0;
+  const double timeout = std::max(0, service.TimeOut);
+  const Time login = service.Protocol == "TAP" ? kTapLogin : Time{};
+  const Time piece = service.Protocol == "TAP" ? TapPiece(timeout) : UcpPiece(timeout);
+  const Time dialling{network ? 0 : kRinging, kAttempt};
+  const double line = network ? 0 : OnTheLine(service, bytes);
   const auto count = static_cast<double>(pieces);
-  const Time dialling = network ? Time{0, 40} : Time{20, 40};
-  if (service.Protocol == "TAP") {
-    return {dialling.least + 1 + 2 + 1 + 1 + count * (timeout + 2) + line,
-            dialling.most + 1 + 12 + 1 + 10 + count * (timeout + 18) + line};
-  }
-  return {dialling.least + count * (1 + timeout) + line,
-          dialling.most + count * (1 + 21 * timeout) + line};
+  return {(dialling.least + login.least + count * piece.least + line) / 1000,
+          (dialling.most + login.most + count * piece.most + line) / 1000};
 }
 
 std::string Seconds(double seconds) {

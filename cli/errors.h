@@ -8,7 +8,6 @@ namespace mvsms::cli {
 inline constexpr int kExitAccepted = 0;
 inline constexpr int kExitFailed = 1;
 inline constexpr int kExitUsage = 2;
-inline constexpr int kExitRetry = 75;  // sysexits.h EX_TEMPFAIL: failed, a later attempt may work
 
 /// A wrong command line or value. Nothing was changed; ends the command with kExitUsage.
 class UsageError : public std::runtime_error {

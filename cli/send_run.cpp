@@ -17,6 +17,7 @@
 #include "cli/store.h"
 #include "cli/system.h"
 #include "dispatch/outcome.h"
+#include "dispatch/status_lines.h"
 #include "engine/sender.h"
 #include "engine/settings.h"
 #include "media/apartment.h"
@@ -160,15 +161,12 @@ class SendRun {
     return open && Report().step >= SendStep::kModem ? ModemInUse(context_, Report().modem) : "";
   }
 
-  // The event brings all lines; the new one follows what was there before and a line end.
   void TakeStatus(const std::string& status) {
-    if (status.size() <= taken_) return;
-    const std::string line =
-        Utf8FromAnsi(dispatch::WithoutPassword(Report(), status.substr(taken_ + 2)));
-    taken_ = status.size();
+    const auto added = status_.Next(Report(), status);
+    if (!added) return;
+    const std::string line = Utf8FromAnsi(*added);
     lines_.push_back(line);
     if (context_.json || options_.quiet) return;
-    // Only the line that begins a send ends in a line end of its own.
     context_.out << Printable(line.substr(0, line.find_last_not_of("\r\n") + 1)) << std::endl;
   }
 
@@ -259,7 +257,7 @@ class SendRun {
   bool aborted_ = false;
   std::optional<SendReport> given_up_;  // aborted before the send began
   int signal_ = 0;                      // that came during the send
-  std::size_t taken_ = 0;               // characters of Status seen so far
+  dispatch::StatusLines status_;
   std::vector<std::string> lines_;
 };
 

@@ -14,6 +14,7 @@
 #include "backends/posix/system/home.h"
 #include "base/ansi.h"
 #include "dispatch/outcome.h"
+#include "dispatch/status_lines.h"
 #include "engine/sender.h"
 #include "include/mvsms/mvsms.h"
 #include "media/apartment.h"
@@ -98,15 +99,10 @@ class Send {
     if (handle_.abort_asked.load()) sender_.AbortAction();
   }
 
-  // The event brings all lines, and after an error the same ones again; the new one follows what
-  // was there before and a line end. Only the line that begins a send ends in a line end of its
-  // own.
   void TakeStatus(const std::string& status) {
-    if (status.size() <= taken_) return;
-    std::string line =
-        Utf8FromAnsi(dispatch::WithoutPassword(sender_.Report(), status.substr(taken_ + 2)));
-    line.erase(line.find_last_not_of("\r\n") + 1);
-    taken_ = status.size();
+    const auto added = status_.Next(sender_.Report(), status);
+    if (!added) return;
+    const std::string line = Utf8FromAnsi(added->substr(0, added->find_last_not_of("\r\n") + 1));
     if (handle_.on_status != nullptr) handle_.on_status(handle_.status_context, line.c_str());
     HeedAbort();
   }
@@ -124,7 +120,7 @@ class Send {
   std::unique_ptr<Platform> platform_;
   Apartment apartment_;
   Sender sender_;
-  std::size_t taken_ = 0;  // characters of Status seen so far
+  dispatch::StatusLines status_;
 };
 
 /// Marks a sender as sending for as long as it lives, unless it already is.

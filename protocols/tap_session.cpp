@@ -6,9 +6,12 @@
 
 #include "protocols/bastap.h"
 #include "protocols/control_codes.h"
+#include "protocols/waits.h"
 
 namespace mvsms {
 namespace {
+
+using namespace tap_wait;
 
 using basTAP::ControlCodesToNames;
 
@@ -26,19 +29,6 @@ constexpr char kDefaultTerminalId[] = "PG1";
 constexpr std::string_view kGoAhead = "[p";
 constexpr std::string_view kLoginAccepted = "\r\x06\r";  // CR ACK CR
 constexpr std::string_view kForcedEnd = "\x1B\x04";      // ESC EOT
-
-// Milliseconds. Modems chatter after they have connected, and centres print a banner around their
-// prompt; both are left to finish before we speak. Answers are polled at the pace of the slowest
-// centres, which look up the identifier or the pager before they answer.
-constexpr std::int32_t kAfterConnect = 1000;
-constexpr std::int32_t kPromptPoll = 2000;
-constexpr std::int32_t kAroundPrompt = 500;
-constexpr std::int32_t kLoginPoll = 1000;
-constexpr std::int32_t kAcknowledgementPoll = 2000;
-
-constexpr int kPromptAttempts = 6;  // a centre finds out the line speed from the first CRs
-constexpr int kLoginPolls = 10;     // empty ones, after each login frame
-constexpr int kAcknowledgementPolls = 9;
 
 void DiscardInput(SessionHost& host) { static_cast<void>(host.Medium().Receive()); }
 

@@ -2,14 +2,14 @@
 #include "protocols/ucp_session.h"
 
 #include "protocols/basucp.h"
+#include "protocols/waits.h"
 
 namespace mvsms {
 namespace {
 
 constexpr std::int32_t kErrBuildFrame = 61;
 
-constexpr std::int32_t kAfterConnect = 1000;  // milliseconds for the modems to fall silent
-constexpr int kAnswerPolls = 21;              // one per time-out of the service
+using namespace ucp_wait;
 
 void SendFrame(SessionHost& host, const std::string& frame) {
   host.Pause(kAfterConnect);

@@ -93,7 +93,7 @@ def check(root):
     """The faults of a tree, a line each."""
     faults = []
     settings = settings_of(root)
-    quoted = re.compile('"(%s)"' % "|".join(settings)) if settings else None
+    quoted = re.compile('"(%s)[="]' % "|".join(settings)) if settings else None
     for path in sorted(p for e in ("h", "hpp", "c", "cpp", "def", "in") for p in root.rglob(f"*.{e}")):
         name = path.relative_to(root)
         if name.parts[0] in FREE or name.parts[0] in ("build", ".git"):
@@ -108,7 +108,7 @@ def check(root):
             if wrong:
                 faults.append(f"{name}:{number}: {match[0].strip()}: {wrong}")
             if quoted and name.suffix != ".def" and str(name) not in SETTINGS:
-                faults += [f"{name}:{number}: {again[0]} is setting::{settings[again[1]]}"
+                faults += [f"{name}:{number}: {again[1]} is setting::{settings[again[1]]}"
                            for again in quoted.finditer(line)]
     return faults
 

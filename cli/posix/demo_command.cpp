@@ -18,6 +18,7 @@
 #include "cli/commands.h"
 #include "cli/interrupt.h"
 #include "cli/posix/child_process.h"
+#include "dispatch/outcome.h"
 #include "engine/settings.h"
 
 namespace mvsms::cli {
@@ -61,8 +62,13 @@ constexpr Message kMessages[] = {
     {"UCP over TCP", "Internet", "01731234567", "Backup has finished", kExitAccepted, "accepted"},
     {"The centre refuses the message", "Strict", "01741234567", "Nobody reads this", kExitFailed,
      "refused"},
-    {"The line is busy", "Engaged", "01751234567", "Nobody hears this", kExitRetry, nullptr},
+    {"The line is busy", "Engaged", "01751234567", "Nobody hears this",
+     static_cast<int>(dispatch::Exit::kRetry), nullptr},
 };
+
+std::string Assigned(const ValueInfo& info, const std::string& value) {
+  return std::string(info.name) + "=" + value;
+}
 
 // A folder for the time of the demonstration.
 class TemporaryFolder {
@@ -168,10 +174,11 @@ class Demo {
       const bool tcp = centre.number == nullptr;
       Do(tcp ? Words{"modem", "add", modem, "--kind", "tcp"}
              : Words{"modem", "add", modem, "--kind", "hayes", "--device", address});
-      Do({"service", "add", centre.service,
-          std::string("Protocol=") + (centre.protocol == std::string("tap") ? "TAP" : "UCP"),
-          "PhoneNumber=" + (tcp ? address : centre.number), "ModemName=" + modem, "UCPCommand=51",
-          "TimeOut=500"});
+      const bool tap = centre.protocol == std::string("tap");
+      Do({"service", "add", centre.service, Assigned(setting::kProtocol, tap ? "TAP" : "UCP"),
+          Assigned(setting::kPhoneNumber, tcp ? address : centre.number),
+          Assigned(setting::kModemName, modem), Assigned(setting::kUCPCommand, "51"),
+          Assigned(setting::kTimeOut, "500")});
     }
     Do({"config", "set", setting::kReplacePlus.name, "1"});
     Do({"config", "set", setting::kDefaultModem.name, "PagerModem"});

@@ -21,9 +21,6 @@ using ::testing::HasSubstr;
 using ::testing::Not;
 using ::testing::StartsWith;
 
-constexpr int kExitSettings = static_cast<int>(dispatch::Exit::kSettings);
-constexpr int kExitMessage = static_cast<int>(dispatch::Exit::kMessage);
-
 class CommandLine : public CommandTest {};
 class SendCommand : public CommandTest {};
 class LogCommand : public CommandTest {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "cli/json.h"
+#include "tests/support/exit_codes.h"
 #include "tests/support/temp_folder.h"
 
 namespace mvsms::cli {

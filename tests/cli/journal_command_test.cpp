@@ -22,7 +22,6 @@ using ::testing::IsEmpty;
 using ::testing::Not;
 using ::testing::SizeIs;
 
-constexpr int kExitSettings = 78;
 
 class JournalCommand : public CommandTest {
  protected:

@@ -20,7 +20,6 @@ using ::testing::Not;
 using ::testing::StartsWith;
 
 constexpr int kExitRefused = 1;
-constexpr int kExitUnknown = 76;
 
 // A pseudo-terminal at whose other end nobody reads.
 class SilentTerminal {

@@ -12,6 +12,7 @@
 
 #include "cli/json.h"
 #include "cli/posix/child_process.h"
+#include "tests/support/exit_codes.h"
 #include "tests/support/temp_folder.h"
 
 namespace mvsms::cli {

@@ -71,11 +71,13 @@ class Layers(unittest.TestCase):
     def test_a_setting_named_again_is_named(self):
         self.plant("engine/settings.h", 'constexpr ValueInfo kModem{.name = "ModemName"};\n'
                                         'constexpr ValueInfo kSpeed{\n    .name = "BaudRate"};\n')
-        self.plant("ui/form.cpp", 'Read("ModemName");\nSay("ModemNames");\nRead("BaudRate");\n')
+        self.plant("ui/form.cpp", 'Read("ModemName");\nSay("ModemNames");\nRead("BaudRate");\n'
+                                   'Do("BaudRate=2400");\n')
         self.plant("resources/strings.def", 'STRING("BaudRate")\n')
         self.plant("tests/ui/form_test.cpp", 'Read("ModemName");\n')
-        self.assert_named('ui/form.cpp:1: "ModemName" is setting::kModem',
-                          'ui/form.cpp:3: "BaudRate" is setting::kSpeed')
+        self.assert_named('ui/form.cpp:1: ModemName is setting::kModem',
+                          'ui/form.cpp:3: BaudRate is setting::kSpeed',
+                          'ui/form.cpp:4: BaudRate is setting::kSpeed')
 
 
 if __name__ == "__main__":
