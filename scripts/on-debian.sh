@@ -12,6 +12,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
+. scripts/chroots.sh
 
 bare=no
 [ "${1:-}" != --bare ] || { bare=yes; shift; }
@@ -21,14 +22,9 @@ command=("${@:2}")
 [ ${#command[@]} -gt 0 ] || command=(bash)
 [ "$(id -u)" -eq 0 ] || { echo "scripts/on-debian.sh makes a chroot, for which it must run as root" >&2; exit 1; }
 
-kept=${MVSMS_CHROOTS:-${XDG_CACHE_HOME:-$HOME/.cache}/mvsms-chroots}
-root=$kept/$suite
-base=$kept/$suite.tar
-mkdir -p "$kept"
-
-# One command at a time in a chroot: another one waits here.
-exec 9>"$kept/$suite.lock"
-flock 9
+root=$chroots/$suite
+base=$chroots/$suite.tar
+lock_chroot "$suite"
 
 if [ ! -s "$base" ]; then
   install_missing mmdebstrap
@@ -45,17 +41,4 @@ fi
 
 rm -rf "$root/root/mvsms"
 git clone --quiet --no-hardlinks . "$root/root/mvsms"
-cp --dereference /etc/resolv.conf "$root/etc/resolv.conf"
-
-# Mounts and processes of its own, so that nothing of them is left when the command has ended.
-export suite root
-exec unshare --mount --pid --fork --kill-child --mount-proc bash -c '
-  set -eu
-  mount --rbind /dev "$root/dev"
-  mount --rbind /sys "$root/sys"
-  mount -t proc proc "$root/proc"
-  mount -t tmpfs tmpfs "$root/tmp"
-  exec env --ignore-environment HOME=/root TERM="${TERM:-dumb}" LANG=C.UTF-8 \
-    PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin ${CI:+CI=$CI} \
-    chroot "$root" bash -c "cd /root/mvsms && exec \"\$@\"" on-debian "$@"
-' on-debian "${command[@]}"
+enter_chroot "$root" /root/mvsms "${command[@]}"

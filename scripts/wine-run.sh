@@ -18,6 +18,16 @@ mkdir -p "$WINEPREFIX"
     touch "$WINEPREFIX/ready"
   fi
 ) 9>"$WINEPREFIX/lock"
+# Where Wine has 64 bits only, a program of 32 would end with 0, having done nothing.
+is_32_bits() {
+  local header
+  header=$(od -An -t u4 -j 60 -N 4 "$1")
+  [ "$(od -An -t x2 -j $((header + 4)) -N 2 "$1")" = " 014c" ]
+}
+if [ ! -e "$WINEPREFIX/drive_c/windows/syswow64" ] && [ -f "$1" ] && is_32_bits "$1"; then
+  echo "$1: this Wine runs no 32-bit programs; see scripts/wine32.sh" >&2
+  exit 126
+fi
 # Without a locale, Wine could make no file whose name has umlauts.
 exec env LC_ALL="${MVSMS_LOCALE:-C.UTF-8}" \
   timeout "${MVSMS_WINE_LIMIT:-300}" wine "$@" 2>>"$WINEPREFIX/stderr.log"

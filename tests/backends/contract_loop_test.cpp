@@ -78,10 +78,10 @@ TEST_P(LoopContract, TheTickKnowsItsTimer) {
 }
 
 TEST_P(LoopContract, EveryTimerThatFellDueTicks) {
-  timers_.SetTimer(20, Note("c"));
-  timers_.SetTimer(10, Note("b"));
-  timers_.SetTimer(5, Note("a"));
-  SleepAndDeliver(60);
+  timers_.SetTimer(kUnhurried + 20, Note("c"));
+  timers_.SetTimer(kUnhurried + 10, Note("b"));
+  timers_.SetTimer(kUnhurried, Note("a"));
+  SleepAndDeliver(kUnhurried + 40);
   std::sort(notes_.begin(), notes_.end());
   EXPECT_EQ(notes_, "abc");
 }

@@ -73,6 +73,7 @@ case $1 in
       echo "run.sh: $1 ended with code $status and without a summary; once more"
       status=0
       attempt "$@" || status=$?
+      grep --quiet -e '^\[  PASSED  \]' -e '^\[  FAILED  \]' "$records/output" || status=1
     fi ;;
 esac
 exit "$status"

@@ -1,0 +1,39 @@
+# Chroots of Debian releases, kept in the user's cache folder. Sourced by the scripts that run
+# something in one.
+
+chroots=${MVSMS_CHROOTS:-${XDG_CACHE_HOME:-$HOME/.cache}/mvsms-chroots}
+
+# lock_chroot NAME: one command at a time in a chroot; another one waits here.
+lock_chroot() {
+  mkdir -p "$chroots"
+  exec 9>"$chroots/$1.lock"
+  flock 9
+}
+
+# enter_chroot ROOT FOLDER COMMAND...: becomes the command, in that folder of the chroot, with the
+# environment's MVSMS_ variables and CI, and with mounts and processes of its own, so that nothing of
+# them is left when it has ended. SHARED, when set, is a folder of this machine that has its place
+# there too.
+enter_chroot() {
+  export root=$1 folder=$2 SHARED=${SHARED:-}
+  local passed
+  passed=$(env | sed -n 's/^\(CI\|MVSMS_[A-Z]*\)=.*/\1/p' | tr '\n' ' ')
+  export passed
+  cp --dereference /etc/resolv.conf "$root/etc/resolv.conf"
+  exec unshare --mount --pid --fork --kill-child --mount-proc bash -c '
+    set -eu
+    mount --rbind /dev "$root/dev"
+    mount --rbind /sys "$root/sys"
+    mount -t proc proc "$root/proc"
+    mount -t tmpfs tmpfs "$root/tmp"
+    if [ -n "$SHARED" ]; then
+      mkdir -p "$root$SHARED"
+      mount --rbind "$SHARED" "$root$SHARED"
+    fi
+    kept=()
+    for name in $passed; do kept+=("$name=${!name}"); done
+    exec env --ignore-environment HOME=/root TERM="${TERM:-dumb}" LANG=C.UTF-8 \
+      PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin "${kept[@]}" \
+      chroot "$root" bash -c "cd \"\$0\" && exec \"\$@\"" "$folder" "$@"
+  ' in-chroot "${@:3}"
+}
