@@ -24,7 +24,7 @@ is_32_bits() {
   header=$(od -An -t u4 -j 60 -N 4 "$1")
   [ "$(od -An -t x2 -j $((header + 4)) -N 2 "$1")" = " 014c" ]
 }
-if [ ! -e "$WINEPREFIX/drive_c/windows/syswow64" ] && [ -f "$1" ] && is_32_bits "$1"; then
+if [ ! -e "$WINEPREFIX/drive_c/windows/syswow64/kernel32.dll" ] && [ -f "$1" ] && is_32_bits "$1"; then
   echo "$1: this Wine runs no 32-bit programs; see scripts/wine32.sh" >&2
   exit 126
 fi
