@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # scripts/test.sh [--all | --native] [--no-x86]: the checks of the tree, from a clean clone on a bare
 # Debian 12 or 13; installs what is missing. Quick ones first: formatting, layers; then the tests
-# with AddressSanitizer and UBSan and optimised, a few seconds of each fuzz target, and the Windows
-# component and its tests under Wine, in 64 and 32 bits.
+# with AddressSanitizer and UBSan, a few seconds of each fuzz target, the optimised command as a
+# whole, and the Windows component and its tests under Wine, in 64 and 32 bits.
 #
-#   --all     the slow lanes too: the native tests on the other Debian
+#   --all     the slow lanes too: the unit tests optimised, and the native tests on the other Debian
 #   --native  the optimised build and its tests, nothing else: what one lane runs on another release
 #   --no-x86  without the 32-bit component, where Wine cannot run it
 #
@@ -40,6 +40,14 @@ build_and_test() {
   cmake --preset "$1"
   cmake --build --preset "$1"
   ctest --preset "$1"
+}
+
+# The optimised command and library as a whole. Their unit tests have just run with the sanitizers.
+try_finished() {
+  step "Build and test: release, the finished command"
+  cmake --preset release
+  cmake --build --preset release --target mvsms libmvsms e2e_test
+  ctest --preset release --tests-regex '^(hardening|guides|library_installed|e2e\.)'
 }
 
 # Long enough to tell that a target still works; scripts/fuzz.sh is for long runs.
@@ -87,13 +95,13 @@ windows_lane() {  # PRESET TOOLS [WHERE]
   check_imports "$1" "$2"
 }
 
-usual_lanes() {
+local_lanes() {  # COMMAND... for the optimised build
   install_missing "${build_packages[@]}" "${check_packages[@]}" "${windows_packages[@]}"
   check_format
   check_layers
   build_and_test dev
   fuzz_briefly
-  build_and_test release
+  "$@"
   try_benchmarks
   windows_lane windows-x64 x86_64-w64-mingw32
   if [ $x86 = yes ]; then windows_lane windows-x86 i686-w64-mingw32 scripts/wine32.sh; fi
@@ -116,6 +124,6 @@ for option in "$@"; do
 done
 case $lanes in
   native) native_lane ;;
-  usual) usual_lanes; tell_of_x86 ;;
-  all) usual_lanes; try_other_release; tell_of_x86 ;;
+  usual) local_lanes try_finished; tell_of_x86 ;;
+  all) local_lanes build_and_test release; try_other_release; tell_of_x86 ;;
 esac
