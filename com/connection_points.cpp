@@ -32,8 +32,8 @@ using ConnectionEnumerator =
 }  // namespace
 
 HRESULT Sinks::Advise(IUnknown* sink, REFIID event_interface, DWORD* cookie) {
+  if (cookie) *cookie = 0;
   if (!sink || !cookie) return E_POINTER;
-  *cookie = 0;
   win32::ComPtr<IDispatch> dispatch;
   if (FAILED(sink->QueryInterface(event_interface, dispatch.PutVoid())) &&
       FAILED(sink->QueryInterface(IID_IDispatch, dispatch.PutVoid()))) {

@@ -56,10 +56,11 @@ VARIANT Reference(win32::Bstr& text) {
 }
 
 class SenderObject final
-    : public ComObject<SenderObject, Implements<DispatchOver<_Sender, IID__Sender>, IID__Sender>,
-                       Implements<IProvideClassInfo2, IID_IProvideClassInfo2>,
-                       Implements<IConnectionPointContainer, IID_IConnectionPointContainer>,
-                       Implements<ISupportErrorInfo, IID_ISupportErrorInfo>> {
+    : public ComObject<
+          SenderObject, Implements<DispatchOver<_Sender, IID__Sender>, IID__Sender>,
+          Implements<IProvideClassInfo2, IID_IProvideClassInfo2, IID_IProvideClassInfo>,
+          Implements<IConnectionPointContainer, IID_IConnectionPointContainer>,
+          Implements<ISupportErrorInfo, IID_ISupportErrorInfo>> {
  public:
   SenderObject()
       : events_(*this, DIID___Sender),
