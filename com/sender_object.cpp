@@ -33,12 +33,16 @@ class InOutText {
       : argument_(argument), before_(argument ? win32::AnsiFromBstr(*argument) : std::string()) {
     text = before_;
   }
-  /// A text that was not changed keeps even the characters that the code page lacks.
-  void WriteBack() {
+  /// Cannot fail, for the message has been sent, and a host that is told of a failure sends it
+  /// again: a text for which there is no memory stays what it was. One that was not changed keeps
+  /// even the characters that the code page lacks.
+  void WriteBack() noexcept {
     if (!argument_ || text == before_) return;
-    win32::Bstr changed(text);
-    ::SysFreeString(*argument_);
-    *argument_ = changed.Detach();
+    try {
+      win32::Bstr changed(text);
+      if (changed.Get()) std::swap(*argument_, *changed.InOut());
+    } catch (const std::bad_alloc&) {
+    }
   }
   std::string text;
 
@@ -99,6 +103,8 @@ class SenderObject final
   }
   HRESULT STDMETHODCALLTYPE SendMessage(BSTR* recipient, BSTR* sender, BSTR* message,
                                         BSTR* service_name, VARIANT_BOOL* result) override {
+    if (!result) return E_POINTER;  // nothing is sent that cannot be answered for
+    *result = VARIANT_FALSE;
     return Call([&] {
       InOutText recipient_text(recipient);
       InOutText sender_text(sender);

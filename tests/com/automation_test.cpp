@@ -52,6 +52,14 @@ class AutomationOfASend : public Automation {
   ~AutomationOfASend() override { DeleteProfile(); }
 };
 
+TEST_F(AutomationOfASend, NothingIsSentWithoutAPlaceForTheResult) {
+  Bstr texts[] = {Bstr("0171"), Bstr("0301"), Bstr("text"), Bstr("")};
+  EXPECT_EQ(host_.sender().SendMessage(texts[0].InOut(), texts[1].InOut(), texts[2].InOut(),
+                                       texts[3].InOut(), nullptr),
+            E_POINTER);
+  EXPECT_EQ(Status(), "");
+}
+
 TEST_F(AutomationOfASend, VariablesAreWrittenBack) {
   Value recipient(" 0171 55"), sender("0301"), message("  text "), service("");
   EXPECT_EQ(Send({ByReference(recipient), ByReference(sender), ByReference(message),

@@ -19,6 +19,8 @@ class Spy final : public IMallocSpy {
   }
   Spy() { EXPECT_EQ(::CoRegisterMallocSpy(this), S_OK); }
   LONG alive() const { return alive_; }
+  /// While it is set there is no memory.
+  bool refuses = false;
 
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
     if (iid != IID_IUnknown && iid != IID_IMallocSpy) return E_NOINTERFACE;
@@ -27,7 +29,7 @@ class Spy final : public IMallocSpy {
   }
   ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
   ULONG STDMETHODCALLTYPE Release() override { return 1; }
-  SIZE_T STDMETHODCALLTYPE PreAlloc(SIZE_T size) override { return size; }
+  SIZE_T STDMETHODCALLTYPE PreAlloc(SIZE_T size) override { return refuses ? 0 : size; }
   void* STDMETHODCALLTYPE PostAlloc(void* memory) override {
     if (memory) ::InterlockedIncrement(&alive_);
     return memory;
@@ -93,6 +95,25 @@ TEST(Lifetime, LockKeepsTheDll) {
   EXPECT_EQ(factory->LockServer(FALSE), S_OK);
   factory.Reset();
   EXPECT_EQ(CanUnloadNow(), S_OK);
+}
+
+// The message is gone by then, and a host that is told of a failure sends it a second time.
+TEST(Lifetime, MemoryThatLacksAfterTheSendCostsOnlyTheWriteBack) {
+  Spy& spy = Spy::Registered();
+  Host host(kProfile);
+  Sink sink;
+  sink.handler = [&](DISPID, DISPPARAMS&) {
+    spy.refuses = host.Status().ends_with("Failed");
+    return S_OK;
+  };
+  WriteProfile();
+  host.Advise(sink);
+  const Sent sent = host.Send("no digits", "  text ");
+  spy.refuses = false;
+  DeleteProfile();
+  EXPECT_EQ(sent.result, S_OK);
+  EXPECT_EQ(sent.message, "  text ");
+  host.Release();
 }
 
 TEST(Lifetime, AThousandRoundsLeaveNothingBehind) {
