@@ -67,8 +67,9 @@ class SenderObject final
           Implements<ISupportErrorInfo, IID_ISupportErrorInfo>> {
  public:
   SenderObject()
-      : events_(*this, DIID___Sender),
-        sender_(ThreadApartment(), StatusWindowOn(ThreadApartment().platform())) {
+      : apartment_(ThreadApartment()),
+        events_(*this, DIID___Sender),
+        sender_(*apartment_, StatusWindowOn(apartment_->platform())) {
     sender_.OnError = [this](std::int32_t& number, std::string& description, std::string& module) {
       FireError(number, description, module);
     };
@@ -201,6 +202,7 @@ class SenderObject final
     if (after != before) status = after;
   }
 
+  const std::shared_ptr<Apartment> apartment_;
   ConnectionPoint events_;
   mvsms::Sender sender_;
 };

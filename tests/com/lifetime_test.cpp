@@ -126,6 +126,28 @@ TEST(Lifetime, AThousandRoundsLeaveNothingBehind) {
   EXPECT_EQ(CanUnloadNow(), S_OK);
 }
 
+/// COM forbids it, but collected objects of scripting languages and wrappers that leak end so.
+TEST(Lifetime, ObjectsMayOutliveTheirThread) {
+  WriteProfile();
+  ShowStatusWindow();
+  IUnknown* objects[2] = {};
+  std::thread([&] {
+    Host host(kProfile);
+    host.Send("no digits", "text");
+    EXPECT_NE(host.Status(), "");
+    host.sender().QueryInterface(IID_IUnknown, reinterpret_cast<void**>(&objects[0]));
+    EXPECT_EQ(::CoCreateInstance(CLSID_Config, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown,
+                                 reinterpret_cast<void**>(&objects[1])),
+              S_OK);
+  }).join();
+  DeleteProfile();
+  for (IUnknown* const object : objects) {
+    ASSERT_NE(object, nullptr);
+    EXPECT_EQ(object->Release(), 0U);
+  }
+  EXPECT_EQ(CanUnloadNow(), S_OK);
+}
+
 TEST(Lifetime, ApartmentsAreIndependent) {
   std::vector<std::thread> apartments;
   for (int i = 0; i < 8; ++i) {
