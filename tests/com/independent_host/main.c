@@ -24,7 +24,8 @@ void CheckResult(HRESULT result, HRESULT expected, int line, const char* file, c
 }
 
 int main(void) {
-  static void (*const subjects[])(void) = {CheckLibrary, CheckObjects, CheckCalls, CheckDispatch};
+  static void (*const subjects[])(void) = {CheckStorage,  CheckLibrary, CheckObjects, CheckCalls,
+                                           CheckDispatch, CheckEvents,  CheckLifetime};
   CoInitializeEx(NULL, COINIT_APARTMENTTHREADED);
   if (!SenderClass() || !ConfigClass()) {
     printf("[  FAILED  ] the component is not registered\n");
