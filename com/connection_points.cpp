@@ -70,6 +70,7 @@ void Sinks::Fire(DISPID event, const std::vector<VARIANT>& arguments) {
 
 HRESULT Sinks::Enumerate(IEnumConnections** enumerator) {
   if (!enumerator) return E_POINTER;
+  *enumerator = nullptr;
   std::vector<Connection> connections;
   for (const Entry& entry : sinks_) connections.push_back({entry.cookie, entry.sink});
   *enumerator = new (std::nothrow) ConnectionEnumerator(std::move(connections));
@@ -113,9 +114,10 @@ HRESULT ConnectionPoint::EnumConnections(IEnumConnections** enumerator) {
 
 HRESULT EnumerateConnectionPoint(IConnectionPoint& point, IEnumConnectionPoints** enumerator) {
   if (!enumerator) return E_POINTER;
+  *enumerator = nullptr;
+  std::vector<win32::ComPtr<IConnectionPoint>> points(1);
   point.AddRef();
-  std::vector<win32::ComPtr<IConnectionPoint>> points;
-  points.emplace_back(&point);
+  points[0] = win32::ComPtr<IConnectionPoint>(&point);
   *enumerator = new (std::nothrow) PointEnumerator(std::move(points));
   return *enumerator ? S_OK : E_OUTOFMEMORY;
 }
