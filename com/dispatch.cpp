@@ -45,6 +45,11 @@ class Member {
     if (count > 0 && (Flags(count - 1) & PARAMFLAG_FRETVAL) != 0) --count;
     return count;
   }
+  bool HasResult() const {
+    const VARTYPE type = description_->elemdescFunc.tdesc.vt;
+    return Arguments() < static_cast<UINT>(description_->cParams) ||
+           (type != VT_VOID && type != VT_HRESULT);
+  }
   bool IsByReference(UINT index) const { return Type(index).vt == VT_PTR; }
   VARTYPE ValueType(UINT index) const {
     return IsByReference(index) ? Type(index).lptdesc->vt : Type(index).vt;
@@ -179,6 +184,9 @@ HRESULT InvokeMember(ITypeInfo* info, void* instance, DISPID id, WORD flags, DIS
     }
   }
 
+  Variant
+      unwanted;  // the member has to put its result somewhere, whether the caller wants it or not
+  if (!result && member.HasResult()) result = unwanted.Get();
   DISPID put = DISPID_PROPERTYPUT;
   const bool is_put = (member.Kind() & (INVOKE_PROPERTYPUT | INVOKE_PROPERTYPUTREF)) != 0;
   DISPPARAMS arguments{passed.data(), is_put ? &put : nullptr, count, is_put ? 1U : 0U};

@@ -126,6 +126,22 @@ static void CheckArguments(void) {
   for (int i = 0; i < 4; ++i) VariantClear(&four[i]);
 }
 
+/* As a script does that calls and does not look at the result. */
+static void CheckUnwantedResult(void) {
+  VARIANT three[3] = {Text(L"text"), Text(L"0301"), Text(L"0171")};
+  DISPPARAMS given = {three, NULL, 3, 0};
+  PutText(sender, L"Status", L"");
+  CHECK_RESULT(S_OK, IDispatch_Invoke(sender, IdOf(L"SendMessage"), &IID_NULL, LOCALE_USER_DEFAULT,
+                                      DISPATCH_METHOD, &given, NULL, NULL, NULL));
+  CHECK(StatusContains(sender, L"5: Unable to load settings."));
+  given.cArgs = 0;
+  CHECK_RESULT(S_OK, IDispatch_Invoke(sender, IdOf(L"Status"), &IID_NULL, LOCALE_USER_DEFAULT,
+                                      DISPATCH_PROPERTYGET, &given, NULL, NULL, NULL));
+  CHECK_RESULT(S_OK, IDispatch_Invoke(sender, IdOf(L"AbortAction"), &IID_NULL, LOCALE_USER_DEFAULT,
+                                      DISPATCH_METHOD, &given, NULL, NULL, NULL));
+  for (int i = 0; i < 3; ++i) VariantClear(&three[i]);
+}
+
 static void CheckNamedArguments(void) {
   VARIANT values[4] = {Text(L"0171"), Text(L"text"), Text(L"0301"), Text(L"0171")};
   DISPID names[3] = {0, 2, 1}, twice[2] = {2, 2}, taken[2] = {0, 2}, unknown[1] = {4};
@@ -183,6 +199,7 @@ void CheckDispatch(void) {
   CheckArguments();
   CheckNamedArguments();
   CheckReferences();
+  CheckUnwantedResult();
   VariantClear(&answer);
   IDispatch_Release(sender);
   CHECK(IUnknown_Release((IUnknown*)object) == 0);
