@@ -4,17 +4,24 @@
 #include <exception>
 #include <new>
 #include <string>
+#include <type_traits>
 
 #include "base/raised_error.h"
 #include "com/module.h"
 
 namespace mvsms::com {
 
-/// One interface of an object and the identifiers under which it is found.
-template <typename Interface, const IID& kIid>
+/// One interface of an object and the identifiers under which it is found: its own, and those of
+/// the interfaces that it extends. IUnknown and IDispatch need not be named: the first is found
+/// under every object's identity, the second wherever the interface extends it, and nowhere else,
+/// for a late-bound host calls what it is given.
+template <typename Interface, const IID&... kIids>
 struct Implements {
   using Type = Interface;
-  static constexpr const IID& iid = kIid;
+  static bool Answers(REFIID iid) {
+    if (std::is_base_of_v<IDispatch, Interface> && iid == IID_IDispatch) return true;
+    return ((iid == kIids) || ...);
+  }
 };
 
 /// Counted object over a list of interfaces; the first one is its identity. Starts with one
@@ -51,9 +58,7 @@ class ComObject : public First::Type, public Rest::Type... {
   ComObject& operator=(const ComObject&) = delete;
 
   void* Find(REFIID iid) {
-    if (iid == IID_IUnknown || iid == IID_IDispatch) {
-      return static_cast<typename First::Type*>(this);
-    }
+    if (iid == IID_IUnknown) return static_cast<typename First::Type*>(this);
     void* found = nullptr;
     Match<First>(iid, found);
     (Match<Rest>(iid, found), ...);
@@ -61,7 +66,7 @@ class ComObject : public First::Type, public Rest::Type... {
   }
   template <typename Entry>
   void Match(REFIID iid, void*& found) {
-    if (iid == Entry::iid) found = static_cast<typename Entry::Type*>(this);
+    if (!found && Entry::Answers(iid)) found = static_cast<typename Entry::Type*>(this);
   }
 
   LONG references_ = 1;

@@ -13,7 +13,7 @@ class ConfigObject final
                        Implements<IProvideClassInfo, IID_IProvideClassInfo>,
                        Implements<ISupportErrorInfo, IID_ISupportErrorInfo>> {
  public:
-  ConfigObject() : config_(ThreadApartment()) {}
+  ConfigObject() : apartment_(ThreadApartment()), config_(*apartment_) {}
 
   // _Config
   HRESULT STDMETHODCALLTYPE ShowConfigDialog(BSTR host_app_name, LONG owner,
@@ -60,6 +60,7 @@ class ConfigObject final
     return S_OK;
   }
 
+  const std::shared_ptr<Apartment> apartment_;
   mvsms::Config config_;
 };
 

@@ -32,8 +32,8 @@ using ConnectionEnumerator =
 }  // namespace
 
 HRESULT Sinks::Advise(IUnknown* sink, REFIID event_interface, DWORD* cookie) {
+  if (cookie) *cookie = 0;
   if (!sink || !cookie) return E_POINTER;
-  *cookie = 0;
   win32::ComPtr<IDispatch> dispatch;
   if (FAILED(sink->QueryInterface(event_interface, dispatch.PutVoid())) &&
       FAILED(sink->QueryInterface(IID_IDispatch, dispatch.PutVoid()))) {
@@ -61,13 +61,16 @@ void Sinks::Fire(DISPID event, const std::vector<VARIANT>& arguments) {
     try {
       entry.sink->Invoke(event, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &parameters,
                          nullptr, nullptr, nullptr);
-    } catch (...) {  // a C++ sink that throws must not cost the others their event
+    } catch (...) {
+      // A sink of this compiler, in 64 bits, that throws must not cost the others their event. What
+      // others throw never comes here.
     }
   }
 }
 
 HRESULT Sinks::Enumerate(IEnumConnections** enumerator) {
   if (!enumerator) return E_POINTER;
+  *enumerator = nullptr;
   std::vector<Connection> connections;
   for (const Entry& entry : sinks_) connections.push_back({entry.cookie, entry.sink});
   *enumerator = new (std::nothrow) ConnectionEnumerator(std::move(connections));
@@ -111,9 +114,10 @@ HRESULT ConnectionPoint::EnumConnections(IEnumConnections** enumerator) {
 
 HRESULT EnumerateConnectionPoint(IConnectionPoint& point, IEnumConnectionPoints** enumerator) {
   if (!enumerator) return E_POINTER;
+  *enumerator = nullptr;
+  std::vector<win32::ComPtr<IConnectionPoint>> points(1);
   point.AddRef();
-  std::vector<win32::ComPtr<IConnectionPoint>> points;
-  points.emplace_back(&point);
+  points[0] = win32::ComPtr<IConnectionPoint>(&point);
   *enumerator = new (std::nothrow) PointEnumerator(std::move(points));
   return *enumerator ? S_OK : E_OUTOFMEMORY;
 }

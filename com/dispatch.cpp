@@ -45,6 +45,11 @@ class Member {
     if (count > 0 && (Flags(count - 1) & PARAMFLAG_FRETVAL) != 0) --count;
     return count;
   }
+  bool HasResult() const {
+    const VARTYPE type = description_->elemdescFunc.tdesc.vt;
+    return Arguments() < static_cast<UINT>(description_->cParams) ||
+           (type != VT_VOID && type != VT_HRESULT);
+  }
   bool IsByReference(UINT index) const { return Type(index).vt == VT_PTR; }
   VARTYPE ValueType(UINT index) const {
     return IsByReference(index) ? Type(index).lptdesc->vt : Type(index).vt;
@@ -71,20 +76,32 @@ bool IsMissing(const VARIANT* argument) {
   return !argument || (argument->vt == VT_ERROR && argument->scode == DISP_E_PARAMNOTFOUND);
 }
 
+/// Whether the arrays hold what their counts say.
+bool IsSound(const DISPPARAMS* given) {
+  return given && (given->cArgs == 0 || given->rgvarg) && given->cNamedArgs <= given->cArgs &&
+         (given->cNamedArgs == 0 || given->rgdispidNamedArgs);
+}
+
 /// The caller's arguments by position: a positional one counts from the end of the array, a named
-/// one says its position. False when there are more than the member takes.
-bool ByPosition(const DISPPARAMS& given, UINT count, std::vector<VARIANT*>& arguments) {
+/// one says its position. `bad` receives the index of one that names no parameter, or one that is
+/// given already.
+HRESULT ByPosition(const DISPPARAMS& given, UINT count, std::vector<VARIANT*>& arguments,
+                   UINT* bad) {
   arguments.assign(count, nullptr);
-  for (UINT index = 0; index < given.cArgs; ++index) {
+  if (given.cArgs > count) return DISP_E_BADPARAMCOUNT;
+  for (UINT index = given.cArgs; index-- > 0;) {
     UINT position = given.cArgs - 1 - index;
     if (index < given.cNamedArgs) {
       const DISPID name = given.rgdispidNamedArgs[index];
       position = name == DISPID_PROPERTYPUT ? count - 1 : static_cast<UINT>(name);
     }
-    if (position >= count) return false;
+    if (position >= count || arguments[position]) {
+      if (bad) *bad = index;
+      return DISP_E_PARAMNOTFOUND;
+    }
     arguments[position] = &given.rgvarg[index];
   }
-  return true;
+  return S_OK;
 }
 
 /// Points `reference` at the value of `local`, as a by-reference argument of that type.
@@ -95,23 +112,27 @@ void MakeReference(VARIANT* local, VARIANT& reference) {
 }
 
 /// Puts the value back into the variable that the caller passed by reference, in its own type. One
-/// that cannot take it keeps what it has: the call has been made, and its result counts.
+/// that cannot take it keeps what it has: the call has been made, and its result counts. For the
+/// same reason a value of the right type changes its owner, which needs no memory.
 void WriteBack(VARIANT* value, VARIANT* caller) {
   if (!caller || (caller->vt & VT_BYREF) == 0) return;
   if (caller->vt == (VT_BYREF | VT_VARIANT)) {
     if ((caller->pvarVal->vt & VT_BYREF) != 0) return WriteBack(value, caller->pvarVal);
-    ::VariantCopy(caller->pvarVal, value);
+    std::swap(*caller->pvarVal, *value);
     return;
   }
   Variant converted;
   const auto type = static_cast<VARTYPE>(caller->vt & ~VT_BYREF);
-  if (FAILED(::VariantChangeType(converted.Get(), value, 0, type))) return;
+  if (value->vt != type) {
+    if (FAILED(::VariantChangeType(converted.Get(), value, 0, type))) return;
+    value = converted.Get();
+  }
   if (type == VT_BSTR) {
-    std::swap(*caller->pbstrVal, converted.Get()->bstrVal);
+    std::swap(*caller->pbstrVal, value->bstrVal);
   } else if (type == VT_BOOL) {
-    *caller->pboolVal = converted.Get()->boolVal;
+    *caller->pboolVal = value->boolVal;
   } else if (type == VT_I4) {
-    *caller->plVal = converted.Get()->lVal;
+    *caller->plVal = value->lVal;
   }
 }
 
@@ -137,13 +158,14 @@ HRESULT TakeArgument(const Member& member, UINT position, const VARIANT* source,
 
 HRESULT InvokeMember(ITypeInfo* info, void* instance, DISPID id, WORD flags, DISPPARAMS* given,
                      VARIANT* result, EXCEPINFO* exception, UINT* bad) {
-  if (!given) return E_INVALIDARG;
+  if (!IsSound(given)) return E_INVALIDARG;
   const Member member(info, id, flags);
   if (!member) return DISP_E_MEMBERNOTFOUND;
 
   const UINT count = member.Arguments();
   std::vector<VARIANT*> callers;
-  if (!ByPosition(*given, count, callers)) return DISP_E_BADPARAMCOUNT;
+  const HRESULT placed = ByPosition(*given, count, callers, bad);
+  if (FAILED(placed)) return placed;
 
   std::vector<Variant> values(count);
   std::vector<VARIANT> passed(count);  // in the order of DISPPARAMS: the last argument first
@@ -162,6 +184,9 @@ HRESULT InvokeMember(ITypeInfo* info, void* instance, DISPID id, WORD flags, DIS
     }
   }
 
+  Variant
+      unwanted;  // the member has to put its result somewhere, whether the caller wants it or not
+  if (!result && member.HasResult()) result = unwanted.Get();
   DISPID put = DISPID_PROPERTYPUT;
   const bool is_put = (member.Kind() & (INVOKE_PROPERTYPUT | INVOKE_PROPERTYPUTREF)) != 0;
   DISPPARAMS arguments{passed.data(), is_put ? &put : nullptr, count, is_put ? 1U : 0U};

@@ -9,7 +9,9 @@ namespace mvsms::com {
 
 /// Invokes a member of `instance`, which implements the dual interface that `info` describes.
 /// By-reference arguments are written back into the caller's variables when the call succeeded.
-/// A number where a text is wanted is converted; Null is a type mismatch.
+/// A number where a text is wanted is converted; Null is a type mismatch. Errors are those that are
+/// documented for IDispatch::Invoke; a name that no parameter has, or a parameter that is given
+/// twice, is DISP_E_PARAMNOTFOUND. `bad` (may be null) receives the index of the argument.
 HRESULT InvokeMember(ITypeInfo* info, void* instance, DISPID member, WORD flags,
                      DISPPARAMS* arguments, VARIANT* result, EXCEPINFO* exception, UINT* bad);
 
@@ -29,15 +31,18 @@ class DispatchOver : public Interface {
     if (index != 0) return DISP_E_BADINDEX;
     return AsHresult(kIid, [&] { return GiveTypeInfo(kIid, info); });
   }
-  HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID,
+  HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID reserved, LPOLESTR* names, UINT count, LCID,
                                           DISPID* ids) override {
+    if (reserved != IID_NULL) return DISP_E_UNKNOWNINTERFACE;
     return AsHresult(kIid, [&] {
       const auto info = TypeInfoOf(kIid);
       return info ? info->GetIDsOfNames(names, count, ids) : TYPE_E_CANTLOADLIBRARY;
     });
   }
-  HRESULT STDMETHODCALLTYPE Invoke(DISPID member, REFIID, LCID, WORD flags, DISPPARAMS* arguments,
-                                   VARIANT* result, EXCEPINFO* exception, UINT* bad) override {
+  HRESULT STDMETHODCALLTYPE Invoke(DISPID member, REFIID reserved, LCID, WORD flags,
+                                   DISPPARAMS* arguments, VARIANT* result, EXCEPINFO* exception,
+                                   UINT* bad) override {
+    if (reserved != IID_NULL) return DISP_E_UNKNOWNINTERFACE;
     return AsHresult(kIid, [&] {
       const auto info = TypeInfoOf(kIid);
       if (!info) return TYPE_E_CANTLOADLIBRARY;

@@ -36,6 +36,7 @@ class Enumerator final
   }
   HRESULT STDMETHODCALLTYPE Clone(Interface** clone) override {
     if (!clone) return E_POINTER;
+    *clone = nullptr;
     return AsHresult(kIid, [&] {
       *clone = new Enumerator(items_, next_);
       return S_OK;

@@ -33,12 +33,16 @@ class InOutText {
       : argument_(argument), before_(argument ? win32::AnsiFromBstr(*argument) : std::string()) {
     text = before_;
   }
-  /// A text that was not changed keeps even the characters that the code page lacks.
-  void WriteBack() {
+  /// Cannot fail, for the message has been sent, and a host that is told of a failure sends it
+  /// again: a text for which there is no memory stays what it was. One that was not changed keeps
+  /// even the characters that the code page lacks.
+  void WriteBack() noexcept {
     if (!argument_ || text == before_) return;
-    win32::Bstr changed(text);
-    ::SysFreeString(*argument_);
-    *argument_ = changed.Detach();
+    try {
+      win32::Bstr changed(text);
+      if (changed.Get()) std::swap(*argument_, *changed.InOut());
+    } catch (const std::bad_alloc&) {
+    }
   }
   std::string text;
 
@@ -56,14 +60,16 @@ VARIANT Reference(win32::Bstr& text) {
 }
 
 class SenderObject final
-    : public ComObject<SenderObject, Implements<DispatchOver<_Sender, IID__Sender>, IID__Sender>,
-                       Implements<IProvideClassInfo2, IID_IProvideClassInfo2>,
-                       Implements<IConnectionPointContainer, IID_IConnectionPointContainer>,
-                       Implements<ISupportErrorInfo, IID_ISupportErrorInfo>> {
+    : public ComObject<
+          SenderObject, Implements<DispatchOver<_Sender, IID__Sender>, IID__Sender>,
+          Implements<IProvideClassInfo2, IID_IProvideClassInfo2, IID_IProvideClassInfo>,
+          Implements<IConnectionPointContainer, IID_IConnectionPointContainer>,
+          Implements<ISupportErrorInfo, IID_ISupportErrorInfo>> {
  public:
   SenderObject()
-      : events_(*this, DIID___Sender),
-        sender_(ThreadApartment(), StatusWindowOn(ThreadApartment().platform())) {
+      : apartment_(ThreadApartment()),
+        events_(*this, DIID___Sender),
+        sender_(*apartment_, StatusWindowOn(apartment_->platform())) {
     sender_.OnError = [this](std::int32_t& number, std::string& description, std::string& module) {
       FireError(number, description, module);
     };
@@ -98,6 +104,8 @@ class SenderObject final
   }
   HRESULT STDMETHODCALLTYPE SendMessage(BSTR* recipient, BSTR* sender, BSTR* message,
                                         BSTR* service_name, VARIANT_BOOL* result) override {
+    if (!result) return E_POINTER;  // nothing is sent that cannot be answered for
+    *result = VARIANT_FALSE;
     return Call([&] {
       InOutText recipient_text(recipient);
       InOutText sender_text(sender);
@@ -194,6 +202,7 @@ class SenderObject final
     if (after != before) status = after;
   }
 
+  const std::shared_ptr<Apartment> apartment_;
   ConnectionPoint events_;
   mvsms::Sender sender_;
 };

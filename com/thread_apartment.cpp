@@ -1,8 +1,6 @@
 // The apartment of the calling thread, see thread_apartment.h.
 #include "com/thread_apartment.h"
 
-#include <memory>
-
 #include "backends/win32/per_thread.h"
 #include "backends/win32/win32_platform.h"
 #include "com/module.h"
@@ -24,11 +22,17 @@ struct ThreadState {
   Apartment apartment{*platform};
 };
 
+/// What the thread itself holds of it.
+struct ThreadShare {
+  std::shared_ptr<ThreadState> state = std::make_shared<ThreadState>();
+};
+
 }  // namespace
 
-Apartment& ThreadApartment() {
-  static auto& states = *new win32::PerThread<ThreadState>;
-  return states.Get().apartment;
+std::shared_ptr<Apartment> ThreadApartment() {
+  static auto& shares = *new win32::PerThread<ThreadShare>;
+  const std::shared_ptr<ThreadState>& state = shares.Get().state;
+  return {state, &state->apartment};
 }
 
 }  // namespace mvsms::com

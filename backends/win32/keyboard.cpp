@@ -42,6 +42,7 @@ KeyboardHook::KeyboardHook() {
 }
 
 KeyboardHook::~KeyboardHook() {
+  if (thread_ != ::GetCurrentThreadId()) return;  // the form outlived its thread, the hook did not
   ThreadKeyboard& keyboard = Keyboard();
   if (--keyboard.users == 0 && keyboard.hook) ::UnhookWindowsHookEx(keyboard.hook);
 }

@@ -17,6 +17,9 @@ class KeyboardHook {
   /// Gives the keys of this top-level window dialog behaviour, or takes it back.
   void Serve(HWND window);
   void Forget(HWND window);
+
+ private:
+  const DWORD thread_ = ::GetCurrentThreadId();
 };
 
 }  // namespace mvsms::win32

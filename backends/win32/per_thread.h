@@ -3,6 +3,9 @@
 // that others made, keeps a process from ending.
 #pragma once
 
+#include <memory>
+#include <new>
+
 #include "backends/win32/win.h"
 
 namespace mvsms::win32 {
@@ -12,16 +15,23 @@ namespace mvsms::win32 {
 template <typename T>
 class PerThread {
  public:
-  PerThread() : slot_(::FlsAlloc(&End)) {}
+  /// Throws std::bad_alloc when the process has used up the system's storage.
+  PerThread() : slot_(::FlsAlloc(&End)) {
+    if (slot_ == FLS_OUT_OF_INDEXES) throw std::bad_alloc();
+  }
   PerThread(const PerThread&) = delete;
   PerThread& operator=(const PerThread&) = delete;
 
+  /// The calling thread's object, made now when there is none; throws std::bad_alloc when it cannot
+  /// be kept.
   T& Get() {
-    if (void* const made = ::FlsGetValue(slot_)) return *static_cast<T*>(made);
-    T* const fresh = new T;
-    ::FlsSetValue(slot_, fresh);
-    return *fresh;
+    if (T* const made = Find()) return *made;
+    auto fresh = std::make_unique<T>();
+    if (!::FlsSetValue(slot_, fresh.get())) throw std::bad_alloc();
+    return *fresh.release();
   }
+  /// The calling thread's object, or null when there is none yet, or no longer.
+  T* Find() const { return static_cast<T*>(::FlsGetValue(slot_)); }
 
  private:
   static void CALLBACK End(void* object) { delete static_cast<T*>(object); }

@@ -52,6 +52,14 @@ class AutomationOfASend : public Automation {
   ~AutomationOfASend() override { DeleteProfile(); }
 };
 
+TEST_F(AutomationOfASend, NothingIsSentWithoutAPlaceForTheResult) {
+  Bstr texts[] = {Bstr("0171"), Bstr("0301"), Bstr("text"), Bstr("")};
+  EXPECT_EQ(host_.sender().SendMessage(texts[0].InOut(), texts[1].InOut(), texts[2].InOut(),
+                                       texts[3].InOut(), nullptr),
+            E_POINTER);
+  EXPECT_EQ(Status(), "");
+}
+
 TEST_F(AutomationOfASend, VariablesAreWrittenBack) {
   Value recipient(" 0171 55"), sender("0301"), message("  text "), service("");
   EXPECT_EQ(Send({ByReference(recipient), ByReference(sender), ByReference(message),
@@ -111,6 +119,69 @@ TEST_F(Automation, RequiredArgumentsMayNotBeLeftOut) {
   EXPECT_EQ(Send({recipient, sender, Missing()}), DISP_E_PARAMNOTOPTIONAL);
   EXPECT_EQ(Send({recipient, sender, recipient, recipient, recipient}), DISP_E_BADPARAMCOUNT);
   EXPECT_EQ(Status(), "");
+}
+
+/// SendMessage with named arguments: position of the parameter and value, the last one first.
+class NamedArguments : public Automation {
+ protected:
+  HRESULT Send(std::vector<DISPID> names, std::vector<VARIANT> values) {
+    DISPPARAMS arguments{values.data(), names.data(), static_cast<UINT>(values.size()),
+                         static_cast<UINT>(names.size())};
+    return host_.dispatch()->Invoke(0x6003000a, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD,
+                                    &arguments, &result_, nullptr, &bad_);
+  }
+  Value recipient_{"0171"}, sender_{"0301"}, message_{"text"};
+};
+
+TEST_F(NamedArguments, MayComeInAnyOrder) {
+  EXPECT_EQ(Send({1, 0, 2}, {sender_, recipient_, message_}), S_OK);
+  EXPECT_NE(Status().find("Begin send message to 0171"), std::string::npos);
+}
+
+TEST_F(NamedArguments, FollowThoseWithoutName) {
+  EXPECT_EQ(Send({2}, {message_, sender_, recipient_}), S_OK);
+  EXPECT_NE(Status().find("Begin send message to 0171"), std::string::npos);
+}
+
+TEST_F(NamedArguments, MayNotBeRepeated) {
+  EXPECT_EQ(Send({2, 2, 1, 0}, {message_, message_, sender_, recipient_}), DISP_E_PARAMNOTFOUND);
+  EXPECT_EQ(bad_, 0U);
+  EXPECT_EQ(Send({0, 2}, {message_, message_, sender_, recipient_}), DISP_E_PARAMNOTFOUND);
+  EXPECT_EQ(bad_, 0U);  // the first parameter has its value without a name
+  EXPECT_EQ(Status(), "");
+}
+
+TEST_F(NamedArguments, MustNameAParameter) {
+  EXPECT_EQ(Send({2, 7}, {message_, message_, sender_, recipient_}), DISP_E_PARAMNOTFOUND);
+  EXPECT_EQ(bad_, 1U);
+  EXPECT_EQ(Status(), "");
+}
+
+TEST_F(NamedArguments, DoNotReplaceRequiredOnes) {
+  EXPECT_EQ(Send({2, 0}, {message_, recipient_}), DISP_E_BADPARAMCOUNT);
+  EXPECT_EQ(Status(), "");
+}
+
+TEST_F(Automation, ReservedInterfaceMustBeNull) {
+  DISPPARAMS none{};
+  EXPECT_EQ(host_.dispatch()->Invoke(0x40030009, IID_IDispatch, LOCALE_USER_DEFAULT,
+                                     DISPATCH_PROPERTYGET, &none, &result_, nullptr, &bad_),
+            DISP_E_UNKNOWNINTERFACE);
+  wchar_t text[] = L"Status";
+  LPOLESTR name = text;
+  DISPID id = 0;
+  EXPECT_EQ(host_.dispatch()->GetIDsOfNames(IID_IDispatch, &name, 1, LOCALE_USER_DEFAULT, &id),
+            DISP_E_UNKNOWNINTERFACE);
+}
+
+TEST_F(Automation, ArgumentsWithoutTheirArraysAreInvalid) {
+  DISPPARAMS arguments{nullptr, nullptr, 3, 0};
+  EXPECT_EQ(host_.dispatch()->Invoke(0x6003000a, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD,
+                                     &arguments, &result_, nullptr, &bad_),
+            E_INVALIDARG);
+  EXPECT_EQ(host_.dispatch()->Invoke(0x6003000a, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD,
+                                     nullptr, &result_, nullptr, &bad_),
+            E_INVALIDARG);
 }
 
 TEST_F(Automation, NullIsATypeMismatchOfItsArgument) {

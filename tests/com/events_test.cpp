@@ -88,6 +88,8 @@ TEST_F(Events, SinkThatFailsCostsNothing) {
   EXPECT_EQ(sink_.events.size(), 5U);
 }
 
+// Only where the host's exceptions can be unwound through the component, see the guide.
+#ifdef _WIN64
 TEST_F(Events, SinkThatThrowsCostsNothing) {
   Sink second;
   host_.Advise(second);
@@ -98,6 +100,7 @@ TEST_F(Events, SinkThatThrowsCostsNothing) {
   EXPECT_EQ(second.events.size(), 5U);
   host_.Release();
 }
+#endif
 
 TEST_F(Events, SinkMayUnadviseItself) {
   Sink second;

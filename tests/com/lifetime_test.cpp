@@ -19,6 +19,8 @@ class Spy final : public IMallocSpy {
   }
   Spy() { EXPECT_EQ(::CoRegisterMallocSpy(this), S_OK); }
   LONG alive() const { return alive_; }
+  /// While it is set there is no memory.
+  bool refuses = false;
 
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
     if (iid != IID_IUnknown && iid != IID_IMallocSpy) return E_NOINTERFACE;
@@ -27,7 +29,7 @@ class Spy final : public IMallocSpy {
   }
   ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
   ULONG STDMETHODCALLTYPE Release() override { return 1; }
-  SIZE_T STDMETHODCALLTYPE PreAlloc(SIZE_T size) override { return size; }
+  SIZE_T STDMETHODCALLTYPE PreAlloc(SIZE_T size) override { return refuses ? 0 : size; }
   void* STDMETHODCALLTYPE PostAlloc(void* memory) override {
     if (memory) ::InterlockedIncrement(&alive_);
     return memory;
@@ -95,6 +97,25 @@ TEST(Lifetime, LockKeepsTheDll) {
   EXPECT_EQ(CanUnloadNow(), S_OK);
 }
 
+// The message is gone by then, and a host that is told of a failure sends it a second time.
+TEST(Lifetime, MemoryThatLacksAfterTheSendCostsOnlyTheWriteBack) {
+  Spy& spy = Spy::Registered();
+  Host host(kProfile);
+  Sink sink;
+  sink.handler = [&](DISPID, DISPPARAMS&) {
+    spy.refuses = host.Status().ends_with("Failed");
+    return S_OK;
+  };
+  WriteProfile();
+  host.Advise(sink);
+  const Sent sent = host.Send("no digits", "  text ");
+  spy.refuses = false;
+  DeleteProfile();
+  EXPECT_EQ(sent.result, S_OK);
+  EXPECT_EQ(sent.message, "  text ");
+  host.Release();
+}
+
 TEST(Lifetime, AThousandRoundsLeaveNothingBehind) {
   for (int i = 0; i < 20; ++i) OneRound();
   const Spy& spy = Spy::Registered();
@@ -102,6 +123,28 @@ TEST(Lifetime, AThousandRoundsLeaveNothingBehind) {
   const LONG after_one = spy.alive();
   for (int i = 0; i < 1000; ++i) OneRound();
   EXPECT_EQ(spy.alive(), after_one);
+  EXPECT_EQ(CanUnloadNow(), S_OK);
+}
+
+/// COM forbids it, but collected objects of scripting languages and wrappers that leak end so.
+TEST(Lifetime, ObjectsMayOutliveTheirThread) {
+  WriteProfile();
+  ShowStatusWindow();
+  IUnknown* objects[2] = {};
+  std::thread([&] {
+    Host host(kProfile);
+    host.Send("no digits", "text");
+    EXPECT_NE(host.Status(), "");
+    host.sender().QueryInterface(IID_IUnknown, reinterpret_cast<void**>(&objects[0]));
+    EXPECT_EQ(::CoCreateInstance(CLSID_Config, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown,
+                                 reinterpret_cast<void**>(&objects[1])),
+              S_OK);
+  }).join();
+  DeleteProfile();
+  for (IUnknown* const object : objects) {
+    ASSERT_NE(object, nullptr);
+    EXPECT_EQ(object->Release(), 0U);
+  }
   EXPECT_EQ(CanUnloadNow(), S_OK);
 }
 

@@ -130,6 +130,8 @@ void WriteService(const std::string& name, const std::string& protocol, const st
   for (const auto& [value, text] : values) WriteText(key, value, text);
 }
 
+void ShowStatusWindow() { WriteText(kProfileKey, "ShowStatus", "1"); }
+
 void DeleteProfile() { ::RegDeleteTreeA(HKEY_LOCAL_MACHINE, kProfileKey.c_str()); }
 
 HRESULT Invoke(IDispatch* object, const wchar_t* member, WORD flags, std::vector<VARIANT> arguments,

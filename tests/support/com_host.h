@@ -100,6 +100,8 @@ void WriteProfile();
 /// A service that dials `number` on `modem`.
 void WriteService(const std::string& name, const std::string& protocol, const std::string& number,
                   const std::string& modem = "Test modem");
+/// Switches the status window on in that profile.
+void ShowStatusWindow();
 void DeleteProfile();
 
 /// Late-bound call: arguments in their order. Gives what the member returns.
