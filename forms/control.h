@@ -65,6 +65,7 @@ enum class ControlType {
   kToolbar,
   kMenu,
   kFrame,
+  kLine,
   kTimer,
 };
 

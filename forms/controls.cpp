@@ -62,6 +62,7 @@ void OptionButton::SetValue(bool value) {
 void ComboBox::Clear() {
   entries_.clear();
   list_index_ = kNone;
+  text_.clear();
   Changed(Aspect::kItems);
 }
 
@@ -78,14 +79,29 @@ void ComboBox::InsertItem(const std::string& text, int index) {
 
 void ComboBox::SetListIndex(int index) {
   const int chosen = IsIndexOf(index, entries_.size()) ? index : kNone;
+  text_.clear();
   if (chosen == list_index_) return;
   list_index_ = chosen;
   Changed(Aspect::kSelection);
   if (chosen != kNone) RaiseEvent(OnClick);
 }
 
+void ComboBox::ShowText(const std::string& text) {
+  const auto found = std::find_if(entries_.begin(), entries_.end(),
+                                  [&](const Entry& entry) { return entry.text == text; });
+  list_index_ = found == entries_.end() ? kNone : static_cast<int>(found - entries_.begin());
+  text_.clear();
+  Changed(Aspect::kSelection);
+}
+
+void ComboBox::SetText(const std::string& text) {
+  if (list_index_ != kNone) return;
+  text_ = text;
+  Changed(Aspect::kSelection);
+}
+
 std::string ComboBox::Text() const {
-  return list_index_ == kNone ? "" : entries_[static_cast<std::size_t>(list_index_)].text;
+  return list_index_ == kNone ? text_ : entries_[static_cast<std::size_t>(list_index_)].text;
 }
 
 void ListView::SetColumnText(std::size_t index, const std::string& text) {
@@ -95,9 +111,9 @@ void ListView::SetColumnText(std::size_t index, const std::string& text) {
 
 void ListView::Clear() {
   rows_.clear();
-  selected_ = kNone;
   visible_row_ = kNone;
   Changed(Aspect::kItems);
+  Select(kNone);
 }
 
 void ListView::Add(Row row) {
@@ -106,9 +122,10 @@ void ListView::Add(Row row) {
 }
 
 void ListView::Select(int index) {
-  selected_ = IsIndexOf(index, rows_.size()) ? index : kNone;
+  const int before = std::exchange(selected_, IsIndexOf(index, rows_.size()) ? index : kNone);
   visible_row_ = kNone;
   Changed(Aspect::kSelection);
+  if (selected_ != before) RaiseEvent(OnSelect);
 }
 
 void ListView::SelectText(const std::string& text) {

@@ -122,7 +122,8 @@ class CommandButton : public CaptionedControl {
   Key key_;
 };
 
-/// A drop-down list, from which one entry or none is chosen.
+/// A drop-down list, from which one entry or none is chosen. While none is chosen it may have a
+/// text that is not among its entries.
 class ComboBox : public VisibleControl {
  public:
   static constexpr int kNone = -1;
@@ -145,7 +146,12 @@ class ComboBox : public VisibleControl {
   /// Choosing an entry raises OnClick, unless it was chosen already. kNone, and an index beyond the
   /// list, choose none and raise nothing.
   void SetListIndex(int index);
-  /// Text of the chosen entry, or "".
+  /// Shows the first entry with exactly this text as the chosen one, or none, and raises nothing:
+  /// for a choice that is known already, after the entries have been filled in anew.
+  void ShowText(const std::string& text);
+  /// The text while no entry is chosen, until one is; nothing changes when one is chosen already.
+  void SetText(const std::string& text);
+  /// Text of the chosen entry; without one, what SetText has set, or "".
   std::string Text() const;
 
   std::function<void()> OnClick;
@@ -153,6 +159,7 @@ class ComboBox : public VisibleControl {
  private:
   std::vector<Entry> entries_;
   int list_index_ = kNone;
+  std::string text_;  // while no entry is chosen
 };
 
 /// The window message of a list view that the forms use (commctrl.h LVM_SETEXTENDEDLISTVIEWSTYLE).
@@ -206,6 +213,10 @@ class ListView : public VisibleControl {
   /// A double click on a row, or Enter.
   void DoubleClick() { RaiseEvent(OnDoubleClick); }
   std::function<void()> OnDoubleClick;
+  /// Another row has been selected, or none.
+  std::function<void()> OnSelect;
+  /// The keys of their names, pressed in the list.
+  std::function<void()> OnDeleteKey, OnInsertKey;
 
  private:
   std::vector<Column> columns_;
@@ -282,6 +293,12 @@ class Menu : public Control {
 class Frame : public CaptionedControl {
  public:
   Frame(Form& form, const Design& design) : CaptionedControl(form, ControlType::kFrame, design) {}
+};
+
+/// A line between groups of controls.
+class Line : public Control {
+ public:
+  Line(Form& form, const Design& design) : Control(form, ControlType::kLine, design) {}
 };
 
 /// A timer of the form, over the platform's thread timers.

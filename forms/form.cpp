@@ -96,6 +96,18 @@ void Form::BringToFront() {
   if (const auto peer = peer_) peer->BringToFront();
 }
 
+bool Form::TurnPage(int step) {
+  for (Control* control : controls_) {
+    if (control->Type() != ControlType::kTabStrip) continue;
+    auto* const tabs = static_cast<TabStrip*>(control);
+    const int count = static_cast<int>(tabs->Tabs().size());
+    if (count < 2) continue;
+    tabs->Select((tabs->SelectedIndex() - 1 + step + count) % count + 1);
+    return true;
+  }
+  return false;
+}
+
 void Form::Changed(const Control* control, Aspect aspect) {
   if (const auto peer = peer_) peer->Changed(control, aspect);
 }

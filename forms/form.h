@@ -25,6 +25,9 @@ struct FormDesign {
   int width = 0;         // of the inner area, twips; also the smallest size
   int height = 0;
   bool resizable = false;
+  /// Shown in passing, in the lower right corner of the screen: it leaves the keyboard to the
+  /// window that has it.
+  bool passive = false;
 };
 
 class Form : public std::enable_shared_from_this<Form> {
@@ -69,6 +72,11 @@ class Form : public std::enable_shared_from_this<Form> {
   WindowHandle Window() const;
   /// Brings the window to the foreground.
   void BringToFront();
+  /// The control that has the keyboard when the window appears; without one, the first that can.
+  Control* FirstFocus() const { return first_focus_; }
+  /// Selects the tab `step` places further on, around the ends. False when the form has no tabs to
+  /// choose from.
+  bool TurnPage(int step);
 
   // --- for the controls and the window ------------------------------------------------------
   void Add(Control& control) { controls_.push_back(&control); }
@@ -82,6 +90,9 @@ class Form : public std::enable_shared_from_this<Form> {
 
  protected:
   Form(Platform& platform, const FormDesign& design);
+
+  /// To be set by the form's constructor.
+  void SetFirstFocus(Control& control) { first_focus_ = &control; }
 
   virtual void Form_Load() {}
   virtual void Form_Paint() {}
@@ -98,6 +109,7 @@ class Form : public std::enable_shared_from_this<Form> {
   int width_;
   int height_;
   std::vector<Control*> controls_;
+  Control* first_focus_ = nullptr;
   WindowHandle owner_window_ = kNoWindow;
   std::shared_ptr<FormPeer> peer_;
   bool loaded_ = false;

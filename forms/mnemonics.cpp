@@ -1,6 +1,7 @@
 // Access keys, given out in the order of the controls.
 #include "forms/mnemonics.h"
 
+#include <algorithm>
 #include <cctype>
 #include <set>
 
@@ -22,13 +23,26 @@ bool IsField(const Control& control) {
          type == ControlType::kListView;
 }
 
+/// In a text of several lines Enter begins another one.
+bool TakesEnter(const Control* control) {
+  if (control->Type() != ControlType::kTextBox) return false;
+  const TextBox::Style& style = static_cast<const TextBox*>(control)->style();
+  return style.multi_line && !style.locked;
+}
+
+bool NeedsKey(const CommandButton& button) {
+  if (button.key() != CommandButton::Key::kEnter) return button.key() == CommandButton::Key::kNone;
+  const auto& controls = button.Parent().Controls();
+  return std::any_of(controls.begin(), controls.end(), TakesEnter);
+}
+
 /// `next` is the control after it; a label hands its key on to that.
 bool CanHaveKey(const Control& control, const Control* next) {
   switch (control.Type()) {
     case ControlType::kLabel:
       return next != nullptr && IsField(*next);
     case ControlType::kCommandButton:
-      return static_cast<const CommandButton&>(control).key() == CommandButton::Key::kNone;
+      return NeedsKey(static_cast<const CommandButton&>(control));
     case ControlType::kCheckBox:
     case ControlType::kOptionButton:
       return true;

@@ -12,7 +12,8 @@ namespace mvsms {
 /// For each control that can have an access key, the position of its letter in the caption: the
 /// beginning of a word where that is free, else any letter or digit. No two controls that can be
 /// seen together have the same one; pages of the form share letters. Buttons for Enter and Escape,
-/// labels that name no field, and captions whose letters are all taken have none.
+/// labels that name no field, and captions whose letters are all taken have none; but the button
+/// for Enter has one on a form with a field that takes that key itself.
 std::map<const Control*, std::size_t> AssignMnemonics(const Form& form);
 
 /// The caption with "&" before the letter at `position`, and every "&" of its own doubled.

@@ -126,6 +126,33 @@ TEST_F(ComboModel, AnInsertedEntryLeavesTheChoiceWhereItWas) {
   EXPECT_EQ(combo_.ListIndex(), 2);
 }
 
+TEST_F(ComboModel, ShowingAChoiceThatIsKnownRaisesNothing) {
+  combo_.ShowText("two");
+  EXPECT_EQ(combo_.ListIndex(), 1);
+  combo_.ShowText("three");
+  EXPECT_EQ(combo_.ListIndex(), ComboBox::kNone);
+  EXPECT_EQ(events_, 0);
+}
+
+TEST_F(ComboModel, ATextThatIsNoEntryLastsUntilOneIsChosen) {
+  combo_.SetText("three");
+  EXPECT_EQ(combo_.Text(), "three");
+  EXPECT_EQ(combo_.ListIndex(), ComboBox::kNone);
+  combo_.SetListIndex(0);
+  EXPECT_EQ(combo_.Text(), "one");
+  combo_.SetText("three");
+  EXPECT_EQ(combo_.Text(), "one");
+  combo_.SetListIndex(ComboBox::kNone);
+  EXPECT_EQ(combo_.Text(), "");
+  EXPECT_EQ(events_, 1);
+}
+
+TEST_F(ComboModel, ATextThatIsNoEntryGoesWithTheEntries) {
+  combo_.SetText("three");
+  combo_.Clear();
+  EXPECT_EQ(combo_.Text(), "");
+}
+
 class ListModel : public ControlModel {
  protected:
   ListModel() {
@@ -162,6 +189,17 @@ TEST_F(ListModel, ClearingForgetsTheSelection) {
   EXPECT_EQ(list_.VisibleRow(), ListView::kNone);
 }
 
+TEST_F(ListModel, TellsWhenAnotherRowOrNoneIsSelected) {
+  list_.OnSelect = Count();
+  list_.Select(1);
+  list_.Select(1);
+  EXPECT_EQ(events_, 1);
+  list_.Clear();
+  EXPECT_EQ(events_, 2);
+  list_.Clear();
+  EXPECT_EQ(events_, 2);
+}
+
 TEST_F(ListModel, TheStyleMessageChangesTheMaskedBitsAndTellsTheOnesBefore) {
   EXPECT_EQ(list_.SendMessage(4150, -1, 32), 0);
   EXPECT_EQ(list_.SendMessage(4150, 1, 5), 32);
@@ -183,6 +221,19 @@ TEST_F(ControlModel, SelectingATabClicksAlsoWhenItIsTheSameOne) {
   strip.Select(3);
   strip.Select(0);
   EXPECT_EQ(strip.SelectedIndex(), 2);
+  EXPECT_EQ(events_, 2);
+}
+
+TEST_F(ControlModel, PagesAreTurnedAroundTheEnds) {
+  EXPECT_FALSE(form_.TurnPage(1));
+  TabStrip only(form_, {.name = "only"}, {{.caption = "1"}});
+  EXPECT_FALSE(form_.TurnPage(1));
+  TabStrip strip(form_, {.name = "strip"}, {{.caption = "1"}, {.caption = "2"}, {.caption = "3"}});
+  strip.OnClick = Count();
+  EXPECT_TRUE(form_.TurnPage(-1));
+  EXPECT_EQ(strip.SelectedIndex(), 3);
+  EXPECT_TRUE(form_.TurnPage(1));
+  EXPECT_EQ(strip.SelectedIndex(), 1);
   EXPECT_EQ(events_, 2);
 }
 

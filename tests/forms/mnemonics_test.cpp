@@ -52,6 +52,14 @@ TEST_F(AccessKeys, AreNotForButtonsThatHaveAKey) {
   EXPECT_EQ(Marked(cancel), "Cancel");
 }
 
+TEST_F(AccessKeys, AreForTheButtonOfEnterWhereAFieldTakesThatKey) {
+  TextBox log(form_, {.name = "log"}, {.multi_line = true, .locked = true});
+  CommandButton send(form_, {.name = "send", .caption = "Send"}, CommandButton::Key::kEnter);
+  EXPECT_EQ(Marked(send), "Send");
+  TextBox message(form_, {.name = "message"}, {.multi_line = true});
+  EXPECT_EQ(Marked(send), "&Send");
+}
+
 TEST_F(AccessKeys, MayRepeatOnAnotherPageButNotOutsideThePages) {
   Frame one(form_, {.name = "one"}), two(form_, {.name = "two"});
   CommandButton first(form_, {.name = "first", .caption = "Add", .container = &one});
