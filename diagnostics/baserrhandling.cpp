@@ -29,6 +29,7 @@ std::string FiveDigits(std::int32_t number) {
 
 std::string AskUser(Platform& platform, const ErrorDetails& details) {
   const auto dialog = std::make_shared<frmError>(platform, details);
+  dialog->SetOwnerWindow(platform.forms().ActiveWindow());
   dialog->ShowModal();
   return dialog->Answer();
 }

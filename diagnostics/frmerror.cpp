@@ -13,7 +13,8 @@ namespace mvsms {
 namespace {
 
 constexpr int kWidth = 7200;
-constexpr int kButtons = 2100;  // top of their row
+constexpr int kExplanation = 1560;  // its height for the longest text
+constexpr int kButtons = 2100;      // top of their row below that
 constexpr int kCompactHeight = kButtons + 540;
 constexpr int kExpandedHeight = kButtons + 3480;
 
@@ -32,6 +33,7 @@ struct Texts {
   const char* no_mail_client;
   const char* sent;
   const char* review;
+  int explanation_height;
 };
 
 constexpr Texts kEnglish = {
@@ -51,6 +53,7 @@ constexpr Texts kEnglish = {
     "Failed to send Error-Report. Could not start Outlook.",
     "Message was sent successfully!",
     "Do you want to review or comment the Error-Report?",
+    1080,
 };
 
 constexpr Texts kGerman = {
@@ -72,6 +75,7 @@ constexpr Texts kGerman = {
     "Fehler beim Senden des Fehler-Berichts. Konnt Outlook nicht starten.",
     "Die Nachricht wurde erfolgreich gesendet!",
     "Möchten Sie dem Fehlerbericht noch einen Kommentar hinzufügen?",
+    kExplanation,
 };
 
 /// The texts in the user's language; in any other than these two, those that the dialog was
@@ -131,7 +135,7 @@ std::string GetWinVer(Locale& locale) {
 frmError::frmError(Platform& platform, const ErrorDetails& details)
     : Form(platform, {.name = "frmError", .width = kWidth, .height = kCompactHeight}),
       lblComponent(*this, {.name = "lblComponent", .place = {180, 120, 6840, 240}}),
-      lblExplanation(*this, {.name = "lblExplanation", .place = {180, 420, 6840, 1560}}),
+      lblExplanation(*this, {.name = "lblExplanation", .place = {180, 420, 6840, kExplanation}}),
       cmdRetry(*this, {.name = "cmdRetry", .place = {180, kButtons, 1260, 375}},
                CommandButton::Key::kEnter),
       cmdIgnore(*this, {.name = "cmdIgnore", .place = {1560, kButtons, 1260, 375}}),
@@ -169,9 +173,24 @@ void frmError::Form_Load() {
       {&lblOsVersion, texts.os_version},
   };
   for (const auto& [control, caption] : captions) control->SetCaption(AnsiFromUtf8(caption));
+  MakeRoom(texts.explanation_height);
   lblComponent.SetCaption(platform().locale().ComponentName());
   Init();
   ShowDetails(false);
+}
+
+/// What stands below the explanation follows it.
+void frmError::MakeRoom(int explanation_height) {
+  const int further = explanation_height - lblExplanation.Place().height;
+  for (Control* control : Controls()) {
+    Box place = control->Place();
+    if (control == &lblExplanation) {
+      place.height += further;
+    } else if (control != &lblComponent) {
+      place.top += further;
+    }
+    control->Move(place);
+  }
 }
 
 void frmError::Init() {
@@ -189,7 +208,8 @@ void frmError::ShowDetails(bool expanded) {
   Control* const details[] = {&lblMessage, &lblModule, &lblVersion, &lblOsVersion,
                               &txtMessage, &txtModule, &txtVersion, &txtOsVersion};
   for (Control* control : details) control->SetVisible(expanded);
-  SetSize(kWidth, expanded ? kExpandedHeight : kCompactHeight);
+  SetSize(kWidth, (expanded ? kExpandedHeight : kCompactHeight) - kExplanation +
+                      lblExplanation.Place().height);
 }
 
 void frmError::Give(const char* answer) {

@@ -45,6 +45,7 @@ class frmError final : public Form {
 
  private:
   void Form_Load() override;
+  void MakeRoom(int explanation_height);
   void Give(const char* answer);
   void ShowDetails(bool expanded);
   void cmdSend_Click();

@@ -64,6 +64,9 @@ class Forms {
   /// component's name.
   virtual MsgBoxAnswer MsgBox(const std::string& text, std::uint32_t style,
                               const std::string& title) = 0;
+  /// The window of this program that the user works in, kNoWindow without one: the owner for a form
+  /// that interrupts.
+  virtual WindowHandle ActiveWindow() = 0;
   /// Asks for one line of text; "" when cancelled.
   virtual std::string InputBox(const std::string& prompt, const std::string& title) = 0;
 };

@@ -84,6 +84,7 @@ class MemoryForms::Peer : public FormPeer {
   }
   ~Peer() override {
     --forms_.open_windows_;
+    std::erase(forms_.active_, window_);
     Note("Close");
   }
   Peer(const Peer&) = delete;
@@ -92,22 +93,30 @@ class MemoryForms::Peer : public FormPeer {
   void Show() override {
     Begin(machine_, "FormPeer.Show");
     Note("Show");
+    Activate();
     form_.Paint();
   }
   void RunModal() override {
     Begin(machine_, "FormPeer.RunModal");
     Note("ShowModal");
+    Activate();
     form_.Paint();
     if (const auto user = machine_.platform.on_modal) user(form_);
     if (form_.IsVisible()) form_.Close();
     if (form_.IsVisible()) form_.Unload();
   }
-  void Hide() override { Note("Hide"); }
+  void Hide() override {
+    Note("Hide");
+    std::erase(forms_.active_, window_);
+  }
   void BringToFront() override { Note("BringToFront"); }
   void Changed(const Control*, Aspect) override {}
   WindowHandle Window() const override { return window_; }
 
  private:
+  void Activate() {
+    if (!form_.design().passive) forms_.active_.push_back(window_);
+  }
   void Note(const std::string& what) {
     machine_.platform.shown.push_back(what + " " + form_.Name());
   }

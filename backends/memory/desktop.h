@@ -32,6 +32,7 @@ class MemoryForms : public Forms {
   std::unique_ptr<FormPeer> CreatePeer(Form& form) override;
   MsgBoxAnswer MsgBox(const std::string& text, std::uint32_t style,
                       const std::string& title) override;
+  WindowHandle ActiveWindow() override { return active_.empty() ? kNoWindow : active_.back(); }
   std::string InputBox(const std::string& prompt, const std::string& title) override;
 
   std::size_t open_windows() const { return open_windows_; }
@@ -42,6 +43,7 @@ class MemoryForms : public Forms {
   Machine& machine_;
   std::size_t open_windows_ = 0;
   WindowHandle last_window_ = 0;
+  std::vector<WindowHandle> active_;  // windows that are shown, the one in front last
 };
 
 }  // namespace mvsms::memory

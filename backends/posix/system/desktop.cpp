@@ -149,6 +149,7 @@ class NoForms : public Forms {
  public:
   std::unique_ptr<FormPeer> CreatePeer(Form&) override { Refuse(); }
   MsgBoxAnswer MsgBox(const std::string&, std::uint32_t, const std::string&) override { Refuse(); }
+  WindowHandle ActiveWindow() override { return kNoWindow; }
   std::string InputBox(const std::string&, const std::string&) override { Refuse(); }
 
  private:
