@@ -216,8 +216,7 @@ inline constexpr ValueInfo kUseService{.name = "UseService",
 // Of the root key, where an installation may set them; nothing here writes them.
 inline constexpr ValueInfo kProviderInfoPage{
     .name = "ProviderInfoPage",
-    .initial = "https://www.mirvalen.example/mvsms/providers",
-    .meaning = "the maker's information about SMS and paging providers"};
+    .meaning = "a page about SMS and paging providers, for the new-service dialog"};
 /// Without it a report has no recipient until the user enters one.
 inline constexpr ValueInfo kSupportMailbox{.name = "SupportMailbox",
                                            .meaning = "recipient of error reports"};

@@ -26,12 +26,18 @@ constexpr int kNumberLeft = 3240;
 
 constexpr Box LabelAt(int top, int left) { return {kLeft, top + 45, left - kLeft - 60, 240}; }
 constexpr Box FieldAt(int top, int left, int width) { return {left, top, width, 315}; }
+constexpr Box LineAt(int top) { return {kLeft, top, 6780, 30}; }
 constexpr Box CheckBoxAt(int top, int width) { return {kLeft, top, width, 285}; }
 constexpr Box ButtonAt(int top, int left, int width) { return {left, top, width, 375}; }
 
 // The pages "Services" and "Routing": a list, and the buttons that act on it in a column beside it.
 constexpr Box kList = {120, 120, 5340, 3840};
 constexpr Box BesideList(int row) { return ButtonAt(120 + row * 480, 5580, 1500); }
+
+/// A page is called as its tab is.
+Design Page(const char* tag) {
+  return {.name = "Frame", .tag = tag, .place = kPage, .anchor = kAnchorAll};
+}
 
 Design On(Control& page, const char* name, const char* tag, Box place,
           unsigned anchor = kAnchorTopLeft) {
@@ -52,25 +58,27 @@ frmConfig::frmConfig(Apartment& apartment)
                  {.caption = "Services", .tag = "5002"},
                  {.caption = "Routing", .tag = "5003"},
                  {.caption = "Diagnostics", .tag = "5004"}}),
-      Frame{{{*this, {.name = "Frame", .place = kPage, .anchor = kAnchorAll}},
-             {*this, {.name = "Frame", .place = kPage, .anchor = kAnchorAll}},
-             {*this, {.name = "Frame", .place = kPage, .anchor = kAnchorAll}},
-             {*this, {.name = "Frame", .place = kPage, .anchor = kAnchorAll}}}},
+      Frame{{{*this, Page("5001")},
+             {*this, Page("5002")},
+             {*this, Page("5003")},
+             {*this, Page("5004")}}},
       // Common
-      Label2(*this, On(Frame[0], "Label2", "5009", LabelAt(180, kTextLeft))),
+      Label2(*this, On(Frame[0], "Label2", "5009", LabelAt(195, kTextLeft))),
       cmbDefaultService(
-          *this, On(Frame[0], "cmbDefaultService", "", FieldAt(180, kTextLeft, 4740), kAnchorWide)),
-      Label1(*this, On(Frame[0], "Label1", "5010", LabelAt(600, kTextLeft))),
-      cmbModems(*this, On(Frame[0], "cmbModems", "", FieldAt(600, kTextLeft, 4740), kAnchorWide)),
+          *this, On(Frame[0], "cmbDefaultService", "", FieldAt(195, kTextLeft, 4740), kAnchorWide)),
+      Label1(*this, On(Frame[0], "Label1", "5010", LabelAt(615, kTextLeft))),
+      cmbModems(*this, On(Frame[0], "cmbModems", "", FieldAt(615, kTextLeft, 4740), kAnchorWide)),
       cmdResetModems(*this,
-                     On(Frame[0], "cmdResetModems", "5011", ButtonAt(1020, kTextLeft, 3300))),
-      chkReplacePlus(*this, On(Frame[0], "chkReplacePlus", "5013", CheckBoxAt(1620, 4200))),
-      chkAddCountry(*this, On(Frame[0], "chkAddCountry", "5014", CheckBoxAt(2010, 3000))),
-      txtCountry(*this, On(Frame[0], "txtCountry", "", FieldAt(1995, kNumberLeft, 1200))),
-      Label3(*this, On(Frame[0], "Label3", "5015", LabelAt(2520, kNumberLeft))),
-      txtRetries(*this, On(Frame[0], "txtRetries", "", FieldAt(2520, kNumberLeft, 720))),
-      Label4(*this, On(Frame[0], "Label4", "5020", LabelAt(2925, kNumberLeft))),
-      txtRetryDelay(*this, On(Frame[0], "txtRetryDelay", "", FieldAt(2925, kNumberLeft, 720))),
+                     On(Frame[0], "cmdResetModems", "5011", ButtonAt(1035, kTextLeft, 3300))),
+      lnNumbers(*this, On(Frame[0], "lnNumbers", "", LineAt(1635), kAnchorWide)),
+      chkReplacePlus(*this, On(Frame[0], "chkReplacePlus", "5013", CheckBoxAt(1845, 4200))),
+      chkAddCountry(*this, On(Frame[0], "chkAddCountry", "5014", CheckBoxAt(2265, 3000))),
+      txtCountry(*this, On(Frame[0], "txtCountry", "", FieldAt(2250, kNumberLeft, 1200))),
+      lnRetries(*this, On(Frame[0], "lnRetries", "", LineAt(2790), kAnchorWide)),
+      Label3(*this, On(Frame[0], "Label3", "5015", LabelAt(3000, kNumberLeft))),
+      txtRetries(*this, On(Frame[0], "txtRetries", "", FieldAt(3000, kNumberLeft, 720))),
+      Label4(*this, On(Frame[0], "Label4", "5020", LabelAt(3420, kNumberLeft))),
+      txtRetryDelay(*this, On(Frame[0], "txtRetryDelay", "", FieldAt(3420, kNumberLeft, 720))),
       // Services
       lsServices(*this, On(Frame[1], "lsServices", "", kList, kAnchorAll),
                  {{.text = "Transport", .width = 5000, .key = "Transport"}}),
@@ -85,11 +93,12 @@ frmConfig::frmConfig(Apartment& apartment)
       cmdRouteEdit(*this, On(Frame[2], "cmdRouteEdit", "5006", BesideList(1), kAnchorTopRight)),
       cmdRouteDelete(*this, On(Frame[2], "cmdRouteDelete", "5007", BesideList(2), kAnchorTopRight)),
       // Diagnostics
-      cmdTest(*this, On(Frame[3], "cmdTest", "6104", ButtonAt(180, kLeft, 2400))),
-      chkWriteLogfile(*this, On(Frame[3], "chkWriteLogfile", "5017", CheckBoxAt(900, 3600))),
-      cmdOpenLogfile(*this, On(Frame[3], "cmdOpenLogfile", "5018", ButtonAt(855, 4020, 1800))),
-      chkShowStatus(*this, On(Frame[3], "chkShowStatus", "5016", CheckBoxAt(1380, 4200))),
-      cmdLocation(*this, On(Frame[3], "cmdLocation", "5012", ButtonAt(2040, kLeft, 2400))),
+      cmdTest(*this, On(Frame[3], "cmdTest", "6104", ButtonAt(195, kLeft, 2400))),
+      cmdLocation(*this, On(Frame[3], "cmdLocation", "5012", ButtonAt(675, kLeft, 2400))),
+      lnSending(*this, On(Frame[3], "lnSending", "", LineAt(1275), kAnchorWide)),
+      chkWriteLogfile(*this, On(Frame[3], "chkWriteLogfile", "5017", CheckBoxAt(1500, 2820))),
+      cmdOpenLogfile(*this, On(Frame[3], "cmdOpenLogfile", "5018", ButtonAt(1455, 3120, 1800))),
+      chkShowStatus(*this, On(Frame[3], "chkShowStatus", "5016", CheckBoxAt(1980, 4200))),
       cmdClose(*this,
                {.name = "cmdClose",
                 .tag = "5008",
@@ -125,6 +134,14 @@ void frmConfig::BindEvents() {
   cmbDefaultService.OnClick =
       stores(setting::kDefaultService, "cmbDefaultService_Click", text(cmbDefaultService));
 
+  BindLists();
+  cmdTest.OnClick = [this] { ResumeNext([this] { cmdTest_Click(); }); };
+  cmdOpenLogfile.OnClick = [this] { cmdOpenLogfile_Click(); };
+  cmdLocation.OnClick = [this] { cmdLocation_Click(); };
+  cmdClose.OnClick = [this] { cmdClose_Click(); };
+}
+
+void frmConfig::BindLists() {
   cmdSrvAdd.OnClick = [this] { cmdSrvAdd_Click(); };
   cmdSrvEdit.OnClick = [this] { cmdSrvEdit_Click(); };
   cmdSrvDelete.OnClick = [this] { cmdSrvDelete_Click(); };
@@ -133,10 +150,20 @@ void frmConfig::BindEvents() {
   cmdRouteEdit.OnClick = [this] { cmdRouteEdit_Click(); };
   cmdRouteDelete.OnClick = [this] { cmdRouteDelete_Click(); };
   lsRouting.OnDoubleClick = [this] { ResumeNext([this] { cmdRouteEdit_Click(); }); };
-  cmdTest.OnClick = [this] { ResumeNext([this] { cmdTest_Click(); }); };
-  cmdOpenLogfile.OnClick = [this] { cmdOpenLogfile_Click(); };
-  cmdLocation.OnClick = [this] { cmdLocation_Click(); };
-  cmdClose.OnClick = [this] { cmdClose_Click(); };
+
+  const auto serve = [](ListView& list, CommandButton& add, CommandButton& edit,
+                        CommandButton& remove) {
+    list.OnInsertKey = [&add] { add.Click(); };
+    list.OnDeleteKey = [&remove] { remove.Click(); };
+    list.OnSelect = [&list, &edit, &remove] {
+      const bool selected = list.Selected() != ListView::kNone;
+      edit.SetEnabled(selected);
+      remove.SetEnabled(selected);
+    };
+    list.OnSelect();
+  };
+  serve(lsServices, cmdSrvAdd, cmdSrvEdit, cmdSrvDelete);
+  serve(lsRouting, cmdRouteAdd, cmdRouteEdit, cmdRouteDelete);
 }
 
 void frmConfig::Form_Initialize() {
@@ -149,8 +176,31 @@ void frmConfig::Form_Initialize() {
 void frmConfig::Form_Load() {
   RunProcedure(platform(), kModule, "Form_Load", [&](Procedure& statement) {
     statement([&] { LocalizeForm(*this); });
+    statement([&] { ShowOwnTips(); });
     statement([&] { TabStrip1_Click(); });
   });
+}
+
+void frmConfig::ShowOwnTips() {
+  ShowTips(platform().locale(),
+           {{cmbDefaultService,
+             {"For numbers that no route serves", "Für Nummern, die keine Route bedient"}},
+            {cmbModems,
+             {"For services that name no modem of their own",
+              "Für Dienste, die kein eigenes Modem nennen"}},
+            {cmdResetModems, {"For later use: it changes nothing", "Für später: ändert nichts"}},
+            {chkReplacePlus, {"+49171… is sent as 0049171…", "+49171… wird als 0049171… gesendet"}},
+            {chkAddCountry,
+             {"With 0049, 0171… is sent as 0049171…", "Mit 0049 wird 0171… als 0049171… gesendet"}},
+            {txtRetries,
+             {"For the program that sends: mvSMS itself never dials twice",
+              "Für das sendende Programm: mvSMS selbst wählt nie zweimal"}},
+            {chkWriteLogfile,
+             {"Every step of every message, with texts and passwords, in SMSLog.txt",
+              "Jeder Schritt jeder Nachricht, mit Texten und Passwörtern, in SMSLog.txt"}},
+            {cmdLocation,
+             {"The digit for an outside line, tone or pulse: settings of Windows",
+              "Amtsholung, Ton- oder Impulswahl: Einstellungen von Windows"}}});
 }
 
 void frmConfig::Form_Paint() {
@@ -198,6 +248,7 @@ void frmConfig::SetOptions() {
     statement([&] { chkWriteLogfile.SetVisible(!EnforceLogging); });
     if (EnforceLogging) statement([&] { chkWriteLogfile.SetValue(1); });
     statement([&] { cmdOpenLogfile.SetVisible(!EnforceLogging); });
+    statement([&] { lnSending.SetVisible(!DisableShowWindow || !EnforceLogging); });
   });
 }
 
@@ -212,14 +263,22 @@ void frmConfig::FillServices() {
   });
 }
 
+/// After the services have been filled in anew. Nothing is stored: the choice is what it was.
+void frmConfig::ShowDefaultService() {
+  cmbDefaultService.ShowText(ToText(Read(setting::kDefaultService)));
+}
+
+/// A prefix that is still there stays selected.
 void frmConfig::FillRoutes() {
   RunProcedure(platform(), kModule, "FillRoutes", [&](Procedure& statement) {
+    const std::string selected = lsRouting.SelectedText();
     statement([&] { lsRouting.Clear(); });
     for (const std::string& prefix : statement([&] { return profile().Routes(); })) {
       const std::string service =
           statement([&] { return ToText(profile().Route(prefix).Get(setting::kUseService)); });
       statement([&] { lsRouting.Add({prefix, {service}}); });
     }
+    if (!selected.empty()) statement([&] { lsRouting.SelectText(selected); });
   });
 }
 
@@ -248,6 +307,8 @@ void frmConfig::cmdSrvAdd_Click() {
     new_service_.reset();
     if (cmbDefaultService.List().size() == 1) {
       statement([&] { cmbDefaultService.SetListIndex(0); });
+    } else {
+      statement([&] { ShowDefaultService(); });
     }
   });
 }
@@ -302,6 +363,7 @@ void frmConfig::cmdSrvDelete_Click() {
     }
     statement([&] { FillRoutes(); });
     statement([&] { FillServices(); });
+    statement([&] { ShowDefaultService(); });
   });
 }
 

@@ -38,8 +38,10 @@ class frmConfig final : public Form {
   Label Label1;
   ComboBox cmbModems;
   CommandButton cmdResetModems;  // for a later use: it does nothing
+  Line lnNumbers;
   CheckBox chkReplacePlus, chkAddCountry;
   TextBox txtCountry;
+  Line lnRetries;
   Label Label3;
   TextBox txtRetries;
   Label Label4;
@@ -49,21 +51,25 @@ class frmConfig final : public Form {
   ListView lsRouting;
   CommandButton cmdRouteAdd, cmdRouteEdit, cmdRouteDelete;
   CommandButton cmdTest;
+  CommandButton cmdLocation;
+  Line lnSending;
   CheckBox chkWriteLogfile;
   CommandButton cmdOpenLogfile;
   CheckBox chkShowStatus;
-  CommandButton cmdLocation;
   CommandButton cmdClose;
 
  private:
   void BindEvents();
+  void BindLists();
   void Form_Initialize();
   void Form_Load() override;
   void Form_Paint() override;
   void Form_Unload() override;
+  void ShowOwnTips();
   void TabStrip1_Click();
   void FillServices();
   void FillRoutes();
+  void ShowDefaultService();
   void cmdSrvAdd_Click();
   void AddService(Procedure& statement, const CatalogueRecord& record);
   void cmdSrvEdit_Click();

@@ -25,39 +25,39 @@ frmNewService::frmNewService(Platform& platform)
     : Form(platform, {.name = kModule,
                       .caption = "Add Service",
                       .tag = "6119",
-                      .width = 8400,
+                      .width = 9300,
                       .height = 5640,
                       .resizable = true}),
       Option1{{*this, {.name = "Option1", .tag = "6117", .place = {180, 180, 1980, 285}}},
               {*this, {.name = "Option1", .tag = "6118", .place = {180, 600, 1980, 285}}}},
       lblName(*this, {.name = "lblName", .tag = "12", .place = {2280, 210, 1500, 240}}),
-      txtName(*this, {.name = "txtName", .place = {3840, 165, 4380, 315}, .anchor = kAnchorWide}),
+      txtName(*this, {.name = "txtName", .place = {3840, 165, 5280, 315}, .anchor = kAnchorWide}),
       lblFilter(*this, {.name = "lblFilter", .tag = "6113", .place = {2280, 630, 1500, 240}}),
       cmbLanguage(*this,
-                  {.name = "cmbLanguage", .place = {3840, 585, 4380, 315}, .anchor = kAnchorWide}),
-      lblServices(*this, {.name = "lblServices", .tag = "6112", .place = {180, 990, 3000, 240}}),
+                  {.name = "cmbLanguage", .place = {3840, 585, 5280, 315}, .anchor = kAnchorWide}),
+      lblServices(*this, {.name = "lblServices", .tag = "6112", .place = {180, 1020, 3000, 240}}),
       lsServices(
-          *this, {.name = "lsServices", .place = {180, 1260, 8040, 3240}, .anchor = kAnchorAll},
-          {{.text = "ID", .width = 600, .key = "ID"},
-           {.text = "Name", .width = 2400, .tag = "12", .key = "Name"},
-           {.text = "CC", .width = 1200, .key = "CC"},
-           {.text = "Protocol Type", .width = 1200, .tag = "6004", .key = setting::kProtocol.name},
+          *this, {.name = "lsServices", .place = {180, 1290, 8940, 3540}, .anchor = kAnchorAll},
+          {{.text = "ID", .width = 540, .key = "ID"},
+           {.text = "Name", .width = 2760, .tag = "12", .key = "Name"},
+           {.text = "CC", .width = 1500, .key = "CC"},
+           {.text = "Protocol Type", .width = 1380, .tag = "6004", .key = setting::kProtocol.name},
            {.text = "Number", .width = 1500, .tag = "6115", .key = "Number"},
-           {.text = "Checked", .width = 1020, .tag = "6116", .key = "Checked"}}),
+           {.text = "Checked", .width = 960, .tag = "6116", .key = "Checked"}}),
       lblProviderInfo(*this, {.name = "lblProviderInfo",
                               .tag = "6120",
-                              .place = {180, 4620, 8040, 240},
+                              .place = {180, 5010, 5760, 450},
                               .anchor = kAnchorLeft | kAnchorRight | kAnchorBottom}),
       OKButton(*this,
                {.name = "OKButton",
                 .tag = "10",
-                .place = {5580, 5040, 1260, 375},
+                .place = {6480, 5040, 1260, 375},
                 .anchor = kAnchorBottomRight},
                CommandButton::Key::kEnter),
       CancelButton(*this,
                    {.name = "CancelButton",
                     .tag = "11",
-                    .place = {6960, 5040, 1260, 375},
+                    .place = {7860, 5040, 1260, 375},
                     .anchor = kAnchorBottomRight},
                    CommandButton::Key::kEscape) {
   SetListViewStyle(lsServices, -1, kFullRowSelect);
@@ -68,9 +68,18 @@ frmNewService::frmNewService(Platform& platform)
   lblProviderInfo.OnClick = [this] { lblProviderInfo_Click(); };
   OKButton.OnClick = [this] { OKButton_Click(); };
   CancelButton.OnClick = [this] { Hide(); };
+  SetFirstFocus(txtName);
 }
 
-void frmNewService::Form_Load() { LocalizeForm(*this); }
+void frmNewService::Form_Load() {
+  LocalizeForm(*this);
+  ResumeNext([this] { lblProviderInfo.SetVisible(!ProviderPage().empty()); });
+}
+
+/// An installation that has such a page names it.
+std::string frmNewService::ProviderPage() const {
+  return ToText(RootKey(platform().registry()).GetOrInitial(setting::kProviderInfoPage));
+}
 
 void frmNewService::Prepare() {
   result_.clear();
@@ -142,13 +151,16 @@ void frmNewService::OKButton_Click() {
 /// The user's language code is appended to the page.
 void frmNewService::lblProviderInfo_Click() {
   RunProcedure(platform(), kModule, "lblProviderInfo_Click", [&](Procedure& statement) {
-    const std::string page = ToText(statement(
-        [&] { return RootKey(platform().registry()).GetOrInitial(setting::kProviderInfoPage); }));
-    statement([&] {
-      basCommon::OpenDocument(
+    const std::string page = statement([&] { return ProviderPage(); });
+    const std::int32_t result = statement([&] {
+      return basCommon::OpenDocument(
           platform().shell(),
           page + (page.find('?') == std::string::npos ? "?" : "&") +
               "Language=" + LoadResString(platform().locale(), string_id::kLanguageCode));
+    });
+    if (result >= kShellSuccess) return;
+    statement([&] {
+      platform().forms().MsgBox(basCommon::OpenDocumentError(result), msgbox::kOkOnly, "");
     });
   });
 }

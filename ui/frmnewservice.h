@@ -2,6 +2,8 @@
 // it reads the record of the chosen service afterwards.
 #pragma once
 
+#include <string>
+
 #include "engine/catalogue.h"
 #include "forms/form.h"
 
@@ -34,6 +36,7 @@ class frmNewService final : public Form {
   void Option1_Click();
   void OKButton_Click();
   void lblProviderInfo_Click();
+  std::string ProviderPage() const;
   bool ShowsAll() const { return cmbLanguage.ListIndex() <= 0; }
 
   Catalogue catalogue_;

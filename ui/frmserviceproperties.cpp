@@ -36,6 +36,12 @@ constexpr Box FieldAt(int row, int width = kFieldWidth) {
 constexpr int kPageHeight = kFirstRow + 13 * kRowHeight;
 constexpr int kBottom = kPageHeight + 600;
 
+/// A stored text that is none of the entries stays the text of the box, so that saving keeps it.
+void ShowChoice(ComboBox& combo, const std::string& text) {
+  SetComboString(combo, text);
+  combo.SetText(text);
+}
+
 void AddAll(ComboBox& combo, std::initializer_list<const char*> entries) {
   for (const char* entry : entries) combo.AddItem(entry);
 }
@@ -50,7 +56,7 @@ frmServiceProperties::frmServiceProperties(Platform& platform)
                       .height = kBottom + 660}),
       TabStrip1(*this, {.name = "TabStrip1", .place = {90, 90, 6480, kBottom}},
                 {{.caption = "Transport Service Properties ", .tag = "6001"}}),
-      Page(*this, {.name = "Page", .place = {150, 480, 6360, kPageHeight}}),
+      Page(*this, {.name = "Page", .tag = "6001", .place = {150, 480, 6360, kPageHeight}}),
       lblName(*this, {.name = "lblName", .tag = "6002", .place = LabelAt(0), .container = &Page}),
       txtName(*this, {.name = "txtName", .place = FieldAt(0), .container = &Page},
               {.locked = true}),
@@ -125,10 +131,12 @@ frmServiceProperties::frmServiceProperties(Platform& platform)
   Protocol.OnClick = [this] { EnableProtocolFields(); };
   OKButton.OnClick = [this] { OKButton_Click(); };
   CancelButton.OnClick = [this] { Hide(); };
+  SetFirstFocus(CountryCode);
 }
 
 void frmServiceProperties::Form_Load() {
   LocalizeForm(*this);
+  ResumeNext([&] { ShowOwnTips(); });
   Locale& locale = platform().locale();
   ResumeNext([&] { MessageType.Clear(); });  // of an earlier loading
   ResumeNext(
@@ -136,6 +144,34 @@ void frmServiceProperties::Form_Load() {
   ResumeNext([&] {
     MessageType.AddItem(LoadResString(locale, string_id::kAlphanumeric), /*item_data=*/3);
   });
+}
+
+void frmServiceProperties::ShowOwnTips() {
+  ShowTips(
+      platform().locale(),
+      {{CountryCode, {"For your own notes", "Für eigene Notizen"}},
+       {PhoneNumber,
+        {"As you would dial it from your desk, without the digit for an outside line",
+         "So, wie Sie vom Schreibtisch aus wählen, ohne die Ziffer zur Amtsholung"}},
+       {Password,
+        {"Only if the provider gave you one", "Nur, wenn der Betreiber eines vergeben hat"}},
+       {MaxLength,
+        {"Characters; a longer message goes out in pieces",
+         "Zeichen; eine längere Nachricht geht in Teilen hinaus"}},
+       {MaxMessages,
+        {"Pieces; a message that needs more is refused",
+         "Teile; eine Nachricht, die mehr braucht, wird abgelehnt"}},
+       {UCPCommand,
+        {"51 for most centres, 01 for older ones", "51 für die meisten Zentralen, 01 für ältere"}},
+       {MessageType,
+        {"Numeric for pagers that show digits only",
+         "Numerisch für Empfänger, die nur Ziffern zeigen"}},
+       {TimeOut,
+        {"Milliseconds; 2000 to 3000 suits most centres",
+         "Millisekunden; 2000 bis 3000 passt für die meisten Zentralen"}},
+       {ModemSetting,
+        {"7E1 for most TAP centres, 8N1 for most UCP centres",
+         "7E1 für die meisten TAP-Zentralen, 8N1 für die meisten UCP-Zentralen"}}});
 }
 
 void frmServiceProperties::Init() {
@@ -164,7 +200,7 @@ void frmServiceProperties::LoadValues() {
     }
     statement([&] { MaxLength.SetText(NumberText(Stored(setting::kMaxLength))); });
     for (const auto& [combo, value] : choices) {
-      statement([&, field = combo, info = value] { SetComboString(*field, Stored(info)); });
+      statement([&, field = combo, info = value] { ShowChoice(*field, Stored(info)); });
     }
     statement([&] { SetComboValue(MessageType, ToLeadingNumber(Stored(setting::kMessageType))); });
     statement([&] {

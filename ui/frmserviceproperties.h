@@ -54,6 +54,7 @@ class frmServiceProperties final : public Form {
 
  private:
   void Form_Load() override;
+  void ShowOwnTips();
   void LoadValues();
   void FillModems(Procedure& statement);
   void SaveValues();

@@ -15,7 +15,8 @@ frmStatus::frmStatus(Platform& platform)
                       .caption = "SMS Status",
                       .width = kWidth,
                       .height = kHeight,
-                      .resizable = true}),
+                      .resizable = true,
+                      .passive = true}),
       txtStatus(*this, {.name = "txtStatus", .place = {0, 0, kWidth, kHeight}}, kLog),
       tmrHide(*this, {.name = "tmrHide"}) {
   tmrHide.OnTimer = [this] { Unload(); };

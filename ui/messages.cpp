@@ -1,6 +1,7 @@
 // The wording of the local error message and of the shell's answers.
 #include "ui/messages.h"
 
+#include "base/ansi.h"
 #include "resources/string_table.h"
 
 namespace mvsms {
@@ -11,6 +12,15 @@ void ShowError(Platform& platform, std::int32_t number, const std::string& descr
                               description + " (" + std::to_string(number) +
                               ")\r\n\r\nProc: " + procedure,
                           msgbox::kExclamation, "");
+}
+
+std::string TextOf(Locale& locale, const Wording& wording) {
+  const bool german = LoadResString(locale, string_id::kLanguageCode) == "DE";
+  return AnsiFromUtf8(german ? wording.german : wording.english);
+}
+
+void ShowTips(Locale& locale, std::initializer_list<Tip> tips) {
+  for (const Tip& tip : tips) tip.control.SetToolTipText(TextOf(locale, tip.wording));
 }
 
 namespace basCommon {

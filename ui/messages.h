@@ -2,8 +2,10 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <string>
 
+#include "forms/controls.h"
 #include "platform/platform.h"
 
 namespace mvsms {
@@ -12,6 +14,20 @@ namespace mvsms {
 /// procedure.
 void ShowError(Platform& platform, std::int32_t number, const std::string& description,
                const std::string& procedure);
+
+/// A text that the string table does not have, in the user's language.
+struct Wording {
+  const char* english;
+  const char* german;  // both in UTF-8
+};
+std::string TextOf(Locale& locale, const Wording& wording);
+
+/// What a control's caption does not say by itself, for its tool tip.
+struct Tip {
+  VisibleControl& control;
+  Wording wording;
+};
+void ShowTips(Locale& locale, std::initializer_list<Tip> tips);
 
 namespace basCommon {
 

@@ -429,6 +429,23 @@ TEST_F(ConfigForm, ASecondServiceDoesNotChangeTheDefault) {
   EXPECT_EQ(desk_.Text(Key(), "DefaultService"), "City");
 }
 
+TEST_F(ConfigForm, TheDefaultServiceIsStillShownAfterOthersComeAndGo) {
+  desk_.profile.SetService("City", {{"Protocol", "TAP"}});
+  desk_.profile.SetService("Town", {{"Protocol", "TAP"}});
+  desk_.profile.Set("DefaultService", "Town");
+  frmConfig& form = Opened();
+  AddBlank("Village");
+  EXPECT_EQ(form.cmbDefaultService.Text(), "Town");
+  form.lsServices.SelectText("City");
+  form.cmdSrvDelete.Click();
+  EXPECT_EQ(form.cmbDefaultService.Text(), "Town");
+  EXPECT_THAT(desk_.platform.stored, testing::Not(Contains("Standard\\DefaultService=Town")));
+  form.lsServices.SelectText("Town");
+  form.cmdSrvDelete.Click();
+  EXPECT_EQ(form.cmbDefaultService.ListIndex(), ComboBox::kNone);
+  EXPECT_EQ(desk_.Text(Key(), "DefaultService"), "Town");
+}
+
 TEST_F(ConfigForm, ACatalogueServiceTakesOverThePrefixesItBrings) {
   desk_.platform.files[kCatalogue] =
       "7,Example,Germany,UCP,pw,51,0123456,160,1,49,9600,8,N,1,3000,3,0171;;0172;\n";
@@ -579,6 +596,43 @@ TEST_F(ConfigForm, AServiceThatCannotBeDeletedKeepsItsRoutes) {
   EXPECT_THAT(desk_.platform.stored, IsEmpty());
 }
 
+TEST_F(ConfigForm, WhatNeedsASelectedRowIsEnabledWithOne) {
+  desk_.profile.SetService("City", {{"Protocol", "TAP"}});
+  desk_.profile.Route("0171", "City");
+  frmConfig& form = Opened();
+  const auto enabled = [&] {
+    std::string buttons;
+    for (const CommandButton* button :
+         {&form.cmdSrvAdd, &form.cmdSrvEdit, &form.cmdSrvDelete, &form.cmdRouteAdd,
+          &form.cmdRouteEdit, &form.cmdRouteDelete}) {
+      buttons += button->Enabled() ? 'x' : '-';
+    }
+    return buttons;
+  };
+  EXPECT_EQ(enabled(), "x--x--");
+  form.lsServices.Select(0);
+  EXPECT_EQ(enabled(), "xxxx--");
+  form.lsRouting.Select(0);
+  EXPECT_EQ(enabled(), "xxxxxx");
+  form.cmdRouteDelete.Click();
+  form.cmdSrvDelete.Click();
+  EXPECT_EQ(enabled(), "x--x--");
+}
+
+TEST_F(ConfigForm, InsertAndDeleteWorkInTheLists) {
+  desk_.profile.Route("0172", "");
+  frmConfig& form = Opened();
+  form.lsRouting.OnDeleteKey();
+  EXPECT_THAT(desk_.Messages(), IsEmpty());
+  form.lsRouting.Select(0);
+  form.lsRouting.OnDeleteKey();
+  desk_.platform.inputbox_answers = {"0173"};
+  form.lsRouting.OnInsertKey();
+  EXPECT_THAT(Routes(), ElementsAre("0173>"));
+  form.lsServices.OnInsertKey();
+  EXPECT_THAT(desk_.opened, ElementsAre("frmNewService"));
+}
+
 // --- routes ---------------------------------------------------------------------------------
 
 TEST_F(ConfigForm, AddsARouteWithoutAService) {
@@ -627,6 +681,15 @@ TEST_F(ConfigForm, EditsTheSelectedRoute) {
   form.lsRouting.Select(0);
   form.cmdRouteEdit.Click();
   EXPECT_EQ(desk_.opened.size(), 2U);
+}
+
+TEST_F(ConfigForm, ARouteStaysSelectedWhenItHasBeenEdited) {
+  for (const char* prefix : {"0171", "0172", "0173"}) desk_.profile.Route(prefix, "");
+  frmConfig& form = Opened();
+  form.lsRouting.Select(1);
+  form.cmdRouteEdit.Click();
+  EXPECT_EQ(form.lsRouting.SelectedText(), "0172");
+  EXPECT_EQ(form.lsRouting.VisibleRow(), 1);
 }
 
 TEST_F(ConfigForm, DeletesTheSelectedRoute) {
@@ -746,6 +809,22 @@ TEST_F(ConfigForm, FindsTheDiallingLocationByTheExactNameAmongAllLines) {
   EXPECT_EQ(std::get<0>(desk_.platform.translate_dialogs.at(0)), "Modem A");
 }
 
+TEST_F(ConfigForm, ExplainsWhatItsCaptionsDoNot) {
+  frmConfig& form = Opened();
+  EXPECT_EQ(form.cmdResetModems.ToolTipText(), "For later use: it changes nothing");
+  desk_.platform.language = kLanguageGerman;
+  EXPECT_EQ(Opened().chkAddCountry.ToolTipText(),
+            "Mit 0049 wird 0171\x85 als 0049171\x85 gesendet");
+}
+
+TEST_F(ConfigForm, WithBothOptionsDecidedByTheHostNoLineDividesWhatIsLeft) {
+  frmConfig& form = Opened();
+  EXPECT_TRUE(form.lnSending.Visible());
+  form.DisableShowWindow = form.EnforceLogging = true;
+  form.SetOptions();
+  EXPECT_FALSE(form.lnSending.Visible());
+}
+
 TEST_F(ConfigForm, CloseUnloadsItAndWhatIsLeftOpen) {
   frmConfig& form = Opened();
   frmNewService* dialog = nullptr;
@@ -818,6 +897,19 @@ TEST_F(ConfigErrors, NameTheirProcedure) {
     row.button.Click();
     EXPECT_THAT(procedures_, ElementsAre(row.procedure)) << row.operation;
   }
+}
+
+TEST_F(ConfigErrors, BelongToTheWindowTheyInterrupt) {
+  frmConfig& form = Opened();
+  WindowHandle owner = kNoWindow;
+  desk_.When<frmError>("frmError", [&](frmError& dialog) {
+    owner = dialog.OwnerWindow();
+    dialog.cmdCancel.Click();
+  });
+  FailOnceWith("ITAddress.AddressName");
+  form.cmdLocation.Click();
+  EXPECT_NE(owner, kNoWindow);
+  EXPECT_EQ(owner, form.Window());
 }
 
 TEST_F(ConfigErrors, ARetriedStatementIsExecutedAgain) {

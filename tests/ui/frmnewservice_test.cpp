@@ -29,6 +29,10 @@ class NewService : public testing::Test {
     form_.Prepare();
     form_.Show();
   }
+  void NameProviderPage(const std::string& page) {
+    basRegistry::SetValue(desk_.platform.registry(), kSettingsHive, kRootKey, "ProviderInfoPage",
+                          page, RegType::kSz);
+  }
   std::vector<std::string> Names() {
     std::vector<std::string> names;
     for (const ListView::Row& row : form_.lsServices.Rows()) names.push_back(row.sub_items.at(0));
@@ -46,6 +50,8 @@ TEST_F(NewService, OffersABlankServiceFirst) {
   EXPECT_FALSE(form_.lsServices.Enabled());
   EXPECT_FALSE(form_.cmbLanguage.Enabled());
 }
+
+TEST_F(NewService, StartsInTheName) { EXPECT_EQ(form_.FirstFocus(), &form_.txtName); }
 
 TEST_F(NewService, ABlankServiceNeedsAName) {
   Open();
@@ -195,24 +201,36 @@ TEST_F(NewService, EveryFillingScrollsToTheFirstRowWhenThereIsOne) {
   EXPECT_EQ(form_.lsServices.VisibleRow(), ListView::kNone);
 }
 
-TEST_F(NewService, TheProviderPageOpensInTheUsersLanguage) {
-  desk_.platform.language = kLanguageGerman;
+TEST_F(NewService, TheLinkIsThereWhenAnInstallationNamesAProviderPage) {
   Open();
-  form_.lblProviderInfo.Click();
-  EXPECT_THAT(desk_.platform.opened,
-              ElementsAre("Open|https://www.mirvalen.example/mvsms/providers?Language=DE||C:\\|1"));
+  EXPECT_FALSE(form_.lblProviderInfo.Visible());
+  form_.Unload();
+  NameProviderPage("https://intranet/pagers");
+  Open();
+  EXPECT_TRUE(form_.lblProviderInfo.Visible());
 }
 
-TEST_F(NewService, AnInstallationMayNameAnotherProviderPage) {
-  basRegistry::SetValue(desk_.platform.registry(), kSettingsHive, kRootKey, "ProviderInfoPage",
-                        std::string("https://intranet/pagers"), RegType::kSz);
+TEST_F(NewService, TheProviderPageOpensInTheUsersLanguage) {
+  desk_.platform.language = kLanguageGerman;
+  NameProviderPage("https://intranet/pagers");
   Open();
   form_.lblProviderInfo.Click();
   EXPECT_THAT(desk_.platform.opened,
-              ElementsAre("Open|https://intranet/pagers?Language=EN||C:\\|1"));
-  desk_.platform.opened.clear();
-  basRegistry::SetValue(desk_.platform.registry(), kSettingsHive, kRootKey, "ProviderInfoPage",
-                        std::string("https://intranet/?page=7"), RegType::kSz);
+              ElementsAre("Open|https://intranet/pagers?Language=DE||C:\\|1"));
+  EXPECT_THAT(desk_.Messages(), IsEmpty());
+}
+
+TEST_F(NewService, SaysWhyTheProviderPageDoesNotOpen) {
+  NameProviderPage("C:\\gone.html");
+  Open();
+  desk_.platform.shell_result = 2;
+  form_.lblProviderInfo.Click();
+  EXPECT_THAT(desk_.Messages(), ElementsAre("0 : The file does not exist!"));
+}
+
+TEST_F(NewService, AProviderPageMayHaveAQueryOfItsOwn) {
+  NameProviderPage("https://intranet/?page=7");
+  Open();
   form_.lblProviderInfo.Click();
   EXPECT_THAT(desk_.platform.opened,
               ElementsAre("Open|https://intranet/?page=7&Language=EN||C:\\|1"));

@@ -128,6 +128,34 @@ TEST_F(ServiceProperties, AnUnknownTextSelectsNothing) {
   }
 }
 
+TEST_F(ServiceProperties, ATextThatNoEntryShowsIsSavedAsItStands) {
+  Open({{"Protocol", "TAP"}, {"UCPCommand", "1"}, {"BaudRate", "57600"}, {"ModemSetting", "8E1"}});
+  form_.OKButton.Click();
+  EXPECT_THAT(desk_.platform.stored,
+              testing::IsSupersetOf(
+                  {"City\\UCPCommand=1", "City\\BaudRate=57600", "City\\ModemSetting=8E1"}));
+}
+
+TEST_F(ServiceProperties, ATextThatNoEntryShowsGivesWayToAChosenOne) {
+  Open({{"BaudRate", "57600"}, {"Protocol", "SMTP"}});
+  EXPECT_EQ(form_.BaudRate.ListIndex(), ComboBox::kNone);
+  SetComboString(form_.BaudRate, "9600");
+  form_.OKButton.Click();
+  EXPECT_THAT(desk_.Messages(), ElementsAre("0 : Please Select Protocol Type!"));
+  SetComboString(form_.Protocol, "TAP");
+  form_.OKButton.Click();
+  EXPECT_EQ(Stored("BaudRate"), "9600");
+}
+
+TEST_F(ServiceProperties, StartsInTheFirstFieldThatCanBeChanged) {
+  EXPECT_EQ(form_.FirstFocus(), &form_.CountryCode);
+}
+
+TEST_F(ServiceProperties, TellsTheUnitOfTheTimeout) {
+  Open();
+  EXPECT_EQ(form_.TimeOut.ToolTipText(), "Milliseconds; 2000 to 3000 suits most centres");
+}
+
 TEST_F(ServiceProperties, TheMessageTypeGoesByItsNumber) {
   const std::pair<const char*, int> rows[] = {{"2", 0}, {"3", 1},  {"4", -1},
                                               {"", -1}, {"x", -1}, {" 3x", 1}};

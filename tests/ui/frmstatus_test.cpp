@@ -35,6 +35,12 @@ TEST_F(StatusForm, ItsTextBoxFillsTheWindow) {
   EXPECT_TRUE(form_.txtStatus.style().multi_line);
 }
 
+TEST_F(StatusForm, LeavesTheKeyboardWhereItIs) {
+  form_.Show();
+  EXPECT_TRUE(form_.design().passive);
+  EXPECT_EQ(platform_.forms().ActiveWindow(), kNoWindow);
+}
+
 TEST_F(StatusForm, ShowsTheText) {
   form_.Show();
   form_.SetText("one");
