@@ -33,6 +33,7 @@ fuzz_packages=(
 
 # Cross-compiling for Windows, and running the result.
 windows_packages=(
+  fonts-wine  # those that Windows has for dialogs
   g++-mingw-w64-i686-posix
   g++-mingw-w64-x86-64-posix
   libwine-dev

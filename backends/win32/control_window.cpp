@@ -2,6 +2,7 @@
 // OnNotify.
 #include "backends/win32/control_window.h"
 
+#include <algorithm>
 #include <vector>
 
 #include "backends/win32/handles.h"
@@ -12,12 +13,19 @@ namespace {
 
 constexpr int kDropDownHeight = 3000;  // twips
 
-/// A reader of a control's text.
 std::string TextOf(HWND window) {
-  std::string text(static_cast<std::size_t>(::GetWindowTextLengthA(window)) + 1, '\0');
-  const int length = ::GetWindowTextA(window, text.data(), static_cast<int>(text.size()));
+  std::wstring text(static_cast<std::size_t>(::GetWindowTextLengthW(window)) + 1, L'\0');
+  const int length = ::GetWindowTextW(window, text.data(), static_cast<int>(text.size()));
   text.resize(static_cast<std::size_t>(length));
-  return text;
+  return AnsiFromWide(text);
+}
+
+/// The current style of lists, where the system has it.
+void BrightenList(HWND list) {
+  using SetTheme = HRESULT(WINAPI*)(HWND, const wchar_t*, const wchar_t*);
+  static const auto set_theme = reinterpret_cast<SetTheme>(
+      reinterpret_cast<void*>(SystemFunction("uxtheme.dll", "SetWindowTheme")));
+  if (set_theme) set_theme(list, L"Explorer", nullptr);
 }
 
 /// A control with a caption: all of them show it the same way.
@@ -37,7 +45,7 @@ class CaptionedWindow : public ControlWindow {
 class LabelWindow : public CaptionedWindow {
  public:
   LabelWindow(Label& model, const ControlSite& site)
-      : CaptionedWindow(model, site, WC_STATICA, SS_LEFT) {
+      : CaptionedWindow(model, site, WC_STATICW, SS_LEFT) {
     ShowAll();
   }
 };
@@ -46,7 +54,7 @@ class LabelWindow : public CaptionedWindow {
 class LinkWindow : public ControlWindow {
  public:
   LinkWindow(Label& model, const ControlSite& site)
-      : ControlWindow(model, site, "SysLink", WS_TABSTOP), model_(model) {
+      : ControlWindow(model, site, L"SysLink", WS_TABSTOP), model_(model) {
     ShowAll();
   }
   void Show(Aspect aspect) override {
@@ -68,7 +76,7 @@ class LinkWindow : public ControlWindow {
 class PlainLinkWindow : public CaptionedWindow {
  public:
   PlainLinkWindow(Label& model, const ControlSite& site)
-      : CaptionedWindow(model, site, WC_STATICA, SS_LEFT | SS_NOTIFY), model_(model) {
+      : CaptionedWindow(model, site, WC_STATICW, SS_LEFT | SS_NOTIFY), model_(model) {
     ShowAll();
   }
   void OnCommand(WORD code) override {
@@ -79,10 +87,26 @@ class PlainLinkWindow : public CaptionedWindow {
   Label& model_;
 };
 
+/// The line between groups.
+class LineWindow : public ControlWindow {
+ public:
+  LineWindow(Control& model, const ControlSite& site)
+      : ControlWindow(model, site, WC_STATICW, SS_ETCHEDHORZ) {
+    ShowAll();
+  }
+
+ protected:
+  RECT Pixels() const override {
+    RECT place = ControlWindow::Pixels();
+    place.bottom = place.top + 2;
+    return place;
+  }
+};
+
 class TextWindow : public ControlWindow {
  public:
   TextWindow(TextBox& model, const ControlSite& site)
-      : ControlWindow(model, site, WC_EDITA, StyleOf(model.style()), WS_EX_CLIENTEDGE),
+      : ControlWindow(model, site, WC_EDITW, StyleOf(model.style()), WS_EX_CLIENTEDGE),
         model_(model) {
     Send(EM_LIMITTEXT, 0);
     ShowAll();
@@ -92,6 +116,10 @@ class TextWindow : public ControlWindow {
     if (aspect == Aspect::kText) ShowText();
     if (aspect == Aspect::kSelection && model_.IsScrolledToEnd()) ScrollToEnd();
     ControlWindow::Show(aspect);
+  }
+  RECT Pixels() const override {
+    return model_.style().multi_line ? ControlWindow::Pixels()
+                                     : site().metrics->FieldPixels(model_.Place());
   }
   void OnCommand(WORD code) override {
     if (code == EN_CHANGE && !showing_) model_.SetText(shown_ = TextOf(Handle()));
@@ -118,7 +146,7 @@ class TextWindow : public ControlWindow {
     showing_ = true;
     if (!shown_.empty() && text.starts_with(shown_)) {
       ScrollToEnd();
-      Send(EM_REPLACESEL, FALSE, text.c_str() + shown_.size());
+      Send(EM_REPLACESEL, FALSE, WideFromAnsi(text.substr(shown_.size())).c_str());
     } else {
       SetWindowCaption(text);
     }
@@ -126,7 +154,7 @@ class TextWindow : public ControlWindow {
     showing_ = false;
   }
   void ScrollToEnd() {
-    const auto end = static_cast<WPARAM>(::GetWindowTextLengthA(Handle()));
+    const auto end = static_cast<WPARAM>(::GetWindowTextLengthW(Handle()));
     Send(EM_SETSEL, end, static_cast<LPARAM>(end));
     Send(EM_SCROLLCARET);
   }
@@ -139,7 +167,7 @@ class TextWindow : public ControlWindow {
 class CheckWindow : public CaptionedWindow {
  public:
   CheckWindow(CheckBox& model, const ControlSite& site)
-      : CaptionedWindow(model, site, WC_BUTTONA, WS_TABSTOP | BS_AUTOCHECKBOX), model_(model) {
+      : CaptionedWindow(model, site, WC_BUTTONW, WS_TABSTOP | BS_AUTOCHECKBOX), model_(model) {
     ShowAll();
   }
   void Show(Aspect aspect) override {
@@ -157,7 +185,7 @@ class CheckWindow : public CaptionedWindow {
 class OptionWindow : public CaptionedWindow {
  public:
   OptionWindow(OptionButton& model, const ControlSite& site)
-      : CaptionedWindow(model, site, WC_BUTTONA, WS_TABSTOP | BS_AUTORADIOBUTTON), model_(model) {
+      : CaptionedWindow(model, site, WC_BUTTONW, WS_TABSTOP | BS_AUTORADIOBUTTON), model_(model) {
     ShowAll();
   }
   void Show(Aspect aspect) override {
@@ -176,7 +204,7 @@ class OptionWindow : public CaptionedWindow {
 class ButtonWindow : public CaptionedWindow {
  public:
   ButtonWindow(CommandButton& model, const ControlSite& site)
-      : CaptionedWindow(model, site, WC_BUTTONA,
+      : CaptionedWindow(model, site, WC_BUTTONW,
                         WS_TABSTOP | (model.key() == CommandButton::Key::kEnter ? BS_DEFPUSHBUTTON
                                                                                 : BS_PUSHBUTTON)),
         model_(model) {
@@ -193,7 +221,7 @@ class ButtonWindow : public CaptionedWindow {
 class ComboWindow : public ControlWindow {
  public:
   ComboWindow(ComboBox& model, const ControlSite& site)
-      : ControlWindow(model, site, WC_COMBOBOXA, WS_TABSTOP | WS_VSCROLL | CBS_DROPDOWNLIST),
+      : ControlWindow(model, site, WC_COMBOBOXW, WS_TABSTOP | WS_VSCROLL | CBS_DROPDOWNLIST),
         model_(model) {
     ShowAll();
   }
@@ -201,18 +229,50 @@ class ComboWindow : public ControlWindow {
     if (aspect == Aspect::kItems) ShowEntries();
     if (aspect == Aspect::kItems || aspect == Aspect::kSelection) {
       Send(CB_SETCURSEL, static_cast<WPARAM>(model_.ListIndex()));
+      ShowOtherText();
     }
     ControlWindow::Show(aspect);
+  }
+  /// As high as a field of text, whatever the system's default for the font is. Systems differ in
+  /// what they count as the height of the text: the height of the box tells.
+  void Rescale() override {
+    ControlWindow::Rescale();
+    const RECT wanted = site().metrics->FieldPixels(model_.Place());
+    LRESULT text_height = Send(CB_GETITEMHEIGHT, static_cast<WPARAM>(-1));
+    for (int step = 0; step < 3; ++step) {
+      RECT box = {};
+      ::GetWindowRect(Handle(), &box);
+      const LONG missing = (wanted.bottom - wanted.top) - (box.bottom - box.top);
+      if (missing == 0) return;
+      text_height += missing;
+      Send(CB_SETITEMHEIGHT, static_cast<WPARAM>(-1), text_height);
+    }
   }
   void OnCommand(WORD code) override {
     if (code == CBN_SELCHANGE) model_.SetListIndex(static_cast<int>(Send(CB_GETCURSEL)));
   }
 
+ protected:
+  /// Of the list that drops down, too.
+  RECT Pixels() const override {
+    RECT place = site().metrics->FieldPixels(model_.Place());
+    place.bottom += site().metrics->Y(kDropDownHeight);
+    return place;
+  }
+
  private:
+  /// A text that is no entry is shown as a hint, where the system has hints.
+  void ShowOtherText() {
+    constexpr UINT kSetCueBanner = 0x1703;  // commctrl.h CB_SETCUEBANNER
+    const bool other = model_.ListIndex() == ComboBox::kNone;
+    Send(kSetCueBanner, 0, WideFromAnsi(other ? model_.Text() : "").c_str());
+  }
   void ShowEntries() {
     Send(WM_SETREDRAW, FALSE);
     Send(CB_RESETCONTENT);
-    for (const ComboBox::Entry& entry : model_.List()) Send(CB_ADDSTRING, 0, entry.text.c_str());
+    for (const ComboBox::Entry& entry : model_.List()) {
+      Send(CB_ADDSTRING, 0, WideFromAnsi(entry.text).c_str());
+    }
     Send(WM_SETREDRAW, TRUE);
     ::InvalidateRect(Handle(), nullptr, TRUE);
   }
@@ -224,11 +284,12 @@ class ComboWindow : public ControlWindow {
 class ListWindow : public ControlWindow {
  public:
   ListWindow(ListView& model, const ControlSite& site)
-      : ControlWindow(model, site, WC_LISTVIEWA,
+      : ControlWindow(model, site, WC_LISTVIEWW,
                       WS_TABSTOP | LVS_REPORT | LVS_SINGLESEL | LVS_SHOWSELALWAYS | LVS_OWNERDATA |
                           LVS_NOSORTHEADER,
                       WS_EX_CLIENTEDGE),
         model_(model) {
+    BrightenList(Handle());
     for (std::size_t i = 0; i < model.Columns().size(); ++i) AddColumn(i);
     ShowAll();
   }
@@ -242,6 +303,7 @@ class ListWindow : public ControlWindow {
         Send(LVM_SETITEMCOUNT, model_.Rows().size());
         ::InvalidateRect(Handle(), nullptr, TRUE);
         ShowSelection();
+        FillWidth();
         break;
       case Aspect::kSelection:
         ShowSelection();
@@ -253,12 +315,21 @@ class ListWindow : public ControlWindow {
         break;
     }
     ControlWindow::Show(aspect);
+    if (aspect == Aspect::kPlace) FillWidth();
+  }
+  void Rescale() override {
+    ControlWindow::Rescale();
+    for (std::size_t i = 0; i < model_.Columns().size(); ++i) SetWidth(i, DesignWidth(i));
+    FillWidth();
   }
 
   LRESULT OnNotify(const NMHDR& notice) override {
     switch (notice.code) {
-      case LVN_GETDISPINFOA:
-        GiveText(reinterpret_cast<const NMLVDISPINFOA&>(notice).item);
+      case LVN_GETDISPINFOW:
+        GiveText(reinterpret_cast<const NMLVDISPINFOW&>(notice).item);
+        return 0;
+      case LVN_KEYDOWN:
+        OnKey(reinterpret_cast<const NMLVKEYDOWN&>(notice).wVKey);
         return 0;
       case LVN_ITEMCHANGED:
       case LVN_ODSTATECHANGED:
@@ -268,8 +339,8 @@ class ListWindow : public ControlWindow {
         TakeSelection();
         model_.DoubleClick();
         return 0;
-      case LVN_ODFINDITEMA:
-        return Find(reinterpret_cast<const NMLVFINDITEMA&>(notice));
+      case LVN_ODFINDITEMW:
+        return Find(reinterpret_cast<const NMLVFINDITEMW&>(notice));
       default:
         return 0;
     }
@@ -277,22 +348,43 @@ class ListWindow : public ControlWindow {
 
  private:
   void AddColumn(std::size_t index) {
-    LVCOLUMNA column = {};
+    std::wstring title = WideFromAnsi(model_.Columns()[index].text);
+    LVCOLUMNW column = {};
     column.mask = LVCF_WIDTH | LVCF_TEXT | LVCF_SUBITEM;
-    column.cx = site().metrics->X(model_.Columns()[index].width);
-    column.pszText = const_cast<char*>(model_.Columns()[index].text.c_str());
+    column.cx = DesignWidth(index);
+    column.pszText = title.data();
     column.iSubItem = static_cast<int>(index);
-    Send(LVM_INSERTCOLUMNA, index, &column);
+    Send(LVM_INSERTCOLUMNW, index, &column);
   }
   void ShowTitle(std::size_t index) {
-    LVCOLUMNA column = {};
+    std::wstring title = WideFromAnsi(model_.Columns()[index].text);
+    LVCOLUMNW column = {};
     column.mask = LVCF_TEXT;
-    column.pszText = const_cast<char*>(model_.Columns()[index].text.c_str());
-    Send(LVM_SETCOLUMNA, index, &column);
+    column.pszText = title.data();
+    Send(LVM_SETCOLUMNW, index, &column);
+  }
+  int DesignWidth(std::size_t index) const {
+    return site().metrics->X(model_.Columns()[index].width);
+  }
+  void SetWidth(std::size_t index, int width) {
+    Send(LVM_SETCOLUMNWIDTH, index, static_cast<LPARAM>(width));
+  }
+  /// The last column takes what the others leave, and never less than its own.
+  void FillWidth() {
+    RECT area = {};
+    ::GetClientRect(Handle(), &area);
+    const std::size_t last = model_.Columns().size() - 1;
+    int left = area.right;
+    for (std::size_t i = 0; i < last; ++i) left -= static_cast<int>(Send(LVM_GETCOLUMNWIDTH, i));
+    SetWidth(last, std::max(left, DesignWidth(last)));
+  }
+  void OnKey(WORD key) {
+    if (key == VK_DELETE) RaiseEvent(model_.OnDeleteKey);
+    if (key == VK_INSERT) RaiseEvent(model_.OnInsertKey);
   }
   void ShowSelection() {
     showing_ = true;
-    LVITEMA item = {};
+    LVITEMW item = {};
     item.stateMask = LVIS_SELECTED | LVIS_FOCUSED;
     Send(LVM_SETITEMSTATE, static_cast<WPARAM>(-1), &item);
     if (model_.Selected() != ListView::kNone) {
@@ -309,29 +401,30 @@ class ListWindow : public ControlWindow {
         static_cast<int>(Send(LVM_GETNEXTITEM, static_cast<WPARAM>(-1), LPARAM{LVNI_SELECTED}));
     if (selected != model_.Selected()) model_.Select(selected);
   }
-  const char* TextAt(std::size_t row, std::size_t column) const {
-    if (row >= model_.Rows().size()) return "";
+  std::wstring TextAt(std::size_t row, std::size_t column) const {
+    if (row >= model_.Rows().size()) return {};
     const ListView::Row& texts = model_.Rows()[row];
-    if (column == 0) return texts.text.c_str();
-    return column <= texts.sub_items.size() ? texts.sub_items[column - 1].c_str() : "";
+    if (column == 0) return WideFromAnsi(texts.text);
+    return column <= texts.sub_items.size() ? WideFromAnsi(texts.sub_items[column - 1]) : L"";
   }
-  void GiveText(const LVITEMA& item) const {
+  void GiveText(const LVITEMW& item) const {
     if (!(item.mask & LVIF_TEXT) || item.cchTextMax <= 0) return;
-    ::lstrcpynA(
+    ::lstrcpynW(
         item.pszText,
-        TextAt(static_cast<std::size_t>(item.iItem), static_cast<std::size_t>(item.iSubItem)),
+        TextAt(static_cast<std::size_t>(item.iItem), static_cast<std::size_t>(item.iSubItem))
+            .c_str(),
         item.cchTextMax);
   }
   /// The row that begins with what the user types.
-  LRESULT Find(const NMLVFINDITEMA& search) const {
+  LRESULT Find(const NMLVFINDITEMW& search) const {
     if (!(search.lvfi.flags & (LVFI_STRING | LVFI_PARTIAL))) return -1;
-    const int length = ::lstrlenA(search.lvfi.psz);
+    const int length = ::lstrlenW(search.lvfi.psz);
     const auto rows = static_cast<int>(model_.Rows().size());
     for (int step = 0; step < rows; ++step) {
       const int row = (search.iStart + step) % rows;
-      const char* text = TextAt(static_cast<std::size_t>(row), 0);
-      if (::CompareStringA(LOCALE_USER_DEFAULT, NORM_IGNORECASE, text,
-                           std::min(length, ::lstrlenA(text)), search.lvfi.psz,
+      const std::wstring text = TextAt(static_cast<std::size_t>(row), 0);
+      if (::CompareStringW(LOCALE_USER_DEFAULT, NORM_IGNORECASE, text.c_str(),
+                           std::min(length, static_cast<int>(text.size())), search.lvfi.psz,
                            length) == CSTR_EQUAL) {
         return row;
       }
@@ -346,12 +439,12 @@ class ListWindow : public ControlWindow {
 class TabWindow : public ControlWindow {
  public:
   TabWindow(TabStrip& model, const ControlSite& site)
-      : ControlWindow(model, site, WC_TABCONTROLA, WS_TABSTOP), model_(model) {
+      : ControlWindow(model, site, WC_TABCONTROLW, WS_TABSTOP), model_(model) {
     for (std::size_t i = 0; i < model.Tabs().size(); ++i) {
-      TCITEMA item = {};
+      TCITEMW item = {};
       item.mask = TCIF_TEXT;
-      item.pszText = const_cast<char*>("");
-      Send(TCM_INSERTITEMA, i, &item);
+      item.pszText = const_cast<wchar_t*>(L"");
+      Send(TCM_INSERTITEMW, i, &item);
     }
     ShowAll();
   }
@@ -372,10 +465,11 @@ class TabWindow : public ControlWindow {
  private:
   void ShowCaptions() {
     for (std::size_t i = 0; i < model_.Tabs().size(); ++i) {
-      TCITEMA item = {};
+      std::wstring caption = WideFromAnsi(model_.Tabs()[i].caption);
+      TCITEMW item = {};
       item.mask = TCIF_TEXT;
-      item.pszText = const_cast<char*>(model_.Tabs()[i].caption.c_str());
-      Send(TCM_SETITEMA, i, &item);
+      item.pszText = caption.data();
+      Send(TCM_SETITEMW, i, &item);
     }
   }
 
@@ -386,18 +480,19 @@ class ToolbarWindow : public ControlWindow {
  public:
   ToolbarWindow(Toolbar& model, const ControlSite& site)
       : ControlWindow(
-            model, site, TOOLBARCLASSNAMEA,
+            model, site, TOOLBARCLASSNAMEW,
             CCS_NODIVIDER | CCS_NOPARENTALIGN | TBSTYLE_LIST | TBSTYLE_FLAT | TBSTYLE_TOOLTIPS),
         model_(model) {
     Send(TB_BUTTONSTRUCTSIZE, sizeof(TBBUTTON));
     for (std::size_t i = 0; i < model.Buttons().size(); ++i) {
+      const std::wstring caption = WideFromAnsi(model.Buttons()[i].caption);
       TBBUTTON button = {};
       button.iBitmap = I_IMAGENONE;
       button.idCommand = static_cast<int>(i);
       button.fsState = TBSTATE_ENABLED;
       button.fsStyle = BTNS_BUTTON | BTNS_AUTOSIZE;
-      button.iString = reinterpret_cast<INT_PTR>(model.Buttons()[i].caption.c_str());
-      Send(TB_ADDBUTTONSA, 1, &button);
+      button.iString = reinterpret_cast<INT_PTR>(caption.c_str());
+      Send(TB_ADDBUTTONSW, 1, &button);
     }
     ShowAll();
   }
@@ -405,11 +500,12 @@ class ToolbarWindow : public ControlWindow {
     if (notice.code == NM_CLICK) {
       const auto index = reinterpret_cast<const NMMOUSE&>(notice).dwItemSpec;
       if (index < model_.Buttons().size()) model_.Click(index);
-    } else if (notice.code == TBN_GETINFOTIPA) {
-      const auto& tip = reinterpret_cast<const NMTBGETINFOTIPA&>(notice);
+    } else if (notice.code == TBN_GETINFOTIPW) {
+      const auto& tip = reinterpret_cast<const NMTBGETINFOTIPW&>(notice);
       const auto index = static_cast<std::size_t>(tip.iItem);
       if (index < model_.Buttons().size()) {
-        ::lstrcpynA(tip.pszText, model_.Buttons()[index].tool_tip.c_str(), tip.cchTextMax);
+        ::lstrcpynW(tip.pszText, WideFromAnsi(model_.Buttons()[index].tool_tip).c_str(),
+                    tip.cchTextMax);
       }
     }
     return 0;
@@ -420,26 +516,44 @@ class ToolbarWindow : public ControlWindow {
 };
 
 /// A page of a tab strip: a dialog without a frame, so that the keyboard passes through it and its
-/// background is the tab's. What its controls report goes on to the form.
-class PageWindow : public ControlWindow {
+/// background is the tab's. Its caption is for screen readers. What its controls report goes on to
+/// the form.
+class PageWindow : public CaptionedWindow {
  public:
   PageWindow(Frame& model, const ControlSite& site)
-      : ControlWindow(model, site, nullptr, DS_CONTROL, WS_EX_CONTROLPARENT) {
+      : CaptionedWindow(model, site, nullptr, DS_CONTROL, WS_EX_CONTROLPARENT) {
     ShowAll();
   }
 };
 
 using EnableTexture = HRESULT(WINAPI*)(HWND, DWORD);
 
+/// Disabled ones have their own look.
+bool IsReadOnlyField(HWND window) {
+  wchar_t type[16] = L"";
+  ::GetClassNameW(window, type, 16);
+  return ::lstrcmpiW(type, WC_EDITW) == 0 && ::IsWindowEnabled(window);
+}
+
+/// A field that cannot be written to looks it, also on the bright ground of a tab.
+INT_PTR Greyed(HDC field) {
+  ::SetTextColor(field, ::GetSysColor(COLOR_BTNTEXT));
+  ::SetBkColor(field, ::GetSysColor(COLOR_BTNFACE));
+  return reinterpret_cast<INT_PTR>(::GetSysColorBrush(COLOR_BTNFACE));
+}
+
 INT_PTR CALLBACK PageProc(HWND page, UINT message, WPARAM wparam, LPARAM lparam) {
   switch (message) {
     case WM_COMMAND:
-      ::SendMessageA(::GetParent(page), message, wparam, lparam);
+      ::SendMessageW(::GetParent(page), message, wparam, lparam);
       return TRUE;
     case WM_NOTIFY:
-      ::SetWindowLongPtrA(page, DWLP_MSGRESULT,
-                          ::SendMessageA(::GetParent(page), message, wparam, lparam));
+      ::SetWindowLongPtrW(page, DWLP_MSGRESULT,
+                          ::SendMessageW(::GetParent(page), message, wparam, lparam));
       return TRUE;
+    case WM_CTLCOLORSTATIC:
+      return IsReadOnlyField(reinterpret_cast<HWND>(lparam)) ? Greyed(reinterpret_cast<HDC>(wparam))
+                                                             : 0;
     default:
       return FALSE;
   }
@@ -453,7 +567,7 @@ HWND MakePage(HWND parent, DWORD style) {
   empty.head.style = style;
   empty.head.dwExtendedStyle = WS_EX_CONTROLPARENT;
   const HWND page =
-      ::CreateDialogIndirectParamA(nullptr, &empty.head, parent, PageProc, /*parameter=*/0);
+      ::CreateDialogIndirectParamW(nullptr, &empty.head, parent, PageProc, /*parameter=*/0);
   static const auto enable_texture = reinterpret_cast<EnableTexture>(
       reinterpret_cast<void*>(SystemFunction("uxtheme.dll", "EnableThemeDialogTexture")));
   if (page && enable_texture) enable_texture(page, ETDT_ENABLETAB);
@@ -462,7 +576,7 @@ HWND MakePage(HWND parent, DWORD style) {
 
 }  // namespace
 
-ControlWindow::ControlWindow(Control& control, const ControlSite& site, const char* window_class,
+ControlWindow::ControlWindow(Control& control, const ControlSite& site, const wchar_t* window_class,
                              DWORD style, DWORD extended_style)
     : control_(control), site_(site) {
   const DWORD child =
@@ -472,7 +586,7 @@ ControlWindow::ControlWindow(Control& control, const ControlSite& site, const ch
     return;
   }
   handle_ =
-      ::CreateWindowExA(extended_style, window_class, "", child, 0, 0, 0, 0, site.parent,
+      ::CreateWindowExW(extended_style, window_class, L"", child, 0, 0, 0, 0, site.parent,
                         reinterpret_cast<HMENU>(static_cast<UINT_PTR>(site.id)), nullptr, nullptr);
 }
 
@@ -500,10 +614,10 @@ void ControlWindow::Show(Aspect aspect) {
   }
 }
 
+RECT ControlWindow::Pixels() const { return site_.metrics->Pixels(control_.Place()); }
+
 void ControlWindow::Place() {
-  Box box = control_.Place();
-  if (control_.Type() == ControlType::kComboBox) box.height += kDropDownHeight;
-  const RECT place = site_.metrics->Pixels(box);
+  const RECT place = Pixels();
   ::SetWindowPos(handle_, nullptr, place.left, place.top, place.right - place.left,
                  place.bottom - place.top, SWP_NOZORDER | SWP_NOACTIVATE);
 }
@@ -535,6 +649,8 @@ std::unique_ptr<ControlWindow> MakeControlWindow(Control& control, const Control
       return std::make_unique<ToolbarWindow>(static_cast<Toolbar&>(control), site);
     case ControlType::kFrame:
       return std::make_unique<PageWindow>(static_cast<Frame&>(control), site);
+    case ControlType::kLine:
+      return std::make_unique<LineWindow>(control, site);
     case ControlType::kMenu:
     case ControlType::kTimer:
       return nullptr;

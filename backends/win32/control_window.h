@@ -6,6 +6,7 @@
 #include <string>
 
 #include "backends/win32/form_metrics.h"
+#include "backends/win32/text.h"
 #include "forms/controls.h"
 
 namespace mvsms::win32 {
@@ -32,26 +33,30 @@ class ControlWindow {
   /// Shows a changed aspect of the model in the window.
   virtual void Show(Aspect aspect);
   /// The form's measures have changed.
-  void Rescale();
+  virtual void Rescale();
   /// WM_COMMAND with a notification code: what the user did.
   virtual void OnCommand(WORD) {}
   /// WM_NOTIFY; the result is the answer to the control.
   virtual LRESULT OnNotify(const NMHDR&) { return 0; }
 
  protected:
-  ControlWindow(Control& control, const ControlSite& site, const char* window_class, DWORD style,
+  ControlWindow(Control& control, const ControlSite& site, const wchar_t* window_class, DWORD style,
                 DWORD extended_style = 0);
 
   const ControlSite& site() const { return site_; }
   /// Shows all aspects; to be called at the end of a constructor.
   void ShowAll();
   LRESULT Send(UINT message, WPARAM wparam = 0, LPARAM lparam = 0) const {
-    return ::SendMessageA(handle_, message, wparam, lparam);
+    return ::SendMessageW(handle_, message, wparam, lparam);
   }
   LRESULT Send(UINT message, WPARAM wparam, const void* pointer) const {
     return Send(message, wparam, reinterpret_cast<LPARAM>(pointer));
   }
-  void SetWindowCaption(const std::string& text) { ::SetWindowTextA(handle_, text.c_str()); }
+  void SetWindowCaption(const std::string& text) {
+    ::SetWindowTextW(handle_, WideFromAnsi(text).c_str());
+  }
+  /// Where the control stands, in pixels.
+  virtual RECT Pixels() const;
 
  private:
   void Place();

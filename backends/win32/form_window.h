@@ -11,8 +11,10 @@
 #include <utility>
 #include <vector>
 
+#include "backends/win32/accessible_names.h"
 #include "backends/win32/control_window.h"
 #include "backends/win32/keyboard.h"
+#include "backends/win32/look.h"
 #include "forms/form.h"
 #include "platform/forms.h"
 
@@ -52,26 +54,39 @@ class FormWindow : public FormPeer {
   static INT_PTR CALLBACK Procedure(HWND window, UINT message, WPARAM wparam, LPARAM lparam);
   INT_PTR Handle(UINT message, WPARAM wparam, LPARAM lparam);
   bool OnCommand(WORD id, WORD code);
-  bool OnNotify(const NMHDR& notice);
+  bool OnNotify(NMHDR& notice);
+  void ShowTip(NMTTDISPINFOW& tip);
   void OnSize();
-  void OnDpiChanged(UINT dpi, const RECT& place);
+  void OnDpiChanged(UINT dpi, const RECT& suggested);
   void LimitSize(MINMAXINFO& limits) const;
 
   void MakeWindow();
   void MakeControls();
+  void NameControls();
+  void MakeToolTips();
   void MakeMenu();
+  void ShowIcon();
   void ShowChanges();
   void ShowForm(Aspect aspect);
   /// Size of the whole window for the form's inner area, in pixels.
   SIZE OuterSize(int width, int height) const;
+  /// Moves the window, but never beyond the working area of the screen.
+  void MoveTo(LONG left, LONG top, const RECT& area);
   void Centre();
+  void MoveToCorner();
+  void Focus(HWND control);
   void FocusFirst();
+  /// The keys must not end in a control that has been disabled or hidden while it had them.
+  void KeepFocus(HWND focus);
 
   Form& form_;
   KeyboardHook keyboard_;
   HWND handle_ = nullptr;
   std::unique_ptr<FormMetrics> metrics_;
+  UniqueIcon small_icon_, big_icon_;
   std::map<const Control*, std::unique_ptr<ControlWindow>> windows_;
+  AccessibleNames names_;
+  std::wstring tip_;  // the one that is shown
   std::map<WORD, Control*> ids_;
   std::set<std::pair<const Control*, Aspect>> changes_;
   bool posted_ = false;

@@ -1,6 +1,8 @@
 // Forms, message boxes and input boxes of Windows.
 #include "backends/win32/backend.h"
 #include "backends/win32/form_window.h"
+#include "backends/win32/look.h"
+#include "backends/win32/text.h"
 #include "forms/localize.h"
 
 namespace mvsms::win32 {
@@ -49,15 +51,20 @@ class Win32Forms : public Forms {
 
   MsgBoxAnswer MsgBox(const std::string& text, std::uint32_t style,
                       const std::string& title) override {
-    const int answer =
-        ::MessageBoxA(::GetActiveWindow(), text.c_str(),
-                      title.empty() ? kComponentTitle : title.c_str(), style | MB_TASKMODAL);
+    const CurrentLook look;
+    const int answer = ::MessageBoxW(::GetActiveWindow(), WideFromAnsi(text).c_str(),
+                                     WideFromAnsi(title.empty() ? kComponentTitle : title).c_str(),
+                                     style | MB_TASKMODAL);
     return static_cast<MsgBoxAnswer>(answer);
+  }
+
+  WindowHandle ActiveWindow() override {
+    return reinterpret_cast<WindowHandle>(::GetActiveWindow());
   }
 
   std::string InputBox(const std::string& prompt, const std::string& title) override {
     const auto form = std::make_shared<InputForm>(platform_, prompt, title);
-    form->SetOwnerWindow(reinterpret_cast<WindowHandle>(::GetActiveWindow()));
+    form->SetOwnerWindow(ActiveWindow());
     form->ShowModal();
     return form->answer;
   }

@@ -1,10 +1,15 @@
-// Tab, Enter, Escape and access keys for forms that are shown without a message loop of ours: the
-// host's loop knows nothing of them, so the keys are picked out of the thread's messages.
+// Tab, Enter, Escape, access keys and the keys that turn pages, for forms that are shown without a
+// message loop of ours: the host's loop knows nothing of them, so the keys are picked out of the
+// thread's messages.
 #pragma once
 
 #include "backends/win32/win.h"
 
 namespace mvsms::win32 {
+
+/// Sent to a form's window when the user turns to another of its pages: how many pages on. The
+/// answer is whether there was one to turn to.
+inline constexpr UINT kTurnPage = WM_APP + 2;
 
 /// Active on the thread that made it, for as long as one exists there.
 class KeyboardHook {

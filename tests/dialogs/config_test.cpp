@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
+
 #include "tests/dialogs/desk.h"
 
 namespace mvsms {
@@ -24,7 +26,7 @@ class ConfigDialog : public testing::Test {
       const HWND dialog = screen::Window(Text(5000));
       if (dialog == nullptr) return;
       actions(dialog);
-      if (::IsWindow(dialog)) ::PostMessageA(dialog, WM_CLOSE, 0, 0);
+      if (::IsWindow(dialog)) ::PostMessageW(dialog, WM_CLOSE, 0, 0);
       screen::WaitForEnd(dialog);
     });
     desk_.ShowConfig();
@@ -48,7 +50,7 @@ TEST_F(ConfigDialog, StoresEveryChangeAtOnce) {
     EXPECT_EQ(Read("ReplacePlus"), "0");
     Click(Captioned(dialog, Text(5014)));
     EXPECT_EQ(Read("AddCountry"), "1");
-    screen::Type(OfClass(dialog, WC_EDITA, 0), "0043");
+    screen::Type(OfClass(dialog, WC_EDITW, 0), "0043");
     EXPECT_EQ(Read("Country"), "0043");
     screen::Type(screen::After(dialog, Text(5015)), "7");
     EXPECT_EQ(Read("Retries"), "7");
@@ -73,7 +75,7 @@ TEST_F(ConfigDialog, AddsAServiceFromTheCatalogueWithItsRoutes) {
     const HWND add = screen::Window(Text(6119));
     Click(Captioned(add, Text(6118)));
     screen::Choose(screen::After(add, Text(6113)), "Austria");
-    const HWND list = OfClass(add, WC_LISTVIEWA);
+    const HWND list = OfClass(add, WC_LISTVIEWW);
     EXPECT_THAT(screen::RowsOf(list),
                 ElementsAre("4|EXAMPLE Alpine Pager|Austria|TAP|06640000001|example",
                             "5|EXAMPLE Alpine SMS|Austria|UCP|06760000001|example"));
@@ -81,9 +83,9 @@ TEST_F(ConfigDialog, AddsAServiceFromTheCatalogueWithItsRoutes) {
     Click(Captioned(add, Text(10)));
     screen::WaitForEnd(add);
     screen::Settle(dialog);
-    EXPECT_THAT(screen::RowsOf(OfClass(dialog, WC_LISTVIEWA)), Contains("EXAMPLE Alpine Pager"));
+    EXPECT_THAT(screen::RowsOf(OfClass(dialog, WC_LISTVIEWW)), Contains("EXAMPLE Alpine Pager"));
     screen::SelectTab(dialog, 2);
-    EXPECT_THAT(screen::RowsOf(OfClass(dialog, WC_LISTVIEWA)),
+    EXPECT_THAT(screen::RowsOf(OfClass(dialog, WC_LISTVIEWW)),
                 Contains("0664|EXAMPLE Alpine Pager"));
   });
   EXPECT_EQ(desk_.Read("Services\\EXAMPLE Alpine Pager", "MaxLength"), "80");
@@ -94,7 +96,7 @@ TEST_F(ConfigDialog, AddsAServiceFromTheCatalogueWithItsRoutes) {
 TEST_F(ConfigDialog, EditsAServiceByADoubleClick) {
   Use([&](HWND dialog) {
     screen::SelectTab(dialog, 1);
-    screen::DoubleClickRow(OfClass(dialog, WC_LISTVIEWA), 1);
+    screen::DoubleClickRow(OfClass(dialog, WC_LISTVIEWW), 1);
     ASSERT_TRUE(screen::WaitUntil([&] { return !::IsWindowEnabled(dialog); }));
     const HWND properties = ::GetLastActivePopup(dialog);
     screen::Settle(properties);
@@ -118,15 +120,15 @@ TEST_F(ConfigDialog, AddsEditsAndDeletesARoute) {
     screen::SelectTab(dialog, 2);
     Click(Captioned(dialog, Text(5005)));
     const HWND prefix = screen::Window(Text(5104));
-    screen::Type(OfClass(prefix, WC_EDITA), "0175");
+    screen::Type(OfClass(prefix, WC_EDITW), "0175");
     screen::Press(prefix, VK_RETURN);
     screen::WaitForEnd(prefix);
     screen::Settle(dialog);
-    const HWND list = OfClass(dialog, WC_LISTVIEWA);
+    const HWND list = OfClass(dialog, WC_LISTVIEWW);
     EXPECT_THAT(screen::RowsOf(list), Contains("0175|"));
     Click(Captioned(dialog, Text(5006)));  // the new row is selected
     const HWND route = screen::Window(Text(105));
-    screen::Choose(OfClass(route, WC_COMBOBOXA), "Plant SMS");
+    screen::Choose(OfClass(route, WC_COMBOBOXW), "Plant SMS");
     Click(Captioned(route, Text(10)));
     screen::WaitForEnd(route);
     screen::Settle(dialog);
@@ -149,22 +151,22 @@ TEST_F(ConfigDialog, ARowBelowTheFirstPageStaysInSightWhenItIsChosen) {
   }
   Use([&](HWND dialog) {
     screen::SelectTab(dialog, 2);
-    const HWND list = OfClass(dialog, WC_LISTVIEWA);
+    const HWND list = OfClass(dialog, WC_LISTVIEWW);
     Click(Captioned(dialog, Text(5005)));
     const HWND prefix = screen::Window(Text(5104));
-    screen::Type(OfClass(prefix, WC_EDITA), "0001");
+    screen::Type(OfClass(prefix, WC_EDITW), "0001");
     screen::Press(prefix, VK_RETURN);
     screen::WaitForEnd(prefix);
     screen::Settle(dialog);  // the list has been scrolled to the new row, its first
-    const int last = static_cast<int>(::SendMessageA(list, LVM_GETITEMCOUNT, 0, 0)) - 1;
-    ::SendMessageA(list, LVM_ENSUREVISIBLE, static_cast<WPARAM>(last), LPARAM{FALSE});
-    const LRESULT top = ::SendMessageA(list, LVM_GETTOPINDEX, 0, 0);
+    const int last = static_cast<int>(::SendMessageW(list, LVM_GETITEMCOUNT, 0, 0)) - 1;
+    ::SendMessageW(list, LVM_ENSUREVISIBLE, static_cast<WPARAM>(last), LPARAM{FALSE});
+    const LRESULT top = ::SendMessageW(list, LVM_GETTOPINDEX, 0, 0);
     EXPECT_GT(top, 0);
     screen::SelectRow(list, last);
-    EXPECT_EQ(::SendMessageA(list, LVM_GETTOPINDEX, 0, 0), top);
+    EXPECT_EQ(::SendMessageW(list, LVM_GETTOPINDEX, 0, 0), top);
     screen::DoubleClickRow(list, last);
     const HWND route = screen::Window(Text(105));
-    screen::Choose(OfClass(route, WC_COMBOBOXA), "Plant SMS");
+    screen::Choose(OfClass(route, WC_COMBOBOXW), "Plant SMS");
     Click(Captioned(route, Text(10)));
     screen::WaitForEnd(route);
   });
@@ -190,11 +192,10 @@ TEST_F(ConfigDialog, IsWorkedByKeysAlone) {
 TEST_F(ConfigDialog, AnAccessKeyWorksItsControl) {
   Use([&](HWND dialog) {
     const HWND box = Captioned(dialog, Text(5013));
-    char caption[200] = "";
-    ::SendMessageA(box, WM_GETTEXT, sizeof caption, reinterpret_cast<LPARAM>(caption));
-    const char* const mark = ::strchr(caption, '&');
-    ASSERT_NE(mark, nullptr);
-    screen::PressAlt(dialog, mark[1]);
+    const std::string caption = screen::TextOf(box);
+    const std::size_t mark = caption.find('&');
+    ASSERT_NE(mark, std::string::npos);
+    screen::PressAlt(dialog, caption[mark + 1]);
     EXPECT_EQ(Read("ReplacePlus"), "0");
   });
 }
@@ -202,7 +203,7 @@ TEST_F(ConfigDialog, AnAccessKeyWorksItsControl) {
 TEST_F(ConfigDialog, GrowsWithItsListsButNotBelowItsDesign) {
   Use([&](HWND dialog) {
     screen::SelectTab(dialog, 1);
-    const HWND list = OfClass(dialog, WC_LISTVIEWA);
+    const HWND list = OfClass(dialog, WC_LISTVIEWW);
     RECT before = {}, outside = {}, after = {};
     ::GetWindowRect(list, &before);
     ::GetWindowRect(dialog, &outside);
@@ -214,9 +215,158 @@ TEST_F(ConfigDialog, GrowsWithItsListsButNotBelowItsDesign) {
     EXPECT_NEAR(after.right - after.left, before.right - before.left + 100, 2);
     EXPECT_NEAR(after.bottom - after.top, before.bottom - before.top + 50, 2);
     MINMAXINFO limits = {};
-    ::SendMessageA(dialog, WM_GETMINMAXINFO, 0, reinterpret_cast<LPARAM>(&limits));
+    ::SendMessageW(dialog, WM_GETMINMAXINFO, 0, reinterpret_cast<LPARAM>(&limits));
     EXPECT_EQ(limits.ptMinTrackSize.x, width);
     EXPECT_EQ(limits.ptMinTrackSize.y, height);
+  });
+}
+
+TEST_F(ConfigDialog, TurnsItsPagesByKeys) {
+  Use([&](HWND dialog) {
+    const auto page = [&] {
+      return ::SendMessageW(OfClass(dialog, WC_TABCONTROLW), TCM_GETCURSEL, 0, 0);
+    };
+    screen::PressCtrl(dialog, VK_TAB);
+    EXPECT_EQ(page(), 1);
+    EXPECT_EQ(screen::FocusOf(dialog), OfClass(dialog, WC_LISTVIEWW));
+    screen::PressCtrl(dialog, VK_PRIOR);
+    screen::PressCtrl(dialog, VK_PRIOR);
+    EXPECT_EQ(page(), 3);
+    EXPECT_EQ(screen::FocusOf(dialog), Captioned(dialog, Text(6104)));
+    screen::PressCtrl(dialog, VK_NEXT);
+    EXPECT_EQ(page(), 0);
+    EXPECT_EQ(screen::CaptionOf(screen::FocusOf(dialog)), "City Pager");
+  });
+}
+
+TEST_F(ConfigDialog, ItsListsAreWorkedByKeys) {
+  Use([&](HWND dialog) {
+    screen::SelectTab(dialog, 2);
+    const HWND list = OfClass(dialog, WC_LISTVIEWW);
+    ::PostMessageW(dialog, WM_NEXTDLGCTL, reinterpret_cast<WPARAM>(list), TRUE);
+    screen::Settle(dialog);
+    screen::Press(dialog, VK_RETURN);  // nothing is selected, and there is no default button
+    screen::Press(dialog, VK_INSERT);
+    const HWND prefix = screen::Window(Text(5104));
+    screen::Type(OfClass(prefix, WC_EDITW), "0175");
+    screen::Press(prefix, VK_RETURN);
+    screen::WaitForEnd(prefix);
+    screen::Settle(dialog);
+    screen::Press(dialog, VK_RETURN);
+    const HWND route = screen::Window(Text(105));
+    screen::Choose(OfClass(route, WC_COMBOBOXW), "Plant SMS");
+    screen::Press(route, VK_RETURN);
+    screen::WaitForEnd(route);
+    screen::Settle(dialog);
+    EXPECT_EQ(desk_.Read("Routing\\0175", "UseService"), "Plant SMS");
+    screen::Press(dialog, VK_DELETE);
+    const HWND question = screen::Window("Delete");
+    screen::Press(question, VK_RETURN);
+    screen::WaitForEnd(question);
+    screen::Settle(dialog);
+    EXPECT_EQ(screen::RowsOf(list).size(), 3U);
+  });
+  EXPECT_EQ(desk_.Read("Routing\\0175", "UseService"), "(none)");
+}
+
+TEST_F(ConfigDialog, TheKeysStayAwayFromAButtonThatHasBeenDisabled) {
+  Use([&](HWND dialog) {
+    screen::SelectTab(dialog, 1);
+    const HWND list = OfClass(dialog, WC_LISTVIEWW);
+    EXPECT_FALSE(::IsWindowEnabled(Captioned(dialog, Text(5007))));
+    screen::SelectRow(list, 0);
+    const HWND remove = Captioned(dialog, Text(5007));
+    EXPECT_TRUE(::IsWindowEnabled(remove));
+    ::PostMessageW(dialog, WM_NEXTDLGCTL, reinterpret_cast<WPARAM>(remove), TRUE);
+    screen::Settle(dialog);
+    Click(remove);
+    const HWND question = screen::Window("Delete");
+    screen::Press(question, VK_RETURN);
+    screen::WaitForEnd(question);
+    screen::Settle(dialog);
+    EXPECT_FALSE(::IsWindowEnabled(remove));
+    EXPECT_EQ(screen::FocusOf(dialog), list);
+  });
+}
+
+TEST_F(ConfigDialog, ANewServiceBeginsWithItsName) {
+  Use([&](HWND dialog) {
+    screen::SelectTab(dialog, 1);
+    Click(Captioned(dialog, Text(5005)));
+    const HWND add = screen::Window(Text(6119));
+    EXPECT_EQ(screen::FocusOf(add), screen::After(add, Text(12)));
+    screen::Press(add, VK_ESCAPE);
+    screen::WaitForEnd(add);
+  });
+}
+
+TEST_F(ConfigDialog, AValueThatItDoesNotOfferSurvives) {
+  desk_.Write("Services\\City Pager", "BaudRate", "57600");
+  desk_.Write("Services\\City Pager", "ModemSetting", "8E1");
+  Use([&](HWND dialog) {
+    screen::SelectTab(dialog, 1);
+    screen::DoubleClickRow(OfClass(dialog, WC_LISTVIEWW), 0);
+    ASSERT_TRUE(screen::WaitUntil([&] { return !::IsWindowEnabled(dialog); }));
+    const HWND properties = ::GetLastActivePopup(dialog);
+    screen::Settle(properties);
+    EXPECT_EQ(screen::FocusOf(properties), screen::After(properties, Text(6003)));
+    Click(Captioned(properties, Text(10)));
+    screen::WaitForEnd(properties);
+  });
+  EXPECT_EQ(desk_.Read("Services\\City Pager", "BaudRate"), "57600");
+  EXPECT_EQ(desk_.Read("Services\\City Pager", "ModemSetting"), "8E1");
+}
+
+TEST_F(ConfigDialog, HasOurIconAndTheBoxesOfAWindowOfItsOwn) {
+  Use([&](HWND dialog) {
+    EXPECT_NE(::SendMessageW(dialog, WM_GETICON, ICON_SMALL, 0), 0);
+    EXPECT_NE(::SendMessageW(dialog, WM_GETICON, ICON_BIG, 0), 0);
+    constexpr LONG_PTR kBoxes = WS_MINIMIZEBOX | WS_MAXIMIZEBOX;
+    EXPECT_EQ(::GetWindowLongPtrW(dialog, GWL_STYLE) & kBoxes, kBoxes);
+    screen::SelectTab(dialog, 3);
+    Click(Captioned(dialog, Text(6104)));
+    const HWND tool = screen::Window(Text(6105));
+    EXPECT_NE(::SendMessageW(tool, WM_GETICON, ICON_SMALL, 0), 0);
+    EXPECT_EQ(::GetWindowLongPtrW(tool, GWL_STYLE) & kBoxes, 0);
+    screen::Press(tool, VK_ESCAPE);
+    screen::WaitForEnd(tool);
+  });
+}
+
+TEST_F(ConfigDialog, TipsExplainItsOptions) {
+  Use([&](HWND dialog) {
+    HWND tips = nullptr;
+    while ((tips = ::FindWindowExW(nullptr, tips, TOOLTIPS_CLASSW, nullptr)) &&
+           ::GetWindow(tips, GW_OWNER) != dialog) {
+    }
+    ASSERT_NE(tips, nullptr);
+    wchar_t text[200] = L"";
+    TTTOOLINFOW tool = {};
+    tool.cbSize = TTTOOLINFOW_V1_SIZE;
+    tool.uFlags = TTF_IDISHWND;
+    tool.hwnd = dialog;
+    tool.uId = reinterpret_cast<UINT_PTR>(Captioned(dialog, Text(5011)));
+    tool.lpszText = text;
+    ::SendMessageW(tips, TTM_GETTEXTW, 200, reinterpret_cast<LPARAM>(&tool));
+    EXPECT_STREQ(text, screen::IsGerman() ? L"F\u00FCr sp\u00E4ter: \u00E4ndert nichts"
+                                          : L"For later use: it changes nothing");
+  });
+}
+
+TEST_F(ConfigDialog, FieldsOfARowStandOnOneLine) {
+  Use([&](HWND dialog) {
+    const RECT combo = screen::PlaceIn(dialog, screen::After(dialog, Text(5010)));
+    const RECT number = screen::PlaceIn(dialog, screen::After(dialog, Text(5015)));
+    EXPECT_EQ(combo.bottom - combo.top, number.bottom - number.top);
+    screen::SelectTab(dialog, 2);
+    const HWND list = OfClass(dialog, WC_LISTVIEWW);
+    RECT inside = {};
+    ::GetClientRect(list, &inside);
+    LRESULT columns = 0;
+    for (const WPARAM column : {WPARAM{0}, WPARAM{1}}) {
+      columns += ::SendMessageW(list, LVM_GETCOLUMNWIDTH, column, 0);
+    }
+    EXPECT_EQ(columns, inside.right);
   });
 }
 
@@ -224,7 +374,7 @@ TEST_F(ConfigDialog, GrowsWithItsListsButNotBelowItsDesign) {
 
 class OwnedConfigDialog : public ConfigDialog {
  protected:
-  HWND owner_ = ::CreateWindowA(WC_STATICA, "Host", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 10, 10, 300,
+  HWND owner_ = ::CreateWindowW(WC_STATICW, L"Host", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 10, 10, 300,
                                 200, nullptr, nullptr, nullptr, nullptr);
   ~OwnedConfigDialog() override { ::DestroyWindow(owner_); }
 };
@@ -255,13 +405,26 @@ TEST_F(OwnedConfigDialog, ShownModelessItLivesInTheHostsOwnLoop) {
     EXPECT_NE(screen::FocusOf(dialog), first);
     screen::Press(dialog, VK_ESCAPE);
     screen::WaitForEnd(dialog);
-    ::PostThreadMessageA(thread, WM_QUIT, 0, 0);
+    ::PostThreadMessageW(thread, WM_QUIT, 0, 0);
   });
   MSG message;
-  while (::GetMessageA(&message, nullptr, 0, 0) > 0) {  // a loop that knows nothing of dialogs
+  while (::GetMessageW(&message, nullptr, 0, 0) > 0) {  // a loop that knows nothing of dialogs
     ::TranslateMessage(&message);
-    ::DispatchMessageA(&message);
+    ::DispatchMessageW(&message);
   }
+}
+
+TEST_F(ConfigDialog, ReturnsAlsoWhenItIsClosedByASentMessage) {
+  std::atomic<bool> returned = false;
+  screen::User user([&] {
+    const HWND dialog = screen::Window(Text(5000));
+    ::SendMessageW(dialog, WM_CLOSE, 0, 0);
+    EXPECT_TRUE(screen::WaitUntil([&] { return returned.load(); }));
+    // Any message sets a loop free that has not noticed.
+    ::PostThreadMessageW(::GetWindowThreadProcessId(dialog, nullptr), WM_NULL, 0, 0);
+  });
+  desk_.ShowConfig();
+  returned = true;
 }
 
 TEST_F(ConfigDialog, ALateBoundCallWithTheProfileAloneOpensItModeless) {

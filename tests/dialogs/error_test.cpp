@@ -179,7 +179,7 @@ TEST_F(MailedReport, IsSentThroughTheMailClient) {
     const HWND dialog = screen::Window(Title());
     Click(Captioned(dialog, Send()));
     const HWND review = screen::Window("dialogs_test");
-    ::PostMessageA(review, WM_COMMAND, IDNO, 0);
+    ::PostMessageW(review, WM_COMMAND, IDNO, 0);
     screen::WaitForEnd(review);
     const HWND sent = screen::Window("dialogs_test");
     screen::Press(sent, VK_RETURN);

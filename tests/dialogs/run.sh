@@ -30,6 +30,10 @@ export DISPLAY
 "$root/scripts/wine-run.sh" reg add 'HKCU\Software\Wine\X11 Driver' /v Managed /d N /f >/dev/null
 WINEPREFIX=$MVSMS_WINEPREFIX wineserver -k >/dev/null 2>&1 || true
 
+# The fonts that Windows has for dialogs and for the buttons of window frames: Debian's Wine does not
+# look where Debian's package puts them.
+ln -sf /usr/share/wine/fonts/*.ttf "$MVSMS_WINEPREFIX/drive_c/windows/Fonts/"
+
 # The second language is about texts and their room; what takes its time is done once.
 status=0
 run_in() {  # LANGUAGE [OPTION...]
@@ -41,6 +45,14 @@ quick=()
 [ $# -gt 1 ] || quick=(--gtest_filter=-TestToolDialog.*:*Hundred*)
 run_in en_US "$@"
 run_in de_DE "$@" "${quick[@]}"
+
+# A host that has declared UTF-8 as its code page. Wine reads the declaration beside a program.
+if [ $# -eq 1 ]; then
+  cp "$bin/$1" "$bin/utf8_$1"
+  cp "$here/utf8.manifest" "$bin/utf8_$1.manifest"
+  MVSMS_LOCALE=de_DE.UTF-8 MVSMS_SCREENSHOTS= "$here/../com/run.sh" "$bin" "utf8_$1" \
+    --gtest_filter='Utf8Host.*:Dialogs.*:ConfigDialog.Adds*' || status=$?
+fi
 
 # Twice the resolution: everything grows alike, and still nothing is cut off.
 at_dpi() {  # DPI

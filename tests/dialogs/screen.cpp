@@ -8,6 +8,7 @@
 #include <fstream>
 
 #include "backends/memory/memory_platform.h"
+#include "backends/win32/text.h"
 #include "resources/string_table.h"
 
 namespace mvsms::screen {
@@ -16,17 +17,17 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr milliseconds kPatience{10'000};
+constexpr UINT kDpiChanged = 0x02E0;  // winuser.h WM_DPICHANGED
+constexpr int kCellMargins = 12;      // pixels left and right of a text in a list
 
-std::string TextOf(HWND window) {
-  char text[512] = "";
-  ::SendMessageA(window, WM_GETTEXT, sizeof text, reinterpret_cast<LPARAM>(text));
-  return text;
+std::wstring ClassOf(HWND window) {
+  wchar_t name[64] = L"";
+  ::GetClassNameW(window, name, 64);
+  return name;
 }
 
-std::string ClassOf(HWND window) {
-  char name[64] = "";
-  ::GetClassNameA(window, name, sizeof name);
-  return name;
+bool IsOfClass(HWND window, const wchar_t* type) {
+  return ::lstrcmpiW(ClassOf(window).c_str(), type) == 0;
 }
 
 std::string WithoutKeys(std::string caption) {
@@ -38,7 +39,21 @@ std::string WithoutKeys(std::string caption) {
   return plain;
 }
 
-/// Everything visible inside a window, in the order of the windows.
+SIZE SizeOf(HWND window, const std::string& text, UINT format) {
+  const HDC dc = ::GetDC(window);
+  const auto font = ::SendMessageW(window, WM_GETFONT, 0, 0);
+  const HGDIOBJ before = ::SelectObject(dc, reinterpret_cast<HGDIOBJ>(font));
+  RECT area = {};
+  ::GetClientRect(window, &area);
+  area.bottom = 0;
+  ::DrawTextW(dc, win32::WideFromAnsi(text).c_str(), -1, &area, DT_CALCRECT | format);
+  ::SelectObject(dc, before);
+  ::ReleaseDC(window, dc);
+  return {area.right - area.left, area.bottom - area.top};
+}
+
+}  // namespace
+
 std::vector<HWND> VisibleControls(HWND form) {
   std::vector<HWND> controls;
   ::EnumChildWindows(
@@ -52,20 +67,14 @@ std::vector<HWND> VisibleControls(HWND form) {
   return controls;
 }
 
-SIZE SizeOf(HWND window, const std::string& text, UINT format) {
-  const HDC dc = ::GetDC(window);
-  const auto font = ::SendMessageA(window, WM_GETFONT, 0, 0);
-  const HGDIOBJ before = ::SelectObject(dc, reinterpret_cast<HGDIOBJ>(font));
-  RECT area = {};
-  ::GetClientRect(window, &area);
-  area.bottom = 0;
-  ::DrawTextA(dc, text.c_str(), -1, &area, DT_CALCRECT | format);
-  ::SelectObject(dc, before);
-  ::ReleaseDC(window, dc);
-  return {area.right - area.left, area.bottom - area.top};
+std::string TextOf(HWND window) {
+  const auto room = static_cast<std::size_t>(::SendMessageW(window, WM_GETTEXTLENGTH, 0, 0)) + 1;
+  std::wstring text(room, L'\0');
+  const LRESULT length =
+      ::SendMessageW(window, WM_GETTEXT, room, reinterpret_cast<LPARAM>(text.data()));
+  text.resize(static_cast<std::size_t>(length));
+  return win32::AnsiFromWide(text);
 }
-
-}  // namespace
 
 bool IsGerman() { return (::GetUserDefaultUILanguage() & 0x3FF) == 7; }
 
@@ -115,9 +124,9 @@ void WaitForEnd(HWND window) {
 }
 
 void Settle(HWND form) {
-  for (int i = 0; i < 3; ++i) ::SendMessageA(form, WM_NULL, 0, 0);
+  for (int i = 0; i < 3; ++i) ::SendMessageW(form, WM_NULL, 0, 0);
   std::this_thread::sleep_for(milliseconds(30));
-  ::SendMessageA(form, WM_NULL, 0, 0);
+  ::SendMessageW(form, WM_NULL, 0, 0);
 }
 
 HWND Captioned(HWND form, const std::string& caption) {
@@ -132,37 +141,35 @@ HWND After(HWND form, const std::string& label) {
   return ::GetWindow(Captioned(form, label), GW_HWNDNEXT);
 }
 
-HWND OfClass(HWND form, const char* window_class, int n) {
+HWND OfClass(HWND form, const wchar_t* window_class, int n) {
   for (const HWND control : VisibleControls(form)) {
-    if (::lstrcmpiA(ClassOf(control).c_str(), window_class) == 0 && n-- == 0) return control;
+    if (IsOfClass(control, window_class) && n-- == 0) return control;
   }
-  ADD_FAILURE() << "no control of class " << window_class;
+  ADD_FAILURE() << "no control of class " << win32::AnsiFromWide(window_class);
   return nullptr;
 }
 
 std::string CaptionOf(HWND window) { return WithoutKeys(TextOf(window)); }
 
 void Click(HWND button) {
-  ::PostMessageA(button, BM_CLICK, 0, 0);
+  ::PostMessageW(button, BM_CLICK, 0, 0);
   Settle(::GetAncestor(button, GA_ROOT));
 }
 
 void Type(HWND box, const std::string& text) {
-  ::SendMessageA(box, EM_SETSEL, 0, -1);
-  if (text.empty()) ::SendMessageA(box, WM_CLEAR, 0, 0);
-  for (const char letter : text) {
-    ::SendMessageA(box, WM_CHAR, static_cast<unsigned char>(letter), 0);
-  }
+  ::SendMessageW(box, EM_SETSEL, 0, -1);
+  if (text.empty()) ::SendMessageW(box, WM_CLEAR, 0, 0);
+  for (const wchar_t letter : win32::WideFromAnsi(text)) ::SendMessageW(box, WM_CHAR, letter, 0);
   Settle(::GetAncestor(box, GA_ROOT));
 }
 
 std::vector<std::string> EntriesOf(HWND combo) {
   std::vector<std::string> entries;
-  const LRESULT count = ::SendMessageA(combo, CB_GETCOUNT, 0, 0);
+  const LRESULT count = ::SendMessageW(combo, CB_GETCOUNT, 0, 0);
   for (LRESULT i = 0; i < count; ++i) {
-    char text[512] = "";
-    ::SendMessageA(combo, CB_GETLBTEXT, static_cast<WPARAM>(i), reinterpret_cast<LPARAM>(text));
-    entries.push_back(text);
+    wchar_t text[512] = L"";
+    ::SendMessageW(combo, CB_GETLBTEXT, static_cast<WPARAM>(i), reinterpret_cast<LPARAM>(text));
+    entries.push_back(win32::AnsiFromWide(text));
   }
   return entries;
 }
@@ -172,54 +179,54 @@ void Choose(HWND combo, const std::string& entry) {
   const auto wanted = std::find(entries.begin(), entries.end(), entry) - entries.begin();
   ASSERT_LT(wanted, static_cast<std::ptrdiff_t>(entries.size())) << entry;
   for (std::size_t i = 0; i <= entries.size(); ++i) {
-    const LRESULT now = ::SendMessageA(combo, CB_GETCURSEL, 0, 0);
+    const LRESULT now = ::SendMessageW(combo, CB_GETCURSEL, 0, 0);
     if (now == wanted) break;
-    ::SendMessageA(combo, WM_KEYDOWN, now < wanted ? VK_DOWN : VK_UP, 0);
+    ::SendMessageW(combo, WM_KEYDOWN, now < wanted ? VK_DOWN : VK_UP, 0);
   }
   Settle(::GetAncestor(combo, GA_ROOT));
 }
 
 void SelectTab(HWND form, int index) {
-  const HWND strip = OfClass(form, WC_TABCONTROLA);
-  ::SendMessageA(strip, TCM_SETCURFOCUS, static_cast<WPARAM>(index), 0);
+  const HWND strip = OfClass(form, WC_TABCONTROLW);
+  ::SendMessageW(strip, TCM_SETCURFOCUS, static_cast<WPARAM>(index), 0);
   Settle(form);
 }
 
 void SelectRow(HWND list, int row) {
-  LVITEMA item = {};
+  LVITEMW item = {};
   item.stateMask = item.state = LVIS_SELECTED | LVIS_FOCUSED;
-  ::SendMessageA(list, LVM_SETITEMSTATE, static_cast<WPARAM>(row), reinterpret_cast<LPARAM>(&item));
+  ::SendMessageW(list, LVM_SETITEMSTATE, static_cast<WPARAM>(row), reinterpret_cast<LPARAM>(&item));
   Settle(::GetAncestor(list, GA_ROOT));
 }
 
 void DoubleClickRow(HWND list, int row) {
   RECT place = {};
   place.left = LVIR_LABEL;
-  ::SendMessageA(list, LVM_GETITEMRECT, static_cast<WPARAM>(row), reinterpret_cast<LPARAM>(&place));
+  ::SendMessageW(list, LVM_GETITEMRECT, static_cast<WPARAM>(row), reinterpret_cast<LPARAM>(&place));
   const LPARAM point = MAKELPARAM(place.left + 5, (place.top + place.bottom) / 2);
   for (const UINT message :
        {UINT{WM_LBUTTONDOWN}, UINT{WM_LBUTTONUP}, UINT{WM_LBUTTONDBLCLK}, UINT{WM_LBUTTONUP}}) {
-    ::PostMessageA(list, message, message == WM_LBUTTONUP ? 0 : MK_LBUTTON, point);
+    ::PostMessageW(list, message, message == WM_LBUTTONUP ? 0 : MK_LBUTTON, point);
   }
   Settle(::GetAncestor(list, GA_ROOT));
 }
 
 std::vector<std::string> RowsOf(HWND list) {
-  const auto head = reinterpret_cast<HWND>(::SendMessageA(list, LVM_GETHEADER, 0, 0));
-  const LRESULT columns = ::SendMessageA(head, HDM_GETITEMCOUNT, 0, 0);
-  const LRESULT count = ::SendMessageA(list, LVM_GETITEMCOUNT, 0, 0);
+  const auto head = reinterpret_cast<HWND>(::SendMessageW(list, LVM_GETHEADER, 0, 0));
+  const LRESULT columns = ::SendMessageW(head, HDM_GETITEMCOUNT, 0, 0);
+  const LRESULT count = ::SendMessageW(list, LVM_GETITEMCOUNT, 0, 0);
   std::vector<std::string> rows;
   for (LRESULT row = 0; row < count; ++row) {
     std::string texts;
     for (int column = 0; column < columns; ++column) {
-      char text[256] = "";
-      LVITEMA item = {};
+      wchar_t text[256] = L"";
+      LVITEMW item = {};
       item.iSubItem = column;
       item.pszText = text;
-      item.cchTextMax = sizeof text;
-      ::SendMessageA(list, LVM_GETITEMTEXTA, static_cast<WPARAM>(row),
+      item.cchTextMax = 256;
+      ::SendMessageW(list, LVM_GETITEMTEXTW, static_cast<WPARAM>(row),
                      reinterpret_cast<LPARAM>(&item));
-      texts += (column == 0 ? "" : "|") + std::string(text);
+      texts += (column == 0 ? "" : "|") + win32::AnsiFromWide(text);
     }
     rows.push_back(texts);
   }
@@ -236,15 +243,15 @@ HWND FocusOf(HWND form) {
 void Press(HWND form, WORD key) {
   HWND target = FocusOf(form);
   if (!target) target = form;
-  ::PostMessageA(target, WM_KEYDOWN, key, 1);
-  ::PostMessageA(target, WM_KEYUP, key, static_cast<LPARAM>(0xC0000001));
+  ::PostMessageW(target, WM_KEYDOWN, key, 1);
+  ::PostMessageW(target, WM_KEYUP, key, static_cast<LPARAM>(0xC0000001));
   Settle(form);
 }
 
 void PressAlt(HWND form, char letter) {
   HWND target = FocusOf(form);
   if (!target) target = form;
-  ::PostMessageA(target, WM_SYSCHAR, static_cast<WPARAM>(letter), 0x20000001);
+  ::PostMessageW(target, WM_SYSCHAR, static_cast<WPARAM>(letter), 0x20000001);
   Settle(form);
 }
 
@@ -282,15 +289,86 @@ void TakePicture(HWND window, const std::string& name) {
   ::ReleaseDC(nullptr, screen);
 }
 
+void PressCtrl(HWND form, WORD key) {
+  const DWORD own = ::GetCurrentThreadId();
+  const DWORD thread = ::GetWindowThreadProcessId(form, nullptr);
+  ::AttachThreadInput(own, thread, TRUE);  // shares the state of the keys
+  BYTE keys[256] = {};
+  keys[VK_CONTROL] = 0x80;
+  ::SetKeyboardState(keys);
+  Press(form, key);
+  keys[VK_CONTROL] = 0;
+  ::SetKeyboardState(keys);
+  ::AttachThreadInput(own, thread, FALSE);
+}
+
+void ChangeDpi(HWND form, UINT dpi) {
+  RECT place = {};  // where all of the grown window is on the screen
+  ::SendMessageW(form, kDpiChanged, MAKEWPARAM(dpi, dpi), reinterpret_cast<LPARAM>(&place));
+  Settle(form);
+}
+
+RECT PlaceIn(HWND form, HWND control) {
+  RECT place = {};
+  ::GetWindowRect(control, &place);
+  ::MapWindowPoints(nullptr, form, reinterpret_cast<POINT*>(&place), 2);
+  return place;
+}
+
+std::vector<std::string> CutOffControls(HWND form) {
+  RECT area = {};
+  ::GetClientRect(form, &area);
+  std::vector<std::string> cut_off;
+  for (const HWND control : VisibleControls(form)) {
+    if (::GetParent(control) != form && ::GetParent(::GetParent(control)) != form) continue;
+    const RECT place = PlaceIn(form, control);
+    if (place.left >= 0 && place.top >= 0 && place.right <= area.right &&
+        place.bottom <= area.bottom) {
+      continue;
+    }
+    cut_off.push_back(win32::AnsiFromWide(ClassOf(control)) + " \"" + TextOf(control) + "\"");
+  }
+  return cut_off;
+}
+
+std::vector<std::string> CutOffCells(HWND list) {
+  std::vector<std::string> cut_off;
+  const auto header = reinterpret_cast<HWND>(::SendMessageW(list, LVM_GETHEADER, 0, 0));
+  const LRESULT columns = ::SendMessageW(header, HDM_GETITEMCOUNT, 0, 0);
+  const LRESULT rows = ::SendMessageW(list, LVM_GETITEMCOUNT, 0, 0);
+  for (LRESULT column = 0; column < columns; ++column) {
+    wchar_t text[256] = L"";
+    const LRESULT room = ::SendMessageW(list, LVM_GETCOLUMNWIDTH, static_cast<WPARAM>(column), 0);
+    LVCOLUMNW title = {};
+    title.mask = LVCF_TEXT;
+    title.pszText = text;
+    title.cchTextMax = 256;
+    ::SendMessageW(list, LVM_GETCOLUMNW, static_cast<WPARAM>(column),
+                   reinterpret_cast<LPARAM>(&title));
+    for (LRESULT row = -1; row < rows; ++row) {
+      if (row >= 0) {
+        LVITEMW item = {};
+        item.iSubItem = static_cast<int>(column);
+        item.pszText = text;
+        item.cchTextMax = 256;
+        ::SendMessageW(list, LVM_GETITEMTEXTW, static_cast<WPARAM>(row),
+                       reinterpret_cast<LPARAM>(&item));
+      }
+      const std::string shown = win32::AnsiFromWide(text);
+      if (SizeOf(list, shown, DT_SINGLELINE).cx + kCellMargins > room) cut_off.push_back(shown);
+    }
+  }
+  return cut_off;
+}
+
 std::vector<std::string> ClippedCaptions(HWND form) {
   std::vector<std::string> clipped;
   for (const HWND control : VisibleControls(form)) {
-    const std::string type = ClassOf(control);
-    const bool button = ::lstrcmpiA(type.c_str(), WC_BUTTONA) == 0;
-    if (!button && ::lstrcmpiA(type.c_str(), WC_STATICA) != 0) continue;
+    const bool button = IsOfClass(control, WC_BUTTONW);
+    if (!button && !IsOfClass(control, WC_STATICW)) continue;
     RECT area = {};
     ::GetClientRect(control, &area);
-    const auto kind = ::GetWindowLongPtrA(control, GWL_STYLE) & BS_TYPEMASK;
+    const auto kind = ::GetWindowLongPtrW(control, GWL_STYLE) & BS_TYPEMASK;
     const bool push = button && (kind == BS_PUSHBUTTON || kind == BS_DEFPUSHBUTTON);
     const int margin = !button ? 0 : push ? 8 : 20;  // frame, or check mark and gap
     const std::string text = WithoutKeys(TextOf(control));

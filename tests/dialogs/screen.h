@@ -24,13 +24,17 @@ void WaitForEnd(HWND window);
 /// Waits until `condition` holds, at most ten seconds; false when it never does.
 bool WaitUntil(const std::function<bool()>& condition);
 
+/// Everything visible inside a window, in the order of the windows.
+std::vector<HWND> VisibleControls(HWND form);
 /// A visible control with this caption, access keys aside; null when there is none.
 HWND Captioned(HWND form, const std::string& caption);
 /// The control that follows the label with this caption.
 HWND After(HWND form, const std::string& label);
 /// The n-th visible control of a window class.
-HWND OfClass(HWND form, const char* window_class, int n = 0);
+HWND OfClass(HWND form, const wchar_t* window_class, int n = 0);
 
+std::string TextOf(HWND window);
+/// The same without the marks of access keys.
 std::string CaptionOf(HWND window);
 void Click(HWND button);
 /// Types into a text box, character by character, replacing what it holds.
@@ -47,6 +51,8 @@ std::vector<std::string> RowsOf(HWND list);
 void Press(HWND form, WORD key);
 /// Presses Alt and a letter.
 void PressAlt(HWND form, char letter);
+/// Presses a key while Ctrl is down.
+void PressCtrl(HWND form, WORD key);
 HWND FocusOf(HWND form);
 /// Lets the form's thread work off everything that is waiting.
 void Settle(HWND form);
@@ -55,6 +61,14 @@ void Settle(HWND form);
 void TakePicture(HWND window, const std::string& name);
 /// Captions of the visible controls that do not fit into them.
 std::vector<std::string> ClippedCaptions(HWND form);
+/// Visible controls that reach beyond the form's inner area.
+std::vector<std::string> CutOffControls(HWND form);
+/// Titles and texts of a list that are wider than their column.
+std::vector<std::string> CutOffCells(HWND list);
+/// Where a control stands in the form's inner area.
+RECT PlaceIn(HWND form, HWND control);
+/// Tells the form that it has come to a screen of this resolution, as the system does.
+void ChangeDpi(HWND form, UINT dpi);
 
 /// Runs the user's actions on a thread of their own until the end of the scope.
 class User {

@@ -14,14 +14,6 @@ using screen::OfClass;
 using screen::Text;
 using testing::HasSubstr;
 
-std::string LongTextOf(HWND box) {
-  std::string text(65536, '\0');
-  const auto length =
-      ::SendMessageA(box, WM_GETTEXT, text.size(), reinterpret_cast<LPARAM>(text.data()));
-  text.resize(static_cast<std::size_t>(length));
-  return text;
-}
-
 class TestToolDialog : public testing::Test {
  protected:
   TestToolDialog() { desk_.WriteProfile(); }
@@ -38,7 +30,7 @@ class TestToolDialog : public testing::Test {
       const HWND message = screen::After(tool, Text(6108));
       screen::Type(message, "Pump 3 has stopped");
       const HWND status = ::GetWindow(message, GW_HWNDNEXT);
-      ::PostMessageA(Captioned(tool, Text(6109)), BM_CLICK, 0, 0);
+      ::PostMessageW(Captioned(tool, Text(6109)), BM_CLICK, 0, 0);
       then(tool, status);
       Click(Captioned(tool, Text(6111)));
       screen::WaitForEnd(tool);
@@ -49,7 +41,8 @@ class TestToolDialog : public testing::Test {
   }
   static bool Ends(HWND status, const std::string& result) {
     for (int i = 0; i < 6; ++i) {  // a TAP send takes its time
-      if (screen::WaitUntil([&] { return LongTextOf(status).find(result) != std::string::npos; })) {
+      if (screen::WaitUntil(
+              [&] { return screen::TextOf(status).find(result) != std::string::npos; })) {
         return true;
       }
     }
@@ -61,9 +54,9 @@ class TestToolDialog : public testing::Test {
 
 TEST_F(TestToolDialog, SendsAMessageAndShowsTheDialogue) {
   SendTo("01715", [](HWND tool, HWND status) {
-    EXPECT_TRUE(Ends(status, "Result:  Success")) << LongTextOf(status);
+    EXPECT_TRUE(Ends(status, "Result:  Success")) << screen::TextOf(status);
     screen::TakePicture(tool, "test-tool-sent");
-    EXPECT_THAT(LongTextOf(status), HasSubstr("Transmitter Response: "));
+    EXPECT_THAT(screen::TextOf(status), HasSubstr("Transmitter Response: "));
   });
   EXPECT_THAT(com::Records("com21"), HasSubstr("Pump 3 has stopped"));
 }
@@ -72,12 +65,12 @@ TEST_F(TestToolDialog, AbortStopsTheSend) {
   desk_.WriteService("City Pager", "TAP", "3");  // rings for ever
   SendTo("01715", [](HWND tool, HWND status) {
     EXPECT_TRUE(screen::WaitUntil(
-        [&] { return LongTextOf(status).find("Dialling") != std::string::npos; }));
+        [&] { return screen::TextOf(status).find("Dialling") != std::string::npos; }));
     Click(Captioned(tool, Text(6110)));
     const HWND message = screen::Window("Error");
     screen::TakePicture(message, "test-tool-aborted");
     screen::Press(message, VK_RETURN);
-    EXPECT_TRUE(Ends(status, "Result:  Failed")) << LongTextOf(status);
+    EXPECT_TRUE(Ends(status, "Result:  Failed")) << screen::TextOf(status);
   });
 }
 
@@ -88,7 +81,7 @@ TEST_F(TestToolDialog, RemembersItsFields) {
       screen::Press(message, VK_RETURN);
       screen::WaitForEnd(message);
     }
-    EXPECT_TRUE(Ends(status, "Result:  Failed")) << LongTextOf(status);
+    EXPECT_TRUE(Ends(status, "Result:  Failed")) << screen::TextOf(status);
   });
   char text[100] = "";
   DWORD size = sizeof text;
@@ -101,21 +94,31 @@ TEST_F(TestToolDialog, TheStatusWindowIsSeenDuringASendAndClosesItself) {
   desk_.Write("", "ShowStatus", "1");
   com::Host host(kDeskProfile);
   bool seen = false;
+  const HWND editor = ::CreateWindowW(WC_EDITW, L"", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 10, 10, 300,
+                                      200, nullptr, nullptr, nullptr, nullptr);
+  ::SetFocus(editor);
   screen::User user([&] {
     const HWND window = screen::Window("SMS Status");
     seen = window != nullptr;
-    const HWND box = OfClass(window, WC_EDITA);
+    EXPECT_EQ(screen::FocusOf(window), editor);
+    RECT place = {}, screen_area = {};
+    ::GetWindowRect(window, &place);
+    ::SystemParametersInfoW(SPI_GETWORKAREA, 0, &screen_area, 0);
+    EXPECT_EQ(place.right, screen_area.right);
+    EXPECT_EQ(place.bottom, screen_area.bottom);
+    const HWND box = OfClass(window, WC_EDITW);
     EXPECT_TRUE(Ends(box, "Initiating TAP Login"));
     screen::TakePicture(window, "status");
   });
   EXPECT_TRUE(host.Send("0171 5", "Hello").accepted);
   EXPECT_TRUE(seen);
-  const HWND window = ::FindWindowA(nullptr, "SMS Status");
+  ::DestroyWindow(editor);
+  const HWND window = ::FindWindowW(nullptr, L"SMS Status");
   ASSERT_NE(window, nullptr);
   const DWORD start = ::GetTickCount();
   while (::IsWindow(window) && ::GetTickCount() - start < 8000) {
     MSG message;
-    while (::PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE)) ::DispatchMessageA(&message);
+    while (::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) ::DispatchMessageW(&message);
     ::Sleep(10);
   }
   EXPECT_FALSE(::IsWindow(window));
