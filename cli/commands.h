@@ -22,6 +22,7 @@ void AddRegistryCommand(Command& app, Context& context);
 void AddApplyCommand(Command& app, Context& context);
 void AddSetupCommand(Command& app, Context& context);
 void AddDemoCommand(Command& app, Context& context);
+void AddDialogCommand(Command& app, Context& context);
 
 /// A command of its own: what it does, examples for the end of its help, and the options that
 /// every command takes.

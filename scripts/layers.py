@@ -38,7 +38,7 @@ ROOMS = {
     "cli": "base platform media protocols engine dispatch",
     "cli/posix": "base platform media engine dispatch cli backends/posix backends/posix/line backends/posix/store "
                  "backends/posix/system centre centre/posix",
-    "cli/win32": "base platform media engine dispatch cli backends/win32",
+    "cli/win32": "base platform media engine dispatch ui cli backends/win32",
     "include": "",
     "library": "base platform media engine dispatch backends/posix backends/posix/system include",
     "examples": "",

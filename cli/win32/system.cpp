@@ -58,7 +58,7 @@ ModemTurn TurnFor(Context&, const std::string&) { return nullptr; }
 bool ModemsHaveTurns() { return false; }
 
 std::string FirstSteps() {
-  return "First steps:\n"
+  return "First steps (or, in a dialog: mvsms dialog):\n"
          "  mvsms modem list\n"
          "  mvsms service add Pager --set PhoneNumber=0123456789 --set Protocol=TAP\n"
          "  mvsms config set DefaultModem \"Name of the modem\"\n"
@@ -75,6 +75,7 @@ void AddSystemCommands(Command& app, Context& context) {
   AddCommand(*group, context, "list", "List the modems that can dial a message centre",
              "  mvsms modem list")
       ->Callback([&context] { ListModems(context); });
+  AddDialogCommand(app, context);
 }
 
 void WriteJournal(Context&, const dispatch::JournalRow&) {}

@@ -1,4 +1,6 @@
 // The command mvsms.exe over the registry and the substitute telephony service.
+#include <future>
+
 #include "tests/support/com_host.h"
 
 namespace mvsms::com {
@@ -32,6 +34,15 @@ TEST_F(WindowsCommand, KeepsSettingsInTheRegistry) {
   EXPECT_EQ(Mvsms("config get Country").output, "0049\r\n");
   EXPECT_EQ(Mvsms("service add Second Protocol=UCP UCPCommand=51 PhoneNumber=222").exit_code, 0U);
   EXPECT_THAT(Mvsms("service list").output, HasSubstr("Second"));
+}
+
+TEST_F(WindowsCommand, OpensTheConfigurationDialogAndEndsWithIt) {
+  DeleteProfile();
+  auto closed = std::async(std::launch::async, CloseDialog);
+  const Ended ended = Mvsms("dialog");
+  EXPECT_TRUE(closed.get()) << ended.output;
+  EXPECT_EQ(ended.exit_code, 0U) << ended.output;
+  EXPECT_EQ(Mvsms("config get Retries").output, "3\r\n");
 }
 
 TEST_F(WindowsCommand, RefusesAModemThatWindowsDoesNotKnow) {

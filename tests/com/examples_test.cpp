@@ -114,6 +114,25 @@ TEST_F(Examples, ReadBackTheChangedArguments) {
   EXPECT_THAT(outcomes_.at("vbs 0173").output, HasSubstr("retry=True\r\n"));
 }
 
+/// What opens the dialog in a process of its own.
+Ended Configure(const std::string& command) {
+  auto closed = std::async(std::launch::async, CloseDialog);
+  const Ended ended = RunHost(command);
+  EXPECT_TRUE(closed.get()) << ended.output;
+  return ended;
+}
+
+TEST_F(Examples, OpenTheConfigurationDialog) {
+  const std::string script = "cscript //nologo " + std::string(MVSMS_EXAMPLES) + "\\config.vbs ";
+  EXPECT_THAT(Configure(script + kProfile).output, EndsWith("closed\r\n"));
+  const std::string key = std::string("Software\\MIRVALEN\\PAGOREX\\") + kProfile;
+  DWORD retries = 0, size = sizeof retries;
+  ::RegGetValueA(HKEY_LOCAL_MACHINE, key.c_str(), "Retries", RRF_RT_REG_DWORD, nullptr, &retries,
+                 &size);
+  EXPECT_EQ(retries, 3U);
+  DeleteProfile();
+}
+
 TEST_F(Examples, WantTheirArguments) {
   for (const char* host : {"vbs", "js", "cpp"}) {
     const Ended ended = RunHost(Command(host));

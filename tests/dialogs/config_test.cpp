@@ -2,8 +2,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <atomic>
-
 #include "tests/dialogs/desk.h"
 
 namespace mvsms {
@@ -412,19 +410,6 @@ TEST_F(OwnedConfigDialog, ShownModelessItLivesInTheHostsOwnLoop) {
     ::TranslateMessage(&message);
     ::DispatchMessageW(&message);
   }
-}
-
-TEST_F(ConfigDialog, ReturnsAlsoWhenItIsClosedByASentMessage) {
-  std::atomic<bool> returned = false;
-  screen::User user([&] {
-    const HWND dialog = screen::Window(Text(5000));
-    ::SendMessageW(dialog, WM_CLOSE, 0, 0);
-    EXPECT_TRUE(screen::WaitUntil([&] { return returned.load(); }));
-    // Any message sets a loop free that has not noticed.
-    ::PostThreadMessageW(::GetWindowThreadProcessId(dialog, nullptr), WM_NULL, 0, 0);
-  });
-  desk_.ShowConfig();
-  returned = true;
 }
 
 TEST_F(ConfigDialog, ALateBoundCallWithTheProfileAloneOpensItModeless) {

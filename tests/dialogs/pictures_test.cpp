@@ -64,7 +64,7 @@ TEST(Dialogs, ShowTheirTextsInFull) {
     const HWND prefix = screen::Window(screen::Text(5104));
     LookAtAnyScale(prefix, "new-route");
     screen::Press(prefix, VK_ESCAPE);
-    screen::SelectRow(screen::OfClass(config, WC_LISTVIEWW), 0);
+    screen::SelectRow(screen::OfClass(config, WC_LISTVIEWW), 1);
     screen::Click(screen::Captioned(config, screen::Text(5006)));
     const HWND route = screen::Window(screen::Text(105));
     LookAtAnyScale(route, "edit-route");

@@ -183,6 +183,17 @@ Ended RunToItsEnd(std::string command) {
   return ended;
 }
 
+bool CloseDialog() {
+  for (int tries = 0; tries < 600; ++tries) {
+    const HWND dialog = ::FindWindowW(nullptr, L"SMS Configuration");
+    if (dialog != nullptr && ::IsWindowVisible(dialog)) {
+      return ::PostMessageW(dialog, WM_CLOSE, 0, 0) != FALSE;
+    }
+    ::Sleep(50);
+  }
+  return false;
+}
+
 std::string Records(const std::string& port) {
   const char* folder = std::getenv("MVSMS_RECORDS");
   std::ifstream file(std::string(folder ? folder : "") + "\\" + port, std::ios::binary);

@@ -123,6 +123,10 @@ struct Ended {
 /// Runs a command line to its end, at most a minute.
 Ended RunToItsEnd(std::string command);
 
+/// Closes the configuration dialog of another process as soon as it is there; false when it has not
+/// come within half a minute.
+bool CloseDialog();
+
 /// Records of the centre behind a port ("com21"): one JSON line for each thing received.
 std::string Records(const std::string& port);
 
