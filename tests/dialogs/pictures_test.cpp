@@ -13,6 +13,7 @@ using testing::IsEmpty;
 void Look(HWND window, const std::string& name) {
   EXPECT_THAT(screen::ClippedCaptions(window), IsEmpty()) << name;
   EXPECT_THAT(screen::CutOffControls(window), IsEmpty()) << name;
+  ::SetForegroundWindow(window);
   screen::TakePicture(window, name);
 }
 
