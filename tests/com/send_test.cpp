@@ -51,6 +51,7 @@ const std::map<std::string, Trip> kTrips = {
     {"port not handed over", {"TAP", "525"}},
     {"events of another thread", {"TAP", "7227"}},
     {"busy on another thread", {"TAP", "712"}},
+    {"port with a header", {"TAP", "828"}},
     {"no call to be had", {"TAP", "91"}},
     {"call not started", {"TAP", "92"}},
     {"taken", {"TAP", "221", "Taken modem"}},
@@ -205,6 +206,10 @@ TEST_F(SendTrip, ServiceMayCallBackOnAThreadOfItsOwn) {
   ExpectUnableToConnect("busy on another thread", "Busy");
 }
 
+TEST_F(SendTrip, PortMayComeInARecordWithAHeader) {
+  EXPECT_TRUE(Of("port with a header").sent.accepted) << Of("port with a header").status;
+}
+
 TEST_F(SendTrip, CallThatTheServiceRefusesIsReported) {
   ExpectRefused("no call to be had", "-2147024882 ITAddress::CreateCall failed: ");
   ExpectRefused("call not started",
@@ -251,6 +256,7 @@ TEST_F(SendTrip, TelephonyServiceGetsEverythingBack) {
   Counts counts{};
   Exported<fake_tapi::CountsFunction>("fake_tapi.dll", "FakeTapiCounts")(&counts);
   EXPECT_EQ(counts.objects, 0);
+  EXPECT_EQ(counts.sessions, 0);
   EXPECT_EQ(counts.registrations, 0);
   EXPECT_EQ(counts.open_ports, 0);
   EXPECT_GT(counts.delivered, 0);
