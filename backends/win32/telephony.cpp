@@ -1,13 +1,17 @@
 // The telephony service over TAPI 3: each class of the seam holds one COM object and carries the
 // calls through. The import libraries lack the identifiers of TAPI 3; they stand in tapi_ids.h.
+#include <tapi.h>
 #include <tapi3.h>
 
 #include <cstdio>
 #include <cstring>
+#include <string_view>
 
 #include "backends/win32/backend.h"
 #include "backends/win32/handles.h"
 #include "backends/win32/tapi_ids.h"
+#include "backends/win32/tapi_sink.h"
+#include "backends/win32/text.h"
 #include "base/raised_error.h"
 
 namespace mvsms::win32 {
@@ -15,13 +19,15 @@ namespace {
 
 /// The system's text for a failure, or its number when there is none.
 std::string Describe(HRESULT result) {
-  char text[512] = "";
-  const DWORD length = ::FormatMessageA(
+  wchar_t text[512] = L"";
+  DWORD length = ::FormatMessageW(
       FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_MAX_WIDTH_MASK,
-      nullptr, static_cast<DWORD>(result), 0, text, sizeof text, nullptr);
-  if (length > 0) return std::string(text, length);
-  std::snprintf(text, sizeof text, "error 0x%08lX", static_cast<unsigned long>(result));
-  return text;
+      nullptr, static_cast<DWORD>(result), 0, text, std::size(text), nullptr);
+  while (length > 0 && text[length - 1] == L' ') --length;
+  if (length > 0) return AnsiFromWide({text, length});
+  char number[32] = "";
+  std::snprintf(number, sizeof number, "error 0x%08lX", static_cast<unsigned long>(result));
+  return number;
 }
 
 /// Raises a failed call as an error that names it.
@@ -123,10 +129,13 @@ class Address : public ITAddress {
     return std::make_shared<TranslationInfo>(std::move(info));
   }
 
+  /// The service wants a number or none at all: an empty one is refused.
   void TranslateDialog(WindowHandle owner, const std::string& number) override {
     const auto translation = Query<::ITAddressTranslation>(
         address_.Get(), tapi::kIID_ITAddressTranslation, "ITAddressTranslation");
-    Check(translation->TranslateDialog(static_cast<TAPIHWND>(owner), Bstr(number).Get()),
+    const Bstr text(number);
+    Check(translation->TranslateDialog(static_cast<TAPIHWND>(owner),
+                                       number.empty() ? nullptr : text.Get()),
           "ITAddressTranslation::TranslateDialog");
   }
 
@@ -145,67 +154,37 @@ class Address : public ITAddress {
   ComPtr<::ITAddress> address_;
 };
 
-/// Receives the events of the service and hands them to the bound function. Counted by COM: the
-/// service may hold it longer than the session lives, so the session unbinds it first.
-class NotificationSink final : public ::ITTAPIEventNotification {
- public:
-  void Bind(ITTAPI::EventSink sink) { sink_ = std::move(sink); }
-
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
-    if (!object) return E_POINTER;
-    if (iid != IID_IUnknown && iid != tapi::kIID_ITTAPIEventNotification) {
-      *object = nullptr;
-      return E_NOINTERFACE;
-    }
-    *object = static_cast<::ITTAPIEventNotification*>(this);
-    AddRef();
-    return S_OK;
+/// Tells the core of an event; nothing may escape into the telephony service or the message loop.
+void Tell(const ITTAPI::EventSink& sink, ::TAPI_EVENT event, IDispatch* object) {
+  try {
+    ComPtr<::ITCallStateEvent> state;
+    if (object) object->QueryInterface(tapi::kIID_ITCallStateEvent, state.PutVoid());
+    CallStateEvent seen(state.Get());
+    sink(event, state ? &seen : nullptr);
+  } catch (...) {
+    return;
   }
-  ULONG STDMETHODCALLTYPE AddRef() override {
-    return static_cast<ULONG>(::InterlockedIncrement(&references_));
-  }
-  ULONG STDMETHODCALLTYPE Release() override {
-    const LONG left = ::InterlockedDecrement(&references_);
-    if (left == 0) delete this;
-    return static_cast<ULONG>(left);
-  }
-
-  HRESULT STDMETHODCALLTYPE Event(::TAPI_EVENT tapi_event, IDispatch* object) override {
-    const ITTAPI::EventSink sink = sink_;  // the receiver may unbind itself meanwhile
-    if (!sink) return S_OK;
-    try {
-      ComPtr<::ITCallStateEvent> state;
-      if (object) object->QueryInterface(tapi::kIID_ITCallStateEvent, state.PutVoid());
-      if (state) {
-        CallStateEvent event(state.Get());
-        sink(tapi_event, &event);
-      } else {
-        sink(tapi_event, nullptr);
-      }
-    } catch (...) {
-      return E_FAIL;  // nothing may escape into the telephony service
-    }
-    return S_OK;
-  }
-
- private:
-  ~NotificationSink() = default;
-  LONG references_ = 1;
-  ITTAPI::EventSink sink_;
-};
+}
 
 class Tapi : public ITTAPI {
  public:
-  Tapi() : sink_(new NotificationSink) {
+  Tapi() : sink_(new TapiSink) {
     Check(::CoCreateInstance(tapi::kCLSID_TAPI, nullptr, CLSCTX_INPROC_SERVER, tapi::kIID_ITTAPI,
                              tapi_.PutVoid()),
           "Creating the telephony service");
   }
-  ~Tapi() override { Unadvise(); }
+  ~Tapi() override {
+    Unadvise();
+    if (initialized_) tapi_->Shutdown();
+  }
 
-  void Initialize() override { Check(tapi_->Initialize(), "ITTAPI::Initialize"); }
+  void Initialize() override {
+    Check(tapi_->Initialize(), "ITTAPI::Initialize");
+    initialized_ = true;
+  }
   void Shutdown() override {
     Unadvise();
+    initialized_ = false;
     Check(tapi_->Shutdown(), "ITTAPI::Shutdown");
   }
   void PutEventFilter(std::int32_t mask) override {
@@ -214,7 +193,7 @@ class Tapi : public ITTAPI {
   void SetEventSink(ITTAPI::EventSink sink) override {
     Unadvise();
     if (!sink) return;
-    sink_->Bind(std::move(sink));
+    sink_->Bind([sink](::TAPI_EVENT event, IDispatch* object) { Tell(sink, event, object); });
     Advise();
   }
 
@@ -255,19 +234,33 @@ class Tapi : public ITTAPI {
     Check(point_->Advise(sink_.Get(), &cookie_), "IConnectionPoint::Advise");
   }
   void Unadvise() {
-    sink_->Bind({});
+    sink_->Unbind();
     if (point_) point_->Unadvise(cookie_);
     point_.Reset();
   }
 
   ComPtr<::ITTAPI> tapi_;
-  ComPtr<NotificationSink> sink_;
+  ComPtr<TapiSink> sink_;
   ComPtr<IConnectionPoint> point_;
   DWORD cookie_ = 0;
+  bool initialized_ = false;
 };
 
-/// The port handle that a data call's GetID answers: for "comm/datamodem" the payload is the handle
-/// followed by the device's name.
+/// What a record of the service's is about: all of it or, where it came as a VARSTRING, what that
+/// holds. The sizes in the header tell the two apart; a bare record's are a handle and a name.
+std::string_view Contents(std::string_view record) {
+  VARSTRING header{};
+  if (record.size() < sizeof header) return record;
+  std::memcpy(&header, record.data(), sizeof header);
+  const bool has_header =
+      header.dwStringFormat == STRINGFORMAT_BINARY && header.dwUsedSize <= record.size() &&
+      header.dwStringOffset >= sizeof header && header.dwStringOffset <= header.dwUsedSize &&
+      header.dwStringSize <= header.dwUsedSize - header.dwStringOffset;
+  return has_header ? record.substr(header.dwStringOffset, header.dwStringSize) : record;
+}
+
+/// The port handle that a data call's GetID answers: for "comm/datamodem" the record is the handle,
+/// null before the port is open, followed by the device's name.
 class LegacyPortHandleProvider : public PortHandleProvider {
  public:
   std::int32_t GetPortHandle(const std::string& device_class, ITBasicCallControl& call,
@@ -280,12 +273,22 @@ class LegacyPortHandleProvider : public PortHandleProvider {
     BYTE* data = nullptr;
     const HRESULT result = control->GetID(Bstr(device_class).Get(), &size, &data);
     if (FAILED(result)) return result;
-    HANDLE port = nullptr;
-    if (data && size >= sizeof port) std::memcpy(static_cast<void*>(&port), data, sizeof port);
+    const HANDLE port = PortIn(data, size);
     ::CoTaskMemFree(data);
     if (!port) return E_HANDLE;  // the provider has not opened the port for this call
     handle = reinterpret_cast<CommHandle>(port);
     return 0;
+  }
+
+ private:
+  static HANDLE PortIn(const BYTE* data, DWORD size) {
+    if (!data) return nullptr;
+    HANDLE port = nullptr;
+    const std::string_view record = Contents({reinterpret_cast<const char*>(data), size});
+    if (record.size() >= sizeof port) {
+      std::memcpy(static_cast<void*>(&port), record.data(), sizeof port);
+    }
+    return port == INVALID_HANDLE_VALUE ? nullptr : port;
   }
 };
 

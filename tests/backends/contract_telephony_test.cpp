@@ -19,8 +19,11 @@ class TelephonyContract : public LineContract {
     tapi_->PutEventFilter(kTeCallState);
     tapi_->SetEventSink([this](std::int32_t type, ITCallStateEvent* event) {
       ASSERT_EQ(type, kTeCallState);
+      if (event->State() == CallState::kInProgress) return;  // some services tell of it, too
       events_.emplace_back(event->State(), event->Cause());
     });
+    tapi_->RegisterCallNotifications(tapi_->GetAddresses().at(0), true, false,
+                                     kTapiMediaTypeDataModem, 1);
   }
   /// A call to a number, as it is dialled.
   std::shared_ptr<ITBasicCallControl> Call(const std::string& number) {
@@ -144,6 +147,16 @@ TEST_P(TelephonyContract, DisconnectEndsTheCallInEveryState) {
   call_->Disconnect(kDcNormal);
   EXPECT_TRUE(Await([this] { return !events_.empty(); }));
   EXPECT_THAT(events_, ElementsAre(Pair(CallState::kDisconnected, CallCause::kDisconnectNormal)));
+}
+
+TEST_P(TelephonyContract, AfterShutdownACallCanBeEndedAndNothingElseIsLeft) {
+  Dial(back_end_->number());
+  events_.clear();
+  tapi_->Shutdown();
+  EXPECT_THROW(tapi_->GetAddresses(), RaisedError);
+  call_->Disconnect(kDcNormal);
+  platform_.loop().DoEvents();
+  EXPECT_TRUE(events_.empty());
 }
 
 MVSMS_FOR_EACH_LINE_BACK_END(TelephonyContract);

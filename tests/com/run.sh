@@ -2,7 +2,7 @@
 # run.sh BIN PROGRAM [ARGUMENT...]: runs a program of the Windows build folder BIN under Wine, with
 # what it needs around it: the component and the substitute telephony service freshly registered,
 # two connected serial ports (COM31, COM32), and message centres behind COM21 (TAP), COM22 (UCP),
-# COM23 (TAP that refuses every message), COM24 (UCP that refuses), COM25 and COM26 (TAP). What the centres receive is
+# COM23 (TAP that refuses every message), COM24 (UCP that refuses), COM25 to COM28 (TAP). What the centres receive is
 # appended to files that MVSMS_RECORDS names as a folder.
 set -eu
 bin=$1
@@ -40,10 +40,12 @@ centre 23 tap --set refuse=all
 centre 24 ucp --set refuse=all
 centre 25 tap
 centre 26 tap
+centre 27 tap
+centre 28 tap
 socat "pty,raw,echo=0,link=$devices/com31" "pty,raw,echo=0,link=$devices/com32" \
   2>"$records/socat.err" &
 started+=($!)
-for port in 21 22 23 24 25 26 31 32; do
+for port in 21 22 23 24 25 26 27 28 31 32; do
   for _ in $(seq 100); do [ -e "$devices/com$port" ] && continue 2; sleep 0.05; done
   echo "run.sh: nothing behind COM$port" >&2
   cat "$records/com$port.err" "$records/socat.err" >&2

@@ -13,8 +13,11 @@ namespace {
 
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
+using testing::AllOf;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
+using testing::StartsWith;
 
 struct Trip {
   const char* protocol;
@@ -46,6 +49,11 @@ const std::map<std::string, Trip> kTrips = {
     {"failed", {"TAP", "17"}},
     {"rings for ever", {"TAP", "3"}},
     {"port not handed over", {"TAP", "525"}},
+    {"events of another thread", {"TAP", "7227"}},
+    {"busy on another thread", {"TAP", "712"}},
+    {"port with a header", {"TAP", "828"}},
+    {"no call to be had", {"TAP", "91"}},
+    {"call not started", {"TAP", "92"}},
     {"taken", {"TAP", "221", "Taken modem"}},
     {"unknown", {"TAP", "221", "No such modem"}},
     {"telephone", {"TAP", "221", "Telephone"}},
@@ -116,6 +124,15 @@ class SendTrip : public testing::Test {
                                      "4570 Unable to connect to the specified phone number "
                                      "(Sender.SendMessage)"));
   }
+  /// A call that the telephony service refused: the service's own words, then the pipeline's.
+  static void ExpectRefused(const std::string& name, const std::string& beginning) {
+    const Outcome& outcome = Of(name);
+    EXPECT_FALSE(outcome.sent.accepted);
+    EXPECT_THAT(outcome.errors, testing::ElementsAre(
+                                    AllOf(StartsWith(beginning), EndsWith(" (TAPIObject.Connect)")),
+                                    "4570 Unable to connect to the specified phone number "
+                                    "(Sender.SendMessage)"));
+  }
   static std::map<std::string, Outcome> outcomes;
 };
 std::map<std::string, Outcome> SendTrip::outcomes;
@@ -183,12 +200,24 @@ TEST_F(SendTrip, PortThatIsNotHandedOverIsReported) {
               testing::Contains("4463 Failed to get Comm-Handle! (TAPIObject.Connect)"));
 }
 
+TEST_F(SendTrip, ServiceMayCallBackOnAThreadOfItsOwn) {
+  EXPECT_TRUE(Of("events of another thread").sent.accepted)
+      << Of("events of another thread").status;
+  ExpectUnableToConnect("busy on another thread", "Busy");
+}
+
+TEST_F(SendTrip, PortMayComeInARecordWithAHeader) {
+  EXPECT_TRUE(Of("port with a header").sent.accepted) << Of("port with a header").status;
+}
+
+TEST_F(SendTrip, CallThatTheServiceRefusesIsReported) {
+  ExpectRefused("no call to be had", "-2147024882 ITAddress::CreateCall failed: ");
+  ExpectRefused("call not started",
+                "-2147221436 ITBasicCallControl::Connect failed: error 0x80040044 (");
+}
+
 TEST_F(SendTrip, ModemOfAnotherProgramIsReported) {
-  EXPECT_THAT(Of("taken").errors,
-              testing::ElementsAre(
-                  "4457 The selected device is in use by another application and cannot be "
-                  "selected! (TAPIObject.SetDevice)",
-                  "25 The selected modem (Taken modem) cannot be used (Sender.SendMessage)"));
+  ExpectRefused("taken", "-2147221498 ITBasicCallControl::Connect failed: error 0x80040006 (");
 }
 
 TEST_F(SendTrip, UnknownModemIsReported) {
@@ -227,6 +256,7 @@ TEST_F(SendTrip, TelephonyServiceGetsEverythingBack) {
   Counts counts{};
   Exported<fake_tapi::CountsFunction>("fake_tapi.dll", "FakeTapiCounts")(&counts);
   EXPECT_EQ(counts.objects, 0);
+  EXPECT_EQ(counts.sessions, 0);
   EXPECT_EQ(counts.registrations, 0);
   EXPECT_EQ(counts.open_ports, 0);
   EXPECT_GT(counts.delivered, 0);

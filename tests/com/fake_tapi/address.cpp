@@ -10,6 +10,8 @@
 #include "tests/com/fake_tapi/ids.h"
 #include "tests/com/fake_tapi/number_plan.h"
 #include "tests/com/fake_tapi/unused.h"
+//
+#include <tapi3err.h>
 
 namespace mvsms::fake_tapi {
 namespace {
@@ -20,7 +22,7 @@ using com::Implements;
 struct Line {
   std::string name;
   bool carries_data;
-  bool taken;  // by another program
+  bool taken;  // by another program: nothing tells of it before a call is started
 };
 
 /// The lines, or the one that the variable FAKE_TAPI_LINE names.
@@ -64,23 +66,39 @@ class Address final
       : line_(line), events_(std::move(events)) {}
 
   HRESULT WINAPI get_AddressName(BSTR* name) override {
+    if (!events_->open) return TAPI_E_NOT_INITIALIZED;
     *name = win32::Bstr(line_.name).Detach();
     return S_OK;
   }
   HRESULT WINAPI CreateCall(BSTR number, long type, long media,
                             ::ITBasicCallControl** call) override {
+    if (!events_->open) return TAPI_E_NOT_INITIALIZED;
     if (type != kPhoneNumber || media != kDataModem || !line_.carries_data) return E_INVALIDARG;
-    *call = MakeCall(win32::AnsiFromBstr(number), events_);
+    Outcome outcome = Dial(win32::AnsiFromBstr(number));
+    if (FAILED(outcome.create_result)) return outcome.create_result;
+    if (line_.taken) outcome.start_result = TAPI_E_ALLOCATED;
+    *call = MakeCall(outcome, events_);
     return S_OK;
   }
   HRESULT WINAPI QueryMediaType(long type, VARIANT_BOOL* supported) override {
+    if (!events_->open) return TAPI_E_NOT_INITIALIZED;
     *supported = type == kDataModem && line_.carries_data ? VARIANT_TRUE : VARIANT_FALSE;
     return S_OK;
   }
   HRESULT WINAPI TranslateAddress(BSTR number, long card, long options,
                                   ::ITAddressTranslationInfo** info) override {
+    if (!events_->open) return TAPI_E_NOT_INITIALIZED;
     if (card != 0 || options != 0) return E_INVALIDARG;
     *info = new Translation(kDialPrefix + win32::AnsiFromBstr(number));
+    return S_OK;
+  }
+  /// A window with the line's name, which the user closes. A number may be left out, not be empty.
+  HRESULT WINAPI TranslateDialog(TAPIHWND owner, BSTR number) override {
+    if (!events_->open) return TAPI_E_NOT_INITIALIZED;
+    const auto window = reinterpret_cast<HWND>(owner);
+    if (window && !::IsWindow(window)) return E_INVALIDARG;
+    if (number && ::SysStringLen(number) == 0) return E_INVALIDARG;
+    ::MessageBoxA(window, line_.name.c_str(), "Phone and Modem", MB_OK);
     return S_OK;
   }
 
@@ -97,15 +115,6 @@ std::vector<win32::ComPtr<::ITAddress>> MakeAddresses(const std::shared_ptr<Even
   std::vector<win32::ComPtr<::ITAddress>> addresses;
   for (const Line& line : Lines()) addresses.emplace_back(new Address(line, events));
   return addresses;
-}
-
-bool IsTaken(::ITAddress* address) {
-  win32::Bstr name;
-  address->get_AddressName(name.Put());
-  for (const Line& line : Lines()) {
-    if (name.Ansi() == line.name) return line.taken;
-  }
-  return false;
 }
 
 }  // namespace mvsms::fake_tapi

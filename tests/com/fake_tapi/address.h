@@ -11,7 +11,4 @@ namespace mvsms::fake_tapi {
 /// All line addresses: the one without data calls first, so that it has to be left out.
 std::vector<win32::ComPtr<::ITAddress>> MakeAddresses(const std::shared_ptr<EventHub>& events);
 
-/// Whether another program has the line.
-bool IsTaken(::ITAddress* address);
-
 }  // namespace mvsms::fake_tapi

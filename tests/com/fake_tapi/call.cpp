@@ -10,8 +10,11 @@
 #include "backends/win32/backend.h"
 #include "com/com_object.h"
 #include "tests/com/fake_tapi/ids.h"
-#include "tests/com/fake_tapi/number_plan.h"
+#include "tests/com/fake_tapi/service_thread.h"
 #include "tests/com/fake_tapi/unused.h"
+//
+#include <tapi.h>
+#include <tapi3err.h>
 
 namespace mvsms::fake_tapi {
 namespace {
@@ -28,6 +31,29 @@ struct GivenPorts {
 GivenPorts& Given() {
   static GivenPorts& given = *new GivenPorts;
   return given;
+}
+
+/// A handle of the program's own to the port.
+HANDLE Give(HANDLE port) {
+  HANDLE given = nullptr;
+  ::DuplicateHandle(::GetCurrentProcess(), port, ::GetCurrentProcess(), &given, 0, FALSE,
+                    DUPLICATE_SAME_ACCESS);
+  const std::lock_guard lock(Given().mutex);
+  Given().handles.insert(given);
+  return given;
+}
+
+/// The record for the device class of data modems: the port's handle and its name.
+std::string PortRecord(HANDLE port, const std::string& name) {
+  return std::string(reinterpret_cast<const char*>(&port), sizeof port) + name + '\0';
+}
+
+/// The same in the form in which the service's older interface has it.
+std::string WithHeader(const std::string& record) {
+  const auto size = static_cast<DWORD>(record.size());
+  const DWORD total = sizeof(VARSTRING) + size;
+  const VARSTRING header = {total, total, total, STRINGFORMAT_BINARY, size, sizeof(VARSTRING)};
+  return std::string(reinterpret_cast<const char*>(&header), sizeof header) + record;
 }
 
 class StateEvent final
@@ -50,13 +76,21 @@ class StateEvent final
   CALL_STATE_EVENT_CAUSE cause_;
 };
 
+/// What is known about the call has changed.
+class InfoEvent final
+    : public ComObject<InfoEvent, Implements<CallInfoChangeEventBase, kIID_ITCallInfoChangeEvent>> {
+ private:
+  friend class ComObject;
+  ~InfoEvent() = default;
+};
+
 class Call final
     : public ComObject<Call, Implements<BasicCallControlBase, kIID_ITBasicCallControl>,
                        Implements<CallInfoBase, kIID_ITCallInfo>,
                        Implements<LegacyCallMediaControlBase, kIID_ITLegacyCallMediaControl>> {
  public:
-  Call(const std::string& dialable, std::shared_ptr<EventHub> events)
-      : outcome_(fake_tapi::Dial(dialable)), events_(std::move(events)) {
+  Call(Outcome outcome, std::shared_ptr<EventHub> events)
+      : outcome_(std::move(outcome)), events_(std::move(events)) {
     calls.insert(this);
   }
   /// The far sides of this thread's calls hang up.
@@ -67,38 +101,43 @@ class Call final
   }
 
   HRESULT WINAPI Connect(VARIANT_BOOL synchronous) override {
-    if (synchronous != VARIANT_FALSE || state_ != CS_IDLE) return TAPI_E_CALLUNAVAIL;
-    state_ = CS_INPROGRESS;
-    // A change of what is known about the call, which programs that wait for states filter out.
-    events_->Fire(TE_CALLINFOCHANGE, nullptr);
+    if (!events_->open) return TAPI_E_NOT_INITIALIZED;
+    if (!events_->HasListener()) return TAPI_E_NOTREGISTERED;
+    if (state_ != CS_IDLE) return TAPI_E_INVALCALLSTATE;
+    if (synchronous != VARIANT_FALSE) return E_NOTIMPL;
+    if (FAILED(outcome_.start_result)) return outcome_.start_result;
+    Move(CS_INPROGRESS, CEC_NONE);
+    Fire(TE_CALLINFOCHANGE, ComPtr<IDispatch>(new InfoEvent));
+    if (outcome_.talks) Talk(events_, over_);
     if (outcome_.decided) After(outcome_.ring_time, [this] { Decide(); });
     return S_OK;
   }
   HRESULT WINAPI Disconnect(DISCONNECT_CODE) override {
     StopTimer();
-    if (state_ == CS_INPROGRESS || state_ == CS_CONNECTED) {
-      events_->FireLater(TE_CALLSTATE,
-                         ComPtr<IDispatch>(new StateEvent(CS_DISCONNECTED, CEC_DISCONNECT_NORMAL)));
-    }
-    state_ = CS_DISCONNECTED;
+    if (!events_->open || state_ == CS_IDLE) return S_FALSE;
+    const bool was_up = state_ != CS_DISCONNECTED;
+    End();
+    if (was_up) FireLater(Event(CS_DISCONNECTED, CEC_DISCONNECT_NORMAL));
     return S_OK;
   }
   HRESULT WINAPI get_CallState(CALL_STATE* state) override {
+    if (!events_->open) return TAPI_E_NOT_INITIALIZED;
     *state = state_;
     return S_OK;
   }
+  /// Before the port is open, and for a program that does not get it, its handle is null.
   HRESULT WINAPI GetID(BSTR device_class, DWORD* size, BYTE** data) override {
-    if (win32::AnsiFromBstr(device_class) != "comm/datamodem") return E_INVALIDARG;
-    if (state_ != CS_CONNECTED || !outcome_.hands_over || !port_) return TAPI_E_CALLUNAVAIL;
-    // The payload for this class: the handle, then the device's name.
-    *size = static_cast<DWORD>(sizeof(HANDLE) + outcome_.port.size() + 1);
+    if (!size || !data) return E_POINTER;
+    if (!events_->open) return TAPI_E_NOT_INITIALIZED;
+    if (events_->registrations.empty()) return TAPI_E_NOTREGISTERED;
+    if (win32::AnsiFromBstr(device_class) != "comm/datamodem") return TAPI_E_INVALDEVICECLASS;
+    const bool given = port_ && outcome_.hands_over;
+    std::string record = PortRecord(given ? Give(port_.get()) : nullptr, outcome_.port);
+    if (outcome_.with_header) record = WithHeader(record);
+    *size = static_cast<DWORD>(record.size());
     *data = static_cast<BYTE*>(::CoTaskMemAlloc(*size));
     if (!*data) return E_OUTOFMEMORY;
-    const HANDLE port = port_.release();  // closed by the program from now on
-    std::memcpy(*data, &port, sizeof port);
-    std::memcpy(*data + sizeof port, outcome_.port.c_str(), outcome_.port.size() + 1);
-    const std::lock_guard lock(Given().mutex);
-    Given().handles.insert(port);
+    std::memcpy(*data, record.data(), record.size());
     return S_OK;
   }
 
@@ -106,10 +145,12 @@ class Call final
   friend class ComObject;
   ~Call() {
     StopTimer();
+    *over_ = true;
     calls.erase(this);
   }
 
   void Decide() {
+    if (!events_->open) return;
     if (outcome_.port.empty()) {
       Move(CS_DISCONNECTED, static_cast<CALL_STATE_EVENT_CAUSE>(outcome_.cause));
     } else if (!OpenPort()) {
@@ -131,10 +172,44 @@ class Call final
     return true;
   }
 
+  void End() {
+    state_ = CS_DISCONNECTED;
+    *over_ = true;
+    port_.reset();
+  }
+
   void Move(CALL_STATE state, CALL_STATE_EVENT_CAUSE cause) {
+    if (state == CS_DISCONNECTED) End();
     state_ = state;
-    const ComPtr<StateEvent> event(new StateEvent(state, cause));
-    events_->Fire(TE_CALLSTATE, event.Get());
+    Fire(TE_CALLSTATE, Event(state, cause));
+  }
+
+  static ComPtr<IDispatch> Event(CALL_STATE state, CALL_STATE_EVENT_CAUSE cause) {
+    return ComPtr<IDispatch>(new StateEvent(state, cause));
+  }
+  void Fire(::TAPI_EVENT event, const ComPtr<IDispatch>& object) {
+    if (outcome_.on_service_thread) {
+      events_->FireElsewhere(event, object);
+    } else {
+      events_->Fire(event, object);
+    }
+  }
+  void FireLater(const ComPtr<IDispatch>& object) {
+    if (outcome_.on_service_thread) {
+      events_->FireElsewhere(TE_CALLSTATE, object);
+    } else {
+      events_->FireLater(TE_CALLSTATE, object);
+    }
+  }
+  /// Tells of the call in progress, again and again, until it is over.
+  static void Talk(const std::shared_ptr<EventHub>& events,
+                   const std::shared_ptr<std::atomic<bool>>& over) {
+    OnServiceThread([events, over] {
+      if (*over) return;
+      events->Fire(TE_CALLSTATE, Event(CS_INPROGRESS, CEC_NONE));
+      ::Sleep(0);
+      Talk(events, over);
+    });
   }
 
   /// Runs `action` once. The program may release the call from inside.
@@ -156,6 +231,7 @@ class Call final
   const Outcome outcome_;
   const std::shared_ptr<EventHub> events_;
   const std::unique_ptr<Timers> timers_ = win32::MakeTimers();
+  const std::shared_ptr<std::atomic<bool>> over_ = std::make_shared<std::atomic<bool>>(false);
   TimerId timer_ = 0;
   CALL_STATE state_ = CS_IDLE;
   win32::UniqueHandle port_;
@@ -167,15 +243,14 @@ thread_local std::set<Call*> Call::calls;
 
 void HangUpAll() { Call::HangUpAll(); }
 
-::ITBasicCallControl* MakeCall(const std::string& dialable, std::shared_ptr<EventHub> events) {
-  return new Call(dialable, std::move(events));
+::ITBasicCallControl* MakeCall(const Outcome& outcome, std::shared_ptr<EventHub> events) {
+  return new Call(outcome, std::move(events));
 }
 
 long OpenPorts() {
   const std::lock_guard lock(Given().mutex);
   std::erase_if(Given().handles, [](HANDLE port) {
-    DWORD flags = 0;
-    return ::GetHandleInformation(port, &flags) == FALSE;
+    return ::GetFileType(port) != FILE_TYPE_CHAR;  // closed, or the number of something else now
   });
   return static_cast<long>(Given().handles.size());
 }

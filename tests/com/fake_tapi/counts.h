@@ -6,6 +6,7 @@ namespace mvsms::fake_tapi {
 
 struct Counts {
   long objects;        // COM objects alive
+  long sessions;       // initialised and not shut down
   long registrations;  // for call notifications, not given back
   long open_ports;     // handed over and not closed by the program
   long delivered;      // events

@@ -1,8 +1,12 @@
-// The events of one telephony session: who listens, and what the filter lets through.
+// What the objects of one telephony session share: whether it is open, what the program registered
+// for, and the way of its events.
 #pragma once
 
+#include <atomic>
 #include <map>
 #include <memory>
+#include <mutex>
+#include <set>
 
 #include "backends/win32/backend.h"
 #include "backends/win32/handles.h"
@@ -11,24 +15,38 @@
 
 namespace mvsms::fake_tapi {
 
-/// Belongs to a session and to its calls, of which some outlive it. Thread: the session's.
-class EventHub {
+/// Belongs to a session and to its addresses and calls, of which some outlive it. Thread: the
+/// session's, but for Fire and what it reads.
+class EventHub : public std::enable_shared_from_this<EventHub> {
  public:
-  long filter = 0;
+  std::atomic<bool> open = false;  // from Initialize to Shutdown
+  std::atomic<long> filter = 0;
+  std::set<long> registrations;
 
-  DWORD Add(win32::ComPtr<::ITTAPIEventNotification> sink) {
-    sinks_[++last_cookie_] = std::move(sink);
-    return last_cookie_;
-  }
-  bool Remove(DWORD cookie) { return sinks_.erase(cookie) != 0; }
-  void Fire(::TAPI_EVENT event, IDispatch* object);
-  /// The same through the message loop; never when the session ends before.
+  DWORD Add(win32::ComPtr<::ITTAPIEventNotification> sink);
+  bool Remove(DWORD cookie);
+  bool HasListener();
+
+  /// Calls the listeners, on the calling thread; none when the session is closed or the filter
+  /// holds the event back.
+  void Fire(::TAPI_EVENT event, const win32::ComPtr<IDispatch>& object);
+  /// The same through the message loop.
   void FireLater(::TAPI_EVENT event, win32::ComPtr<IDispatch> object);
+  /// The same on the service's thread: a listener that goes meanwhile may be called once more.
+  void FireElsewhere(::TAPI_EVENT event, win32::ComPtr<IDispatch> object);
 
  private:
+  using Sinks = std::map<DWORD, win32::ComPtr<::ITTAPIEventNotification>>;
+  Sinks Listeners();
+
   const std::unique_ptr<Timers> timers_ = win32::MakeTimers();
-  std::map<DWORD, win32::ComPtr<::ITTAPIEventNotification>> sinks_;
+  std::mutex mutex_;
+  Sinks sinks_;
   DWORD last_cookie_ = 0;
 };
+
+/// Events that were delivered, and those that a filter held back.
+long Delivered();
+long Filtered();
 
 }  // namespace mvsms::fake_tapi

@@ -3,7 +3,6 @@
 //
 #include <tapi3err.h>
 
-#include <set>
 #include <utility>
 
 #include "com/com_object.h"
@@ -12,6 +11,7 @@
 #include "tests/com/fake_tapi/call.h"
 #include "tests/com/fake_tapi/counts.h"
 #include "tests/com/fake_tapi/ids.h"
+#include "tests/com/fake_tapi/service_thread.h"
 
 // This DLL counts its own objects.
 namespace mvsms::com {
@@ -30,9 +30,8 @@ using com::ComObject;
 using com::Implements;
 using win32::ComPtr;
 
+volatile LONG sessions = 0;
 volatile LONG registrations = 0;
-volatile LONG delivered = 0;
-volatile LONG filtered = 0;
 
 struct AddressPolicy {
   using Kept = ComPtr<::ITAddress>;
@@ -47,36 +46,41 @@ class Session final
                        Implements<IConnectionPoint, IID_IConnectionPoint>> {
  public:
   HRESULT WINAPI Initialize() override {
-    initialised_ = true;
+    if (events_->open.exchange(true)) return S_FALSE;
+    ::InterlockedIncrement(&sessions);
     return S_OK;
   }
+  /// No event comes afterwards: those under way are waited for.
   HRESULT WINAPI Shutdown() override {
-    if (!initialised_) return TAPI_E_NOT_INITIALIZED;
-    initialised_ = false;
+    if (!events_->open.exchange(false)) return S_FALSE;
+    AwaitServiceThread();
+    ::InterlockedDecrement(&sessions);
     return S_OK;
   }
   HRESULT WINAPI EnumerateAddresses(::IEnumAddress** addresses) override {
-    if (!initialised_) return TAPI_E_NOT_INITIALIZED;
+    if (!events_->open) return TAPI_E_NOT_INITIALIZED;
     *addresses = new AddressEnumerator(MakeAddresses(events_));
     return S_OK;
   }
+  /// A line that another program uses can be registered for, too.
   HRESULT WINAPI RegisterCallNotifications(::ITAddress* address, VARIANT_BOOL monitor,
                                            VARIANT_BOOL owner, long media, long,
                                            long* registration) override {
-    if (!initialised_) return TAPI_E_NOT_INITIALIZED;
+    if (!address || !registration) return E_POINTER;
+    if (!events_->open) return TAPI_E_NOT_INITIALIZED;
+    if (!events_->HasListener()) return TAPI_E_NOTREGISTERED;
     if (monitor != VARIANT_TRUE || owner != VARIANT_FALSE || media != 16) return E_INVALIDARG;
-    if (IsTaken(address)) return TAPI_E_ALLOCATED;
-    registered_.insert(*registration = ++last_registration_);
+    events_->registrations.insert(*registration = ++last_registration_);
     ::InterlockedIncrement(&registrations);
     return S_OK;
   }
   HRESULT WINAPI UnregisterNotifications(long registration) override {
-    if (registered_.erase(registration) == 0) return E_INVALIDARG;
+    if (!events_->open || events_->registrations.erase(registration) == 0) return E_INVALIDARG;
     ::InterlockedDecrement(&registrations);
     return S_OK;
   }
   HRESULT WINAPI put_EventFilter(long filter) override {
-    if (!initialised_) return TAPI_E_NOT_INITIALIZED;
+    if (!events_->open) return TAPI_E_NOT_INITIALIZED;
     events_->filter = filter;
     return S_OK;
   }
@@ -121,9 +125,7 @@ class Session final
   friend class ComObject;
   ~Session() = default;
 
-  bool initialised_ = false;
   const std::shared_ptr<EventHub> events_ = std::make_shared<EventHub>();
-  std::set<long> registered_;
   long last_registration_ = 0;
 };
 
@@ -146,31 +148,13 @@ constexpr wchar_t kServerKey[] =
 
 }  // namespace
 
-void EventHub::Fire(::TAPI_EVENT event, IDispatch* object) {
-  if ((filter & event) == 0) {
-    ::InterlockedIncrement(&filtered);
-    return;
-  }
-  const auto now = sinks_;
-  for (const auto& [cookie, sink] : now) {
-    sink->Event(event, object);
-    ::InterlockedIncrement(&delivered);
-  }
-}
-
-void EventHub::FireLater(::TAPI_EVENT event, ComPtr<IDispatch> object) {
-  timers_->SetTimer(1, [this, event, object](TimerId timer) {
-    timers_->KillTimer(timer);
-    Fire(event, object.Get());
-  });
-}
-
 }  // namespace mvsms::fake_tapi
 
 using namespace mvsms::fake_tapi;
 
 extern "C" void FakeTapiCounts(Counts* counts) {
-  *counts = {mvsms::com::Lifetime::Count(), registrations, OpenPorts(), delivered, filtered};
+  *counts = {
+      mvsms::com::Lifetime::Count(), sessions, registrations, OpenPorts(), Delivered(), Filtered()};
 }
 
 extern "C" void FakeTapiHangUp() { HangUpAll(); }

@@ -62,7 +62,6 @@ class MediaSupportBase : public Unscripted<::ITMediaSupport> {
 
 class AddressTranslationBase : public Unscripted<::ITAddressTranslation> {
  public:
-  HRESULT WINAPI TranslateDialog(TAPIHWND, BSTR) override { return E_NOTIMPL; }
   HRESULT WINAPI EnumerateLocations(IEnumLocation**) override { return E_NOTIMPL; }
   HRESULT WINAPI get_Locations(VARIANT*) override { return E_NOTIMPL; }
   HRESULT WINAPI EnumerateCallingCards(IEnumCallingCard**) override { return E_NOTIMPL; }
@@ -124,6 +123,13 @@ class LegacyCallMediaControlBase : public Unscripted<::ITLegacyCallMediaControl>
 class CallStateEventBase : public Unscripted<::ITCallStateEvent> {
  public:
   HRESULT WINAPI get_Call(::ITCallInfo**) override { return E_NOTIMPL; }
+  HRESULT WINAPI get_CallbackInstance(long*) override { return E_NOTIMPL; }
+};
+
+class CallInfoChangeEventBase : public Unscripted<::ITCallInfoChangeEvent> {
+ public:
+  HRESULT WINAPI get_Call(::ITCallInfo**) override { return E_NOTIMPL; }
+  HRESULT WINAPI get_Cause(CALLINFOCHANGE_CAUSE*) override { return E_NOTIMPL; }
   HRESULT WINAPI get_CallbackInstance(long*) override { return E_NOTIMPL; }
 };
 
