@@ -5,6 +5,7 @@
 
 #include "backends/win32/backend.h"
 #include "backends/win32/handles.h"
+#include "backends/win32/text.h"
 
 namespace mvsms::win32 {
 namespace {
@@ -16,7 +17,7 @@ HANDLE Native(CommHandle handle) { return reinterpret_cast<HANDLE>(handle); }
 
 class Win32Overlapped : public Overlapped {
  public:
-  Win32Overlapped() : event_(::CreateEventA(nullptr, TRUE, FALSE, nullptr)) {
+  Win32Overlapped() : event_(::CreateEventW(nullptr, TRUE, FALSE, nullptr)) {
     record_.hEvent = event_.get();
   }
   bool Completed() override { return ::WaitForSingleObject(event_.get(), 0) != WAIT_TIMEOUT; }
@@ -54,8 +55,8 @@ class Win32Comm : public Comm {
 
   CommHandle CreateFile(const std::string& device_name) override {
     return reinterpret_cast<CommHandle>(
-        ::CreateFileA(device_name.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
-                      FILE_FLAG_OVERLAPPED, nullptr));
+        ::CreateFileW(WideFromAnsi(device_name).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
+                      OPEN_EXISTING, FILE_FLAG_OVERLAPPED, nullptr));
   }
 
   bool CloseHandle(CommHandle handle) override {
