@@ -18,8 +18,9 @@ constexpr std::size_t kNameBuffer = 256;  // of the longest that a registry can 
 constexpr std::uint64_t kMaxDword = 0xFFFFFFFFU;
 
 [[noreturn]] void Fail(const std::string& what, const std::string& path, RegStatus status) {
-  throw Failure("cannot " + what + " the key \"" + Utf8FromAnsi(path) + "\" (error " +
-                std::to_string(status) + ")");
+  const std::string reason =
+      status == kErrorAccessDenied ? "access is denied" : "error " + std::to_string(status);
+  throw Failure("cannot " + what + " the key \"" + Utf8FromAnsi(path) + "\" (" + reason + ")");
 }
 
 // The names that `list` gives for 0, 1 and so on, until there are no more.
@@ -63,6 +64,26 @@ std::string ToText(const RegistryValue& value) {
   }
   if (value.type != RegType::kSz) return {};
   return value.data.substr(0, value.data.size() - (value.data.ends_with('\0') ? 1 : 0));
+}
+
+RegistryValue ReadValue(Registry& registry, RegKey key, const std::string& path,
+                        const std::string& name) {
+  RegistryValue value;
+  const RegStatus status = registry.QueryValue(key, name, value.type, value.data);
+  if (status != kErrorSuccess) Fail("read a value of", path, status);
+  return value;
+}
+
+// And looks whether it arrived: a store may put away for this user alone what it does not take.
+void WriteValue(Registry& registry, RegKey key, const std::string& path, const std::string& name,
+                const RegistryValue& value) {
+  const RegStatus status = registry.SetValue(key, name, value.type, value.data);
+  if (status != kErrorSuccess) Fail("write to", path, status);
+  RegistryValue stored;
+  registry.QueryValue(key, name, stored.type, stored.data);
+  if (stored == value) return;
+  throw Failure("the value \"" + Utf8FromAnsi(name) + "\" of the key \"" + Utf8FromAnsi(path) +
+                "\" reads back as something else than was written");
 }
 
 std::string ToHex(const std::string& data) {
@@ -177,10 +198,7 @@ RegistryTree ReadTree(Registry& registry, const std::string& path) {
 
   RegistryTree tree;
   for (const std::string& name : ValueNames(registry, *key, path)) {
-    RegistryValue value;
-    const RegStatus status = registry.QueryValue(*key, name, value.type, value.data);
-    if (status != kErrorSuccess) Fail("read a value of", path, status);
-    tree.values.emplace_back(name, value);
+    tree.values.emplace_back(name, ReadValue(registry, *key, path, name));
   }
   for (const std::string& name : KeyNames(registry, *key, path)) {
     tree.keys.push_back({name, ReadTree(registry, path + "\\" + name)});
@@ -194,10 +212,7 @@ void WriteTree(Registry& registry, const std::string& path, const RegistryTree& 
   if (status != kErrorSuccess) Fail("create", path, status);
   const KeyCloser closer(registry, key);
 
-  for (const auto& [name, value] : tree.values) {
-    const RegStatus set = registry.SetValue(key, name, value.type, value.data);
-    if (set != kErrorSuccess) Fail("write to", path, set);
-  }
+  for (const auto& [name, value] : tree.values) WriteValue(registry, key, path, name, value);
   for (const auto& [name, subtree] : tree.keys) {
     WriteTree(registry, path + "\\" + name, subtree);
   }

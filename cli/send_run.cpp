@@ -52,7 +52,7 @@ class SendRun {
         recipient_(AnsiFromUtf8(options.to)),
         service_(AnsiFromUtf8(options.service)) {
     sender_.HostAppName = AnsiFromUtf8(context.profile);
-    sender_.LogFilePath = AnsiFromUtf8(options.log);
+    sender_.LogFilePath = LogPath(options.log);
     sender_.OnStatusChange = [this](std::string& status) { TakeStatus(status); };
   }
 

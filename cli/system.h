@@ -35,6 +35,9 @@ std::string OtherState(const std::string& home);
 /// Where a send log lies when nobody says where, in UTF-8.
 std::string DefaultLog(Context& context);
 
+/// Such a place, UTF-8, as the sender takes it.
+std::string LogPath(const std::string& utf8);
+
 /// What went wrong with the modem in the last call, such as who held its device or that nothing
 /// listens there, as a sentence; empty when nothing did or nobody can tell.
 std::string ModemInUse(Context& context, const std::string& modem);

@@ -3,6 +3,11 @@
 # debugging stay as they are.
 #
 # Sets MVSMS_HARDENED, as far as the compiler and the linker know how.
+if(WIN32 AND CMAKE_BUILD_TYPE MATCHES "Rel")
+  # Position-independent and not executable as data they are by the linker's defaults.
+  add_compile_options(-fstack-protector-strong)
+  add_link_options(-fstack-protector-strong)  # which brings along the functions for it
+endif()
 if(WIN32 OR MVSMS_SANITIZE OR MVSMS_TSAN OR MVSMS_FUZZ OR NOT CMAKE_BUILD_TYPE MATCHES "Rel")
   return()
 endif()

@@ -15,6 +15,22 @@ function(mvsms_library name)
   target_link_libraries(mvsms_${name} PUBLIC ${ARG_LINKS})
 endfunction()
 
+# mvsms_version_resource(FILE TYPE ENGLISH GERMAN): version.rc in the current build folder, what Windows
+# shows of the program or DLL FILE; TYPE is that of winver.h.
+function(mvsms_version_resource file type english german)
+  configure_file(${PROJECT_SOURCE_DIR}/resources/version.rc.in ${CMAKE_CURRENT_BINARY_DIR}/version.rc @ONLY)
+endfunction()
+
+# mvsms_keep_symbols(TARGET): the shipped file without them, and beside it FILE.debug, by which a
+# debugger reads what crashed at a user's.
+function(mvsms_keep_symbols target)
+  add_custom_command(TARGET ${target} POST_BUILD VERBATIM
+    WORKING_DIRECTORY $<TARGET_FILE_DIR:${target}>
+    COMMAND ${CMAKE_OBJCOPY} --only-keep-debug $<TARGET_FILE_NAME:${target}> $<TARGET_FILE_NAME:${target}>.debug
+    COMMAND ${CMAKE_STRIP} --strip-all $<TARGET_FILE_NAME:${target}>
+    COMMAND ${CMAKE_OBJCOPY} --add-gnu-debuglink=$<TARGET_FILE_NAME:${target}>.debug $<TARGET_FILE_NAME:${target}>)
+endfunction()
+
 # mvsms_prove(TEST): a Windows program that the emulator could not run at all may end with exit code
 # 0, so besides that code the summary of GoogleTest is asked for.
 function(mvsms_prove test)

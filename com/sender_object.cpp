@@ -1,5 +1,7 @@
 // The class Sender as hosts see it: the engine's Sender behind a dual interface and events.
 
+#include "backends/win32/path.h"
+#include "backends/win32/text.h"
 #include "com/com_object.h"
 #include "com/connection_points.h"
 #include "com/dispatch.h"
@@ -14,10 +16,14 @@ namespace {
 constexpr DISPID kErrorEvent = 1;
 constexpr DISPID kStatusChangeEvent = 2;
 
-HRESULT Give(const std::string& text, BSTR* target) {
+HRESULT Give(const std::wstring& text, BSTR* target) {
   if (!target) return E_POINTER;
-  *target = win32::Bstr(text).Detach();
+  *target = ::SysAllocStringLen(text.data(), static_cast<UINT>(text.size()));
   return *target ? S_OK : E_OUTOFMEMORY;
+}
+
+HRESULT Give(const std::string& text, BSTR* target) {
+  return Give(win32::WideFromAnsi(text), target);
 }
 
 HRESULT Give(bool value, VARIANT_BOOL* target) {
@@ -121,10 +127,13 @@ class SenderObject final
     });
   }
   HRESULT STDMETHODCALLTYPE get_LogFilePath(BSTR* value) override {
-    return Call([&] { return Give(sender_.LogFilePath, value); });
+    return Call([&] { return Give(win32::WideFromPath(sender_.LogFilePath), value); });
   }
   HRESULT STDMETHODCALLTYPE put_LogFilePath(BSTR value) override {
-    return Call([&] { return Take(value, sender_.LogFilePath); });
+    return Call([&] {
+      sender_.LogFilePath = win32::PathFromWide({value, ::SysStringLen(value)});
+      return S_OK;
+    });
   }
 
   // IProvideClassInfo2

@@ -4,6 +4,7 @@
 #include "backends/win32/per_thread.h"
 #include "backends/win32/win32_platform.h"
 #include "com/module.h"
+#include "com/settings_takeover.h"
 
 namespace mvsms::com {
 namespace {
@@ -17,7 +18,10 @@ void PinModule() {
 }
 
 struct ThreadState {
-  ThreadState() { PinModule(); }
+  ThreadState() {
+    PinModule();
+    TakeOverSettings();
+  }
   std::unique_ptr<Platform> platform = win32::MakeWin32Platform();
   Apartment apartment{*platform};
 };

@@ -1,6 +1,7 @@
 // The rows, and the hive that all settings lie in, put to basRegistry.
 #include "engine/profile.h"
 
+#include <cstddef>
 #include <utility>
 
 namespace mvsms {
@@ -27,6 +28,17 @@ std::vector<std::string> SettingsKey::Names() const {
   std::vector<std::string> names = basRegistry::EnumKeys(registry_, kSettingsHive, path_);
   std::erase(names, "");
   return names;
+}
+
+bool IsReadOnly(Registry& registry, const std::string& path) {
+  RegKey key = 0;
+  const RegStatus status = registry.OpenKey(kSettingsHive, path, kKeyAllAccess, key);
+  if (status == kErrorSuccess) registry.CloseKey(key);
+  const std::size_t split = path.rfind('\\');
+  if (status != kErrorFileNotFound || split == std::string::npos) {
+    return status == kErrorAccessDenied;
+  }
+  return IsReadOnly(registry, path.substr(0, split));
 }
 
 SettingsKey RootKey(Registry& registry) { return {registry, kRootKey}; }

@@ -34,6 +34,10 @@ class SettingsKey {
   std::string path_;
 };
 
+/// Whether the user may not change what lies at `path`, or make it where it is missing. A user like
+/// that sees no names of services and routes either (basRegistry::EnumKeys).
+bool IsReadOnly(Registry& registry, const std::string& path);
+
 /// The key of all profiles; an installation may set values of its own there.
 SettingsKey RootKey(Registry& registry);
 

@@ -98,8 +98,8 @@ inline constexpr std::uint32_t kCeBreak = 0x10;
 inline constexpr std::uint32_t kCeTxFull = 0x100;
 
 /// True when a serial driver accepts this framing: 4 to 8 data bits and a known parity; one and a
-/// half stop bits with fewer than 6 data bits only, two with at least 6 only. Every back end
-/// refuses the rest in SetCommState, changing nothing.
+/// half stop bits with fewer than 6 data bits only, two with at least 6 only. The back ends refuse
+/// the rest in SetCommState, changing nothing; on Windows the port's own driver decides.
 constexpr bool IsValidFraming(std::uint8_t byte_size, std::uint8_t parity, std::uint8_t stop_bits) {
   if (byte_size < 4 || byte_size > 8 || parity > 4 || stop_bits > 2) return false;
   if (stop_bits == 1) return byte_size < 6;

@@ -10,7 +10,7 @@ namespace mvsms {
 inline constexpr std::uint16_t kLanguageGerman = 1031;   // de-DE
 inline constexpr std::uint16_t kLanguageEnglish = 1033;  // en-US
 
-/// What the system says about its own version (the basic record of GetVersionExA).
+/// What the system says about its own version (the basic record of GetVersionEx).
 struct OsVersion {
   std::uint32_t platform = 0;  // VER_PLATFORM_*: 0 Win32s, 1 Windows 9x, 2 Windows NT
   std::uint32_t major = 0;

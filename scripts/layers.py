@@ -47,7 +47,7 @@ CORE = ["base", "platform", "resources", "forms", "media", "protocols", "engine"
         "diagnostics", "ui", "backends/memory", "centre"]
 WINDOWS = ["backends/win32", "com", "cli/win32", "examples"]
 FREE = ["tests", "bench", "fuzz"]
-GENERATED = ["mvSMS.h"]
+GENERATED = ["mvSMS.h", "version.rc"]
 
 SETTINGS = ["engine/settings.h", "engine/settings.cpp"]
 

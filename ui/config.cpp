@@ -3,7 +3,20 @@
 
 #include <utility>
 
+#include "engine/profile.h"
+#include "resources/string_table.h"
+
 namespace mvsms {
+namespace {
+
+/// The store reports no write that it refuses, so that the user is warned beforehand.
+void WarnIfReadOnly(Platform& platform, std::string profile) {
+  if (!IsReadOnly(platform.registry(), BaseKey(profile))) return;
+  platform.forms().MsgBox(LoadResString(platform.locale(), string_id::kReadOnly),
+                          msgbox::kExclamation, "");
+}
+
+}  // namespace
 
 Config::~Config() { CloseDialog(); }
 
@@ -13,6 +26,7 @@ void Config::CloseDialog() {
 
 void Config::ShowConfigDialog(const std::string& HostAppName, WindowHandle hWndOwner, bool Modal) {
   CloseDialog();
+  WarnIfReadOnly(apartment_.platform(), HostAppName);
   const auto dialog = std::make_shared<frmConfig>(apartment_);
   dialog_ = dialog;
   dialog->HostAppName = HostAppName;

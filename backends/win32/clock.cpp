@@ -1,9 +1,11 @@
 // Time, with date and time as the user's regional settings show them.
 #include "backends/win32/backend.h"
-#include "backends/win32/win.h"
+#include "backends/win32/text.h"
 
 namespace mvsms::win32 {
 namespace {
+
+constexpr int kLongest = 128;  // characters of a date or a time, and the NUL
 
 class Win32Clock : public Clock {
  public:
@@ -12,14 +14,14 @@ class Win32Clock : public Clock {
         std::chrono::steady_clock::now().time_since_epoch());
   }
   std::string ShortDate() override {
-    char text[128] = "";
-    ::GetDateFormatA(LOCALE_USER_DEFAULT, DATE_SHORTDATE, nullptr, nullptr, text, sizeof text);
-    return text;
+    wchar_t text[kLongest] = L"";
+    ::GetDateFormatW(LOCALE_USER_DEFAULT, DATE_SHORTDATE, nullptr, nullptr, text, kLongest);
+    return AnsiFromWide(text);
   }
   std::string TimeOfDay() override {
-    char text[128] = "";
-    ::GetTimeFormatA(LOCALE_USER_DEFAULT, 0, nullptr, nullptr, text, sizeof text);
-    return text;
+    wchar_t text[kLongest] = L"";
+    ::GetTimeFormatW(LOCALE_USER_DEFAULT, 0, nullptr, nullptr, text, kLongest);
+    return AnsiFromWide(text);
   }
   CalendarTime LocalTime() override {
     SYSTEMTIME now = {};

@@ -1,10 +1,14 @@
 // The serial-port service over Win32 communications with genuine overlapped I/O.
+#include <algorithm>
 #include <bit>
+#include <functional>
 #include <map>
+#include <utility>
 #include <vector>
 
 #include "backends/win32/backend.h"
 #include "backends/win32/handles.h"
+#include "backends/win32/text.h"
 
 namespace mvsms::win32 {
 namespace {
@@ -14,32 +18,57 @@ static_assert(sizeof(COMMTIMEOUTS) == sizeof(CommTimeouts));
 
 HANDLE Native(CommHandle handle) { return reinterpret_cast<HANDLE>(handle); }
 
+/// All that a driver writes to, apart from the record that the core owns: a driver may keep it.
+struct Operation {
+  Operation() { record.hEvent = event.get(); }
+  UniqueHandle event{::CreateEventW(nullptr, TRUE, FALSE, nullptr)};
+  OVERLAPPED record{};
+  std::vector<char> bytes;  // read, or to be written
+  DWORD events = 0;         // that a wait ended with
+};
+
 class Win32Overlapped : public Overlapped {
  public:
-  Win32Overlapped() : event_(::CreateEventA(nullptr, TRUE, FALSE, nullptr)) {
-    record_.hEvent = event_.get();
+  /// Hands over to the core what an operation brought, with the number of bytes.
+  using Delivery = std::function<void(const Operation&, std::size_t count)>;
+
+  bool Completed() override {
+    if (::WaitForSingleObject(operation_->event.get(), 0) == WAIT_TIMEOUT) return false;
+    Deliver(operation_->record.InternalHigh);
+    return true;
   }
-  bool Completed() override { return ::WaitForSingleObject(event_.get(), 0) != WAIT_TIMEOUT; }
-  std::uint32_t Transferred() override { return static_cast<std::uint32_t>(record_.InternalHigh); }
+  std::uint32_t Transferred() override {
+    Completed();
+    return static_cast<std::uint32_t>(operation_->record.InternalHigh);
+  }
 
   /// Makes the record ready for the next operation.
-  OVERLAPPED* Prepare() {
-    ::ResetEvent(event_.get());
-    record_.Internal = 0;
-    record_.InternalHigh = 0;
-    return &record_;
+  Operation& Begin(Delivery delivery) {
+    delivery_ = std::move(delivery);
+    ::ResetEvent(operation_->event.get());
+    operation_->record.Internal = 0;
+    operation_->record.InternalHigh = 0;
+    return *operation_;
+  }
+  void Deliver(std::size_t count) {
+    if (const Delivery delivery = std::exchange(delivery_, nullptr)) delivery(*operation_, count);
   }
   /// Waits until the driver has let go of a cancelled operation, and makes it count no bytes.
   void AwaitCancelled() {
     constexpr DWORD kLongest = 1000;  // ms; a driver that hangs must not hang the host for good
-    ::WaitForSingleObject(event_.get(), kLongest);
-    ::SetEvent(event_.get());
-    record_.InternalHigh = 0;
+    delivery_ = nullptr;
+    if (::WaitForSingleObject(operation_->event.get(), kLongest) == WAIT_TIMEOUT) {
+      // It may write there at any time: left to it, for a leak is better than foreign memory.
+      static_cast<void>(operation_.release());
+      operation_ = std::make_unique<Operation>();
+    }
+    ::SetEvent(operation_->event.get());
+    operation_->record.InternalHigh = 0;
   }
 
  private:
-  UniqueHandle event_;
-  OVERLAPPED record_{};
+  std::unique_ptr<Operation> operation_ = std::make_unique<Operation>();
+  Delivery delivery_;
 };
 
 Win32Overlapped& Native(Overlapped& overlapped) {
@@ -54,8 +83,8 @@ class Win32Comm : public Comm {
 
   CommHandle CreateFile(const std::string& device_name) override {
     return reinterpret_cast<CommHandle>(
-        ::CreateFileA(device_name.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
-                      FILE_FLAG_OVERLAPPED, nullptr));
+        ::CreateFileW(WideFromAnsi(device_name).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
+                      OPEN_EXISTING, FILE_FLAG_OVERLAPPED, nullptr));
   }
 
   bool CloseHandle(CommHandle handle) override {
@@ -90,8 +119,6 @@ class Win32Comm : public Comm {
     return true;
   }
   bool SetCommState(CommHandle handle, const Dcb& dcb) override {
-    // Drivers differ in what they let through; the rule is the same on every back end.
-    if (!IsValidFraming(dcb.ByteSize, dcb.Parity, dcb.StopBits)) return false;
     DCB native = std::bit_cast<DCB>(dcb);
     return ::SetCommState(Native(handle), &native) != FALSE;
   }
@@ -107,26 +134,35 @@ class Win32Comm : public Comm {
 
   std::uint32_t ReadFile(CommHandle handle, char* buffer, std::uint32_t count,
                          std::uint32_t& transferred, Overlapped& overlapped) override {
+    Operation& operation =
+        Native(overlapped).Begin([buffer](const Operation& ended, std::size_t arrived) {
+          std::copy_n(ended.bytes.begin(), arrived, buffer);
+        });
+    operation.bytes.resize(count);
     DWORD moved = 0;
     const BOOL done =
-        ::ReadFile(Native(handle), buffer, count, &moved, Native(overlapped).Prepare());
+        ::ReadFile(Native(handle), operation.bytes.data(), count, &moved, &operation.record);
     return Outcome(done, handle, overlapped, transferred, moved);
   }
 
   std::uint32_t WriteFile(CommHandle handle, const char* buffer, std::uint32_t count,
                           std::uint32_t& transferred, Overlapped& overlapped) override {
+    Operation& operation = Native(overlapped).Begin(nullptr);
+    operation.bytes.assign(buffer, buffer + count);
     DWORD moved = 0;
     const BOOL done =
-        ::WriteFile(Native(handle), buffer, count, &moved, Native(overlapped).Prepare());
+        ::WriteFile(Native(handle), operation.bytes.data(), count, &moved, &operation.record);
     return Outcome(done, handle, overlapped, transferred, moved);
   }
 
   std::uint32_t WaitCommEvent(CommHandle handle, std::uint32_t& events,
                               Overlapped& overlapped) override {
-    static_assert(sizeof(DWORD) == sizeof(std::uint32_t));
+    Operation& operation = Native(overlapped).Begin([&events](const Operation& ended, std::size_t) {
+      events = ended.events;
+    });
+    operation.events = 0;
     std::uint32_t ignored = 0;
-    const BOOL done = ::WaitCommEvent(Native(handle), reinterpret_cast<DWORD*>(&events),
-                                      Native(overlapped).Prepare());
+    const BOOL done = ::WaitCommEvent(Native(handle), &operation.events, &operation.record);
     return Outcome(done, handle, overlapped, ignored, 0);
   }
 
@@ -146,6 +182,7 @@ class Win32Comm : public Comm {
     std::erase_if(pending_, [&](const auto& entry) { return entry.second == &record; });
     if (done) {
       transferred = moved;
+      record.Deliver(moved);
       return 0;
     }
     const DWORD error = ::GetLastError();

@@ -1,7 +1,7 @@
 // Opening documents with the programs that the user has for them.
-
 #include "backends/win32/backend.h"
-#include "backends/win32/win.h"
+#include "backends/win32/path.h"
+#include "backends/win32/text.h"
 
 namespace mvsms::win32 {
 namespace {
@@ -11,8 +11,9 @@ class Win32Shell : public Shell {
   std::int32_t Execute(const std::string& verb, const std::string& file,
                        const std::string& parameters, const std::string& folder,
                        std::int32_t show) override {
-    const HINSTANCE result = ::ShellExecuteA(::GetDesktopWindow(), verb.c_str(), file.c_str(),
-                                             parameters.c_str(), folder.c_str(), show);
+    const HINSTANCE result = ::ShellExecuteW(
+        ::GetDesktopWindow(), WideFromAnsi(verb).c_str(), WideFromPath(file).c_str(),
+        WideFromAnsi(parameters).c_str(), WideFromPath(folder).c_str(), show);
     return static_cast<std::int32_t>(reinterpret_cast<INT_PTR>(result));
   }
 };

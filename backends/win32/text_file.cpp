@@ -3,6 +3,7 @@
 
 #include "backends/win32/backend.h"
 #include "backends/win32/handles.h"
+#include "backends/win32/path.h"
 
 namespace mvsms::win32 {
 namespace {
@@ -11,8 +12,8 @@ class Win32TextFile : public TextFile {
  public:
   bool Append(const std::string& path, const std::string& text) override {
     constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-    const HANDLE file = ::CreateFileA(path.c_str(), FILE_APPEND_DATA, kShareAll, nullptr,
-                                      OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+    const HANDLE file = ::CreateFileW(WideFromPath(path).c_str(), FILE_APPEND_DATA, kShareAll,
+                                      nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (file == INVALID_HANDLE_VALUE) return false;
     const UniqueHandle owner(file);
     DWORD written = 0;
@@ -21,7 +22,7 @@ class Win32TextFile : public TextFile {
   }
 
   bool Read(const std::string& path, std::string& text) override {
-    const HANDLE file = ::CreateFileA(path.c_str(), GENERIC_READ,
+    const HANDLE file = ::CreateFileW(WideFromPath(path).c_str(), GENERIC_READ,
                                       FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                                       nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (file == INVALID_HANDLE_VALUE) {

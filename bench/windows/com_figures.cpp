@@ -32,12 +32,6 @@ double Median(int rounds, Round round) {
   return times[static_cast<std::size_t>(rounds / 2)];
 }
 
-double DllKilobytes() {
-  WIN32_FILE_ATTRIBUTE_DATA data = {};
-  ::GetFileAttributesExA("mvSMS.dll", GetFileExInfoStandard, &data);
-  return static_cast<double>(data.nFileSizeLow) / 1024;
-}
-
 double CreateAndRelease() {
   return Median(1001, [] {
     ComPtr<_Sender> sender;
@@ -106,7 +100,6 @@ void Print() {
   WriteProfile();
   {
     Host host(kProfile);
-    std::printf("mvSMS.dll                                     %8.0f KB\n", DllKilobytes());
     std::printf("CoCreateInstance of the loaded server         %8.1f us (median)\n",
                 CreateAndRelease());
     std::printf("  of which the component itself               %8.2f us (median)\n",

@@ -13,6 +13,7 @@
 #include "backends/posix/store/store.h"
 #include "backends/posix/system/home.h"
 #include "backends/posix/system/system_log.h"
+#include "base/ansi.h"
 #include "base/raised_error.h"
 #include "cli/commands.h"
 #include "cli/posix/centre_command.h"
@@ -43,6 +44,8 @@ std::string OtherState(const std::string& home) { return StateBeside(home, posix
 
 // Not by way of the ANSI code page, in which not every folder has a name.
 std::string DefaultLog(Context& context) { return context.home + "/" + basCommon::kDefaultLogName; }
+
+std::string LogPath(const std::string& utf8) { return AnsiFromUtf8(utf8); }
 
 // Asked after a call: what the device is now, with the call over, may not be what it was.
 std::string ModemInUse(Context&, const std::string& modem) { return posix::LastTrouble(modem); }

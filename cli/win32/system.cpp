@@ -7,6 +7,7 @@
 
 #include <algorithm>
 
+#include "backends/win32/path.h"
 #include "backends/win32/win32_platform.h"
 #include "base/ansi.h"
 #include "cli/commands.h"
@@ -35,6 +36,7 @@ void ListModems(Context& context) {
 std::unique_ptr<Platform> MakePlatform(const std::string&) { return win32::MakeWin32Platform(); }
 
 std::string StoreProblem(const std::string&, bool&) { return ""; }
+// Rights are those of each key: whatever is refused is reported by the access itself.
 std::string WriteProblem(const std::string&) { return ""; }
 
 bool ModemExists(Context& context, const std::string& modem) {
@@ -47,8 +49,10 @@ std::string OnlyModem(Context&) { return ""; }
 std::string OtherState(const std::string&) { return ""; }
 
 std::string DefaultLog(Context& context) {
-  return Utf8FromAnsi(basCommon::DefaultLogPath(context.platform().locale()));
+  return win32::Utf8FromPath(basCommon::DefaultLogPath(context.platform().locale()));
 }
+
+std::string LogPath(const std::string& utf8) { return win32::PathFromUtf8(utf8); }
 
 std::string ModemInUse(Context&, const std::string&) { return ""; }
 std::string MemberUsed(Context&, const std::string&) { return ""; }

@@ -109,6 +109,7 @@ TEST(ValidFraming, IsThatOfASerialDriver) {
 }
 
 TEST_P(CommContract, OneAndAHalfStopBitsWithEightDataBitsChangeNothing) {
+  MVSMS_NEEDS(Ability::kStrictFraming);
   const Dcb before = State();
   Dcb dcb = before;
   dcb.BaudRate = 300;

@@ -20,6 +20,7 @@ enum class Ability {
   kDiscardNull,    // zero bytes are taken out
   kEvents,         // waiting for line events
   kReadPending,    // a read stays pending until its time-outs say otherwise
+  kStrictFraming,  // framings that no serial driver should take are refused
 };
 
 class LineBackEnd {

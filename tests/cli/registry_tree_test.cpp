@@ -8,6 +8,7 @@
 #include <fstream>
 #include <random>
 
+#include "backends/memory/registry.h"
 #include "backends/posix/posix_platform.h"
 #include "engine/settings.h"
 #include "tests/cli/command_test.h"
@@ -56,6 +57,29 @@ class RandomTree {
 
   std::mt19937 random_;
 };
+
+// A store that takes every write and keeps none, as one does that is not the user's to change.
+class ForgetfulRegistry : public memory::MemoryRegistry {
+ public:
+  using MemoryRegistry::MemoryRegistry;
+  RegStatus SetValue(RegKey, const std::string&, RegType, const std::string&) override {
+    return kErrorSuccess;
+  }
+};
+
+TEST(RegistryTree, AValueThatDoesNotArriveIsAFailure) {
+  memory::MemoryPlatform platform;
+  memory::Machine machine(platform);
+  ForgetfulRegistry registry(machine);
+  RegistryTree tree;
+  tree.values.emplace_back("Retries", NumberValue(3));
+  try {
+    WriteTree(registry, "Software", tree);
+    FAIL() << "said to be written";
+  } catch (const Failure& failure) {
+    EXPECT_THAT(failure.what(), HasSubstr("\"Retries\" of the key \"Software\""));
+  }
+}
 
 TEST(RegistryTree, EveryTreeSurvivesItsJson) {
   for (unsigned seed = 0; seed < 300; ++seed) {

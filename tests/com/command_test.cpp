@@ -45,6 +45,28 @@ TEST_F(WindowsCommand, OpensTheConfigurationDialogAndEndsWithIt) {
   EXPECT_EQ(Mvsms("config get Retries").output, "3\r\n");
 }
 
+TEST_F(WindowsCommand, SaysThatTheSettingsAreNotItsToChange) {
+  const std::wstring profile = L"MIRVALEN\\PAGOREX\\ComTest";
+  SetAccess(profile, KEY_READ);
+  const Ended refused = Mvsms("config set Country 0049");
+  SetAccess(profile, KEY_ALL_ACCESS);
+  EXPECT_EQ(refused.exit_code, 1U);
+  EXPECT_THAT(refused.output, AllOf(HasSubstr("access is denied"), HasSubstr("PAGOREX\\ComTest")));
+}
+
+TEST_F(WindowsCommand, TellsOfTheProfileThatItTookOver) {
+  const std::wstring old = L"Software\\WOW6432Node\\MIRVALEN\\PAGOREX\\ComTestOld";
+  HKEY key = nullptr;
+  ::RegCreateKeyExW(HKEY_LOCAL_MACHINE, old.c_str(), 0, nullptr, 0,
+                    KEY_ALL_ACCESS | KEY_WOW64_64KEY, nullptr, &key, nullptr);
+  ::RegCloseKey(key);
+  const std::string notice = "mvsms: this profile was taken over";
+  EXPECT_THAT(Mvsms("profile list").output, AllOf(HasSubstr(notice), HasSubstr("\nComTestOld")));
+  EXPECT_THAT(Mvsms("profile list").output, testing::Not(HasSubstr(notice)));
+  EXPECT_EQ(RunToItsEnd("mvsms.exe profile delete ComTestOld").exit_code, 0U);
+  ::RegDeleteKeyExW(HKEY_LOCAL_MACHINE, old.c_str(), KEY_WOW64_64KEY, 0);
+}
+
 TEST_F(WindowsCommand, RefusesAModemThatWindowsDoesNotKnow) {
   const Ended refused = Mvsms("config set DefaultModem Nowhere");
   EXPECT_EQ(refused.exit_code, 2U);

@@ -60,10 +60,9 @@ class Examples : public testing::Test {
     DeleteProfile();
   }
   static void Route(const std::string& prefix, const std::string& service) {
-    const std::string key =
-        std::string("Software\\MIRVALEN\\PAGOREX\\") + kProfile + "\\Routing\\" + prefix;
+    const std::string key = std::string("MIRVALEN\\PAGOREX\\") + kProfile + "\\Routing\\" + prefix;
     HKEY opened = nullptr;
-    ::RegCreateKeyA(HKEY_LOCAL_MACHINE, key.c_str(), &opened);
+    ::RegCreateKeyA(NativeSoftware(), key.c_str(), &opened);
     ::RegSetValueExA(opened, "UseService", 0, REG_SZ,
                      reinterpret_cast<const BYTE*>(service.c_str()),
                      static_cast<DWORD>(service.size() + 1));

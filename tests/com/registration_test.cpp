@@ -1,4 +1,6 @@
 // Registration: what it writes is what unregistration takes away again.
+#include <fstream>
+#include <iterator>
 #include <map>
 
 #include "tests/support/com_host.h"
@@ -94,18 +96,18 @@ TEST_F(Registration, UnregisteringLeavesNothingBehind) {
 }
 
 TEST_F(Registration, OfTheUserNeedsNoPartOfTheMachine) {
-  HKEY classes = nullptr;  // every user of Windows has this key; of the emulator, not every one
-  ::RegCreateKeyA(HKEY_CURRENT_USER, "Software\\Classes\\CLSID", &classes);
-  ::RegCloseKey(classes);
+  // A user of Windows has these keys; one of the emulator, not always.
+  for (const char* key : {"CLSID", "Interface", "TypeLib"}) {
+    HKEY classes = nullptr;
+    ::RegCreateKeyA(HKEY_CURRENT_USER, (std::string("Software\\Classes\\") + key).c_str(),
+                    &classes);
+    ::RegCloseKey(classes);
+  }
   const Snapshot before = Registered();
   ASSERT_EQ(InstallFor(TRUE), S_OK);
   const auto added = Difference(Registered(), before);
   EXPECT_GT(added.size(), 10U);
   for (const std::string& path : added) {
-    // The emulator registers a type library for the machine even when asked for the user.
-    const bool of_types =
-        path.find("{71B8E07B") != path.npos || path.find("Interface") != path.npos;
-    if (of_types) continue;
     EXPECT_EQ(path.substr(0, 4), "HKCU") << path;
   }
   ASSERT_EQ(InstallFor(FALSE), S_OK);
@@ -132,6 +134,106 @@ TEST_F(Registration, ClassesBelongToApartments) {
     ++found;
   }
   EXPECT_EQ(found, 2);
+}
+
+constexpr REGSAM kOtherView = sizeof(void*) == 8 ? KEY_WOW64_32KEY : KEY_WOW64_64KEY;
+constexpr wchar_t kOtherServer[] =
+    L"Software\\Classes\\CLSID\\{3F383E62-CADE-45B8-A9FC-4352F7BBB909}\\InprocServer32";
+const std::wstring kOtherTypes =
+    L"Software\\Classes\\TypeLib\\{71B8E07B-8614-4071-A7C0-78FAFC360BBE}\\1.0\\0\\win" +
+    std::wstring(sizeof(void*) == 8 ? L"32" : L"64");
+
+win32::UniqueKey MakeKey(const std::wstring& path, REGSAM view = 0) {
+  HKEY key = nullptr;
+  ::RegCreateKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS | view, nullptr,
+                    &key, nullptr);
+  return win32::UniqueKey(key);
+}
+
+bool Exists(const std::wstring& path, REGSAM view = 0) {
+  HKEY key = nullptr;
+  ::RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ | view, &key);
+  return win32::UniqueKey(key) != nullptr;
+}
+
+/// What the server of the other bitness has, as far as the two could be in each other's way.
+void RegisterOther() {
+  MakeKey(kOtherServer, kOtherView);
+  MakeKey(kOtherTypes);
+}
+void UnregisterOther() {
+  HKEY classes = nullptr;
+  ::RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"Software\\Classes\\CLSID", 0, KEY_ALL_ACCESS | kOtherView,
+                  &classes);
+  ::RegDeleteTreeW(classes, L"{3F383E62-CADE-45B8-A9FC-4352F7BBB909}");
+  ::RegCloseKey(classes);
+}
+
+TEST_F(Registration, LeavesTheOtherBitnessWorking) {
+  const Snapshot before = Registered();
+  RegisterOther();
+  EXPECT_EQ(Register(), S_OK);
+  EXPECT_EQ(Unregister(), S_OK);
+  CLSID clsid;
+  EXPECT_EQ(::CLSIDFromProgID(L"mvSMS.Sender", &clsid), S_OK);
+  EXPECT_TRUE(Exists(kOtherServer, kOtherView));
+  EXPECT_TRUE(Exists(kOtherTypes));
+  EXPECT_FALSE(Exists(kOtherServer, kOtherView ^ (KEY_WOW64_32KEY | KEY_WOW64_64KEY)));
+  UnregisterOther();
+  EXPECT_EQ(Unregister(), S_OK);
+  EXPECT_THAT(Difference(Registered(), before), testing::IsEmpty());
+}
+
+TEST_F(Registration, IsAllOrNothing) {
+  const Snapshot before = Registered();
+  const std::wstring path = L"Software\\Classes\\mvSMS.Config";
+  MakeKey(path);
+  SetAccess(L"Classes\\mvSMS.Config", KEY_READ | DELETE);
+  EXPECT_EQ(Register(), HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED));
+  ::RegDeleteKeyW(HKEY_LOCAL_MACHINE, path.c_str());
+  EXPECT_THAT(Difference(Registered(), before), testing::IsEmpty());
+}
+
+/// What came since `before` of types and their interfaces. Names have no case, and nobody needs
+/// what the system adds for 16 bits.
+std::vector<std::string> TypesSince(const Snapshot& before) {
+  std::vector<std::string> types;
+  for (std::string path : Difference(Registered(), before)) {
+    ::CharLowerA(path.data());
+    const bool of_types =
+        path.find("\\typelib\\{") != path.npos || path.find("\\interface\\") != path.npos;
+    if (of_types && path.find("\\proxystubclsid\\") == path.npos) types.push_back(path);
+  }
+  return types;
+}
+
+TEST_F(Registration, OfTheTypesIsWhatTheSystemWouldWrite) {
+  const Snapshot before = Registered();
+  ASSERT_EQ(Register(), S_OK);
+  const auto own = TypesSince(before);
+  ASSERT_EQ(Unregister(), S_OK);
+  wchar_t dll[MAX_PATH] = L"";
+  ::GetModuleFileNameW(::GetModuleHandleW(L"mvSMS.dll"), dll, MAX_PATH);
+  ComPtr<ITypeLib> library;
+  ASSERT_EQ(::LoadTypeLibEx(dll, REGKIND_REGISTER, library.Put()), S_OK);
+  EXPECT_THAT(own, testing::ElementsAreArray(TypesSince(before)));
+  EXPECT_EQ(Unregister(), S_OK);
+  EXPECT_THAT(Difference(Registered(), before), testing::IsEmpty());
+}
+
+TEST_F(Registration, BringsAlongTheProfilesOfEarlier32BitHosts) {
+  const std::wstring old = L"Software\\WOW6432Node\\MIRVALEN\\PAGOREX\\ComTestOld";
+  const std::wstring in_use = L"Software\\MIRVALEN\\PAGOREX\\ComTestOld";
+  MakeKey(old, KEY_WOW64_64KEY);
+  ASSERT_EQ(Register(), S_OK);
+  EXPECT_TRUE(Exists(in_use, KEY_WOW64_64KEY));
+  EXPECT_TRUE(Exists(old, KEY_WOW64_64KEY));
+  std::ifstream log("SMSLog.txt");
+  EXPECT_THAT(std::string(std::istreambuf_iterator<char>(log), {}),
+              testing::HasSubstr("PAGOREX\\ComTestOld"));
+  for (const std::wstring& path : {old, in_use}) {
+    ::RegDeleteKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), KEY_WOW64_64KEY, 0);
+  }
 }
 
 TEST_F(Registration, MayBeRepeatedBothWays) {

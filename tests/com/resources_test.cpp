@@ -37,9 +37,45 @@ TEST(Resources, HoldTheTextsOfTheFormsInBothLanguages) {
       }
       ASSERT_EQ(ResourceText(dll, id, language), expected) << id;
     }
-    EXPECT_EQ(texts, 67);
+    EXPECT_EQ(texts, 68);
   }
   ::FreeLibrary(dll);
+}
+
+/// A version text of a file in one language; "" without one.
+std::string VersionText(const char* file, const char* language, const std::string& name) {
+  DWORD ignored = 0;
+  std::vector<char> block(::GetFileVersionInfoSizeA(file, &ignored));
+  if (block.empty() ||
+      !::GetFileVersionInfoA(file, 0, static_cast<DWORD>(block.size()), block.data())) {
+    return "";
+  }
+  void* text = nullptr;
+  UINT size = 0;
+  const std::string path = std::string("\\StringFileInfo\\") + language + "\\" + name;
+  return ::VerQueryValueA(block.data(), path.c_str(), &text, &size) ? static_cast<char*>(text) : "";
+}
+
+TEST(Resources, SayInBothLanguagesWhatAFileIsAndWhose) {
+  for (const char* file : {"mvSMS.dll", "mvsms.exe"}) {
+    EXPECT_EQ(VersionText(file, "040904E4", "OriginalFilename"), file);
+    EXPECT_EQ(VersionText(file, "040904E4", "CompanyName"), "the mvSMS authors");
+    EXPECT_EQ(VersionText(file, "040704E4", "LegalCopyright"),
+              "Copyright (c) 2026 die Autoren von mvSMS");
+    EXPECT_THAT(VersionText(file, "040704E4", "FileDescription"), testing::StartsWith("mvSMS: K"));
+  }
+}
+
+TEST(Resources, OfTheCommandAskForNoRightsAndForLongPaths) {
+  const HMODULE exe = ::LoadLibraryExA("mvsms.exe", nullptr, LOAD_LIBRARY_AS_DATAFILE);
+  const HRSRC found = ::FindResourceW(exe, MAKEINTRESOURCEW(1), MAKEINTRESOURCEW(24));
+  ASSERT_NE(found, nullptr);
+  const std::string manifest(static_cast<const char*>(::LockResource(::LoadResource(exe, found))),
+                             ::SizeofResource(exe, found));
+  EXPECT_THAT(manifest,
+              testing::AllOf(testing::HasSubstr("asInvoker"), testing::HasSubstr("longPathAware"),
+                             testing::HasSubstr("supportedOS")));
+  ::FreeLibrary(exe);
 }
 
 }  // namespace

@@ -5,14 +5,14 @@ namespace mvsms {
 namespace {
 
 std::string KeyOf(const std::string& below) {
-  const std::string profile = std::string("Software\\MIRVALEN\\PAGOREX\\") + kDeskProfile;
+  const std::string profile = std::string("MIRVALEN\\PAGOREX\\") + kDeskProfile;
   return below.empty() ? profile : profile + "\\" + below;
 }
 
 }  // namespace
 
 Desk::Desk() {
-  ::RegDeleteTreeA(HKEY_LOCAL_MACHINE, KeyOf("").c_str());
+  ::RegDeleteTreeA(NativeSoftware(), KeyOf("").c_str());
   EXPECT_EQ(::CoCreateInstance(CLSID_Config, nullptr, CLSCTX_INPROC_SERVER, IID__Config,
                                config_.PutVoid()),
             S_OK);
@@ -20,12 +20,12 @@ Desk::Desk() {
 
 Desk::~Desk() {
   config_.Reset();
-  ::RegDeleteTreeA(HKEY_LOCAL_MACHINE, KeyOf("").c_str());
+  ::RegDeleteTreeA(NativeSoftware(), KeyOf("").c_str());
 }
 
 void Desk::Write(const std::string& key, const std::string& value, const std::string& text) {
   HKEY opened = nullptr;
-  ASSERT_EQ(::RegCreateKeyA(HKEY_LOCAL_MACHINE, KeyOf(key).c_str(), &opened), ERROR_SUCCESS);
+  ASSERT_EQ(::RegCreateKeyA(NativeSoftware(), KeyOf(key).c_str(), &opened), ERROR_SUCCESS);
   ::RegSetValueExA(opened, value.c_str(), 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()),
                    static_cast<DWORD>(text.size() + 1));
   ::RegCloseKey(opened);
@@ -34,14 +34,14 @@ void Desk::Write(const std::string& key, const std::string& value, const std::st
 std::string Desk::Read(const std::string& key, const std::string& value) {
   char text[512] = "";
   DWORD size = sizeof text;
-  if (::RegGetValueA(HKEY_LOCAL_MACHINE, KeyOf(key).c_str(), value.c_str(), RRF_RT_REG_SZ, nullptr,
+  if (::RegGetValueA(NativeSoftware(), KeyOf(key).c_str(), value.c_str(), RRF_RT_REG_SZ, nullptr,
                      text, &size) == ERROR_SUCCESS) {
     return text;
   }
   DWORD number = 0;
   size = sizeof number;
-  if (::RegGetValueA(HKEY_LOCAL_MACHINE, KeyOf(key).c_str(), value.c_str(), RRF_RT_REG_DWORD,
-                     nullptr, &number, &size) == ERROR_SUCCESS) {
+  if (::RegGetValueA(NativeSoftware(), KeyOf(key).c_str(), value.c_str(), RRF_RT_REG_DWORD, nullptr,
+                     &number, &size) == ERROR_SUCCESS) {
     return std::to_string(number);
   }
   return "(none)";

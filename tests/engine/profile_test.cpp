@@ -35,6 +35,17 @@ class OfAProfile : public testing::Test {
   const Profile profile_{registry_, kKey};
 };
 
+TEST_F(OfAProfile, ThatCanBeMadeOrChangedIsNotReadOnly) {
+  EXPECT_FALSE(IsReadOnly(registry_, kKey));
+  profile_.Set(setting::kRetries, 3);
+  EXPECT_FALSE(IsReadOnly(registry_, kKey));
+}
+
+TEST_F(OfAProfile, WhichTheStoreGuardsIsReadOnly) {
+  platform_.fail = [](const std::string& name) { return name == "Registry.OpenKey"; };
+  EXPECT_TRUE(IsReadOnly(registry_, kKey));
+}
+
 TEST_F(OfAProfile, AnAbsentValueIsNothing) {
   EXPECT_EQ(profile_.Get(setting::kRetries), Variant());
   EXPECT_EQ(profile_.Service("Pager").Get(setting::kProtocol), Variant());

@@ -1,6 +1,8 @@
 // The host program of the tests, see host.h.
 #include "tests/support/com_host.h"
 
+#include <aclapi.h>
+
 #include <algorithm>
 #include <fstream>
 #include <iterator>
@@ -100,10 +102,10 @@ void Host::Unadvise(DWORD cookie) { EXPECT_EQ(EventPoint()->Unadvise(cookie), S_
 
 namespace {
 
-const std::string kProfileKey = std::string("Software\\MIRVALEN\\PAGOREX\\") + kProfile;
+const std::string kProfileKey = std::string("MIRVALEN\\PAGOREX\\") + kProfile;
 
 void WriteText(const std::string& key, const char* name, const std::string& text) {
-  ASSERT_EQ(::RegSetKeyValueA(HKEY_LOCAL_MACHINE, key.c_str(), name, REG_SZ, text.c_str(),
+  ASSERT_EQ(::RegSetKeyValueA(NativeSoftware(), key.c_str(), name, REG_SZ, text.c_str(),
                               static_cast<DWORD>(text.size() + 1)),
             ERROR_SUCCESS);
 }
@@ -132,7 +134,25 @@ void WriteService(const std::string& name, const std::string& protocol, const st
 
 void ShowStatusWindow() { WriteText(kProfileKey, "ShowStatus", "1"); }
 
-void DeleteProfile() { ::RegDeleteTreeA(HKEY_LOCAL_MACHINE, kProfileKey.c_str()); }
+void DeleteProfile() { ::RegDeleteTreeA(NativeSoftware(), kProfileKey.c_str()); }
+
+void SetAccess(const std::wstring& path, REGSAM access) {
+  HKEY opened = nullptr;
+  ASSERT_EQ(::RegOpenKeyExW(NativeSoftware(), path.c_str(), 0, WRITE_DAC, &opened), ERROR_SUCCESS);
+  const win32::UniqueKey key(opened);
+  wchar_t everyone[] = L"Everyone";
+  EXPLICIT_ACCESSW entry = {};
+  entry.grfAccessPermissions = access | WRITE_DAC;
+  entry.grfAccessMode = SET_ACCESS;
+  entry.Trustee.TrusteeForm = TRUSTEE_IS_NAME;
+  entry.Trustee.ptstrName = everyone;
+  ACL* list = nullptr;
+  ASSERT_EQ(::SetEntriesInAclW(1, &entry, nullptr, &list), DWORD{ERROR_SUCCESS});
+  EXPECT_EQ(::SetSecurityInfo(opened, SE_REGISTRY_KEY, DACL_SECURITY_INFORMATION, nullptr, nullptr,
+                              list, nullptr),
+            DWORD{ERROR_SUCCESS});
+  ::LocalFree(list);
+}
 
 HRESULT Invoke(IDispatch* object, const wchar_t* member, WORD flags, std::vector<VARIANT> arguments,
                VARIANT* result, UINT* bad_argument) {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "backends/win32/handles.h"
+#include "tests/support/native_registry.h"
 // generated from the interface description; after <windows.h>
 #include "mvSMS.h"
 
@@ -103,6 +104,9 @@ void WriteService(const std::string& name, const std::string& protocol, const st
 /// Switches the status window on in that profile.
 void ShowStatusWindow();
 void DeleteProfile();
+
+/// Gives everybody this access to a key below NativeSoftware(), and the right to change it again.
+void SetAccess(const std::wstring& path, REGSAM access);
 
 /// Late-bound call: arguments in their order. Gives what the member returns.
 HRESULT Invoke(IDispatch* object, const wchar_t* member, WORD flags, std::vector<VARIANT> arguments,

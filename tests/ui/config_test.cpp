@@ -25,6 +25,12 @@ TEST_F(ConfigClass, ShowsTheDialogAndReturnsAtOnce) {
   EXPECT_EQ(desk_.Text("Software\\MIRVALEN\\PAGOREX\\Standard", "Retries"), "3");
 }
 
+TEST_F(ConfigClass, SaysOnceAtOpeningThatSettingsCannotBeStored) {
+  desk_.platform.fail = [](const std::string& name) { return name == "Registry.OpenKey"; };
+  config_->ShowConfigDialog("A");
+  EXPECT_THAT(desk_.Messages(), ElementsAre(testing::HasSubstr("You have no right to change")));
+}
+
 TEST_F(ConfigClass, ASecondCallReplacesTheDialog) {
   config_->ShowConfigDialog("A");
   desk_.Forget();
