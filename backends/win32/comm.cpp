@@ -59,7 +59,7 @@ class Win32Overlapped : public Overlapped {
     delivery_ = nullptr;
     if (::WaitForSingleObject(operation_->event.get(), kLongest) == WAIT_TIMEOUT) {
       // It may write there at any time: left to it, for a leak is better than foreign memory.
-      static_cast<void>(operation_.release());
+      operation_.release();  // NOLINT(bugprone-unused-return-value)
       operation_ = std::make_unique<Operation>();
     }
     ::SetEvent(operation_->event.get());

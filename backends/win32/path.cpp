@@ -13,7 +13,7 @@ constexpr std::size_t kCodeLength = 6;  // "<041F>"
 constexpr char kHexDigits[] = "0123456789ABCDEF";
 
 std::string InPath(wchar_t character) {
-  const std::string ansi = AnsiFromWide({&character, 1});
+  std::string ansi = AnsiFromWide({&character, 1});
   if (ansi != "?" || character == L'?') return ansi;
   char code[kCodeLength + 1] = "";
   std::snprintf(code, sizeof code, "<%04X>", static_cast<unsigned>(character));
