@@ -17,7 +17,8 @@ constexpr char kOverview[] =
     "speaks TAP or UCP to it, and hangs up.";
 
 void AddSharedOptions(Command& command, Context& context) {
-  command.AddOption("--profile", context.profile, "Settings profile (default: Standard)");
+  context.profile_options.push_back(
+      command.AddOption("--profile", context.profile, "Settings profile (default: Standard)"));
   command.AddFlag("--json", context.json, "Print JSON");
 }
 

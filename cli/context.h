@@ -22,6 +22,8 @@ namespace mvsms::cli {
 /// Objects keep the order in which their members were added. Making one takes cli/json.h.
 using Json = nlohmann::ordered_json;
 
+class Option;
+
 class Context {
  public:
   /// `home_folder` is a UTF-8 path. The streams outlive the context. Without a `platform`, this
@@ -36,6 +38,8 @@ class Context {
 
   /// Name of the settings profile, UTF-8.
   std::string profile = kStandardProfile;
+  /// The options that name it: the command line's, and each command's own.
+  std::vector<const Option*> profile_options;
   bool json = false;
   /// Each document of PrintJson on one line of its own.
   bool json_lines = false;

@@ -115,8 +115,8 @@ class ITTAPI {
   /// All line addresses, in the service's order.
   virtual std::vector<std::shared_ptr<ITAddress>> GetAddresses() = 0;
   /// Registers for calls on an address and returns the registration handle, never -1. An event sink
-  /// must be set before. Throws when the service refuses, as some do for a line that another program
-  /// is using; with others the call's Connect fails.
+  /// must be set before. Throws when the service refuses, as some do for a line that is in use;
+  /// with others the call's Connect fails.
   virtual std::int32_t RegisterCallNotifications(const std::shared_ptr<ITAddress>& address,
                                                  bool monitor, bool owner, std::int32_t media_types,
                                                  std::int32_t callback_instance) = 0;

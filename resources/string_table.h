@@ -23,7 +23,6 @@ inline constexpr std::uint16_t kEntryExists = 5101;
 inline constexpr std::uint16_t kDeleteEntry = 5102;
 inline constexpr std::uint16_t kEnterPrefix = 5103;
 inline constexpr std::uint16_t kNewRoute = 5104;
-inline constexpr std::uint16_t kReadOnly = 5105;
 inline constexpr std::uint16_t kSelectMessageType = 6101;
 inline constexpr std::uint16_t kSelectProtocol = 6102;
 inline constexpr std::uint16_t kSelectUcpOperation = 6103;

@@ -4,16 +4,22 @@
 #include <utility>
 
 #include "engine/profile.h"
-#include "resources/string_table.h"
+#include "ui/messages.h"
 
 namespace mvsms {
 namespace {
 
+constexpr Wording kReadOnly = {
+    "You have no right to change these settings: services and routes are not shown, and changes "
+    "are "
+    "not stored.",
+    "Sie dürfen diese Einstellungen nicht ändern: Dienste und Routing-Einträge werden nicht "
+    "angezeigt, Änderungen nicht gespeichert."};
+
 /// The store reports no write that it refuses, so that the user is warned beforehand.
 void WarnIfReadOnly(Platform& platform, std::string profile) {
   if (!IsReadOnly(platform.registry(), BaseKey(profile))) return;
-  platform.forms().MsgBox(LoadResString(platform.locale(), string_id::kReadOnly),
-                          msgbox::kExclamation, "");
+  platform.forms().MsgBox(TextOf(platform.locale(), kReadOnly), msgbox::kExclamation, "");
 }
 
 }  // namespace

@@ -52,8 +52,10 @@ std::string EndOfNumber(const std::string& number) {
 
 class Filter {
  public:
-  explicit Filter(const JournalOptions& options)
-      : since_(options.since.empty() ? 0
+  /// An empty `profile` (ANSI) is any.
+  Filter(const JournalOptions& options, const std::string& profile)
+      : profile_(FoldCase(profile)),
+        since_(options.since.empty() ? 0
                                      : ParseSince("--since", options.since, std::time(nullptr))),
         end_(EndOfNumber(options.to)),
         outcome_(options.outcome) {
@@ -64,7 +66,8 @@ class Filter {
 
   std::int64_t since() const { return since_; }
   bool Takes(const JournalEntry& entry) const {
-    return SameNumber(entry.row.recipient) && (outcome_.empty() || entry.row.outcome == outcome_);
+    return SameNumber(entry.row.recipient) && (outcome_.empty() || entry.row.outcome == outcome_) &&
+           (profile_.empty() || FoldCase(entry.row.profile) == profile_);
   }
 
  private:
@@ -74,6 +77,7 @@ class Filter {
     return end.ends_with(end_) || (end.size() >= kNoPagersNumber && end_.ends_with(end));
   }
 
+  std::string profile_;
   std::int64_t since_;
   std::string end_;
   std::string outcome_;
@@ -244,7 +248,8 @@ void Prune(Context& context, const std::string& days) {
 void Run(Context& context, const JournalOptions& options) {
   if (options.csv && context.json) throw UsageError("--csv and --json exclude each other");
   if (!options.prune.empty()) return Prune(context, options.prune);
-  const Filter filter(options);
+  const bool one_profile = std::ranges::any_of(context.profile_options, &Option::Given);
+  const Filter filter(options, one_profile ? AnsiFromUtf8(context.profile) : "");
   if (options.csv) context.out << CsvHeading();
   options.follow ? Follow(context, options, filter) : PrintAll(context, options, filter);
 }
@@ -263,6 +268,7 @@ void AddJournalCommand(Command& app, Context& context) {
       "  mvsms journal --prune 90\n"
       "Every 'mvsms send' is one entry, written before the call and closed after it. Outcomes are\n"
       "those of send, and open while it runs; unknown also when its program was killed meanwhile.\n"
+      "All profiles are in it; --profile chooses one.\n"
       "--json prints an object a line: id (that of send --json), begun, ended, user, profile,\n"
       "recipient, text or text_sha256 (see the setting JournalText), service, modem, dialled,\n"
       "outcome, reason, exit_code, pieces, pieces_accepted, seconds, answer; null is what is not\n"

@@ -22,7 +22,6 @@ using ::testing::IsEmpty;
 using ::testing::Not;
 using ::testing::SizeIs;
 
-
 class JournalCommand : public CommandTest {
  protected:
   void Put(const JournalRow& row) { posix::Journal(home_.string()).Put(row); }
@@ -196,6 +195,18 @@ TEST_F(JournalCommand, CsvQuotesAndKeepsSpreadsheetsFromCalculating) {
   EXPECT_THAT(csv, testing::StartsWith("id,begun,ended,user,profile,recipient,text,"));
   EXPECT_THAT(csv, HasSubstr(",'+49,\"'=1+1, \"\"x\"\"\",,Pager,Modem,"));
   EXPECT_THAT(csv, EndsWith(",0,1,1,12.345,\r\n"));
+}
+
+TEST_F(JournalCommand, AllProfilesAreShownUnlessOneIsNamed) {
+  Put(Accepted("1"));
+  JournalRow row = Accepted("2");
+  row.profile = "Night";
+  Put(row);
+  EXPECT_THAT(Entries(), SizeIs(2));
+  ASSERT_THAT(Entries({"--profile", "night"}), SizeIs(1));
+  EXPECT_EQ(Entries({"--profile", "night"})[0]["id"], "2");
+  EXPECT_EQ(Entries({"--profile", "Standard"}).at(0)["id"], "1");
+  EXPECT_THAT(Entries({"--profile", "Day"}), IsEmpty());
 }
 
 TEST_F(JournalCommand, TheNewestComesLastAndOnlyWhatIsAskedFor) {

@@ -47,8 +47,8 @@ std::string ProblemSentence(const std::string& home, const SqliteError& error);
 
 /// Why the settings in the folder `home` cannot be read, as such a sentence. Empty when all is
 /// well, also when nothing has been stored yet. Reads the whole file and writes nothing: a message
-/// that says "disk full" must go out. `passes`, where given, is told whether it is another program's
-/// lock, which ends.
+/// that says "disk full" must go out. `passes`, where given, is told whether it is another
+/// program's lock, which ends.
 std::string StoreProblem(const std::string& home, bool* passes = nullptr);
 /// Why they cannot be read or changed. Tries a write too, and takes it back.
 std::string WriteProblem(const std::string& home);
