@@ -33,9 +33,13 @@ class ErrorReportDialog : public testing::Test {
  protected:
   ErrorReportDialog() {
     desk_.WriteProfile();
+    ::SetEnvironmentVariableA("FAKE_TAPI_NO_DIALOG", "1");
     ::DeleteFileA("mvSMSErrors.log");
   }
-  ~ErrorReportDialog() override { ::DeleteFileA("mvSMSErrors.log"); }
+  ~ErrorReportDialog() override {
+    ::SetEnvironmentVariableA("FAKE_TAPI_NO_DIALOG", nullptr);
+    ::DeleteFileA("mvSMSErrors.log");
+  }
 
   /// Makes the error happen and lets the user act on it.
   void Meet(const std::function<void()>& actions) {

@@ -75,7 +75,9 @@ TEST(Dialogs, ShowTheirTextsInFull) {
     const HWND test = screen::Window(screen::Text(6105));
     LookAtAnyScale(test, "test-tool");
     screen::Press(test, VK_ESCAPE);
+    ::SetEnvironmentVariableA("FAKE_TAPI_NO_DIALOG", "1");
     screen::Click(screen::Captioned(config, screen::Text(5012)));
+    ::SetEnvironmentVariableA("FAKE_TAPI_NO_DIALOG", nullptr);
     const HWND error = screen::Window(screen::IsGerman() ? " Ein Fehler ist aufgetreten"
                                                          : " An Error Has Occured");
     LookAtAnyScale(error, "error");

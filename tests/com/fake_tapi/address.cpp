@@ -93,11 +93,13 @@ class Address final
     return S_OK;
   }
   /// A window with the line's name, which the user closes. A number may be left out, not be empty.
+  /// A process with the environment variable FAKE_TAPI_NO_DIALOG meets a service that has none.
   HRESULT WINAPI TranslateDialog(TAPIHWND owner, BSTR number) override {
     if (!events_->open) return TAPI_E_NOT_INITIALIZED;
     const auto window = reinterpret_cast<HWND>(owner);
     if (window && !::IsWindow(window)) return E_INVALIDARG;
     if (number && ::SysStringLen(number) == 0) return E_INVALIDARG;
+    if (::GetEnvironmentVariableA("FAKE_TAPI_NO_DIALOG", nullptr, 0) != 0) return E_NOTIMPL;
     ::MessageBoxA(window, line_.name.c_str(), "Phone and Modem", MB_OK);
     return S_OK;
   }
