@@ -11,8 +11,7 @@ namespace {
 
 constexpr Wording kReadOnly = {
     "You have no right to change these settings: services and routes are not shown, and changes "
-    "are "
-    "not stored.",
+    "are not stored.",
     "Sie dürfen diese Einstellungen nicht ändern: Dienste und Routing-Einträge werden nicht "
     "angezeigt, Änderungen nicht gespeichert."};
 

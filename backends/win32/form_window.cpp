@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "backends/win32/handles.h"
 #include "backends/win32/text.h"
 #include "base/raised_error.h"
 #include "forms/accessibility.h"

@@ -82,6 +82,9 @@ class Bstr {
 /// Text of a BSTR for the core, see text.h; NULL is empty.
 std::string AnsiFromBstr(BSTR text);
 
+/// The DLL or program that this code is part of.
+HMODULE OwnModule();
+
 /// A function of a library of the system folder, loaded once and kept; null when there is none.
 /// Never looks into the program's folder or the search path.
 FARPROC SystemFunction(const char* library, const char* function);

@@ -20,13 +20,7 @@ std::wstring PathOf(HMODULE module) {
 }
 
 /// The file that holds this code: the DLL, not the host program.
-std::wstring ComponentPath() {
-  HMODULE module = nullptr;
-  ::GetModuleHandleExW(
-      GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-      reinterpret_cast<LPCWSTR>(&ComponentPath), &module);
-  return PathOf(module);
-}
+std::wstring ComponentPath() { return PathOf(OwnModule()); }
 
 /// A file's name without folder and extension.
 std::string BareName(const std::wstring& path) {

@@ -1,6 +1,8 @@
 // See look.h.
 #include "backends/win32/look.h"
 
+#include "backends/win32/handles.h"
+
 namespace mvsms::win32 {
 namespace {
 
@@ -21,14 +23,6 @@ HANDLE Context() {
 }
 
 }  // namespace
-
-HMODULE OwnModule() {
-  HMODULE module = nullptr;
-  ::GetModuleHandleExW(
-      GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-      reinterpret_cast<LPCWSTR>(&OwnModule), &module);
-  return module;
-}
 
 CurrentLook::CurrentLook() {
   if (Context() != INVALID_HANDLE_VALUE) active_ = ::ActivateActCtx(Context(), &cookie_) != FALSE;

@@ -8,9 +8,6 @@
 
 namespace mvsms::win32 {
 
-/// The DLL or program that this code is part of.
-HMODULE OwnModule();
-
 /// The look of the system's current controls, whatever the host's own, for windows that are made
 /// while one exists.
 class CurrentLook {

@@ -4,6 +4,7 @@
 
 #include <utility>
 
+#include "backends/win32/handles.h"
 #include "backends/win32/tapi_ids.h"
 #include "base/raised_error.h"
 
@@ -12,14 +13,6 @@ namespace {
 
 constexpr UINT kArrived = WM_APP + 1;
 constexpr wchar_t kWindowClass[] = L"mvSMS telephony events";
-
-HMODULE OwnModule() {
-  HMODULE module = nullptr;
-  ::GetModuleHandleExW(
-      GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-      reinterpret_cast<LPCWSTR>(&OwnModule), &module);
-  return module;
-}
 
 }  // namespace
 
