@@ -17,7 +17,7 @@ lock_chroot() {
 enter_chroot() {
   export root=$1 folder=$2 SHARED=${SHARED:-}
   local passed
-  passed=$(env | sed -n 's/^\(CI\|MVSMS_[A-Z]*\)=.*/\1/p' | tr '\n' ' ')
+  passed=$(env | sed -n 's/^\(CI\|MVSMS_[A-Z_]*\)=.*/\1/p' | tr '\n' ' ')
   export passed
   cp --dereference /etc/resolv.conf "$root/etc/resolv.conf"
   exec unshare --mount --pid --fork --kill-child --mount-proc bash -c '

@@ -124,9 +124,9 @@ Ended Configure(const std::string& command) {
 TEST_F(Examples, OpenTheConfigurationDialog) {
   const std::string script = "cscript //nologo " + std::string(MVSMS_EXAMPLES) + "\\config.vbs ";
   EXPECT_THAT(Configure(script + kProfile).output, EndsWith("closed\r\n"));
-  const std::string key = std::string("Software\\MIRVALEN\\PAGOREX\\") + kProfile;
+  const std::string key = std::string("MIRVALEN\\PAGOREX\\") + kProfile;
   DWORD retries = 0, size = sizeof retries;
-  ::RegGetValueA(HKEY_LOCAL_MACHINE, key.c_str(), "Retries", RRF_RT_REG_DWORD, nullptr, &retries,
+  ::RegGetValueA(NativeSoftware(), key.c_str(), "Retries", RRF_RT_REG_DWORD, nullptr, &retries,
                  &size);
   EXPECT_EQ(retries, 3U);
   DeleteProfile();
