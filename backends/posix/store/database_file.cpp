@@ -6,14 +6,19 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <system_error>
 
-#include "backends/posix/store/sqlite.h"
+#include "base/ansi.h"
+#include "base/raised_error.h"
 
 namespace mvsms::posix {
 namespace {
+
+/// What a host knows as "Path/File access error".
+constexpr std::int32_t kAccessError = 75;
 
 /// Whether somebody with other rights might have fared better.
 bool IsRefusal(int code) {
@@ -50,6 +55,30 @@ const char* AdviceFor(int code) {
   }
 }
 
+/// A file under another name.
+class Draft {
+ public:
+  explicit Draft(const std::string& file) : path_(file + ".XXXXXX") {
+    const int made = mkstemp(path_.data());
+    if (made < 0) FailWithErrno(SQLITE_CANTOPEN, file);
+    close(made);
+  }
+  ~Draft() { unlink(path_.c_str()); }
+  Draft(const Draft&) = delete;
+  Draft& operator=(const Draft&) = delete;
+
+  const std::string& path() const { return path_; }
+  /// Whoever was faster has made the same.
+  void Become(const std::string& file) const {
+    if (link(path_.c_str(), file.c_str()) != 0 && errno != EEXIST) {
+      FailWithErrno(SQLITE_CANTOPEN, file);
+    }
+  }
+
+ private:
+  std::string path_;
+};
+
 }  // namespace
 
 void FailWithErrno(int code, const std::string& what) {
@@ -66,6 +95,18 @@ void MakeHome(const std::string& home) {
 bool IsShared(const std::string& home) {
   struct stat folder{};
   return stat(home.c_str(), &folder) == 0 && (folder.st_mode & S_IWGRP) != 0;
+}
+
+void MakeWhole(const std::string& home, const std::string& file,
+               const std::function<void(Connection&)>& make_tables) {
+  MakeHome(home);
+  const Draft draft(file);
+  chmod(draft.path().c_str(), IsShared(home) ? 0660 : 0640);
+  {
+    Connection connection(draft.path());
+    make_tables(connection);
+  }
+  draft.Become(file);
 }
 
 bool HasTables(Connection& connection, std::int64_t known) {
@@ -96,6 +137,11 @@ std::string TroubleWith(const std::string& what, const std::string& path,
   const std::string owner = IsRefusal(error.code()) ? Ownership(path) : "";
   return "The " + what + " " + path + " cannot be used: " + error.what() + owner + ". " +
          AdviceFor(error.code());
+}
+
+void RaiseTrouble(const char* source, const std::string& what, const std::string& path,
+                  const SqliteError& error) {
+  throw RaisedError(kAccessError, source, AnsiFromUtf8(TroubleWith(what, path, error)));
 }
 
 }  // namespace mvsms::posix

@@ -3,12 +3,12 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 
-namespace mvsms::posix {
+#include "backends/posix/store/sqlite.h"
 
-class Connection;
-class SqliteError;
+namespace mvsms::posix {
 
 /// Throws SqliteError with `code`, `what` and what errno says.
 [[noreturn]] void FailWithErrno(int code, const std::string& what);
@@ -18,6 +18,12 @@ void MakeHome(const std::string& home);
 
 /// Whether the group may write into the folder, and so shares the files in it.
 bool IsShared(const std::string& home);
+
+/// Makes the database `file` in `home`, which is made when it is not there, for its owner and
+/// group, with what `make_tables` puts into it. It has another name until it is whole: two who
+/// begin at the same time, or one who is killed, leave no half a file to the others.
+void MakeWhole(const std::string& home, const std::string& file,
+               const std::function<void(Connection&)>& make_tables);
 
 /// True when the tables are there, false in a file that is still empty. Throws SqliteError for a
 /// file of a version after `known`, which this program would misread.
@@ -30,5 +36,21 @@ std::string Ownership(const std::string& path);
 /// A sentence for the user about the file `path`, which is `what` in words: what the system said,
 /// whose the file is where that matters, and how to go on. UTF-8.
 std::string TroubleWith(const std::string& what, const std::string& path, const SqliteError& error);
+
+/// Throws that sentence as RaisedError from `source`, with the number that hosts know as "Path/File
+/// access error".
+[[noreturn]] void RaiseTrouble(const char* source, const std::string& what, const std::string& path,
+                               const SqliteError& error);
+
+/// Runs an operation on a file, turning its failure into a RaisedError about it.
+template <typename Operation>
+auto WithTrouble(const char* source, const std::string& what, const std::string& path,
+                 Operation operation) {
+  try {
+    return operation();
+  } catch (const SqliteError& error) {
+    RaiseTrouble(source, what, path, error);
+  }
+}
 
 }  // namespace mvsms::posix

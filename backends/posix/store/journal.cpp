@@ -2,12 +2,10 @@
 // open meanwhile, and takes up a file that was moved away or pruned.
 #include "backends/posix/store/journal.h"
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
-#include <cstdlib>
 #include <ctime>
 #include <string_view>
 
@@ -15,7 +13,6 @@
 #include "backends/posix/store/sqlite.h"
 #include "backends/posix/system/process.h"
 #include "base/ansi.h"
-#include "base/raised_error.h"
 
 namespace mvsms::posix {
 namespace {
@@ -23,9 +20,6 @@ namespace {
 using dispatch::JournalRow;
 
 constexpr std::int64_t kVersion = 1;
-
-/// What a host knows as "Path/File access error".
-constexpr std::int32_t kAccessError = 75;
 
 constexpr const char* kSchema[] = {
     R"(CREATE TABLE attempts(
@@ -70,11 +64,7 @@ constexpr char kPrune[] = "DELETE FROM attempts WHERE begun < ?1";
 /// Runs an operation on the file, turning its failure into a sentence about it.
 template <typename Operation>
 auto Explained(const std::string& file, Operation operation) {
-  try {
-    return operation();
-  } catch (const SqliteError& error) {
-    throw RaisedError(kAccessError, "Journal", AnsiFromUtf8(TroubleWith("journal", file, error)));
-  }
+  return WithTrouble("Journal", "journal", file, operation);
 }
 
 void MakeTables(Connection& connection) {
@@ -83,42 +73,6 @@ void MakeTables(Connection& connection) {
   if (HasTables(connection, kVersion)) return;  // another process was faster
   for (const char* statement : kSchema) connection.Execute(statement);
   writing.Commit();
-}
-
-/// A file of another name until it is whole: two who begin at the same time, or one who is killed,
-/// leave no half a journal to the others.
-class Draft {
- public:
-  explicit Draft(const std::string& home) : path_(home + "/journal.XXXXXX") {
-    const int made = mkstemp(path_.data());
-    if (made < 0) FailWithErrno(SQLITE_CANTOPEN, home);
-    close(made);
-    chmod(path_.c_str(), IsShared(home) ? 0660 : 0640);
-  }
-  ~Draft() { unlink(path_.c_str()); }
-  Draft(const Draft&) = delete;
-  Draft& operator=(const Draft&) = delete;
-
-  const std::string& path() const { return path_; }
-  /// Whoever was faster has made the same.
-  void Become(const std::string& file) const {
-    if (link(path_.c_str(), file.c_str()) != 0 && errno != EEXIST) {
-      FailWithErrno(SQLITE_CANTOPEN, file);
-    }
-  }
-
- private:
-  std::string path_;
-};
-
-void MakeFile(const std::string& home, const std::string& file) {
-  MakeHome(home);
-  const Draft draft(home);
-  {
-    Connection connection(draft.path());
-    MakeTables(connection);
-  }
-  draft.Become(file);
 }
 
 void PrepareToWrite(Connection& connection, std::chrono::milliseconds patience) {
@@ -187,7 +141,7 @@ bool Journal::Exists() const { return access(file_.c_str(), F_OK) == 0 || errno 
 
 void Journal::Put(const JournalRow& row) {
   Explained(file_, [&] {
-    if (!Exists()) MakeFile(home_, file_);
+    if (!Exists()) MakeWhole(home_, file_, MakeTables);
     Connection connection(file_);
     PrepareToWrite(connection, patience_);
     Write(connection, row);
