@@ -26,7 +26,7 @@ ROOMS = {
     "dispatch": "base platform media protocols engine",
     "diagnostics": "base platform resources forms engine",
     "ui": "base platform resources forms media protocols engine diagnostics",
-    "backends/memory": "base platform forms",
+    "backends/memory": "base platform forms dispatch",
     "backends/win32": "base platform forms",
     "backends/posix/system": "base platform",
     "backends/posix/store": "base platform dispatch backends/posix/system",
