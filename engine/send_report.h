@@ -23,10 +23,11 @@ enum class LineEnd {
   kByUs,      // we hung up
   kLost,      // it was over before we hung up: the centre, the carrier or the device was gone
   kLeftOpen,  // an unforeseen error left it open
+  kKept,      // it stands, for the next message
 };
 
-inline constexpr std::array<std::string_view, 4> kLineEndNames = {"never up", "by us", "lost",
-                                                                  "left open"};
+inline constexpr std::array<std::string_view, 5> kLineEndNames = {"never up", "by us", "lost",
+                                                                  "left open", "kept"};
 
 constexpr std::string_view NameOf(LineEnd end) {
   return kLineEndNames[static_cast<std::size_t>(end)];

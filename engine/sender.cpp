@@ -176,7 +176,8 @@ bool Sender::BreakOff(std::int32_t number, const std::string& description) {
 /// send.
 bool Sender::Transmit(Attempt& attempt, bool prepared) {
   const LineInUse in_use(line_in_use_);
-  const bool sent = prepared && SetUpMedium(attempt) && Connect(attempt) && SendPieces(attempt);
+  const bool sent = prepared && (GoesOn(attempt) || (SetUpMedium(attempt) && Connect(attempt))) &&
+                    SendPieces(attempt);
   CloseConnection(attempt);
   return sent;
 }
@@ -184,6 +185,16 @@ bool Sender::Transmit(Attempt& attempt, bool prepared) {
 void Sender::AbortAction() {
   if (medium_ != nullptr) medium_->AbortAction();
   abort = true;
+}
+
+bool Sender::HasLine() const { return line_kept_ && objTapiLine_->HasCall(); }
+
+void Sender::HangUp() {
+  if (!std::exchange(line_kept_, false)) return;
+  const LineInUse in_use(line_in_use_);
+  std::int32_t error = 0;
+  std::string message;
+  CloseLine(error, message);
 }
 
 void Sender::Begin(const Attempt& attempt) {
@@ -246,6 +257,22 @@ bool Sender::CheckLength(const Attempt& attempt) {
                   " chars per message = " + std::to_string(capacity) + ")");
 }
 
+/// Takes up the line that was kept, when it serves this message, too; else hangs it up. What the
+/// centre has said meanwhile is no answer to what comes now.
+bool Sender::GoesOn(Attempt& attempt) {
+  if (!line_kept_) return false;
+  if (!HasLine() || line_service_ != attempt.service) {
+    HangUp();
+    return false;
+  }
+  line_kept_ = false;
+  attempt.protocol = FindProtocol(attempt.service.Protocol);
+  report_.dialled = objTapiLine_->TranslatedNumber();
+  report_.line_end = LineEnd::kLeftOpen;
+  static_cast<void>(medium_->Receive());
+  return true;
+}
+
 /// A service with an unknown protocol gets no medium; that shows when it is to connect.
 bool Sender::SetUpMedium(Attempt& attempt) {
   const ServiceRecord& service = attempt.service;
@@ -272,6 +299,7 @@ bool Sender::SetUpMedium(Attempt& attempt) {
   AddStatus("Dialling " + service.Name + " (" + service.PhoneNumber +
             ") using modem: " + service.ModemName);
   medium_ = objTapiLine_.get();
+  line_service_ = service;
   return true;
 }
 
@@ -307,15 +335,25 @@ bool Sender::SendPieces(Attempt& attempt) {
 }
 
 void Sender::CloseConnection(Attempt& attempt) {
+  if (line_kept_) return;  // this message did not come to the line
+  line_kept_ = KeepsLine && !abort && medium_ != nullptr && logged_in && objTapiLine_->HasCall();
+  if (line_kept_) {
+    report_.line_end = LineEnd::kKept;
+  } else {
+    CloseLine(attempt.medium_error, attempt.medium_message);
+  }
+}
+
+void Sender::CloseLine(std::int32_t& error, std::string& message) {
   if (medium_ != nullptr) {
     AddStatus("Closing connection..");
     if (report_.line_end == LineEnd::kLeftOpen) {
       report_.line_end = objTapiLine_->HasCall() ? LineEnd::kByUs : LineEnd::kLost;
     }
-    if (medium_->Disconnect(attempt.medium_error, attempt.medium_message)) {
+    if (medium_->Disconnect(error, message)) {
       AddStatus("Connection closed.");
     } else {
-      Fail(attempt.medium_error, "Error closing connection: " + attempt.medium_message);
+      Fail(error, "Error closing connection: " + message);
     }
   }
   medium_ = nullptr;

@@ -49,6 +49,11 @@ class Sender final : private SessionHost {
   /// Stops a running send at its next check. Every later send of this object is cut short too.
   void AbortAction();
 
+  /// Hangs up the line that was kept, with the status lines of a send's end. Nothing without one.
+  void HangUp();
+  /// Whether a line is kept, and stands as far as the last look at it told.
+  bool HasLine() const;
+
   /// The facts of the running send, or of the latest one.
   const SendReport& Report() const { return report_; }
 
@@ -63,6 +68,12 @@ class Sender final : private SessionHost {
   std::string HostAppName;
   /// Full path of the send log; not empty forces logging.
   std::string LogFilePath;
+  /// For a host with several messages for one message centre, and beside the component's interface:
+  /// a message that the centre let in leaves the line up, and the next one for the same service,
+  /// its settings unchanged, goes over it without dialling. Whether an answer leaves the line fit
+  /// for another message is the host's to judge: in doubt it hangs up. A kept line ends with
+  /// HangUp, with a message for another service, or with this object.
+  bool KeepsLine = false;
 
  private:
   struct Attempt;
@@ -80,10 +91,12 @@ class Sender final : private SessionHost {
   bool ChooseService(Attempt& attempt);
   bool CheckLength(const Attempt& attempt);
   bool Transmit(Attempt& attempt, bool prepared);
+  bool GoesOn(Attempt& attempt);
   bool SetUpMedium(Attempt& attempt);
   bool Connect(Attempt& attempt);
   bool SendPieces(Attempt& attempt);
   void CloseConnection(Attempt& attempt);
+  void CloseLine(std::int32_t& error, std::string& message);
   void End(bool sent);
 
   bool Fail(std::int32_t number, const std::string& description);
@@ -113,6 +126,8 @@ class Sender final : private SessionHost {
   SendReport report_;                            // of the latest send
   std::chrono::milliseconds report_opened_{0};   // by the clock
   bool line_in_use_ = false;                     // a send is on the line, or the line is reporting
+  bool line_kept_ = false;                       // it was up after the latest message, for the next
+  ServiceRecord line_service_;                   // that the line was set up for
   std::unique_ptr<TAPILine> objTapiLine_;        // last: its destructor may still report an error
 };
 

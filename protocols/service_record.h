@@ -22,6 +22,8 @@ struct ServiceRecord {
   std::int32_t TimeOut = 0;   // milliseconds
   std::string ModemName;
   std::int32_t MessageType = 0;  // 2 numeric, 3 alphanumeric
+
+  friend bool operator==(const ServiceRecord&, const ServiceRecord&) = default;
 };
 
 inline constexpr std::int32_t kMessageTypeNumeric = 2;

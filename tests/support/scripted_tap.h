@@ -24,6 +24,7 @@ struct ScriptedTap {
   std::vector<std::string> blocks;  // STX to the CR after the checksum
   int prompted = 0;
   int hang_ups = 0;
+  memory::Wire* wire = nullptr;  // of the latest call
 
   std::unique_ptr<memory::FarEnd> Answer(const std::string& number);
 
@@ -37,7 +38,7 @@ class ScriptedTapCall : public memory::FarEnd {
  public:
   explicit ScriptedTapCall(ScriptedTap& script) : script_(script) {}
 
-  void Connected(memory::Wire& wire) override { wire_ = &wire; }
+  void Connected(memory::Wire& wire) override { wire_ = script_.wire = &wire; }
   void HungUp() override { ++script_.hang_ups; }
   void Received(std::string_view bytes) override {
     for (const char byte : bytes) {

@@ -29,6 +29,7 @@ struct ScriptedUcp {
   std::vector<std::string> answers;  // in turn, empty for none; then every frame is accepted
   std::vector<std::string> frames;   // STX to ETX
   int hang_ups = 0;
+  memory::Wire* wire = nullptr;  // of the latest call
 
   std::unique_ptr<memory::FarEnd> Answer(const std::string& number);
 
@@ -42,7 +43,7 @@ class ScriptedUcpCall : public memory::FarEnd {
  public:
   explicit ScriptedUcpCall(ScriptedUcp& script) : script_(script) {}
 
-  void Connected(memory::Wire& wire) override { wire_ = &wire; }
+  void Connected(memory::Wire& wire) override { wire_ = script_.wire = &wire; }
   void HungUp() override { ++script_.hang_ups; }
   void Received(std::string_view bytes) override {
     for (const char byte : bytes) {
