@@ -9,6 +9,7 @@
 #include "base/ansi.h"
 #include "base/texts.h"
 #include "cli/system.h"
+#include "dispatch/decision.h"
 #include "media/dwdcb.h"
 
 namespace mvsms::cli {
@@ -117,6 +118,8 @@ void CheckRule(Subject& subject) {
     case ValueRule::kService:
       if (!subject.value.empty()) ExistingService(subject.store, subject.value);
       return;
+    case ValueRule::kPauses:
+      return require(dispatch::ReadPauses(subject.value).has_value());
   }
 }
 

@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <utility>
 
+#include "base/raised_error.h"
+
 namespace mvsms {
 
 SettingsKey::SettingsKey(Registry& registry, std::string path)
@@ -45,6 +47,12 @@ SettingsKey RootKey(Registry& registry) { return {registry, kRootKey}; }
 
 Profile::Profile(Registry& registry, std::string base_key)
     : registry_(registry), key_(registry, std::move(base_key)) {}
+
+std::int32_t Profile::NumberOrInitial(const ValueInfo& info) const try {
+  return ToWholeNumber(GetOrInitial(info));
+} catch (const RaisedError&) {
+  return ToWholeNumber(Variant(std::string(info.initial)));
+}
 
 std::vector<std::string> Profile::Services() const {
   return SettingsKey(registry_, ServicesKey(key_.path())).Names();

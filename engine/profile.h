@@ -2,6 +2,7 @@
 // basRegistry beneath it, nothing is cached and nothing throws: what cannot be read is absent.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -49,6 +50,8 @@ class Profile {
 
   Variant Get(const ValueInfo& info) const { return key_.Get(info); }
   Variant GetOrInitial(const ValueInfo& info) const { return key_.GetOrInitial(info); }
+  /// The number that is stored; the initial one when it is absent or none.
+  std::int32_t NumberOrInitial(const ValueInfo& info) const;
   bool Set(const ValueInfo& info, const Variant& value) const { return key_.Set(info, value); }
 
   /// Names of the services, and prefixes of the routes, in the store's order.

@@ -238,6 +238,7 @@ bool Sender::ChooseService(Attempt& attempt) {
                                settings_.DefaultService
                          : "Found entry in routing table; using service: " + name);
   const bool known = GetServiceInfo(registry(), HostAppName, settings_, attempt.service, name);
+  if (!Modem.empty()) attempt.service.ModemName = Modem;
   report_.service = name;
   report_.protocol = attempt.service.Protocol;
   report_.modem = attempt.service.ModemName;

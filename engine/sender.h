@@ -74,6 +74,9 @@ class Sender final : private SessionHost {
   /// for another message is the host's to judge: in doubt it hangs up. A kept line ends with
   /// HangUp, with a message for another service, or with this object.
   bool KeepsLine = false;
+  /// For such a host, too: the modem to dial with, whatever the service names. Empty: the
+  /// service's.
+  std::string Modem;
 
  private:
   struct Attempt;

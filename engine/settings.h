@@ -49,6 +49,7 @@ enum class ValueRule {
   kModem,           // empty, or a modem that the system has
   kModemOrDefault,  // the same, or a name of the default modem, which is stored as empty
   kService,         // empty, or a service of the profile
+  kPauses,          // whole numbers with blanks between them
 };
 
 /// One setting. Values that bear the same name are the same setting.
@@ -139,6 +140,35 @@ inline constexpr ValueInfo kSyslog{
     .type = RegType::kDword,
     .initial = "0",
     .meaning = "write a line for each send to the system's log (Linux)"};
+inline constexpr ValueInfo kQuickRetries{
+    .name = "QuickRetries",
+    .initial = "10 30 60",
+    .meaning = "the queue's pauses before its first tries, in seconds (Linux)",
+    .rule = ValueRule::kPauses,
+    .expected = "numbers of seconds with blanks between them, or empty"};
+inline constexpr ValueInfo kOnUnknown{
+    .name = "OnUnknown",
+    .initial = "again",
+    .meaning = "what the queue does with a page that may have gone out (Linux): again, park",
+    .rule = ValueRule::kChoice,
+    .choices = {"again", "park"},
+    .expected = "again or park"};
+inline constexpr ValueInfo kPagesPerCall{
+    .name = "PagesPerCall",
+    .kind = ValueKind::kNumber,
+    .type = RegType::kDword,
+    .initial = "50",
+    .meaning = "pages that the queue sends in one call (Linux)",
+    .least = 1,
+    .usual_most = 1000};
+inline constexpr ValueInfo kMinutesPerCall{
+    .name = "MinutesPerCall",
+    .kind = ValueKind::kNumber,
+    .type = RegType::kDword,
+    .initial = "10",
+    .meaning = "minutes after which the queue begins no page in a call (Linux)",
+    .least = 1,
+    .usual_most = 120};
 
 // Of a service.
 inline constexpr ValueInfo kCountryCode{.name = "CountryCode",
@@ -224,10 +254,12 @@ inline constexpr ValueInfo kSupportMailbox{.name = "SupportMailbox",
 }  // namespace setting
 
 /// The values of a profile, the command's own last.
-inline constexpr std::array<ValueInfo, 12> kProfileValues{
+inline constexpr std::array<ValueInfo, 16> kProfileValues{
     {setting::kReplacePlus, setting::kAddCountry, setting::kCountry, setting::kRetries,
      setting::kRetryDelay, setting::kDefaultModem, setting::kDefaultService, setting::kShowStatus,
-     setting::kWriteLogfile, setting::kFit, setting::kJournalText, setting::kSyslog}};
+     setting::kWriteLogfile, setting::kFit, setting::kJournalText, setting::kSyslog,
+     setting::kQuickRetries, setting::kOnUnknown, setting::kPagesPerCall,
+     setting::kMinutesPerCall}};
 /// Those that the component goes by.
 inline constexpr auto kGlobalValues = std::span(kProfileValues).first<9>();
 

@@ -171,6 +171,15 @@ TEST_F(KeptLine, AnAbortEndsTheCall) {
   EXPECT_EQ(host_.tap.hang_ups, 1);
 }
 
+TEST_F(KeptLine, TheHostMayChooseTheModem) {
+  host_.AddTapService();
+  host_.AddLine("Second");
+  sender_.Modem = "Second";
+  EXPECT_TRUE(Send("One"));
+  EXPECT_EQ(sender_.Report().modem, "Second");
+  EXPECT_THAT(host_.Lines(), Contains("Dialling Pager (0123456) using modem: Second"));
+}
+
 TEST_F(KeptLine, IsNothingThatASenderDoesUnasked) {
   sender_.KeepsLine = false;
   host_.AddTapService();

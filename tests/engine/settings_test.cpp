@@ -122,7 +122,9 @@ TEST(SettingTables, InitialStateOfTheCommandsOwn) {
   for (const ValueInfo& value : std::span(kProfileValues).subspan(kGlobalValues.size())) {
     line += std::string(value.name) + "=" + value.initial + " ";
   }
-  EXPECT_EQ(line, "Fit=0 JournalText=full Syslog=0 ");
+  EXPECT_EQ(line,
+            "Fit=0 JournalText=full Syslog=0 QuickRetries=10 30 60 OnUnknown=again PagesPerCall=50 "
+            "MinutesPerCall=10 ");
 }
 
 TEST(SettingTables, BlankService) {
