@@ -184,7 +184,7 @@ class Queue {
   virtual bool Begin(const std::string& id, std::int64_t epoch) = 0;
   /// The lease of a claimed or dialling page begins anew.
   virtual bool Extend(const std::string& id, std::int64_t epoch) = 0;
-  /// Claimed to ready: nobody has dialled.
+  /// Claimed or dialling to ready: nobody has dialled, and the try does not count.
   virtual bool GiveBack(const std::string& id, std::int64_t epoch) = 0;
   /// Dialling or unknown to accepted, or to parked.
   virtual bool Finish(const std::string& id, std::int64_t epoch, const PageResult& result,

@@ -78,9 +78,11 @@ bool MemoryQueue::Extend(const std::string& id, std::int64_t epoch) {
 }
 
 bool MemoryQueue::GiveBack(const std::string& id, std::int64_t epoch) {
-  QueuedPage* const queued = Held(id, epoch, {PageState::kClaimed});
-  if (queued != nullptr) Move(*queued, PageState::kReady);
-  return queued != nullptr;
+  QueuedPage* const queued = Held(id, epoch, kWithHolder);
+  if (queued == nullptr) return false;
+  if (queued->state == PageState::kDialling) --queued->attempts;
+  Move(*queued, PageState::kReady);
+  return true;
 }
 
 bool MemoryQueue::Finish(const std::string& id, std::int64_t epoch, const PageResult& result,

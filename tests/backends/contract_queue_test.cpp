@@ -317,10 +317,12 @@ TEST_P(QueueContract, APageThatIsGivenBackWasNotTried) {
   EXPECT_EQ(Claim()->epoch, claimed->epoch + 1);
 }
 
-TEST_P(QueueContract, ATryThatWasBegunIsNotGivenBack) {
+TEST_P(QueueContract, ATryThatCameToNoDiallingDoesNotCount) {
   PutAll({"A"});
-  const std::int64_t epoch = Dialling();
-  EXPECT_FALSE(queue_.GiveBack("A", epoch));
+  ASSERT_TRUE(queue_.TryAgain("A", Dialling(), kBusy, now_, "City"));
+  ASSERT_TRUE(queue_.GiveBack("A", Dialling()));
+  EXPECT_EQ(StateOf("A"), PageState::kReady);
+  EXPECT_EQ(queue_.Find("A")->attempts, 1);
 }
 
 TEST_P(QueueContract, AFinishedPageKeepsItsResult) {

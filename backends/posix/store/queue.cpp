@@ -80,8 +80,9 @@ constexpr char kExtend[] =
     "UPDATE pages SET lease_until = CASE state WHEN 'claimed' THEN ?3 ELSE ?4 END"
     " WHERE id = ?1 AND epoch = ?2 AND state IN ('claimed', 'dialling')";
 constexpr char kGiveBack[] =
-    "UPDATE pages SET state = 'ready', changed = ?3, holder = '', lease_until = 0"
-    " WHERE id = ?1 AND epoch = ?2 AND state = 'claimed'";
+    "UPDATE pages SET state = 'ready', changed = ?3, holder = '', lease_until = 0,"
+    " attempts = attempts - (state = 'dialling')"
+    " WHERE id = ?1 AND epoch = ?2 AND state IN ('claimed', 'dialling')";
 constexpr char kFinish[] =
     "UPDATE pages SET state = ?4, changed = ?3, holder = '', lease_until = 0, outcome = ?5,"
     " reason = ?6, answer = ?7, modem = ?8, perhaps_out = ?9"

@@ -1,0 +1,255 @@
+// See line_worker.h. The order in which things are made durable is the whole of its safety: the
+// page is begun in the queue before its row opens in the journal, and that before the modem dials;
+// what became of it is in the journal before the queue hears of it. Whoever dies in between leaves
+// a page that is unknown at worst, and never one that is gone.
+#include "dispatch/line_worker.h"
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+#include "base/raised_error.h"
+#include "engine/profile.h"
+#include "engine/routing.h"
+#include "engine/settings.h"
+#include "media/apartment.h"
+
+namespace mvsms::dispatch {
+namespace {
+
+using namespace std::chrono_literals;
+
+/// After each failure of a modem, one after the other: most things that fail twice fail for longer.
+constexpr std::chrono::seconds kRests[] = {0s, 0s, 60s, 120s, 300s, 900s};
+
+constexpr std::uint32_t kExtendMs = 10'000;
+
+JournalRow RowOf(const QueuedPage& queued) {
+  JournalRow row;
+  row.id = queued.page.id + "." + std::to_string(queued.epoch);
+  row.profile = queued.page.profile;
+  row.recipient = queued.page.recipient;
+  row.service = queued.page.service;
+  return row;
+}
+
+PageResult ResultOf(const SendReport& report, const Judgement& judgement) {
+  return {.outcome = judgement.outcome,
+          .reason = judgement.reason,
+          .answer = DecidingAnswer(report),
+          .modem = report.modem,
+          .perhaps_out = judgement.outcome == Outcome::kUnknown || judgement.pieces_accepted > 0};
+}
+
+/// Tells `current` who is at work, for as long as this exists.
+class AtWork {
+ public:
+  AtWork(Sender*& current, Sender& sender) : current_(current) { current_ = &sender; }
+  ~AtWork() { current_ = nullptr; }
+  AtWork(const AtWork&) = delete;
+  AtWork& operator=(const AtWork&) = delete;
+
+ private:
+  Sender*& current_;
+};
+
+/// Keeps a page for its holder while it is sent. A queue that cannot be reached meanwhile is no
+/// reason to end a call.
+class KeptLease {
+ public:
+  KeptLease(Timers& timers, Queue& queue, const QueuedPage& queued)
+      : timers_(timers), timer_(timers.SetTimer(kExtendMs, [&queue, &queued](TimerId) {
+          try {
+            queue.Extend(queued.page.id, queued.epoch);
+          } catch (const std::exception&) {
+            // The lease is longer than several of these.
+          }
+        })) {}
+  ~KeptLease() { timers_.KillTimer(timer_); }
+  KeptLease(const KeptLease&) = delete;
+  KeptLease& operator=(const KeptLease&) = delete;
+
+ private:
+  Timers& timers_;
+  const TimerId timer_;
+};
+
+}  // namespace
+
+LineWorker::LineWorker(Platform& platform, Queue& queue, WorkerHost& host, WorkerLine line,
+                       std::function<Moment()> now)
+    : platform_(platform),
+      queue_(queue),
+      host_(host),
+      line_(std::move(line)),
+      now_(std::move(now)) {}
+
+bool LineWorker::Work() {
+  TellQueue();
+  if (stopped_ || platform_.clock().Now() < rests_until_) return false;
+  const std::vector<std::string> services = Services();
+  const auto claimed = queue_.Claim(line_.holder, line_.profile, services);
+  if (!claimed) {
+    Enter(LineState::kIdle);
+    return false;
+  }
+  if (const std::string obstacle = host_.TakeModem(line_.modem); !obstacle.empty()) {
+    queue_.GiveBack(claimed->page.id, claimed->epoch);
+    Enter(LineState::kWaiting, obstacle);
+    return false;
+  }
+  Call(*claimed);
+  return true;
+}
+
+void LineWorker::Stop() {
+  stopped_ = true;
+  if (sender_ != nullptr) sender_->AbortAction();
+}
+
+/// Those whose modem this line is. Read afresh, so that changed settings apply to the next call.
+std::vector<std::string> LineWorker::Services() const {
+  Registry& registry = platform_.registry();
+  std::string profile = line_.profile;
+  Settings settings;
+  GetSettings(registry, profile, settings);
+  std::vector<std::string> services;
+  for (std::string& name : Profile(registry, BaseKey(profile)).Services()) {
+    ServiceRecord service;
+    const bool read = GetServiceInfo(registry, profile, settings, service, name);
+    const auto& names = line_.names;
+    if (read && std::find(names.begin(), names.end(), service.ModemName) != names.end()) {
+      services.push_back(name);
+    }
+  }
+  return services;
+}
+
+void LineWorker::Call(QueuedPage queued) {
+  // Of its own: the timer that every connection leaves behind goes with it.
+  Apartment apartment(platform_);
+  Sender sender(apartment);
+  sender.KeepsLine = true;
+  sender.Modem = line_.modem;
+  sender.HostAppName = line_.profile;
+  const AtWork at_work(sender_, sender);
+  Enter(LineState::kCalling);
+  const auto began = platform_.clock().Now();
+  const std::string service = queued.page.service;
+  for (std::size_t pages = 1; queue_.Begin(queued.page.id, queued.epoch); ++pages) {
+    const bool fit = Send(sender, queued);
+    TellQueue();
+    if (!fit) break;
+    auto next = MayGoOn(pages, began) && sender.HasLine() ? Next(service) : std::nullopt;
+    if (!next) break;
+    queued = std::move(*next);
+  }
+  sender.HangUp();
+}
+
+std::optional<QueuedPage> LineWorker::Next(const std::string& service) {
+  return queue_.Claim(line_.holder, line_.profile, {&service, 1});
+}
+
+bool LineWorker::MayGoOn(std::size_t pages, std::chrono::milliseconds began) const {
+  std::string name = line_.profile;
+  const Profile profile(platform_.registry(), BaseKey(name));
+  const auto most = static_cast<std::size_t>(profile.NumberOrInitial(setting::kPagesPerCall));
+  const std::chrono::minutes longest(profile.NumberOrInitial(setting::kMinutesPerCall));
+  return !stopped_ && pages < most && platform_.clock().Now() - began < longest;
+}
+
+bool LineWorker::Send(Sender& sender, const QueuedPage& queued) {
+  std::string name = line_.profile;
+  const Profile profile(platform_.registry(), BaseKey(name));
+  JournalRow row = RowOf(queued);
+  TakeText(row, queued.page.text, ToText(profile.GetOrInitial(setting::kJournalText)));
+  Record(row);
+
+  const KeptLease lease(platform_.timers(), queue_, queued);
+  std::string originator = queued.page.originator, text = queued.page.text;
+  row.recipient = queued.page.recipient;
+  sender.Status.clear();
+  sender.SendMessage(row.recipient, originator, text, row.service);
+  if (row.recipient.empty()) row.recipient = queued.page.recipient;
+
+  const SendReport& report = sender.Report();
+  const Judgement judgement = Judge(report);
+  Close(row, report, judgement);
+  if (queued.perhaps_twice) row.reason += "; perhaps twice";
+  Record(row);
+  const bool failed = ModemFailed(report, judgement);
+  const bool unsent = judgement.outcome == Outcome::kUnreachable;
+  report_ = {
+      queued.page.id,
+      queued.epoch,
+      queued.page.service,
+      ResultOf(report, judgement),
+      Decide(judgement.outcome, judgement.exit_code, queued.attempts + 1, ReadRetryRules(profile)),
+      !failed && !(report.aborted && unsent)};
+  if (failed) CountFailure(judgement.reason);
+  if (report.line_end != LineEnd::kNeverUp) failures_ = 0;
+  return !unsent && judgement.outcome != Outcome::kUnknown;
+}
+
+void LineWorker::Record(const JournalRow& row) try {
+  host_.Record(row);
+} catch (const RaisedError& error) {
+  host_.Tell(error.description());
+}
+
+bool LineWorker::ModemFailed(const SendReport& report, const Judgement& judgement) {
+  if (report.aborted || judgement.outcome != Outcome::kUnreachable) return false;
+  return report.step == SendStep::kModem ||
+         (report.step == SendStep::kCall && host_.NothingDialled(line_.modem));
+}
+
+void LineWorker::CountFailure(const std::string& why) {
+  const std::size_t longest = std::size(kRests) - 1;
+  const std::chrono::seconds rest = kRests[std::min(failures_++, longest)];
+  rests_until_ = platform_.clock().Now() + rest;
+  if (rest > 0s) Enter(LineState::kResting, why);
+}
+
+/// What the queue does not take now is told again before the next page.
+void LineWorker::TellQueue() {
+  if (!report_) return;
+  const Report& report = *report_;
+  const auto& [verdict, pause, why] = report.decision;
+  bool taken = false;
+  if (!report.counts) {
+    taken = queue_.GiveBack(report.id, report.epoch);
+  } else if (verdict == Verdict::kAgain) {
+    taken = queue_.TryAgain(report.id, report.epoch, report.result, now_() + pause, report.service);
+  } else {
+    PageResult result = report.result;
+    if (!why.empty()) result.reason += "; " + why;
+    taken = queue_.Finish(report.id, report.epoch, result,
+                          verdict == Verdict::kDone ? PageState::kAccepted : PageState::kParked);
+  }
+  if (!taken) {
+    host_.Tell("The page " + report.id +
+               " was taken from this line while it was on it, and may go out twice.");
+  }
+  report_.reset();
+}
+
+void LineWorker::Enter(LineState state, const std::string& why) {
+  if (std::exchange(state_, state) != state || !why.empty()) host_.Entered(state, why);
+}
+
+void SettleUnknown(Queue& queue, const RetryRules& rules, Moment now) {
+  for (const QueuedPage& queued : queue.List({.states = {PageState::kUnknown}})) {
+    PageResult result = queued.result.value_or(Interrupted());
+    const Decision decision =
+        Decide(result.outcome, static_cast<int>(Exit::kUnknown), queued.attempts, rules);
+    if (decision.verdict == Verdict::kAgain) {
+      queue.TryAgain(queued.page.id, queued.epoch, result, now, queued.page.service);
+    } else {
+      result.reason += "; " + decision.why;
+      queue.Finish(queued.page.id, queued.epoch, result, PageState::kParked);
+    }
+  }
+}
+
+}  // namespace mvsms::dispatch
