@@ -10,6 +10,7 @@
 #include "cli/commands.h"
 #include "cli/dry_run.h"
 #include "cli/json.h"
+#include "cli/queue_send.h"
 #include "cli/send_record.h"
 #include "cli/send_run.h"
 #include "cli/store.h"
@@ -27,6 +28,7 @@ using dispatch::Outcome;
 struct SendAll {
   std::vector<std::string> recipients;
   SendOptions options;  // of each send
+  QueueOptions queue;
 };
 
 // The line end that every tool puts behind its output is no part of the message.
@@ -124,18 +126,6 @@ int SendTo(Context& context, SendOptions options) {
   return SendOnce(context, options);
 }
 
-// From the best to the worst: what another attempt may cure, what it may double, what it cannot
-// cure, what nobody can cure but who wrote the message or the settings; and the end by a signal.
-constexpr Exit kByWeight[] = {Exit::kAccepted, Exit::kRetry,   Exit::kUnknown,
-                              Exit::kRefused,  Exit::kMessage, Exit::kSettings};
-
-bool ByWeight(int exit_code, int other) {
-  const auto weight = [](int code) {
-    return std::find(std::begin(kByWeight), std::end(kByWeight), static_cast<Exit>(code));
-  };
-  return weight(exit_code) < weight(other);
-}
-
 // One send after the other.
 void SendToAll(Context& context, const SendAll& all) {
   context.exit_code = kExitAccepted;
@@ -155,11 +145,35 @@ void Run(Context& context, SendAll& all) {
   context.json_lines = all.recipients.size() > 1;
   if (!SettingsServe(context, all)) return;
   if (options.text == "-") options.text = TakenAsUtf8(context, "the text", ReadText(context.in));
+  if (all.queue.queue) {
+    options.fit = WantsFit(context, options);
+    return QueuePages(context, all.recipients, options, all.queue);
+  }
   if (!options.dry_run) {
     TakeLogOfProfile(context, options);
     WarnOfLosses(context, options);
   }
   SendToAll(context, all);
+}
+
+// What would change nothing of a page in the queue is refused, or somebody would rely on it.
+void AddQueueOptions(Command& command, QueueOptions& options) {
+  Option* const queue = command.AddFlag("--queue", options.queue,
+                                        "Hand it over to this machine's queue, and print its id");
+  for (const char* name : {"--log", "--timeout", "--wait"}) {
+    if (Option* const other = command.Find(name)) queue->Excludes(other);
+  }
+  command.AddOption("--id", options.id, "Its id: the same one again is the same page")
+      ->Needs(queue);
+  command.AddOption("--priority", options.priority, "0, the most urgent, to 9 (default: 5)")
+      ->TypeName("0-9")
+      ->Needs(queue);
+  command.AddOption("--expires", options.expires, "It is not sent after so many minutes")
+      ->TypeName("MINUTES")
+      ->Needs(queue);
+  command.AddOption("--not-before", options.not_before, "It is sent so late, or on that date")
+      ->TypeName("2h|DATE")
+      ->Needs(queue);
 }
 
 }  // namespace
@@ -173,6 +187,7 @@ void AddSendCommand(Command& app, Context& context) {
       "  uptime | mvsms send --to 01711234567 --service Pager --quiet -\n"
       "  mvsms send --to 01711234567 --fit \"-5 °C in room 2…\"\n"
       "  mvsms send --to 01711234567 --dry-run \"Größe 5 €\"\n"
+      "  mvsms send --to 01711234567 --queue --expires 60 \"Pump 3 has stopped\"\n"
       "Exit code: 0 accepted; 1 refused for good; 75 not sent or refused for now: try again;\n"
       "76 unknown, for it went out and no answer tells: trying again may deliver it twice;\n"
       "65 the text or the recipient, 78 the settings cannot be used; 2 wrong usage; 130 Ctrl-C\n"
@@ -203,6 +218,7 @@ void AddSendCommand(Command& app, Context& context) {
         ->TypeName("SECONDS");
   }
   command->AddFlag("-q,--quiet", options->quiet, "Print nothing but why it did not go out");
+  AddQueueOptions(*command, all->queue);
   command->AddSwitch("fit", options->fit,
                      "Spell, number and cut the text so that the service can carry it");
   command->AddFlag("-n,--dry-run", options->dry_run,

@@ -24,16 +24,6 @@ unsigned Random() try { return std::random_device()(); } catch (const std::excep
   return static_cast<unsigned>(std::chrono::system_clock::now().time_since_epoch().count());
 }
 
-std::string FreshId() {
-  std::string id;
-  for (int i = 0; i < 4; ++i) {
-    std::array<char, 9> digits{};
-    std::snprintf(digits.data(), digits.size(), "%08x", Random());
-    id += digits.data();
-  }
-  return id;
-}
-
 JournalRow RowOf(const Context& context, const SendOptions& options) {
   JournalRow row;
   row.id = FreshId();
@@ -71,6 +61,16 @@ void TellSystem(Context& context, const JournalRow& row) {
 }
 
 }  // namespace
+
+std::string FreshId() {
+  std::string id;
+  for (int i = 0; i < 4; ++i) {
+    std::array<char, 9> digits{};
+    std::snprintf(digits.data(), digits.size(), "%08x", Random());
+    id += digits.data();
+  }
+  return id;
+}
 
 std::string SystemLogLine(const JournalRow& row) {
   return "id=" + row.id + " outcome=" + row.outcome + " exit=" + std::to_string(row.exit_code) +

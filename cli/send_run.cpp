@@ -1,9 +1,11 @@
 #include "cli/send_run.h"
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
+#include <iterator>
 #include <optional>
 #include <string>
 #include <vector>
@@ -261,7 +263,20 @@ class SendRun {
   std::vector<std::string> lines_;
 };
 
+// From the best to the worst: what another attempt may cure, what it may double, what it cannot
+// cure, what nobody can cure but who wrote the message or the settings; and the end by a signal.
+constexpr dispatch::Exit kByWeight[] = {dispatch::Exit::kAccepted, dispatch::Exit::kRetry,
+                                        dispatch::Exit::kUnknown,  dispatch::Exit::kRefused,
+                                        dispatch::Exit::kMessage,  dispatch::Exit::kSettings};
+
 }  // namespace
+
+bool ByWeight(int exit_code, int other) {
+  const auto weight = [](int code) {
+    return std::find(std::begin(kByWeight), std::end(kByWeight), static_cast<dispatch::Exit>(code));
+  };
+  return weight(exit_code) < weight(other);
+}
 
 int SendOnce(Context& context, const SendOptions& options) {
   return SendRun(context, options).Run();

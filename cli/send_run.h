@@ -25,6 +25,9 @@ struct SendOptions {
   std::optional<bool> fit;  // as asked for; nothing: as the settings have it
 };
 
+/// Whether an exit code is better news than another one: 0, 75, 76, 1, 65, 78, the end by a signal.
+bool ByWeight(int exit_code, int other);
+
 /// Sends `options.text`, when its turn has come, prints its progress and its end, and returns the
 /// exit code. Throws UsageError when the options contradict themselves, before anything is sent.
 int SendOnce(Context& context, const SendOptions& options);

@@ -63,8 +63,11 @@ class PageStates {
     for (const PageState state : states) bits_ |= Bit(state);
   }
   constexpr bool Has(PageState state) const { return (bits_ & Bit(state)) != 0; }
-  /// Bit n stands for the n-th state.
-  constexpr std::uint32_t bits() const { return bits_; }
+  constexpr PageStates& operator|=(PageState state) {
+    bits_ |= Bit(state);
+    return *this;
+  }
+  constexpr bool empty() const { return bits_ == 0; }
 
  private:
   static constexpr std::uint32_t Bit(PageState state) {

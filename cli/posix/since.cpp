@@ -48,10 +48,7 @@ std::optional<std::int64_t> MomentOf(const std::string& text, const char* form) 
   return moment;
 }
 
-}  // namespace
-
-std::int64_t ParseSince(const std::string& option, const std::string& text, std::int64_t now) {
-  if (const auto length = LengthOf(text)) return now - *length;
+std::int64_t ParseDate(const std::string& option, const std::string& text) {
   for (const char* form : kForms) {
     if (const auto moment = MomentOf(text, form)) return *moment;
   }
@@ -59,6 +56,18 @@ std::int64_t ParseSince(const std::string& option, const std::string& text, std:
                    " must be a time such as 90s, 15m, 2h, 7d or 4w, or a date such as "
                    "2026-11-22 or \"2026-11-22 03:12\", not \"" +
                    Printable(text) + "\"");
+}
+
+}  // namespace
+
+std::int64_t ParseSince(const std::string& option, const std::string& text, std::int64_t now) {
+  const auto length = LengthOf(text);
+  return length ? now - *length : ParseDate(option, text);
+}
+
+std::int64_t ParseAhead(const std::string& option, const std::string& text, std::int64_t now) {
+  const auto length = LengthOf(text);
+  return length ? now + *length : ParseDate(option, text);
 }
 
 std::string LocalMoment(std::int64_t seconds) {

@@ -1,4 +1,4 @@
-// Moments of the past as a command line names them, and moments as JSON and lists show them.
+// Moments as a command line names them, and moments as JSON and lists show them.
 #pragma once
 
 #include <cstdint>
@@ -10,6 +10,9 @@ namespace mvsms::cli {
 /// as local date with or without time ("2026-11-22", "2026-11-22 03:12", "2026-11-22T03:12:04").
 /// Anything else is a UsageError that names `option`.
 std::int64_t ParseSince(const std::string& option, const std::string& text, std::int64_t now);
+
+/// The same of a moment to come: a time from `now` on, or a date.
+std::int64_t ParseAhead(const std::string& option, const std::string& text, std::int64_t now);
 
 /// The moment in local time with its distance from UTC: "2026-11-22T03:12:04+01:00".
 std::string LocalMoment(std::int64_t seconds);

@@ -12,6 +12,7 @@
 #include "base/ansi.h"
 #include "cli/commands.h"
 #include "cli/json.h"
+#include "cli/queue_send.h"
 #include "cli/store.h"
 #include "engine/modem_list.h"
 #include "engine/send_log.h"
@@ -80,6 +81,11 @@ void AddSystemCommands(Command& app, Context& context) {
              "  mvsms modem list")
       ->Callback([&context] { ListModems(context); });
   AddDialogCommand(app, context);
+}
+
+void QueuePages(Context&, const std::vector<std::string>&, const SendOptions&,
+                const QueueOptions&) {
+  throw UsageError("there is no queue on Windows yet; without --queue the page is sent at once");
 }
 
 void WriteJournal(Context&, const dispatch::JournalRow&) {}
