@@ -86,7 +86,7 @@ LineWorker::LineWorker(Platform& platform, Queue& queue, WorkerHost& host, Worke
 
 bool LineWorker::Work() {
   TellQueue();
-  if (stopped_ || platform_.clock().Now() < rests_until_) return false;
+  if (finishing_ || platform_.clock().Now() < rests_until_) return false;
   const std::vector<std::string> services = Services();
   const auto claimed = queue_.Claim(line_.holder, line_.profile, services);
   if (!claimed) {
@@ -103,7 +103,7 @@ bool LineWorker::Work() {
 }
 
 void LineWorker::Stop() {
-  stopped_ = true;
+  finishing_ = true;
   if (sender_ != nullptr) sender_->AbortAction();
 }
 
@@ -156,7 +156,7 @@ bool LineWorker::MayGoOn(std::size_t pages, std::chrono::milliseconds began) con
   const Profile profile(platform_.registry(), BaseKey(name));
   const auto most = static_cast<std::size_t>(profile.NumberOrInitial(setting::kPagesPerCall));
   const std::chrono::minutes longest(profile.NumberOrInitial(setting::kMinutesPerCall));
-  return !stopped_ && pages < most && platform_.clock().Now() - began < longest;
+  return !finishing_ && pages < most && platform_.clock().Now() - began < longest;
 }
 
 bool LineWorker::Send(Sender& sender, const QueuedPage& queued) {

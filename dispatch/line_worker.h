@@ -72,8 +72,10 @@ class LineWorker {
   /// done now. Throws what the queue throws; what it was to be told is kept, and told at the next
   /// call.
   bool Work();
-  /// From an event of the thread, or between two calls: the running call is aborted, and no page is
-  /// begun any more.
+  // Both from an event of the thread, or between two calls.
+  /// No page is begun any more.
+  void Finish() { finishing_ = true; }
+  /// Nor is the running call waited for: it is aborted.
   void Stop();
 
  private:
@@ -105,7 +107,7 @@ class LineWorker {
   const WorkerLine line_;
   const std::function<Moment()> now_;
   Sender* sender_ = nullptr;  // of the running call
-  bool stopped_ = false;
+  bool finishing_ = false;
   std::optional<Report> report_;
   LineState state_ = LineState::kIdle;
   std::size_t failures_ = 0;                  // of the modem, one after the other

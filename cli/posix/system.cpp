@@ -110,6 +110,9 @@ void AddSystemCommands(Command& app, Context& context) {
   AddSetupCommand(app, context);
   AddModemCommand(app, context);
   AddJournalCommand(app, context);
+  AddQueueCommand(app, context);
+  AddWorkerCommand(app, context);
+  AddLinesCommand(app, context);
 
   AddApplyCommand(app, context);
   AddCentreCommand(app, context.exit_code);

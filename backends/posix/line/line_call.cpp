@@ -82,9 +82,11 @@ void LineCall::Disconnect(std::int32_t /*code*/) {
 
 void LineCall::Prepare() {
   NoteTrouble(line_, "");
+  NoteNothingDialled(line_, false);
   try {
     dialler_->Prepare();
   } catch (const RaisedError& error) {
+    NoteNothingDialled(line_, true);
     NoteTrouble(line_, Utf8FromAnsi(error.description()));
     throw;
   }
@@ -121,6 +123,7 @@ void LineCall::Finished(CallCause cause) {
   const bool up = cause == CallCause::kNone;
   state_ = up ? CallState::kConnected : CallState::kDisconnected;
   if (!up) NoteTrouble(line_, dialler_->Trouble());
+  NoteNothingDialled(line_, !up && dialler_->NothingDialled());
   if (!up) dialler_->HangUp();
   outlet_->Deliver(state_, cause);
 }

@@ -28,6 +28,11 @@ Notes& Troubles() {
   return notes;
 }
 
+Notes& Failures() {
+  static Notes notes;
+  return notes;
+}
+
 Notes& Members() {
   static Notes notes;
   return notes;
@@ -40,6 +45,12 @@ void NoteTrouble(const std::string& line, const std::string& sentence) {
 }
 
 std::string LastTrouble(const std::string& line) { return Troubles().Of(line); }
+
+void NoteNothingDialled(const std::string& line, bool nothing_dialled) {
+  Failures().Put(line, nothing_dialled ? "nothing dialled" : "");
+}
+
+bool NothingWasDialled(const std::string& line) { return !Failures().Of(line).empty(); }
 
 void NoteMember(const std::string& pool, const std::string& member) { Members().Put(pool, member); }
 

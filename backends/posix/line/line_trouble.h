@@ -14,6 +14,13 @@ void NoteTrouble(const std::string& line, const std::string& sentence);
 /// The sentence; empty when the last call had no trouble, or none that its cause does not tell.
 std::string LastTrouble(const std::string& line);
 
+/// Keeps whether the last call of a line failed before its number was dialled, because of the modem
+/// or its line. Any thread.
+void NoteNothingDialled(const std::string& line, bool nothing_dialled);
+
+/// Whether it did; false before the first call.
+bool NothingWasDialled(const std::string& line);
+
 /// Keeps the name of the member that a pool's last call goes over, "" when none could dial. Any
 /// thread.
 void NoteMember(const std::string& pool, const std::string& member);
