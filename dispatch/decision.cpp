@@ -31,7 +31,7 @@ constexpr Row kRows[] = {
     {Outcome::kRefused, Exit::kRetry, Rule::kRepeat, ""},
     {Outcome::kRefused, std::nullopt, Rule::kPark, "it was refused for good"},
     {Outcome::kUnreachable, std::nullopt, Rule::kRepeat, ""},
-    {Outcome::kUnknown, std::nullopt, Rule::kRepeatIfWanted, "it may have gone out"},
+    {Outcome::kUnknown, std::nullopt, Rule::kRepeatIfWanted, "it is not to go out twice"},
     {Outcome::kUnusable, Exit::kRetry, Rule::kRepeat, ""},
     {Outcome::kUnusable, std::nullopt, Rule::kPark, "it cannot be sent as it is"},
 };

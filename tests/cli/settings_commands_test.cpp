@@ -244,7 +244,8 @@ TEST_F(ConfigCommand, ListNamesEveryOptionAndLeavesUnsetOnesEmpty) {
             Json::parse(R"({"ReplacePlus": null, "AddCountry": null, "Country": "0049",
                             "Retries": null, "RetryDelay": null, "DefaultModem": "",
                             "DefaultService": "", "ShowStatus": null, "WriteLogfile": null,
-                            "Fit": null, "JournalText": "", "Syslog": null})"));
+                            "Fit": null, "JournalText": "", "Syslog": null, "QuickRetries": "",
+                            "OnUnknown": "", "PagesPerCall": null, "MinutesPerCall": null})"));
 }
 
 TEST_F(ConfigCommand, AnUnsetOptionIsAsNobodyEverSetIt) {

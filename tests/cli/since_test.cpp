@@ -1,4 +1,4 @@
-// Moments of the past, as a command line names them.
+// Moments as a command line names them.
 #include "cli/posix/since.h"
 
 #include <gmock/gmock.h>
@@ -34,6 +34,12 @@ TEST_F(Since, ALengthOfTimeBeforeNow) {
   EXPECT_EQ(Parse("7d"), kNow - 7 * 86400);
   EXPECT_EQ(Parse("4w"), kNow - 28 * 86400);
   EXPECT_EQ(Parse("0s"), kNow);
+}
+
+TEST_F(Since, ALengthOfTimeFromNowOn) {
+  EXPECT_EQ(ParseAhead("--not-before", "15m", kNow), kNow + 15 * 60);
+  EXPECT_EQ(ParseAhead("--not-before", "2026-11-23", kNow), kNow + 21 * 3600);
+  EXPECT_THROW(ParseAhead("--not-before", "soon", kNow), UsageError);
 }
 
 TEST_F(Since, ADateWithOrWithoutTime) {

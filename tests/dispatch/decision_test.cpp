@@ -73,7 +73,7 @@ TEST(Decision, UnknownIsParkedWhereNobodyWantsItTwice) {
   rules.repeat_unknown = false;
   const Decision decision = After(Outcome::kUnknown, Exit::kUnknown, 1, rules);
   EXPECT_EQ(decision.verdict, Verdict::kPark);
-  EXPECT_EQ(decision.why, "it may have gone out");
+  EXPECT_EQ(decision.why, "it is not to go out twice");
 }
 
 TEST(Pauses, AreSecondsBetweenBlanks) {

@@ -258,7 +258,7 @@ TEST_F(Worker, SilenceIsParkedWhereTheProfileWantsThat) {
   Put("A", "One");
   EXPECT_TRUE(worker_.Work());
   EXPECT_EQ(StateOf("A"), PageState::kParked);
-  EXPECT_THAT(Find("A").result->reason, EndsWith("; it may have gone out"));
+  EXPECT_THAT(Find("A").result->reason, EndsWith("; it is not to go out twice"));
 }
 
 TEST_F(Worker, AModemInUseIsLeftToWhoHasIt) {
@@ -425,7 +425,7 @@ TEST_F(InDoubt, IsParkedWhereNobodyWantsItTwice) {
   SettleUnknown(queue_, {.retries = 1, .repeat_unknown = false}, now_);
   const QueuedPage page = queue_.Find("A").value();
   EXPECT_EQ(page.state, PageState::kParked);
-  EXPECT_THAT(page.result->reason, EndsWith("; it may have gone out"));
+  EXPECT_THAT(page.result->reason, EndsWith("; it is not to go out twice"));
 }
 
 TEST_F(InDoubt, IsParkedAfterItsLastTry) {
