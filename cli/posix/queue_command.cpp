@@ -175,8 +175,14 @@ void Stats(Context& context) {
   context.json ? context.PrintJson(json) : context.PrintTable(rows);
 }
 
+/// Whether the page is on its way: due, on a line, or to be tried again. One for later is not.
+bool IsOnItsWay(const QueuedPage& queued) {
+  const bool tried = queued.state != PageState::kReady || queued.attempts > 0;
+  return tried || queued.page.not_before <= posix::SystemNow();
+}
+
 bool Waits(Context& context) {
-  return !PageQueue(context.home).List({.states = kWaiting, .most = 1}).empty();
+  return std::ranges::any_of(PageQueue(context.home).List({.states = kWaiting}), IsOnItsWay);
 }
 
 void Drain(Context& context, const QueueCommandOptions& options) {
@@ -242,9 +248,10 @@ void AddQueueCommand(Command& app, Context& context) {
   AddCommand(*group, context, "stats", "Count the pages by state", "  mvsms queue stats --json")
       ->Callback([&context] { Stats(context); });
 
-  Command* const drain = AddCommand(*group, context, "drain", "Wait until no page waits any more",
-                                    "  mvsms queue drain --timeout 600\n"
-                                    "Exit code: 0; 75 when the time is over, or after Ctrl-C.");
+  Command* const drain =
+      AddCommand(*group, context, "drain", "Wait until no page is on its way any more",
+                 "  mvsms queue drain --timeout 600\n"
+                 "Exit code: 0; 75 when the time is over, or after Ctrl-C.");
   drain->AddOption("--timeout", options->timeout, "Wait at most so many seconds")
       ->TypeName("SECONDS");
   drain->Callback([&context, options] { Drain(context, *options); });

@@ -188,6 +188,14 @@ class Watch {
   Json told_;
 };
 
+void Announce(Context& context, const std::vector<WorkerLine>& lines) {
+  std::string modems;
+  for (const WorkerLine& line : lines) modems += (modems.empty() ? "" : ", ") + line.modem;
+  context.out << Printable("Working for the profile " + context.profile + " over " +
+                           Utf8FromAnsi(modems) + ".")
+              << std::endl;
+}
+
 }  // namespace
 
 void RunWorker(Context& context, const std::vector<std::string>& modems, bool once) {
@@ -198,6 +206,7 @@ void RunWorker(Context& context, const std::vector<std::string>& modems, bool on
   while (signal == SIGHUP) {
     const std::vector<WorkerLine> lines = LinesOf(context, modems);
     if (lines.empty()) throw Failure("there is no modem to work with; see 'mvsms modem add'");
+    if (!once) Announce(context, lines);
     signal = watch.Over(lines);
   }
 }

@@ -203,6 +203,7 @@ TEST_F(QueueCommand, DrainingAnEmptyQueueIsOver) {
   EXPECT_EQ(outcome.exit_code, kExitRetry);
   EXPECT_THAT(outcome.err, HasSubstr("pages are still waiting"));
   Do({"queue", "hold", "A"});
+  Queue({"--to", "0171", "--not-before", "8h", "x"});
   EXPECT_EQ(Do({"queue", "drain"}), "");
 }
 
