@@ -113,6 +113,7 @@ class Demo {
       if (watch_.Interrupted()) return kExitFailed;
       if (!Send(message)) ++lost;
     }
+    if (!watch_.Interrupted() && !SendStorm()) ++lost;
     Line("", "\n" + (lost == 0 ? std::string("Every message went as it should.")
                                : std::to_string(lost) + " message(s) did not go as they should."));
     return lost == 0 ? kExitAccepted : kExitFailed;
@@ -201,6 +202,26 @@ class Demo {
     Line("1", "exit code " + (exit_code ? std::to_string(*exit_code) : std::string("none")) +
                   (travelled || message.received == nullptr ? "" : ", NOT RECEIVED"));
     return exit_code == message.exit_code && travelled == (message.received != nullptr);
+  }
+
+  // Ten pages by way of the queue; true when each was received.
+  bool SendStorm() {
+    constexpr int kPages = 10;
+    const std::string text = "Water in hall 2";
+    Line("1", "\n# A storm of alarms: into the queue at once, and out in one call");
+    Words arguments{"send", "--queue", "--service", "City"};
+    for (int i = 0; i < kPages; ++i) {
+      arguments.insert(arguments.end(), {"--to", "0172555000" + std::to_string(i)});
+    }
+    arguments.push_back(text);
+    received_.clear();
+    const bool taken = Watch(*Start(arguments)) == kExitAccepted;
+    const bool worked = taken && Watch(*Start({"worker", "--once"})) == kExitAccepted;
+    const auto pages = std::ranges::count_if(received_, [&](const std::string& line) {
+      return line.find(text) != std::string::npos && Lower(line).find("accepted") != line.npos;
+    });
+    Line("1", std::to_string(pages) + " of " + std::to_string(kPages) + " pages received");
+    return worked && pages == kPages;
   }
 
   std::optional<int> Watch(ChildProcess& process) {
