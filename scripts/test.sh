@@ -48,7 +48,7 @@ try_finished() {
   step "Build and test: release, the finished command"
   cmake --preset release
   cmake --build --preset release --target mvsms libmvsms e2e_test
-  ctest --preset release --tests-regex '^(hardening|guide|version|library_installed|e2e\.)'
+  ctest --preset release --tests-regex '^(hardening|guide|version|container|library_installed|e2e\.)'
 }
 
 # Long enough to tell that a target still works; scripts/fuzz.sh is for long runs.
