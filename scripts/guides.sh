@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# scripts/guides.sh OUTPUT-FOLDER: the guides as HTML (user guide in English and German, integrator
-# guide, lines and centres, message centre, an index) and, the first three, as PDF. Installs what is
-# missing. The folder belongs beside that of the examples, to which some pages link as ../examples.
+# scripts/guides.sh OUTPUT-FOLDER: the guides as HTML (user guide in English and German, monitoring
+# guide, integrator guide, lines and centres, message centre, an index) and user and integrator guides as
+# PDF, to which the pages link. Installs what is missing. The folder belongs beside that of the examples,
+# to which some pages link as ../examples.
 #
 # The same commit gives the same bytes, under the same SOURCE_DATE_EPOCH when one is set.
 set -euo pipefail
