@@ -1,6 +1,7 @@
 // The command line as a whole: the list of sub-commands, the parser's settings, and the one place
 // where an exception becomes a sentence and an exit code.
 #include <exception>
+#include <string>
 #include <utility>
 
 #include "base/ansi.h"
@@ -8,6 +9,7 @@
 #include "cli/commands.h"
 #include "cli/last_argument.h"
 #include "cli/system.h"
+#include "cli/version.h"
 
 namespace mvsms::cli {
 namespace {
@@ -46,7 +48,7 @@ int Fail(Context& context, const std::string& sentence, int exit_code) {
 }
 
 int BuildAndParse(std::vector<std::string> arguments, Context& context) {
-  Parser parser("mvsms", kOverview, "mvsms " MVSMS_VERSION,
+  Parser parser("mvsms", kOverview, "mvsms " + std::string(kVersion),
                 [&context](const std::string& name, const std::string& value) {
                   return TakenAsUtf8(context, name, value);
                 });

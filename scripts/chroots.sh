@@ -1,5 +1,5 @@
-# Chroots of Debian releases, kept in the user's cache folder. Sourced by the scripts that run
-# something in one.
+# Chroots of Debian releases, kept in the user's cache folder. Sourced, after scripts/packages.sh, by
+# the scripts that run something in one.
 
 chroots=${MVSMS_CHROOTS:-${XDG_CACHE_HOME:-$HOME/.cache}/mvsms-chroots}
 
@@ -8,6 +8,20 @@ lock_chroot() {
   mkdir -p "$chroots"
   exec 9>"$chroots/$1.lock"
   flock 9
+}
+
+# unpack_debian SUITE ROOT: the base system of a release and nothing else, made once by mmdebstrap.
+unpack_debian() {
+  local base=$chroots/$1.tar
+  if [ ! -s "$base" ]; then
+    install_missing mmdebstrap
+    mmdebstrap --quiet --variant=minbase "$1" "$base.new.tar" >&2
+    mv "$base.new.tar" "$base"
+  fi
+  rm -rf --one-file-system "$2.new"
+  mkdir -p "$2.new"
+  tar --extract --file "$base" --directory "$2.new" --exclude './dev/*'
+  mv "$2.new" "$2"
 }
 
 # enter_chroot ROOT FOLDER COMMAND...: becomes the command, in that folder of the chroot, with the

@@ -23,21 +23,10 @@ command=("${@:2}")
 [ "$(id -u)" -eq 0 ] || { echo "scripts/on-debian.sh makes a chroot, for which it must run as root" >&2; exit 1; }
 
 root=$chroots/$suite
-base=$chroots/$suite.tar
 lock_chroot "$suite"
 
-if [ ! -s "$base" ]; then
-  install_missing mmdebstrap
-  mmdebstrap --quiet --variant=minbase "$suite" "$base.new.tar" >&2
-  mv "$base.new.tar" "$base"
-fi
 [ $bare = no ] || rm -rf --one-file-system "$root"
-if [ ! -d "$root" ]; then
-  rm -rf --one-file-system "$root.new"
-  mkdir "$root.new"
-  tar --extract --file "$base" --directory "$root.new" --exclude './dev/*'
-  mv "$root.new" "$root"
-fi
+[ -d "$root" ] || unpack_debian "$suite" "$root"
 
 rm -rf "$root/root/mvsms"
 git clone --quiet --no-hardlinks . "$root/root/mvsms"

@@ -45,6 +45,14 @@ windows_packages=(
   xvfb
 )
 
+# The guides as HTML and PDF.
+guide_packages=(
+  cmark-gfm
+  fonts-liberation
+  python3
+  weasyprint
+)
+
 # install_missing PACKAGE...: installs what is not there yet, as root or through sudo. A fresh
 # machine updates itself in the background first: the package manager's locks are waited for, for
 # ten minutes, instead of failing at once.

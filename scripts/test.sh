@@ -4,7 +4,8 @@
 # with AddressSanitizer and UBSan, a few seconds of each fuzz target, the optimised command as a
 # whole, and the Windows component and its tests under Wine, in 64 and 32 bits.
 #
-#   --all     the slow lanes too: the unit tests optimised, and the native tests on the other Debian
+#   --all     the slow lanes too: the unit tests optimised, the guides as pages and on paper, and the
+#             native tests on the other Debian
 #   --native  the optimised build and its tests, nothing else: what one lane runs on another release
 #   --no-x86  without the 32-bit component, where Wine cannot run it
 #
@@ -47,7 +48,7 @@ try_finished() {
   step "Build and test: release, the finished command"
   cmake --preset release
   cmake --build --preset release --target mvsms libmvsms e2e_test
-  ctest --preset release --tests-regex '^(hardening|guides|library_installed|e2e\.)'
+  ctest --preset release --tests-regex '^(hardening|guide|version|container|library_installed|e2e\.)'
 }
 
 # Long enough to tell that a target still works; scripts/fuzz.sh is for long runs.
@@ -67,6 +68,16 @@ try_benchmarks() {
 check_imports() {  # PRESET
   step "Imports: $1"
   scripts/windows_imports.py "build/$1/bin/mvSMS.dll" "build/$1/bin/mvsms.exe"
+}
+
+# The guides as they are packaged.
+try_guides() {
+  step "Guides: HTML and PDF, twice the same"
+  rm -rf build/guides build/guides-again
+  scripts/guides.sh build/guides
+  scripts/guides.sh build/guides-again
+  diff --recursive build/guides build/guides-again
+  python3 -B tests/scripts/guide_pages_test.py build/guides
 }
 
 # The release of Debian that this machine does not run, from a clean clone of the last commit.
@@ -120,5 +131,5 @@ done
 case $lanes in
   native) native_lane ;;
   usual) local_lanes try_finished; tell_of_x86 ;;
-  all) local_lanes build_and_test release; try_other_release; tell_of_x86 ;;
+  all) local_lanes build_and_test release; try_guides; try_other_release; tell_of_x86 ;;
 esac

@@ -14,6 +14,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
+#include <stdexcept>
 #include <system_error>
 #include <utility>
 
@@ -30,6 +31,16 @@ int Check(int result, const char* what) {
 }
 
 bool WouldBlock() { return errno == EAGAIN || errno == EINTR; }
+
+sockaddr_in SocketAddress(const std::string& address, std::uint16_t port) {
+  sockaddr_in result{};
+  result.sin_family = AF_INET;
+  result.sin_port = htons(port);
+  if (::inet_pton(AF_INET, address.c_str(), &result.sin_addr) != 1) {
+    throw std::invalid_argument("\"" + address + "\" is no IPv4 address");
+  }
+  return result;
+}
 
 /// A Line over a non-blocking descriptor.
 class DescriptorLine : public ServerLoop::Watcher,
@@ -144,13 +155,12 @@ class TcpServer::Connection : public DescriptorLine {
 
 class TcpServer::Listener : public ServerLoop::Watcher {
  public:
-  Listener(ServerLoop& loop, std::uint16_t port, AnswererFactory factory)
+  Listener(ServerLoop& loop, sockaddr_in address, AnswererFactory factory)
       : loop_(loop),
         factory_(std::move(factory)),
         fd_(Check(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0), "socket")) {
     const int on = 1;
     ::setsockopt(fd_.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-    sockaddr_in address = Address(port);
     Check(::bind(fd_.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), "bind");
     Check(::listen(fd_.get(), SOMAXCONN), "listen");
   }
@@ -177,22 +187,15 @@ class TcpServer::Listener : public ServerLoop::Watcher {
   }
 
  private:
-  static sockaddr_in Address(std::uint16_t port) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(port);
-    return address;
-  }
-
   ServerLoop& loop_;
   AnswererFactory factory_;
   Descriptor fd_;
   bool finished_ = false;
 };
 
-TcpServer::TcpServer(std::uint16_t port, AnswererFactory factory)
-    : listener_(std::make_shared<Listener>(loop_, port, std::move(factory))),
+TcpServer::TcpServer(std::uint16_t port, AnswererFactory factory, const std::string& address)
+    : listener_(
+          std::make_shared<Listener>(loop_, SocketAddress(address, port), std::move(factory))),
       port_(listener_->Port()) {
   loop_.Watch(listener_);
 }

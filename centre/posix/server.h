@@ -29,11 +29,15 @@ class Server {
   ServerLoop loop_;
 };
 
-/// Listens on 127.0.0.1 only: the centre is not meant to serve a network.
+/// This machine only: the centre is not meant to serve a network.
+inline constexpr char kLoopback[] = "127.0.0.1";
+
 class TcpServer : public Server {
  public:
-  /// On `port`, or on any free one for 0. Throws std::system_error if the port cannot be had.
-  TcpServer(std::uint16_t port, AnswererFactory factory);
+  /// On `port`, or on any free one for 0, of an IPv4 address of this machine, "0.0.0.0" for all of
+  /// them. Throws std::system_error if the port cannot be had, std::invalid_argument if that is no
+  /// address.
+  TcpServer(std::uint16_t port, AnswererFactory factory, const std::string& address = kLoopback);
   std::uint16_t port() const { return port_; }
   void Finish() override;
 

@@ -111,10 +111,11 @@ class Run {
   }
 
   void ListenOnTcp() {
-    auto server = std::make_unique<centre::TcpServer>(static_cast<std::uint16_t>(options_.tcp_port),
-                                                      [this] { return centre_->AnswerCall(); });
-    where_ = {{"listening", "tcp"}, {"address", "127.0.0.1"}, {"port", server->port()}};
-    where_shown_ = "127.0.0.1:" + std::to_string(server->port());
+    auto server = std::make_unique<centre::TcpServer>(
+        static_cast<std::uint16_t>(options_.tcp_port), [this] { return centre_->AnswerCall(); },
+        options_.address);
+    where_ = {{"listening", "tcp"}, {"address", options_.address}, {"port", server->port()}};
+    where_shown_ = options_.address + ":" + std::to_string(server->port());
     server_ = std::move(server);
   }
 
@@ -225,6 +226,11 @@ struct Arguments : CentreOptions {
 void AddOptions(Command& command, Arguments& arguments) {
   auto* const tcp = command.AddOption("--tcp", arguments.tcp_port,
                                       "Listen on this port of 127.0.0.1; 0: any free one");
+  command
+      .AddOption("--address", arguments.address,
+                 "Listen on this address instead; 0.0.0.0: on all that the machine has")
+      ->TypeName("IPV4")
+      ->Needs(tcp);
   auto* const pty =
       command.AddFlag("--pty", arguments.pty, "Offer a pseudo-terminal with an emulated modem");
   tcp->InRange(0, 65535)->TypeName("PORT")->Excludes(pty);

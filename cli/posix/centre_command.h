@@ -17,9 +17,10 @@ namespace mvsms::cli {
 
 /// What the command line asks for.
 struct CentreOptions {
-  int tcp_port = -1;  // 0: any free port; -1: a pseudo-terminal with a modem
-  bool line = false;  // the pseudo-terminal is the line itself, without a modem
-  std::string link;   // to the pseudo-terminal; empty: none
+  int tcp_port = -1;                  // 0: any free port; -1: a pseudo-terminal with a modem
+  std::string address = "127.0.0.1";  // of this machine, to listen on; "0.0.0.0": all
+  bool line = false;                  // the pseudo-terminal is the line itself, without a modem
+  std::string link;                   // to the pseudo-terminal; empty: none
   std::string protocol = "tap";
   std::vector<std::string> settings;  // NAME=VALUE
   std::string script;                 // dialogue file played instead of the protocol; empty: none

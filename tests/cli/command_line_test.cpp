@@ -18,6 +18,7 @@ namespace {
 
 using ::testing::AllOf;
 using ::testing::HasSubstr;
+using ::testing::MatchesRegex;
 using ::testing::Not;
 using ::testing::StartsWith;
 
@@ -101,7 +102,11 @@ TEST_F(CommandLine, HelpNamesTheExitCodesAndTheFolder) {
     EXPECT_THAT(Do({"send", "--help"}), HasSubstr(code));
   }
   EXPECT_THAT(Do({"--help"}), HasSubstr("MVSMS_HOME"));
-  EXPECT_THAT(Do({"--version"}), HasSubstr("mvsms "));
+}
+
+TEST_F(CommandLine, TheVersionNamesTheCommitWhereThereIsOne) {
+  EXPECT_THAT(Do({"--version"}),
+              MatchesRegex("mvsms [0-9]+\\.[0-9]+\\.[0-9]+( \\([0-9a-f]+\\))?\n"));
 }
 
 TEST_F(CommandLine, ABrokenSettingsFileIsAFailureThatNamesIt) {

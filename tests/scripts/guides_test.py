@@ -37,6 +37,7 @@ SOURCE = pathlib.Path(__file__).resolve().parent.parent.parent
 GUIDES = sorted([SOURCE / "README.md", *SOURCE.glob("docs/*guide.md"),
                  SOURCE / "docs/lines-and-centres.md", SOURCE / "docs/message-centre.md",
                  *SOURCE.glob("examples/**/*.md"), *SOURCE.glob("integrations/**/*.md")])
+ALL_PAGES = sorted({*GUIDES, *SOURCE.glob("*.md"), *SOURCE.glob("docs/*.md")})
 sys.path.insert(0, str(SOURCE / "tests/e2e"))
 from independent_centre import ucp_frame  # noqa: E402
 
@@ -300,7 +301,7 @@ class Guides(unittest.TestCase):
         self.assertEqual([path for path in GUIDES if not path.exists()], [])
 
     def test_links_lead_somewhere(self):
-        for path in GUIDES:
+        for path in ALL_PAGES:
             links = re.findall(r"\]\(([^)#:]+)(?:#([^)]*))?\)", path.read_text("utf-8"))
             for target, anchor in links:
                 file = path.parent / target
@@ -310,7 +311,7 @@ class Guides(unittest.TestCase):
 
     def test_tables_are_whole(self):
         """A blank line in a table makes plain text of all that follows."""
-        for path in GUIDES:
+        for path in ALL_PAGES:
             for table in re.findall(r"(?:^\|.*\n)+", path.read_text("utf-8"), re.MULTILINE):
                 self.assertRegex(table, r"\A\|.*\n\|[-|]+\|\n", f"{path.name}: {table[:60]}")
 

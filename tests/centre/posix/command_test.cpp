@@ -77,6 +77,19 @@ TEST_F(CommandTest, PrintsWhereItListensAndWhatItReceives) {
   EXPECT_EQ(result_, 0);
 }
 
+TEST_F(CommandTest, ListensOnAnotherAddressWhenAsked) {
+  options_.address = "0.0.0.0";
+  Run([this](Caller& line) { SendPage(line); });
+  EXPECT_THAT(out_.str(),
+              StartsWith("Listening on 0.0.0.0:" + std::to_string(port_) + "\nTAP  login"));
+}
+
+TEST_F(CommandTest, AnAddressThatIsNoneIsNamed) {
+  options_.address = "localhost";
+  EXPECT_EQ(RunCentre(options_, out_, err_, [](centre::Server*) {}), 1);
+  EXPECT_EQ(err_.str(), "mvsms centre: \"localhost\" is no IPv4 address\n");
+}
+
 TEST_F(CommandTest, RefusalsShowTheAnswer) {
   options_.settings = {"refuse=all", "codes=off"};
   Run([this](Caller& line) { SendPage(line); });
