@@ -1,0 +1,39 @@
+#!/usr/bin/env bash
+# run.sh FOLDER: tests what scripts/package-windows.sh has just made there, under a Wine that runs
+# programs of both bitnesses. Makes what the tests need beside it: a host of each bitness, and
+# installers of a newer version, whole and broken.
+set -euo pipefail
+cd "$(dirname "$0")/../../.."
+dist=$(realpath "$1")
+tests=tests/packaging/windows
+work=$PWD/build/package-windows
+
+make_hosts() {
+  local machine
+  for machine in x86_64:x64 i686:x86; do
+    "${machine%:*}-w64-mingw32-gcc-posix" -O1 -Wall -Wextra -s -o "$work/host_${machine#*:}.exe" $tests/host.c \
+      -lole32 -luuid -ladvapi32
+  done
+}
+
+make_installer() {  # NAME VERSION FILES
+  makensis -V1 -INPUTCHARSET UTF8 -DVERSION="$2" -DFILES="$3" -DLISTS="$work" \
+    -DOUTPUT="$work/$1-setup.exe" packaging/windows/mvsms.nsi
+}
+
+make_broken() {
+  rm -rf "$work/broken"
+  cp -r "$work/files" "$work/broken"
+  head -c 1000 /dev/zero >"$work/broken/component/x64/mvSMS.dll"
+  make_installer broken 99.1.0 "$work/broken"
+}
+
+make_hosts
+make_installer newer 99.0.0 "$work/files"
+make_broken
+status=0
+for test in $tests/*_test.sh; do
+  echo "== $test"
+  scripts/wine32.sh "$test" "$dist" || status=1
+done
+exit $status
