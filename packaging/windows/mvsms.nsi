@@ -2,9 +2,8 @@
 ; beside them. Made by scripts/package-windows.sh, which defines
 ;   VERSION   the version, three numbers
 ;   FILES     folder with a sub-folder for each section that has files
-;   LISTS     folder with files.nsh, the names of these files
+;   LISTS     folder with files.nsh, the names of these files, and side.bmp
 ;   OUTPUT    the installer to be made
-;   EPOCH     the newest change, in seconds, the time of the files
 ;   SIGN      a command that signs a file (optional)
 ;
 ; What is installed is unpacked aside first, then put in place by renaming, so that a disk that fills up
@@ -60,8 +59,9 @@ VIProductVersion "${VERSION}.0"
 
 !define MUI_ICON "..\..\com\mvsms.ico"
 !define MUI_UNICON "..\..\com\mvsms.ico"
+!define MUI_WELCOMEFINISHPAGE_BITMAP "${LISTS}\side.bmp"
+!define MUI_UNWELCOMEFINISHPAGE_BITMAP "${LISTS}\side.bmp"
 !define MUI_ABORTWARNING
-!define MUI_COMPONENTSPAGE_SMALLDESC
 !define MUI_FINISHPAGE_REBOOTLATER_DEFAULT
 !define MUI_FINISHPAGE_RUN
 !define MUI_FINISHPAGE_RUN_FUNCTION OpenDialog
@@ -480,6 +480,7 @@ Function AskForGroup
   Pop $0
   ${NSD_CreateText} 0 68u 60% 12u "$Group"
   Pop $Field
+  ${NSD_SetFocus} $Field
   nsDialogs::Show
 FunctionEnd
 

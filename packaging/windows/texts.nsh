@@ -4,7 +4,7 @@
   LangString ${NAME} ${LANG_GERMAN} "${GERMAN}"
 !macroend
 
-!insertmacro Text ComponentName "Component and command" "Komponente und Kommando"
+!insertmacro Text ComponentName "mvSMS" "mvSMS"
 !insertmacro Text ComponentText \
     "mvSMS.dll for 64-bit and 32-bit programs, and mvsms.exe." \
     "mvSMS.dll für 64-Bit- und 32-Bit-Programme sowie mvsms.exe."

@@ -51,10 +51,10 @@ unchanged() {  # FILE
   diff "$1" "$1.now" >"$1.difference" || { fail "registry or files differ:"; head -40 "$1.difference"; }
 }
 
-# A prefix as on a machine where nothing of ours was ever installed, with the substitute telephony
-# service and a message centre behind COM21.
-fresh_machine() {
-  rm -rf "$MVSMS_WINEPREFIX"
+# A prefix as on a machine without anything of ours, with the substitute telephony service: the first
+# test of a run makes it, and each leaves it so.
+prepare_machine() {
+  [ ! -e "$drive/quit.vbs" ] || return 0
   wine_run reg add 'HKCU\Software\Wine\DllOverrides' /v winemenubuilder.exe /d '' /f >/dev/null
   local bits folder
   for bits in x64 x86; do
@@ -73,7 +73,7 @@ fresh_machine() {
   done
 }
 
-start_centre() {
+start_centre() {  # behind COM21
   rm -f "$MVSMS_WINEPREFIX/dosdevices/com21"
   build/release/bin/mvsms centre --pty --line --link "$MVSMS_WINEPREFIX/dosdevices/com21" --protocol tap --quiet \
     --record "$scratch/received" >/dev/null 2>&1 &

@@ -155,7 +155,7 @@ installs_for_one_user() {
   sleep 3
 }
 
-fresh_machine
+prepare_machine
 path_before=$(value "$path" Path)
 snapshot "$scratch/fresh"
 start_centre
