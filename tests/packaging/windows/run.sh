@@ -31,9 +31,13 @@ make_broken() {
 make_hosts
 make_installer newer 99.0.0 "$work/files"
 make_broken
+rm -rf build/wine-packages
 status=0
-for test in $tests/*_test.sh; do
+echo "== files and signatures"
+$tests/files_test.py "$dist" || status=1
+$tests/sign_test.sh "$dist" || status=1
+for test in side_by_side msi installer; do
   echo "== $test"
-  scripts/wine32.sh "$test" "$dist" || status=1
+  scripts/wine32.sh $tests/${test}_test.sh "$dist" || status=1
 done
 exit $status
