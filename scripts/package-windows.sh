@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # scripts/package-windows.sh OUTPUT-FOLDER: what is handed out for Windows: the installer for both
-# bitnesses, an MSI for each, and a ZIP of the same files. Builds component and command, and
-# installs what is missing on a bare Debian 12.
+# bitnesses, an MSI for each, and a ZIP of the same files. Builds component and command, and installs
+# what is missing on a bare Debian 12. The manifests for winget, which name the installer's
+# hash, take the address it will have from MVSMS_DOWNLOADS.
 #
 # With MVSMS_SIGN_CERTIFICATE and MVSMS_SIGN_KEY (see scripts/sign.sh) everything is signed. Unsigned,
 # the same commit gives the same bytes, under the same SOURCE_DATE_EPOCH when one is set.
@@ -63,8 +64,11 @@ collect_guides() {
 }
 
 collect_tools() {
-  mkdir -p "$files/tools"
-  cp LICENSE "$files/tools/"
+  local folder=$files/tools/administration
+  mkdir -p "$folder"
+  cp --recursive -t "$folder" $here/{MvSms,policies}
+  text_file $here/settings.reg "$folder/settings.reg"
+  python3 -B $here/manifests.py "$version" "$folder/manifests"
 }
 
 # Files and folders as the installer puts them in place, and removes them: the catalogue's copy last.
@@ -90,6 +94,19 @@ make_installer() {
   mv "$work/$name" "$output/"
 }
 
+make_msi() {  # BITS
+  local contents=$work/msi-$1 name=mvsms-$version-$1.msi
+  mkdir "$contents"
+  cp --preserve=timestamps "$files/component/$1"/* "$files/component/LICENSE.txt" "$contents/"
+  cp --recursive --preserve=timestamps "$files"/{examples,guides,tools}/* "$contents/"
+  settle "$contents"
+  # The tools write the time into the MSI.
+  faketime -f "$(date --utc --date="@$SOURCE_DATE_EPOCH" '+%F %T')" \
+    python3 -B $here/msi.py "$version" "$1" "$contents" "$work/$name"
+  sign "$work/$name"
+  mv "$work/$name" "$output/"
+}
+
 make_zip() {
   local name=mvsms-$version-windows
   rm -rf "${work:?}/$name" "$output/$name.zip"
@@ -97,6 +114,19 @@ make_zip() {
   cp --recursive --preserve=timestamps "$files"/*/* "$work/$name/"
   settle "$work/$name"
   (cd "$work" && find "$name" | LC_ALL=C sort | zip -X -q -@ "$output/$name.zip")
+}
+
+# For a pull request to the repository of winget.
+make_winget() {
+  local template hash
+  hash=$(sha256sum "$output/mvsms-$version-setup.exe" | cut -c1-64 | tr a-f A-F)
+  rm -rf "$output/winget"
+  mkdir "$output/winget"
+  for template in $here/winget/*.yaml; do
+    sed -e "s,@VERSION@,$version,g" -e "s,@SHA256@,$hash,g" \
+      -e "s,@DOWNLOADS@,${MVSMS_DOWNLOADS:-https://downloads.invalid/mvsms},g" "$template" \
+      >"$output/winget/${template##*/}"
+  done
 }
 
 settle() { find "$1" -exec touch --no-dereference --date="@$SOURCE_DATE_EPOCH" {} +; }
@@ -110,5 +140,9 @@ collect_guides
 collect_tools
 settle "$files"
 list_files
+python3 -B $here/draw_side.py "$work/side.bmp"
 make_installer
+make_msi x64
+make_msi x86
 make_zip
+make_winget

@@ -47,6 +47,7 @@ windows_packages=(
 
 # Making what is handed out for Windows.
 windows_package_packages=(
+  faketime
   msitools
   nsis
   openssl
