@@ -71,17 +71,33 @@ collect_tools() {
   python3 -B $here/manifests.py "$version" "$folder/manifests"
 }
 
+backslashes() { sed 's,/,\\,g'; }
+
+# What the installer unpacks for a section, in an order that no file system decides.
+unpack_macro() {  # SECTION
+  echo "!macro Unpack_$1"
+  (cd "$files/$1" && find . -type f -printf '%P\n') | LC_ALL=C sort | while read -r file; do
+    printf '  SetOutPath "$INSTDIR\\incoming\\%s"\n' "$(dirname "$file" | backslashes)"
+    printf '  File "${FILES}/%s"\n' "$1/$file"
+  done
+  echo '!macroend'
+}
+
+# An EachFile or EachFolder of the installer, out of names on the standard input.
+each_macro() {  # NAME
+  echo "!macro $1 DO WITH"
+  backslashes | sed 's,.*,  !insertmacro ${DO} "${WITH}" "&",'
+  echo '!macroend'
+}
+
 # Files and folders as the installer puts them in place, and removes them: the catalogue's copy last.
 list_files() {
-  find "$files"/* -mindepth 1 -type f -printf '%P\n' | sed 's,/,\\,g' | LC_ALL=C sort >"$work/names"
+  local section names
+  names=$(find "$files"/* -mindepth 1 -type f -printf '%P\n' | LC_ALL=C sort)
   {
-    echo '!macro EachFile DO WITH'
-    { grep --invert-match '^catalogue' "$work/names"; grep '^catalogue' "$work/names"; } |
-      sed 's,.*,  !insertmacro ${DO} "${WITH}" "&",'
-    printf '!macroend\n!macro EachFolder DO WITH\n'
-    find "$files"/* -mindepth 1 -type d -printf '%P\n' | sed 's,/,\\,g' | LC_ALL=C sort --reverse |
-      sed 's,.*,  !insertmacro ${DO} "${WITH}" "&",'
-    echo '!macroend'
+    for section in component examples guides tools; do unpack_macro $section; done
+    { grep --invert-match '^catalogue' <<<"$names"; grep '^catalogue' <<<"$names"; } | each_macro EachFile
+    find "$files"/* -mindepth 1 -type d -printf '%P\n' | LC_ALL=C sort --reverse | each_macro EachFolder
   } >"$work/files.nsh"
 }
 
@@ -129,7 +145,11 @@ make_winget() {
   done
 }
 
-settle() { find "$1" -exec touch --no-dereference --date="@$SOURCE_DATE_EPOCH" {} +; }
+# Times and rights that do not depend on who made the files when.
+settle() {
+  chmod --recursive u=rwX,go=rX "$1"
+  find "$1" -exec touch --no-dereference --date="@$SOURCE_DATE_EPOCH" {} +
+}
 
 build
 rm -rf "$work"
@@ -141,6 +161,7 @@ collect_tools
 settle "$files"
 list_files
 python3 -B $here/draw_side.py "$work/side.bmp"
+settle "$work/side.bmp"
 make_installer
 make_msi x64
 make_msi x86

@@ -18,6 +18,7 @@ ManifestDPIAware true
 !define UNINSTALL_KEY "Software\Microsoft\Windows\CurrentVersion\Uninstall\mvSMS"
 !define SETTINGS_PARENT "Software\MIRVALEN"
 !define SETTINGS_KEY "${SETTINGS_PARENT}\PAGOREX"
+!define REMEMBERED_PARENT "Software\VB and VBA Program Settings"
 
 ; Exit codes of a silent run. Those below 3 are the installer system's own: 1 cancelled, 2 stopped, as
 ; when the disk is full.
@@ -71,8 +72,10 @@ VIProductVersion "${VERSION}.0"
 !insertmacro MUI_PAGE_WELCOME
 !define MULTIUSER_PAGE_CUSTOMFUNCTION_LEAVE OfferSections
 !insertmacro MULTIUSER_PAGE_INSTALLMODE
+!define MUI_PAGE_CUSTOMFUNCTION_PRE CheckEarlier
 !insertmacro MUI_PAGE_COMPONENTS
 Page custom AskForGroup TakeGroup
+!define MUI_PAGE_CUSTOMFUNCTION_PRE SkipUnlessFirst
 !insertmacro MUI_PAGE_DIRECTORY
 !insertmacro MUI_PAGE_INSTFILES
 !insertmacro MUI_PAGE_FINISH
@@ -180,12 +183,23 @@ Function .onInit
   ${EndIf}
 FunctionEnd
 
+; An upgrade goes where the earlier version is.
 Function CheckEarlier
+  ReadRegStr $0 SHCTX "${UNINSTALL_KEY}" InstallLocation
+  ${If} $0 != ""
+    StrCpy $INSTDIR $0
+  ${EndIf}
   ReadRegStr $Earlier SHCTX "${UNINSTALL_KEY}" DisplayVersion
   ${VersionCompare} "$Earlier" "${VERSION}" $0
   ${If} $Earlier != ""
   ${AndIf} $0 == 1
     !insertmacro Refuse "" ${EXIT_NEWER_INSTALLED} "$(NewerInstalled)"
+  ${EndIf}
+FunctionEnd
+
+Function SkipUnlessFirst
+  ${If} $Earlier != ""
+    Abort
   ${EndIf}
 FunctionEnd
 
@@ -202,9 +216,8 @@ FunctionEnd
 
 ; ---- files -----------------------------------------------------------------------------------------
 
-!macro Unpack FOLDER
-  SetOutPath "$INSTDIR\incoming"
-  File /r "${FILES}\${FOLDER}\*"
+!macro Unpack SECTION
+  !insertmacro Unpack_${SECTION}
   SetOutPath "$INSTDIR"
 !macroend
 
@@ -280,6 +293,11 @@ FunctionEnd
 !macro RemoveFolder UNUSED FOLDER
   RMDir "$INSTDIR\${FOLDER}"
 !macroend
+; A new name for what a running program keeps from being deleted.
+!macro NameAside
+  System::Call 'kernel32::GetTickCount() i .r0'
+  StrCpy $Aside "$INSTDIR\previous-$0"
+!macroend
 
 ; The installation before, as it was; or none.
 Function PutBack
@@ -341,7 +359,6 @@ FunctionEnd
 
 Section "$(ComponentName)" SecComponent
   SectionIn RO
-  Call CheckEarlier
   RMDir /r "$INSTDIR\incoming"
   !insertmacro Unpack component
 SectionEnd
@@ -359,8 +376,7 @@ Section "$(ToolsName)" SecTools
 SectionEnd
 
 Section "-in place"
-  System::Call 'kernel32::GetTickCount() i .r0'
-  StrCpy $Aside "$INSTDIR\previous-$0"
+  !insertmacro NameAside
   !insertmacro EachFile DoWithFile PutInPlace
   Call RegisterAll
   ${If} $2 != 0
@@ -541,14 +557,24 @@ Function un.RemoveFile
   ${If} $Purge != ${BST_CHECKED}
     Call un.SpareOwnCatalogue
   ${EndIf}
-  ${If} $0 != ""
-    Delete /REBOOTOK "$INSTDIR\$0"
+  ${If} $0 == ""
+    Return
+  ${EndIf}
+  ClearErrors
+  Delete "$INSTDIR\$0"
+  ${If} ${Errors}
+    ${un.GetParent} "$Aside\$0" $1
+    CreateDirectory $1
+    Rename "$INSTDIR\$0" "$Aside\$0"
   ${EndIf}
 FunctionEnd
 
 Function un.PurgeAll
   Delete "$INSTDIR\x64\SMSLog.txt"
   Delete "$INSTDIR\x86\SMSLog.txt"
+  ; What the test tool remembers, of this user.
+  DeleteRegKey HKCU "${REMEMBERED_PARENT}\mvSMS"
+  DeleteRegKey /ifempty HKCU "${REMEMBERED_PARENT}"
   ${If} $MultiUser.InstallMode == AllUsers
     DeleteRegKey HKLM "${SETTINGS_KEY}"
     DeleteRegKey /ifempty HKLM "${SETTINGS_PARENT}"
@@ -565,6 +591,7 @@ Section Uninstall
   Call un.UnregisterAll
   StrCpy $0 "$INSTDIR\$Native"
   Call un.RemoveFromPath
+  !insertmacro NameAside
   !insertmacro EachFile DoWithFile un.RemoveFile
   ${If} $Purge == ${BST_CHECKED}
     Call un.PurgeAll
@@ -573,6 +600,9 @@ Section Uninstall
   Delete "$INSTDIR\uninstall.exe"
   !insertmacro EachFolder RemoveFolder ""
   RMDir "$INSTDIR"
+  ${If} ${RebootFlag}
+    RMDir /REBOOTOK "$INSTDIR"
+  ${EndIf}
   RMDir /r "${SHORTCUTS}"
   DeleteRegKey SHCTX "${UNINSTALL_KEY}"
 SectionEnd

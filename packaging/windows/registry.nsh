@@ -65,7 +65,8 @@ Function AddToPath  ; $0: the folder
   Call OpenPath
   ${If} $R0 = 0
   ${AndIf} $8 = 0
-    System::Call 'kernel32::lstrcatW(p r7, w "$0")'
+    System::Call 'shlwapi::StrTrimW(p r7, w ";")'
+    System::Call 'kernel32::lstrcatW(p r7, w ";$0")'
     Call WritePath
   ${EndIf}
   Call ClosePath

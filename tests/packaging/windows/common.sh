@@ -1,3 +1,4 @@
+# shellcheck shell=bash disable=SC2034,SC2164
 # What the tests of the Windows packages share. Sourced, by scripts that scripts/wine32.sh runs; they are
 # given the folder with the packages.
 cd "$(dirname "${BASH_SOURCE[0]}")/../../.."
@@ -88,7 +89,7 @@ configure() {  # MVSMS.EXE
 
 # A script host of each bitness sends.
 scripts_send() {  # SEND.VBS
-  local host folder
+  local folder
   for folder in system32 syswow64; do
     expect 0 wine_run "C:\\windows\\$folder\\cscript.exe" //nologo "$1" Standard 01711234567 "Sent from $folder"
     says accepted

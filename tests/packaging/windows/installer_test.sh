@@ -30,7 +30,7 @@ installs_everything() {
   for name in DisplayName DisplayVersion DisplayIcon Publisher InstallLocation UninstallString EstimatedSize; do
     [ -n "$(value "$entry" $name /reg:64)" ] || fail "no $name"
   done
-  [ "$(value "$path" Path)" = "$path_before;$folder\\x64" ] || fail "the path: $(value "$path" Path)"
+  [ "$(value "$path" Path)" = "${path_before%;};$folder\\x64" ] || fail "the path: $(value "$path" Path)"
   [ "$(find "$drive" -name '*.lnk' -path '*mvSMS*' | wc -l)" -ge 2 ] || fail "no shortcuts"
   WINEPREFIX=$MVSMS_WINEPREFIX wineserver -k  # a new session knows the new path
   expect 0 wine_run cmd /c mvsms --version
@@ -43,18 +43,41 @@ sends() {
   scripts_send "$folder\\examples\\send.vbs"
 }
 
+# What the start menu opens ends when its window is closed.
+opens_and_closes() {  # TITLE ARGUMENT...
+  wine_run "$folder\\x64\\mvsms.exe" "${@:2}" &
+  expect 0 wine_run 'C:\host_x64.exe' close "$1"
+  wait $! || fail "mvsms ${*:2}: exit code $?"
+}
+
+opens_dialogs() {
+  test_case "configuration and test tool"
+  opens_and_closes "SMS Configuration" dialog
+  opens_and_closes "SMS Message" dialog --test-tool
+}
+
+# A program that has the component loaded.
+hold() {
+  wine_run 'C:\host_x64.exe' 'C:\holding' >"$scratch/host" &
+  holder=$!
+  for _ in $(seq 100); do [ -e "$drive/holding" ] && break; sleep 0.1; done
+}
+let_go() {
+  rm "$drive/holding"
+  wait $holder || fail "the program that had it loaded: $(cat "$scratch/host")"
+}
+
 keeps_a_loaded_component() {
   test_case "an upgrade, while a program has the component loaded"
   echo 'our own catalogue' >>"$files/x64/smstransports.inf"
-  wine_run 'C:\host_x64.exe' 'C:\holding' >"$scratch/host" &
-  for _ in $(seq 100); do [ -e "$drive/holding" ] && break; sleep 0.1; done
+  hold
   expect 3010 wine_run "$newer" /S
   says "until they end"
   [ "$(value "$entry" DisplayVersion /reg:64)" = 99.0.0 ] || fail "not upgraded"
   compgen -G "$files/previous-*" >/dev/null || fail "what is loaded was not put aside"
-  rm "$drive/holding"
-  wait $! || fail "the program that had it loaded: $(cat "$scratch/host")"
-  expect 0 wine_run "$newer" /S
+  let_go
+  expect 0 wine_run "$newer" /S '/D=C:\elsewhere'
+  gone "$drive/elsewhere"
   ! compgen -G "$files/previous-*" >/dev/null || fail "what was put aside is still there"
   grep --quiet 'our own' "$files/x64/smstransports.inf" || fail "the catalogue was replaced"
   expect 0 wine_run 'C:\host_x64.exe'
@@ -129,6 +152,22 @@ leaves_settings() {
   gone "$files"
 }
 
+uninstalls_a_loaded_component() {
+  test_case "uninstalling while a program has the component loaded, and installing anew"
+  expect 0 wine_run "$setup" /S
+  hold
+  uninstall
+  gone "$files/x64/mvSMS.dll"
+  expect 3010 wine_run "$setup" /S  # what the next start of Windows deletes is not this
+  ! grep '^"PendingFileRename' "$MVSMS_WINEPREFIX/system.reg" | grep --quiet 'mvSMS.\\x64' || fail "the new one would be deleted"
+  let_go
+  expect 0 wine_run 'C:\host_x64.exe'
+  expect 0 wine_run "$setup" /S
+  ! compgen -G "$files/previous-*" >/dev/null || fail "what was put aside is still there"
+  uninstall
+  gone "$files"
+}
+
 spares_a_long_path() {
   test_case "a path longer than the installer's texts"
   wine_run reg add "$path" /v Path /t REG_EXPAND_SZ /d "$long_path" /f >/dev/null
@@ -161,6 +200,7 @@ snapshot "$scratch/fresh"
 start_centre
 installs_everything
 sends
+opens_dialogs
 keeps_a_loaded_component
 refuses_a_downgrade
 survives_a_broken_component
@@ -169,6 +209,7 @@ leaves_nothing_when_it_fails
 survives_a_full_disk
 grants_a_group
 leaves_settings
+uninstalls_a_loaded_component
 spares_a_long_path
 installs_for_one_user
 test_case "registry and files are as before"

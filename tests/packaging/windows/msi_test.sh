@@ -51,4 +51,6 @@ snapshot "$scratch/after"
 left=$(grep --ignore-case mvsms "$scratch/after" | grep --invert-match -e smstransports -e 'mvSMS$' || true)
 [ -z "$left" ] || fail "left: $left"
 there "$drive/Program Files/mvSMS/smstransports.inf"
+rm -rf "$drive"/Program\ Files*/mvSMS
+wine_run reg delete 'HKLM\Software\MIRVALEN' /f /reg:64 >/dev/null
 summary

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # run.sh FOLDER: tests what scripts/package-windows.sh has just made there, under a Wine that runs
 # programs of both bitnesses. Makes what the tests need beside it: a host of each bitness, and
-# installers of a newer version, whole and broken.
+# installers of a newer version, whole and broken. The message centre is that of the preset release,
+# the substitute telephony service (fake_tapi) that of the presets for Windows.
 set -euo pipefail
 cd "$(dirname "$0")/../../.."
 dist=$(realpath "$1")
