@@ -34,7 +34,8 @@ class Package:
         self.components = []
 
     def component(self, name, content, win64=None):
-        """Opens none of the tables twice: a component is a folder's part of the installation."""
+        """A component, which is of the feature. One that is not of 64 bits belongs to both packages when its
+        name is the same in both."""
         key = short("c", name)
         self.components.append(key)
         shared = "both" if win64 is False else self.bits
@@ -79,6 +80,13 @@ class Package:
         rows = registration.shared_values("[INSTALLDIR]")
         return self.component("shared registration", "".join(self.values(rows, True)), win64=False)
 
+    def place(self):
+        """Where it is installed, for the next version to go there, and for what names the folder to be
+        found again when it is removed. In the part of the registry that a search looks into."""
+        value = (f'<RegistryValue Root="HKLM" Key="Software\\mvSMS" Name="{self.bits}" Type="string" '
+                 f'Value="[INSTALLDIR]" KeyPath="yes"/>')
+        return self.component(f"place {self.bits}", value, win64=False)
+
     def start_menu(self):
         key = '<RegistryValue Root="HKCU" Key="Software\\mvSMS" Name="StartMenu" Type="string" Value="" KeyPath="yes"/>'
         return self.component("start menu", '<RemoveFolder Id="StartMenu" On="uninstall"/>' + key)
@@ -97,9 +105,12 @@ class Package:
     <Icon Id="mvsms.ico" SourceFile="com/mvsms.ico"/>
     <Property Id="ARPPRODUCTICON" Value="mvsms.ico"/>
     <Property Id="ARPNOMODIFY" Value="1"/>
+    <Property Id="INSTALLDIR">
+      <RegistrySearch Id="Place" Root="HKLM" Key="Software\\mvSMS" Name="{self.bits}" Type="raw"/>
+    </Property>
     <Condition Message="mvSMS needs Windows 7 or later.">VersionNT &gt;= 601</Condition>
     <Directory Id="TARGETDIR" Name="SourceDir">
-      <Directory Id="{programs}"><Directory Id="INSTALLDIR" Name="mvSMS">{contents}{self.shared()}</Directory></Directory>
+      <Directory Id="{programs}"><Directory Id="INSTALLDIR" Name="mvSMS">{contents}{self.shared()}{self.place()}</Directory></Directory>
       <Directory Id="ProgramMenuFolder"><Directory Id="StartMenu" Name="mvSMS ({self.bits})">{self.start_menu()}</Directory></Directory>
     </Directory>
     <Feature Id="Everything" Title="mvSMS" Level="1">{"".join(f'<ComponentRef Id="{key}"/>' for key in self.components)}</Feature>
@@ -123,6 +134,8 @@ class Package:
         catalogue = short("c", "/smstransports.inf")
         attributes = 128 + 16 + (256 if self.native else 0)
         yield f"UPDATE `Component` SET `Attributes` = {attributes} WHERE `Component` = '{catalogue}'"
+        yield ("UPDATE `Property` SET `Value` = 'INSTALLDIR;WIX_DOWNGRADE_DETECTED;WIX_UPGRADE_DETECTED' "
+               "WHERE `Property` = 'SecureCustomProperties'")
         yield "UPDATE `Shortcut` SET `ShowCmd` = 7"  # minimised, for the command has a window of its own
 
 

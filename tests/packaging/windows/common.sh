@@ -1,4 +1,3 @@
-# shellcheck shell=bash disable=SC2034,SC2164
 # What the tests of the Windows packages share. Sourced, by scripts that scripts/wine32.sh runs; they are
 # given the folder with the packages.
 cd "$(dirname "${BASH_SOURCE[0]}")/../../.."

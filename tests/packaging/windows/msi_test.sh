@@ -9,9 +9,8 @@ folder='C:\Program Files\mvSMS'
 declare -A regsvr=([x64]='C:\windows\system32\regsvr32.exe' [x86]='C:\windows\syswow64\regsvr32.exe')
 declare -A place=([x64]=$folder [x86]='C:\Program Files (x86)\mvSMS')
 
-msi() {  # /i|/x BITS
-  expect 0 wine_run 'C:\windows\system32\msiexec.exe' "$1" "$dist/mvsms-$version-$2.msi" /qn
-}
+msiexec() { wine_run 'C:\windows\system32\msiexec.exe' "$@" /qn; }
+msi() { expect 0 msiexec "$1" "$dist/mvsms-$version-$2.msi" "${@:3}"; }  # /i|/x BITS [PROPERTY...]
 
 registers_what_the_component_registers() {  # BITS
   test_case "$1: registration"
@@ -32,6 +31,21 @@ leaves_nothing() {  # BITS
   expect 1 wine_run "C:\\host_$1.exe"
 }
 
+replaces_an_older_one() {
+  test_case "an upgrade in a folder of its own, and no downgrade"
+  msi /i x64 'INSTALLDIR=C:\Our programs\mvSMS'
+  expect 0 wine_run 'C:\host_x64.exe'
+  says 'C:\Our programs\mvSMS\mvSMS.dll'
+  expect 0 msiexec /i "$work/newer-x64.msi"
+  expect 0 wine_run 'C:\host_x64.exe'
+  says 'C:\Our programs\mvSMS\mvSMS.dll'
+  expect 1603 msiexec /i "$dist/mvsms-$version-x64.msi"
+  expect 0 wine_run 'C:\host_x64.exe'
+  expect 0 msiexec /x "$work/newer-x64.msi"
+  expect 1 wine_run 'C:\host_x64.exe'
+  rm -rf "$drive/Our programs"
+}
+
 prepare_machine
 start_centre
 registers_what_the_component_registers x64
@@ -46,6 +60,7 @@ leaves_nothing x86
 test_case "one does not take the other with it"
 expect 0 wine_run 'C:\host_x64.exe'
 leaves_nothing x64
+replaces_an_older_one
 test_case "nothing is left but the settings and the catalogues"
 snapshot "$scratch/after"
 left=$(grep --ignore-case mvsms "$scratch/after" | grep --invert-match -e smstransports -e 'mvSMS$' || true)

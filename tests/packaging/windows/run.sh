@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # run.sh FOLDER: tests what scripts/package-windows.sh has just made there, under a Wine that runs
 # programs of both bitnesses. Makes what the tests need beside it: a host of each bitness, and
-# installers of a newer version, whole and broken. The message centre is that of the preset release,
+# installers and an MSI of a newer version. The message centre is that of the preset release,
 # the substitute telephony service (fake_tapi) that of the presets for Windows.
 set -euo pipefail
 cd "$(dirname "$0")/../../.."
@@ -32,6 +32,7 @@ make_broken() {
 make_hosts
 make_installer newer 99.0.0 "$work/files"
 make_broken
+python3 -B packaging/windows/msi.py 99.0.0 x64 "$work/msi-x64" "$work/newer-x64.msi"
 rm -rf build/wine-packages
 status=0
 echo "== files and signatures"
