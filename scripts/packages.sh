@@ -53,6 +53,17 @@ guide_packages=(
   weasyprint
 )
 
+# Making what is handed out for Windows.
+windows_package_packages=(
+  faketime
+  msitools
+  nsis
+  openssl
+  osslsigncode
+  wixl
+  zip
+)
+
 # install_missing PACKAGE...: installs what is not there yet, as root or through sudo. A fresh
 # machine updates itself in the background first: the package manager's locks are waited for, for
 # ten minutes, instead of failing at once.

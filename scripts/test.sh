@@ -4,8 +4,8 @@
 # with AddressSanitizer and UBSan, a few seconds of each fuzz target, the optimised command as a
 # whole, and the Windows component and its tests under Wine, in 64 and 32 bits.
 #
-#   --all     the slow lanes too: the unit tests optimised, the guides as pages and on paper, and the
-#             native tests on the other Debian
+#   --all     the slow lanes too: the unit tests optimised, the guides as pages and on paper, the
+#             packages for Windows, and the native tests on the other Debian
 #   --native  the optimised build and its tests, nothing else: what one lane runs on another release
 #   --no-x86  without the 32-bit component, where Wine cannot run it
 #
@@ -101,6 +101,13 @@ windows_lane() {  # PRESET [WHERE]
   check_imports "$1"
 }
 
+# What is handed out for Windows: made, installed, used and removed again, under Wine.
+windows_packages_lane() {
+  step "Packages for Windows"
+  scripts/package-windows.sh build/dist-windows
+  tests/packaging/windows/run.sh build/dist-windows
+}
+
 local_lanes() {  # COMMAND... for the optimised build
   install_missing "${build_packages[@]}" "${check_packages[@]}" "${windows_packages[@]}"
   check_format
@@ -131,5 +138,10 @@ done
 case $lanes in
   native) native_lane ;;
   usual) local_lanes try_finished; tell_of_x86 ;;
-  all) local_lanes build_and_test release; try_guides; try_other_release; tell_of_x86 ;;
+  all)
+    local_lanes build_and_test release
+    try_guides
+    if [ $x86 = yes ]; then windows_packages_lane; fi
+    try_other_release
+    tell_of_x86 ;;
 esac
