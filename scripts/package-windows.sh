@@ -57,7 +57,6 @@ collect_guides() {
   mkdir -p "$files/guides/guides"
   if [ -x scripts/guides.sh ]; then
     scripts/guides.sh "$files/guides/guides"
-    find "$files/guides/guides" -name '*.pdf' -delete
   else
     cp -r docs/*guide*.md docs/images "$files/guides/guides/"
   fi
