@@ -86,9 +86,7 @@ Platform& Context::platform() {
 }
 
 void Context::PrintJson(const Json& document) {
-  // A path of this system may hold any bytes; what is not UTF-8 shows as U+FFFD. In ASCII, since
-  // JSON alone leaves the control characters beyond it as they are, and terminals obey them.
-  out << document.dump(json_lines ? -1 : 2, ' ', true, Json::error_handler_t::replace) << '\n';
+  out << JsonText(document, json_lines ? -1 : 2) << '\n';
 }
 
 void Context::PrintTable(const std::vector<std::vector<std::string>>& cells) {
