@@ -96,7 +96,9 @@ void Context::PrintTable(const std::vector<std::vector<std::string>>& cells) {
   for (const auto& row : rows) out << PaddedLine(row, widths) << '\n';
 }
 
-void Context::Warn(const std::string& sentence) { err << "mvsms: " << sentence << '\n'; }
+void Context::Warn(const std::string& sentence) {
+  err << "mvsms: " << PrintableLines(sentence) << '\n';
+}
 
 std::string Printable(const std::string& text) {
   std::string result;
@@ -109,6 +111,12 @@ std::string Printable(const std::string& text) {
     }
   }
   return result;
+}
+
+std::string PrintableLines(const std::string& text) {
+  const std::size_t end = text.find('\n');
+  if (end == std::string::npos) return Printable(text);
+  return Printable(text.substr(0, end)) + '\n' + PrintableLines(text.substr(end + 1));
 }
 
 bool IsWholeNumber(const std::string& text) {

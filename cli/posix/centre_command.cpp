@@ -69,7 +69,8 @@ class Run {
   int Serve(const std::function<void(centre::Server*)>& serving) {
     serving(server_.get());
     // For programs, too: it comes whole, at once, and even if all else is quiet.
-    out_ << (options_.json ? JsonText(where_) : "Listening on " + where_shown_) << std::endl;
+    out_ << (options_.json ? JsonText(where_) : "Listening on " + Printable(where_shown_))
+         << std::endl;
     server_->Run();
     serving(nullptr);
     return complaints_ == 0 ? 0 : 1;
@@ -268,7 +269,7 @@ int RunCentre(const CentreOptions& options, std::ostream& out, std::ostream& err
   try {
     return Run(options, out, err).Serve(serving);
   } catch (const std::exception& error) {
-    err << "mvsms centre: " << error.what() << std::endl;
+    err << "mvsms centre: " << Printable(error.what()) << std::endl;
     return 1;
   }
 }

@@ -116,7 +116,7 @@ class Setup {
  private:
   using Check = std::function<void(const std::string&)>;
 
-  void Say(const std::string& text) { context_.out << text << std::flush; }
+  void Say(const std::string& text) { context_.out << PrintableLines(text) << std::flush; }
 
   /// The answer, or `usual` for an empty line; asked for again until `check` throws no UsageError.
   std::string Ask(const std::string& question, const std::string& usual, const Check& check) {
