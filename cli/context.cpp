@@ -86,9 +86,7 @@ Platform& Context::platform() {
 }
 
 void Context::PrintJson(const Json& document) {
-  // A path of this system may hold any bytes; what is not UTF-8 shows as U+FFFD. In ASCII, since
-  // JSON alone leaves the control characters beyond it as they are, and terminals obey them.
-  out << document.dump(json_lines ? -1 : 2, ' ', true, Json::error_handler_t::replace) << '\n';
+  out << JsonText(document, json_lines ? -1 : 2) << '\n';
 }
 
 void Context::PrintTable(const std::vector<std::vector<std::string>>& cells) {
@@ -98,7 +96,9 @@ void Context::PrintTable(const std::vector<std::vector<std::string>>& cells) {
   for (const auto& row : rows) out << PaddedLine(row, widths) << '\n';
 }
 
-void Context::Warn(const std::string& sentence) { err << "mvsms: " << sentence << '\n'; }
+void Context::Warn(const std::string& sentence) {
+  err << "mvsms: " << PrintableLines(sentence) << '\n';
+}
 
 std::string Printable(const std::string& text) {
   std::string result;
@@ -111,6 +111,12 @@ std::string Printable(const std::string& text) {
     }
   }
   return result;
+}
+
+std::string PrintableLines(const std::string& text) {
+  const std::size_t end = text.find('\n');
+  if (end == std::string::npos) return Printable(text);
+  return Printable(text.substr(0, end)) + '\n' + PrintableLines(text.substr(end + 1));
 }
 
 bool IsWholeNumber(const std::string& text) {

@@ -78,6 +78,9 @@ inline constexpr char kHiddenPassword[] = "(set)";
 /// second set), so that what a message centre sent cannot steer the terminal that shows it. UTF-8.
 std::string Printable(const std::string& text);
 
+/// The same for a text of several lines, whose ends stay.
+std::string PrintableLines(const std::string& text);
+
 /// Whether the whole of `text` is a decimal number, which may begin with "-".
 bool IsWholeNumber(const std::string& text);
 

@@ -33,7 +33,7 @@ void FillDefaults(Context& context, ProfileStore& store) {
     store.Set(setting::kReplacePlus, InitialValue(setting::kReplacePlus));
     done += "a leading \"+\" is sent as \"00\"; ";
   }
-  if (!context.json) context.out << done.substr(0, done.size() - 2) << '\n';
+  if (!context.json) context.out << Printable(done.substr(0, done.size() - 2)) << '\n';
 }
 
 }  // namespace mvsms::cli

@@ -57,7 +57,7 @@ void PrintLine(Context& context, std::string line) {
   if (!line.empty() && line.back() == '\r') line.pop_back();
   const Entry entry = EntryOf(line);
   if (context.json) {
-    context.out << Json{{"time", entry.stamp}, {"text", entry.text}}.dump(-1, ' ', true) << '\n';
+    context.out << JsonText(Json{{"time", entry.stamp}, {"text", entry.text}}) << '\n';
   } else {
     context.out << entry.stamp << (entry.stamp.empty() ? "" : "\t") << Printable(entry.text)
                 << '\n';

@@ -79,7 +79,7 @@ void Replace(const std::filesystem::path& file, const std::string& text) {
 void Save(Context& context, const std::string& path, const Json& json) {
   if (path.empty() || path == "-") return context.PrintJson(json);
   try {
-    Replace(FilePath(path), json.dump(2) + "\n");
+    Replace(FilePath(path), JsonText(json, 2) + "\n");
   } catch (const std::system_error& error) {
     throw Failure("cannot write " + path + ": " + error.code().message());
   }

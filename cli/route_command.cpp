@@ -105,8 +105,8 @@ void Test(Context& context, const RouteOptions& options) {
                               {"service", Utf8FromAnsi(service)},
                               {"routed", !routed.empty()}});
   }
-  context.out << Utf8FromAnsi(number) << ": "
-              << (service.empty() ? "no service" : Utf8FromAnsi(service))
+  context.out << Printable(Utf8FromAnsi(number)) << ": "
+              << (service.empty() ? "no service" : Printable(Utf8FromAnsi(service)))
               << (routed.empty() ? " (no route; the default service)" : "") << '\n';
 }
 

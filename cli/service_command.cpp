@@ -99,7 +99,7 @@ void Show(Context& context, const ServiceOptions& options) {
   const Json json = ToJson(store, options, ExistingService(store, options.name));
   if (context.json) return context.PrintJson(json);
   for (const auto& [key, value] : json.items()) {
-    context.out << key << " = " << value.get<std::string>() << '\n';
+    context.out << key << " = " << Printable(value.get<std::string>()) << '\n';
   }
 }
 

@@ -26,7 +26,6 @@ namespace {
 
 using centre::Request;
 using centre::ToNotation;
-using nlohmann::json;
 
 constexpr char kExamples[] =
     "Examples:\n"
@@ -35,22 +34,12 @@ constexpr char kExamples[] =
     "  mvsms centre --pty --set call=busy --set failed-calls=1\n"
     "  mvsms centre --tcp 0 --script slow.dialogue --once --trace";
 
-json ToJson(const Request& request) {
+Json ToJson(const Request& request) {
   return {{"protocol", request.protocol},   {"operation", request.operation},
           {"recipient", request.recipient}, {"originator", request.originator},
           {"text", request.text},           {"raw", ToNotation(request.raw)},
           {"type", request.type},           {"trn", request.trn},
           {"accepted", request.accepted},   {"answer", ToNotation(request.answer)}};
-}
-
-// Control characters would move a terminal's cursor; all else in the text is valid UTF-8.
-std::string Printable(const std::string& utf8) {
-  std::string out;
-  for (const char c : utf8) {
-    const bool control = static_cast<unsigned char>(c) < 32 || c == 127;
-    out += control ? ToNotation({&c, 1}) : std::string(1, c);
-  }
-  return out;
 }
 
 std::string ToLine(const Request& request) {
@@ -80,7 +69,8 @@ class Run {
   int Serve(const std::function<void(centre::Server*)>& serving) {
     serving(server_.get());
     // For programs, too: it comes whole, at once, and even if all else is quiet.
-    out_ << (options_.json ? where_.dump() : "Listening on " + where_shown_) << std::endl;
+    out_ << (options_.json ? JsonText(where_) : "Listening on " + Printable(where_shown_))
+         << std::endl;
     server_->Run();
     serving(nullptr);
     return complaints_ == 0 ? 0 : 1;
@@ -131,14 +121,14 @@ class Run {
   }
 
   void Record(const Request& request) {
-    const std::string line = ToJson(request).dump();
+    const std::string line = JsonText(ToJson(request));
     if (record_.is_open()) record_ << line << std::endl;
     Print(line, ToLine(request));
   }
 
   void Trace(bool from_caller, std::string_view bytes) {
     const std::string shown = ToNotation(bytes);
-    Print(json{{from_caller ? "received" : "sent", shown}}.dump(),
+    Print(JsonText(Json{{from_caller ? "received" : "sent", shown}}),
           (from_caller ? "< " : "> ") + shown);
   }
 
@@ -146,7 +136,7 @@ class Run {
     if (!dialogue_) return;
     if (!complaint.empty()) ++complaints_;
     const std::string result = complaint.empty() ? dialogue_->name + ": played" : complaint;
-    Print(json{{"script", dialogue_->name}, {"complaint", complaint}}.dump(), result);
+    Print(JsonText(Json{{"script", dialogue_->name}, {"complaint", complaint}}), result);
     if (!complaint.empty() && options_.quiet) err_ << complaint << std::endl;
   }
 
@@ -166,7 +156,7 @@ class Run {
   std::optional<centre::Dialogue> dialogue_;
   std::optional<centre::Centre> centre_;
   std::unique_ptr<centre::Server> server_;
-  json where_;
+  Json where_;
   std::string where_shown_;
   int ended_ = 0;
   int complaints_ = 0;
@@ -180,7 +170,7 @@ void StopOnSignal(int) {
 
 void ListSettings(bool as_json) {
   std::string group;
-  json all = json::array();
+  Json all = Json::array();
   for (const centre::SettingInfo& setting : centre::ListSettings()) {
     all.push_back({{"name", setting.name},
                    {"default", setting.value},
@@ -193,7 +183,7 @@ void ListSettings(bool as_json) {
     std::cout << "  " << setting.name << "=" << setting.value << "  (" << setting.values << ")\n"
               << "      " << setting.help << "\n";
   }
-  if (as_json) std::cout << all.dump(2) << "\n";
+  if (as_json) std::cout << JsonText(all, 2) << "\n";
 }
 
 std::string CheckSetting(const std::string& assignment) {
@@ -285,7 +275,7 @@ int RunCentre(const CentreOptions& options, std::ostream& out, std::ostream& err
   try {
     return Run(options, out, err).Serve(serving);
   } catch (const std::exception& error) {
-    err << "mvsms centre: " << error.what() << std::endl;
+    err << "mvsms centre: " << Printable(error.what()) << std::endl;
     return 1;
   }
 }

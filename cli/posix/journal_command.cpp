@@ -153,7 +153,7 @@ std::string CsvOf(const JournalEntry& entry) {
 }
 
 // Control characters of both sets are escaped: a line is safe on a terminal, and exact.
-std::string JsonOf(const JournalEntry& entry) { return ToJson(entry).dump(-1, ' ', true) + '\n'; }
+std::string JsonOf(const JournalEntry& entry) { return JsonText(ToJson(entry)) + '\n'; }
 
 std::string ShownText(const dispatch::JournalRow& row) {
   if (!row.text.empty()) return '"' + row.text + '"';

@@ -335,7 +335,7 @@ void Test(Context& context, const std::string& name, const std::string& number) 
   const std::string finding =
       number.empty() ? TestModem(context, line) : TestCall(context, line, AnsiFromUtf8(number));
   if (context.json) return context.PrintJson({{"modem", name}, {"finding", finding}});
-  context.out << name << ": " << finding << '\n';
+  context.out << Printable(name) << ": " << PrintableLines(finding) << '\n';
 }
 
 void AddLineOptions(Command& command, LineOptions& options) {

@@ -45,35 +45,50 @@ class HiddenTyping {
   explicit HiddenTyping(const Context& context)
       : on_(&context.in == &std::cin && tcgetattr(STDIN_FILENO, &before) == 0) {
     if (!on_) return;
-    for (std::size_t i = 0; i < kSignals.size(); ++i) Take(kSignals[i], former_[i]);
-    termios hidden = before;
-    hidden.c_lflag = (hidden.c_lflag & ~tcflag_t{ECHO}) | ECHONL;
-    tcsetattr(STDIN_FILENO, TCSANOW, &hidden);
+    for (std::size_t i = 0; i < kSignals.size(); ++i) {
+      sigaction(kSignals[i], nullptr, &former_[i]);
+      Take(kSignals[i]);
+    }
+    Hide();
   }
   ~HiddenTyping() {
     if (!on_) return;
-    Restore();
+    Show();
     for (std::size_t i = 0; i < kSignals.size(); ++i) sigaction(kSignals[i], &former_[i], nullptr);
   }
   HiddenTyping(const HiddenTyping&) = delete;
   HiddenTyping& operator=(const HiddenTyping&) = delete;
 
  private:
-  static constexpr std::array kSignals = {SIGINT, SIGQUIT, SIGTERM, SIGHUP};
+  static constexpr std::array kSignals = {SIGINT, SIGQUIT, SIGTERM, SIGHUP, SIGTSTP, SIGCONT};
 
-  static void Restore() { tcsetattr(STDIN_FILENO, TCSANOW, &before); }
+  static void Show() { tcsetattr(STDIN_FILENO, TCSANOW, &before); }
+  static void Hide() {
+    termios hidden = before;
+    hidden.c_lflag = (hidden.c_lflag & ~tcflag_t{ECHO}) | ECHONL;
+    tcsetattr(STDIN_FILENO, TCSANOW, &hidden);
+  }
 
-  /// A process that a signal ends must not leave the shell a terminal that hides what is typed.
-  static void Take(int signal, struct sigaction& former) {
+  /// A process that a signal ends or stops must not leave the shell a terminal that hides what is
+  /// typed. The signal takes its usual course when the handler has returned.
+  static void ShowAndRaise(int signal) {
+    Show();
+    raise(signal);
+  }
+  static void HideAgain(int) {
+    for (const int signal : {SIGTSTP, SIGCONT}) Take(signal);
+    Hide();
+  }
+
+  /// What is ignored stays so. The reading of the answer goes on where the signal met it.
+  static void Take(int signal) {
     struct sigaction action{};
-    action.sa_handler = [](int number) {
-      Restore();
-      raise(number);
-    };
-    action.sa_flags = static_cast<int>(SA_RESETHAND);
+    sigaction(signal, nullptr, &action);
+    if (action.sa_handler == SIG_IGN) return;
+    action.sa_handler = signal == SIGCONT ? HideAgain : ShowAndRaise;
+    action.sa_flags = static_cast<int>(SA_RESETHAND | SA_RESTART);
     sigemptyset(&action.sa_mask);
-    sigaction(signal, nullptr, &former);
-    if (former.sa_handler != SIG_IGN) sigaction(signal, &action, nullptr);
+    sigaction(signal, &action, nullptr);
   }
 
   static inline termios before{};  // where the handler finds it
@@ -101,7 +116,7 @@ class Setup {
  private:
   using Check = std::function<void(const std::string&)>;
 
-  void Say(const std::string& text) { context_.out << text << std::flush; }
+  void Say(const std::string& text) { context_.out << PrintableLines(text) << std::flush; }
 
   /// The answer, or `usual` for an empty line; asked for again until `check` throws no UsageError.
   std::string Ask(const std::string& question, const std::string& usual, const Check& check) {

@@ -17,6 +17,7 @@ namespace mvsms::cli {
 namespace {
 
 using ::testing::AllOf;
+using ::testing::AnyOf;
 using ::testing::HasSubstr;
 using ::testing::MatchesRegex;
 using ::testing::Not;
@@ -108,6 +109,50 @@ TEST_F(CommandLine, TheVersionNamesTheCommitWhereThereIsOne) {
   EXPECT_THAT(Do({"--version"}),
               MatchesRegex("mvsms [0-9]+\\.[0-9]+\\.[0-9]+( \\([0-9a-f]+\\))?\n"));
 }
+
+// Names come from catalogues, imports and other people's command lines. Some terminals obey U+0090
+// as they obey ESC P.
+class NamesThatSteer : public CommandTest, public ::testing::WithParamInterface<const char*> {
+ protected:
+  void DoAll(const std::vector<std::vector<std::string>>& lines) {
+    for (const std::vector<std::string>& line : lines) {
+      const Outcome outcome = Run(line);
+      EXPECT_THAT(outcome.out + outcome.err, Not(AnyOf(HasSubstr("\xC2\x90"), HasSubstr("\x1B"))))
+          << testing::PrintToString(line);
+    }
+  }
+  const std::string name_ = GetParam();
+};
+
+TEST_P(NamesThatSteer, AreShownWithoutDoingSo) {
+  DoAll({{"modem", "add", name_, "--kind", "tcp"},
+         {"modem", "add", "Other", "--kind", name_},
+         {"modem", "show", name_},
+         {"modem", "list"},
+         {"modem", "test", name_},
+         {"service", "add", name_, "Protocol=TAP", "PhoneNumber=1"},
+         {"service", "add", name_, "Protocol=TAP", "PhoneNumber=1"},
+         {"service", "add", "Other", name_ + "=1"},
+         {"service", "show", name_},
+         {"service", "list"},
+         {"route", "add", "0171", name_},
+         {"route", "add", "0171", name_},
+         {"route", "test", "0171"},
+         {"route", "list"},
+         {"profile", "copy", "Standard", name_},
+         {"profile", "copy", "Standard", name_},
+         {"profile", "list"},
+         {"config", "get", name_},
+         {"config", "list"},
+         {"send", "--to", "1", "--service", name_ + "2", "text"},
+         {"send", "--to", "1", "--profile", name_ + "2", "text"},
+         {"send", "--to", "1", "--dry-run", name_},
+         {"send", "--to", "1", name_},
+         {"apply", Path(name_)},
+         {"log", "--file", Path(name_)},
+         {name_}});
+}
+INSTANTIATE_TEST_SUITE_P(OfAnyKind, NamesThatSteer, testing::Values("a\xC2\x90", "a\x1B[2J"));
 
 TEST_F(CommandLine, ABrokenSettingsFileIsAFailureThatNamesIt) {
   std::ofstream(Path("settings.db")) << std::string(4096, 'x');

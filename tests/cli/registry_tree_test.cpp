@@ -12,6 +12,7 @@
 #include "backends/posix/posix_platform.h"
 #include "engine/settings.h"
 #include "tests/cli/command_test.h"
+#include "tests/support/profile.h"
 
 namespace mvsms::cli {
 namespace {
@@ -134,6 +135,15 @@ TEST_F(RegistryCommand, ExportAndImportCarryEverythingToAnotherHome) {
   EXPECT_NE(State(), before);
   Do({"registry", "import", Path("all.json")});
   EXPECT_EQ(State(), before);
+}
+
+// A look at the file, too, shows it to a terminal.
+TEST_F(RegistryCommand, ExportHasNoControlCharacters) {
+  test::Profile(posix::MakePosixPlatform(home_.string())->registry()).Set("Country", "\x9B\x90");
+  Do({"registry", "export", Path("all.json")});
+  for (const std::string& text : {Contents(Path("all.json")), Do({"registry", "export"})}) {
+    EXPECT_THAT(text, HasSubstr("\"Country\": \"\\u203a\\u0090\""));
+  }
 }
 
 TEST_F(RegistryCommand, ImportReadsStandardInput) {

@@ -171,12 +171,14 @@ class Questions : public std::stringbuf {
  public:
   std::string hidden;
   int signal = 0;
+  int signals = 0;  // after which the terminal still hid what is typed
 
  private:
   int sync() override {
     if (!Terminal::Shows()) {
       hidden += str();
       raise(signal);
+      if (!Terminal::Shows()) ++signals;
     }
     str("");
     return 0;
@@ -205,6 +207,29 @@ TEST_F(SetupCommand, CtrlCAtThePasswordLeavesATerminalThatShowsWhatIsTyped) {
   int status = 0;
   ASSERT_EQ(waitpid(child, &status, 0), child);
   EXPECT_TRUE(WIFSIGNALED(status));
+  EXPECT_TRUE(Terminal::Shows());
+}
+
+TEST_F(SetupCommand, CtrlZAtThePasswordShowsWhatIsTypedUntilTheCommandGoesOn) {
+  const Terminal terminal(kTypedAnswers);
+  const pid_t child = fork();
+  if (child == 0) {
+    setpgid(0, 0);  // beside its parent's, as a shell has it: else nobody could continue it
+    Questions questions;
+    questions.signal = SIGTSTP;
+    RunOnTerminal(questions);
+    _exit(questions.signals);
+  }
+  int status = 0;
+  for (int stop = 0; stop < 3; ++stop) {
+    ASSERT_EQ(waitpid(child, &status, WUNTRACED), child);
+    ASSERT_TRUE(WIFSTOPPED(status));
+    EXPECT_TRUE(Terminal::Shows());
+    kill(child, SIGCONT);
+  }
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 3);
   EXPECT_TRUE(Terminal::Shows());
 }
 

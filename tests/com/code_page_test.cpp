@@ -151,6 +151,18 @@ TEST_F(CodePage, TextsComeBackAsTheyWere) {
   }
 }
 
+TEST_F(CodePage, NamesThatTheCommandWritesAreTheSameForEverybody) {
+  const Ended added =
+      RunToItsEnd("mvsms.exe service add Köln Protocol=TAP PhoneNumber=1 --profile ComTest");
+  EXPECT_EQ(added.exit_code, 0U) << added.output;
+  HKEY key = nullptr;
+  EXPECT_EQ(
+      ::RegOpenKeyW(NativeSoftware(), L"MIRVALEN\\PAGOREX\\ComTest\\Services\\K\u00F6ln", &key),
+      ERROR_SUCCESS);
+  ::RegCloseKey(key);
+  DeleteProfile();
+}
+
 TEST_F(CodePage, SettingsAreFoundAndTheMessageArrives) {
   Host host;
   EXPECT_TRUE(Send(host.sender())) << host.Status();

@@ -82,14 +82,9 @@ TEST_F(WindowsCommand, SendsAMessage) {
 
 TEST_F(WindowsCommand, ExportsToAFileWhoseNameHasUmlauts) {
   const wchar_t name[] = L"Gr\u00F6\u00DFe.json";
-  EXPECT_EQ(Mvsms("registry export Gr\xF6\xDF"
-                  "e.json")
-                .exit_code,
-            0U);
+  EXPECT_EQ(Mvsms("registry export Größe.json").exit_code, 0U);
   EXPECT_NE(::GetFileAttributesW(name), INVALID_FILE_ATTRIBUTES);
-  const Ended imported = Mvsms(
-      "registry import Gr\xF6\xDF"
-      "e.json");
+  const Ended imported = Mvsms("registry import Größe.json");
   EXPECT_EQ(imported.exit_code, 0U) << imported.output;
   EXPECT_TRUE(::DeleteFileW(name));
 }

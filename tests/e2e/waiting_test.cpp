@@ -26,6 +26,7 @@ class WaitingTrip : public Trip {
   std::unique_ptr<ChildProcess> holder_;
 };
 
+// Three stand for any number: each call takes four seconds, most of them prescribed waits.
 TEST_F(WaitingTrip, EachMessageGoesOutOnceInTheOrderOfArrival) {
   takes_many_calls_ = true;
   CentreOnModem("ucp", {}, {"TimeOut=50"});

@@ -524,6 +524,19 @@ TEST_F(PortTest, AWaitThatEndsWithoutAnEventReportsNothing) {
   EXPECT_THAT(comm.calls, IsEmpty());
 }
 
+// As a driver ends one that it cancels.
+TEST_F(PortTest, AWaitThatEndsWithoutAWordDoesNotRepeatTheEventBefore) {
+  Open();
+  port.Poll();
+  comm.RaiseEvent(kEvErr);
+  port.Poll();
+  port.Poll();
+  comm.line_errors = kCeFrame;
+  comm.EndWait();
+  port.Poll();
+  EXPECT_THAT(events, IsEmpty());
+}
+
 TEST_F(PortTest, AnEventAtOnceIsReportedOnce) {
   Open();
   comm.waits = {{0, {}, kEvErr}};

@@ -47,8 +47,10 @@ class FakeComm : public Comm {
   void CompleteWrite() { Complete(write_, 0); }
   void RaiseEvent(std::uint32_t events) {
     *events_ = events;
-    Complete(wait_, 0);
+    EndWait();
   }
+  /// Ends the wait without telling what happened.
+  void EndWait() { Complete(wait_, 0); }
   bool HasPendingRead() const { return read_ != nullptr; }
   bool HasPendingWrite() const { return write_ != nullptr; }
   bool HasPendingWait() const { return wait_ != nullptr; }

@@ -4,6 +4,7 @@
 #include <aclapi.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 
@@ -175,20 +176,22 @@ HRESULT Invoke(IDispatch* object, const wchar_t* member, WORD flags, std::vector
   return called;
 }
 
-Ended RunToItsEnd(std::string command) {
+Ended RunToItsEnd(const std::string& command) {
+  std::wstring line =
+      std::filesystem::path(std::u8string(command.begin(), command.end())).wstring();
   SECURITY_ATTRIBUTES inherit = {sizeof inherit, nullptr, TRUE};
   HANDLE read_end = nullptr;
   HANDLE write_end = nullptr;
   ::CreatePipe(&read_end, &write_end, &inherit, 0);
   ::SetHandleInformation(read_end, HANDLE_FLAG_INHERIT, 0);
-  STARTUPINFOA start = {};
+  STARTUPINFOW start = {};
   start.cb = sizeof start;
   start.dwFlags = STARTF_USESTDHANDLES;
   start.hStdOutput = start.hStdError = write_end;
   PROCESS_INFORMATION process = {};
   Ended ended;
-  if (!::CreateProcessA(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
-                        &start, &process)) {
+  if (!::CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &start,
+                        &process)) {
     return ended;
   }
   ::CloseHandle(write_end);

@@ -124,8 +124,8 @@ struct Ended {
   DWORD exit_code = 0xFFFF;
   std::string output;  // and errors
 };
-/// Runs a command line to its end, at most a minute.
-Ended RunToItsEnd(std::string command);
+/// Runs a command line (UTF-8) to its end, at most a minute.
+Ended RunToItsEnd(const std::string& command);
 
 /// Closes the configuration dialog of another process as soon as it is there; false when it has not
 /// come within half a minute.

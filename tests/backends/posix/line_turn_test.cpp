@@ -7,8 +7,10 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <vector>
 
 #include "base/raised_error.h"
+#include "tests/backends/posix/child_process.h"
 #include "tests/support/pseudo_terminal.h"
 
 namespace mvsms::posix {
@@ -93,6 +95,24 @@ TEST_F(LineTurns, ComeInTheOrderOfArrival) {
   EXPECT_EQ(second.Look(), "Others wait for the device " + terminal_.device() + " already");
   EXPECT_EQ(first.Look(), "");
   EXPECT_THAT(second.Look(), HasSubstr("in use"));
+}
+
+TEST_F(LineTurns, OfTwentyProcessesAtOnceComeOneAfterTheOther) {
+  const TempFolder calls;
+  const auto wait_and_call = [&] {
+    LineTurn turn(home_.path(), "Modem");
+    while (!turn.Look().empty()) usleep(1000);
+    const DeviceLock call(terminal_.device());
+    const std::string line = calls / "line";  // for one call at a time
+    if (!std::filesystem::create_directory(line)) return false;
+    std::ofstream(calls / std::to_string(getpid())).flush();
+    return std::filesystem::remove(line);
+  };
+  std::vector<std::unique_ptr<ChildProcess>> processes;
+  for (int i = 0; i < 20; ++i) processes.push_back(std::make_unique<ChildProcess>(wait_and_call));
+  for (const auto& process : processes) EXPECT_TRUE(process->Succeeded());
+  const auto entries = std::filesystem::directory_iterator(calls.path());
+  EXPECT_EQ(std::distance(begin(entries), end(entries)), 20);
 }
 
 TEST_F(LineTurns, WhoGivesUpIsNotWaitedFor) {

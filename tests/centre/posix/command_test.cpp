@@ -13,12 +13,14 @@
 #include "cli/options.h"
 #include "cli/posix/centre_command.h"
 #include "tests/centre/callers.h"
+#include "tests/centre/frames.h"
 #include "tests/support/centre_call.h"
 
 namespace mvsms::cli {
 namespace {
 
 using centre::test::Caller;
+using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
@@ -34,7 +36,7 @@ class CommandTest : public testing::Test {
 
   /// Lets `call` speak to the centre and waits for its end.
   void Run(const std::function<void(Caller&)>& call) {
-    int port = 0;
+    int port = port_ = 0;
     std::thread caller([&] {
       while ((port = port_) == 0) std::this_thread::sleep_for(std::chrono::milliseconds(1));
       auto line = Caller::Tcp(port);
@@ -130,6 +132,21 @@ TEST_F(CommandTest, JsonLinesCarryEverything) {
   EXPECT_EQ(request["accepted"], true);
   EXPECT_THAT(request["raw"].get<std::string>(), StartsWith("00/00083/O/51/"));
   EXPECT_THAT(request["answer"].get<std::string>(), StartsWith("<STX>00/"));
+}
+
+// Some terminals obey U+009B as they obey ESC [.
+TEST_F(CommandTest, NoCallerSteersTheTerminal) {
+  options_.protocol = "ucp";
+  options_.settings = {"ucp-alphabet=ascii"};
+  for (const bool json : {true, false}) {
+    options_.json = json;
+    Run([](Caller& line) {
+      line.Sends(centre::test::Submit("012345", "", "3", "9B324A0A"));
+      line.HearsUpTo("<ETX>");
+    });
+  }
+  EXPECT_THAT(out_.str(), AllOf(HasSubstr("\"\\u009b2J\\n\""), HasSubstr("\"<9B>2J<LF>\"")));
+  EXPECT_THAT(out_.str(), Not(HasSubstr("\xC2\x9B")));
 }
 
 TEST_F(CommandTest, RecordsToAFile) {
