@@ -55,7 +55,7 @@ int BuildAndParse(std::vector<std::string> arguments, Context& context) {
   parser.root().RequireSubcommand();
   AddAllCommands(parser.root(), context);
   // Last, for the commands added after a footer would take it over.
-  parser.root().Footer(FirstSteps());
+  parser.root().Footer(FirstSteps(context.home));
   parser.Parse(WithTextMarked(parser.root(), std::move(arguments)), context.out);
   return context.exit_code;
 }

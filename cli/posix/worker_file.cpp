@@ -14,6 +14,7 @@
 #include <system_error>
 
 #include "backends/posix/store/database_file.h"
+#include "backends/posix/system/home.h"
 #include "cli/json.h"
 
 namespace mvsms::cli {
