@@ -14,6 +14,7 @@ build_packages=(
   ninja-build
   nlohmann-json3-dev
   pkg-config
+  python3
 )
 
 check_packages=(
@@ -23,7 +24,6 @@ check_packages=(
   libbenchmark-dev
   libgmock-dev
   libgtest-dev
-  python3
 )
 
 fuzz_packages=(

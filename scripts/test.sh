@@ -46,8 +46,8 @@ build_and_test() {
 try_finished() {
   step "Build and test: release, the finished command"
   cmake --preset release
-  cmake --build --preset release --target mvsms libmvsms e2e_test
-  ctest --preset release --tests-regex '^(hardening|guides|library_installed|e2e\.)'
+  cmake --build --preset release --target mvsms libmvsms libmvsms_static mvsms_pages e2e_test
+  ctest --preset release --tests-regex '^(hardening|guides|pages|library_installed|e2e\.)'
 }
 
 # Long enough to tell that a target still works; scripts/fuzz.sh is for long runs.
