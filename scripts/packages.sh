@@ -19,11 +19,14 @@ build_packages=(
 
 check_packages=(
   "clang-format-$llvm"
+  fish
   git
   googletest
   libbenchmark-dev
   libgmock-dev
   libgtest-dev
+  man-db
+  zsh
 )
 
 fuzz_packages=(
@@ -43,6 +46,18 @@ windows_packages=(
   wine
   wine64
   xvfb
+)
+
+# Making the packages for Linux.
+package_packages=(
+  cmark-gfm
+  debhelper
+  dpkg-dev
+  fonts-liberation
+  git
+  lintian
+  rpm
+  weasyprint
 )
 
 # install_missing PACKAGE...: installs what is not there yet, as root or through sudo. A fresh
