@@ -4,7 +4,8 @@
 # with AddressSanitizer and UBSan, a few seconds of each fuzz target, the optimised command as a
 # whole, and the Windows component and its tests under Wine, in 64 and 32 bits.
 #
-#   --all     the slow lanes too: the unit tests optimised, and the native tests on the other Debian
+#   --all     the slow lanes too: the unit tests optimised, the packages for Linux in chroots, and the
+#             native tests on the other Debian
 #   --native  the optimised build and its tests, nothing else: what one lane runs on another release
 #   --no-x86  without the 32-bit component, where Wine cannot run it
 #
@@ -69,6 +70,19 @@ check_imports() {  # PRESET
   scripts/windows_imports.py "build/$1/bin/mvSMS.dll" "build/$1/bin/mvsms.exe"
 }
 
+# The packages for Linux, in chroots of both releases, as their users meet them.
+try_packages() {
+  step "Packages: twice the same, installed, used, upgraded, purged"
+  install_missing "${package_packages[@]}" mmdebstrap
+  scripts/package.sh --linux build/dist
+  scripts/package.sh --linux build/dist-again
+  diff --recursive build/dist build/dist-again
+  # The project has neither a mailing address nor the wish for a package in Debian on file.
+  lintian --allow-root --fail-on error build/dist/*.deb \
+    --suppress-tags bogus-mail-host,bogus-mail-host-in-debian-changelog,initial-upload-closes-no-bugs
+  tests/packaging/linux_test.sh build/dist
+}
+
 # The release of Debian that this machine does not run, from a clean clone of the last commit.
 try_other_release() {
   local other=trixie
@@ -120,5 +134,5 @@ done
 case $lanes in
   native) native_lane ;;
   usual) local_lanes try_finished; tell_of_x86 ;;
-  all) local_lanes build_and_test release; try_other_release; tell_of_x86 ;;
+  all) local_lanes build_and_test release; try_packages; try_other_release; tell_of_x86 ;;
 esac
