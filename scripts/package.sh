@@ -23,7 +23,8 @@ work=$PWD/build/package
 clone=$work/mvsms-$version
 # debhelper gives the build a home of its own, where there is no cache.
 CCACHE_DIR=${CCACHE_DIR:-$(ccache --get-config cache_dir)}
-export CCACHE_DIR CCACHE_BASEDIR=$clone CCACHE_NOHASHDIR=1
+export CCACHE_DIR
+unset CCACHE_BASEDIR CCACHE_NOHASHDIR  # with them the cache writes other paths than the compiler alone
 
 step() { printf '\n== %s\n' "$*"; }
 
