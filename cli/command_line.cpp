@@ -47,17 +47,25 @@ int Fail(Context& context, const std::string& sentence, int exit_code) {
   return exit_code;
 }
 
-int BuildAndParse(std::vector<std::string> arguments, Context& context) {
-  Parser parser("mvsms", kOverview, "mvsms " + std::string(kVersion),
-                [&context](const std::string& name, const std::string& value) {
-                  return TakenAsUtf8(context, name, value);
-                });
-  AddSharedOptions(parser.root(), context);
+Parser WholeParser(Context& context) {
+  return {"mvsms", kOverview, "mvsms " + std::string(kVersion),
+          [&context](const std::string& name, const std::string& value) {
+            return TakenAsUtf8(context, name, value);
+          }};
+}
+
+void AddAll(Command& root, Context& context) {
+  AddSharedOptions(root, context);
   // Exactly one: a message text that equals the name of a command stays a message text.
-  parser.root().RequireSubcommand();
-  AddAllCommands(parser.root(), context);
+  root.RequireSubcommand();
+  AddAllCommands(root, context);
   // Last, for the commands added after a footer would take it over.
-  parser.root().Footer(FirstSteps());
+  root.Footer(FirstSteps(context.home));
+}
+
+int BuildAndParse(std::vector<std::string> arguments, Context& context) {
+  Parser parser = WholeParser(context);
+  AddAll(parser.root(), context);
   parser.Parse(WithTextMarked(parser.root(), std::move(arguments)), context.out);
   return context.exit_code;
 }
@@ -76,6 +84,12 @@ Command* AddGroup(Command& parent, const std::string& name, const std::string& w
   Command* const group = parent.AddSubcommand(name, what);
   group->RequireSubcommand();
   return group;
+}
+
+CommandFacts DescribeCommandLine(Context& context) {
+  Parser parser = WholeParser(context);
+  AddAll(parser.root(), context);
+  return parser.Facts();
 }
 
 int RunCommandLine(std::vector<std::string> arguments, Context& context) {

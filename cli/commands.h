@@ -35,6 +35,9 @@ Command* AddCommand(Command& parent, Context& context, const std::string& name,
 /// A command that only groups others; one of them must follow.
 Command* AddGroup(Command& parent, const std::string& name, const std::string& what);
 
+/// What the help says of every command.
+CommandFacts DescribeCommandLine(Context& context);
+
 /// Runs one command line (without the program's name) and returns its exit code. Everything that
 /// goes wrong becomes one sentence on the error stream.
 int RunCommandLine(std::vector<std::string> arguments, Context& context);

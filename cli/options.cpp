@@ -32,6 +32,46 @@ std::string Sentence(const CLI::App& app, const CLI::App& command, const CLI::Pa
   return "there is no command \"" + FullName(command) + " " + rest.front() + "\"";
 }
 
+std::vector<std::string> NamesOf(const CLI::Option& option) {
+  if (option.get_positional()) return {option.get_name(true, false)};
+  std::vector<std::string> names;
+  for (const std::string& name : option.get_snames()) names.push_back("-" + name);
+  for (const std::string& name : option.get_lnames()) names.push_back("--" + name);
+  return names;
+}
+
+bool IsPath(CLI::Option& option) {
+  try {
+    return !option.get_validator(kReading)->get_active();
+  } catch (const CLI::OptionNotFound&) {
+    return false;  // not a text
+  }
+}
+
+std::string ValueOf(const CLI::Option& option) {
+  if (option.get_items_expected_max() == 0) return "";
+  return option.get_option_text().empty() ? option.get_type_name() : option.get_option_text();
+}
+
+OptionFacts FactsOf(CLI::Option& option) {
+  return {.names = NamesOf(option),
+          .value = ValueOf(option),
+          .text = option.get_description(),
+          .required = option.get_required(),
+          .several = option.get_items_expected_max() > 1,
+          .is_path = IsPath(option)};
+}
+
+CommandFacts FactsOf(CLI::App& app) {
+  CommandFacts facts{app.get_name(), app.get_description(), app.get_footer(), {}, {}};
+  for (CLI::Option* const option : app.get_options()) facts.options.push_back(FactsOf(*option));
+  const std::function<bool(CLI::App*)> all;
+  for (CLI::App* const command : app.get_subcommands(all)) {
+    facts.commands.push_back(FactsOf(*command));
+  }
+  return facts;
+}
+
 }  // namespace
 
 Option* Option::Required(bool required) {
@@ -177,6 +217,8 @@ Parser::Parser(const std::string& name, const std::string& what, const std::stri
 }
 
 Parser::~Parser() = default;
+
+CommandFacts Parser::Facts() { return FactsOf(*app_); }
 
 void Parser::Parse(std::vector<std::string> words, std::ostream& out) {
   std::reverse(words.begin(), words.end());  // as the library wants them

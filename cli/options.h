@@ -103,6 +103,25 @@ class Command {
   std::deque<Command> commands_;
 };
 
+/// What the help says of an option.
+struct OptionFacts {
+  std::vector<std::string> names;  // with their dashes; of an argument the one name, without
+  std::string value;               // what stands for the value, empty for a flag
+  std::string text;
+  bool required = false;
+  bool several = false;
+  bool is_path = false;
+};
+
+/// What the help says of a command, for those who put it into another form.
+struct CommandFacts {
+  std::string name;
+  std::string text;
+  std::string footer;
+  std::vector<OptionFacts> options;
+  std::vector<CommandFacts> commands;
+};
+
 class Parser {
  public:
   Parser(const std::string& name, const std::string& what, const std::string& version,
@@ -114,6 +133,8 @@ class Parser {
   /// for help or version is answered on `out` instead. Throws UsageError, with the command whose
   /// help to ask for, and whatever the command throws.
   void Parse(std::vector<std::string> words, std::ostream& out);
+  /// All that was added, in the order of the help.
+  CommandFacts Facts();
 
  private:
   const std::unique_ptr<CLI::App> app_;

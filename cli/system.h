@@ -68,8 +68,9 @@ ModemTurn TurnFor(Context& context, const std::string& modem);
 /// Whether TurnFor gives one.
 bool ModemsHaveTurns();
 
-/// The end of the command's own help: the first steps, and where its state lies.
-std::string FirstSteps();
+/// The end of the command's own help: the first steps, and where its state lies: in `home`, where
+/// the system has such a folder.
+std::string FirstSteps(const std::string& home);
 
 /// Adds the sub-commands about the system's modems, and those that only this system has.
 void AddSystemCommands(Command& app, Context& context);

@@ -42,6 +42,7 @@ ROOMS = {
     "include": "",
     "library": "base platform media engine dispatch backends/posix backends/posix/system include",
     "examples": "",
+    "packaging": "",
 }
 CORE = ["base", "platform", "resources", "forms", "media", "protocols", "engine", "dispatch",
         "diagnostics", "ui", "backends/memory", "centre"]

@@ -14,16 +14,19 @@ build_packages=(
   ninja-build
   nlohmann-json3-dev
   pkg-config
+  python3
 )
 
 check_packages=(
   "clang-format-$llvm"
+  fish
   git
   googletest
   libbenchmark-dev
   libgmock-dev
   libgtest-dev
-  python3
+  man-db
+  zsh
 )
 
 fuzz_packages=(
@@ -51,6 +54,16 @@ guide_packages=(
   fonts-liberation
   python3
   weasyprint
+)
+
+# Making the packages for Linux, the guides in them.
+package_packages=(
+  "${guide_packages[@]}"
+  debhelper
+  dpkg-dev
+  git
+  lintian
+  rpm
 )
 
 # Making what is handed out for Windows.

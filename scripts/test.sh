@@ -5,7 +5,8 @@
 # whole, and the Windows component and its tests under Wine, in 64 and 32 bits.
 #
 #   --all     the slow lanes too: the unit tests optimised, the guides as pages and on paper, the
-#             packages for Windows, and the native tests on the other Debian
+#             packages for Linux in chroots and those for Windows under Wine, and the native tests on
+#             the other Debian
 #   --native  the optimised build and its tests, nothing else: what one lane runs on another release
 #   --no-x86  without the 32-bit component, where Wine cannot run it
 #
@@ -47,8 +48,8 @@ build_and_test() {
 try_finished() {
   step "Build and test: release, the finished command"
   cmake --preset release
-  cmake --build --preset release --target mvsms libmvsms e2e_test
-  ctest --preset release --tests-regex '^(hardening|guide|version|container|library_installed|e2e\.)'
+  cmake --build --preset release --target mvsms libmvsms libmvsms_static mvsms_pages e2e_test
+  ctest --preset release --tests-regex '^(hardening|guide|version|container|pages|library_installed|e2e\.)'
 }
 
 # Long enough to tell that a target still works; scripts/fuzz.sh is for long runs.
@@ -78,6 +79,19 @@ try_guides() {
   scripts/guides.sh build/guides-again
   diff --recursive build/guides build/guides-again
   python3 -B tests/scripts/guide_pages_test.py build/guides
+}
+
+# The packages for Linux, in chroots of both releases, as their users meet them.
+try_packages() {
+  step "Packages: twice the same, installed, used, upgraded, purged"
+  install_missing "${package_packages[@]}" mmdebstrap
+  scripts/package.sh --linux build/dist
+  scripts/package.sh --linux build/dist-again
+  diff --recursive build/dist build/dist-again
+  # The project has neither a mailing address nor the wish for a package in Debian on file.
+  lintian --allow-root --fail-on error build/dist/*.deb \
+    --suppress-tags bogus-mail-host,bogus-mail-host-in-debian-changelog,initial-upload-closes-no-bugs
+  tests/packaging/linux_test.sh build/dist
 }
 
 # The release of Debian that this machine does not run, from a clean clone of the last commit.
@@ -141,6 +155,7 @@ case $lanes in
   all)
     local_lanes build_and_test release
     try_guides
+    try_packages
     if [ $x86 = yes ]; then windows_packages_lane; fi
     try_other_release
     tell_of_x86 ;;

@@ -91,7 +91,7 @@ bool MakePrivateFile(const std::filesystem::path& file) {
   return opened >= 0 && close(opened) == 0;
 }
 
-std::string FirstSteps() {
+std::string FirstSteps(const std::string& home) {
   return "First steps:\n"
          "  mvsms modem add Modem1 --kind hayes --device /dev/ttyUSB0\n"
          "  mvsms service add Pager --set PhoneNumber=0123456789 --set Protocol=TAP\n"
@@ -102,8 +102,8 @@ std::string FirstSteps() {
          "\n"
          "Exit codes of send: 0 accepted, 1 refused, 2 wrong usage, 65 text or recipient, 75 try\n"
          "again, 76 unknown (it may have been delivered), 78 settings. Others: 0, 1 failed, 2.\n"
-         "State lies in the folder named by MVSMS_HOME, else in a system folder for root,\n"
-         "else in the user's configuration folder.";
+         "State lies in " +
+         home + "; MVSMS_HOME names another folder.";
 }
 
 void AddSystemCommands(Command& app, Context& context) {

@@ -14,6 +14,7 @@
 #include <system_error>
 
 #include "backends/posix/store/database_file.h"
+#include "backends/posix/system/home.h"
 #include "cli/json.h"
 
 namespace mvsms::cli {
@@ -56,7 +57,7 @@ bool WorkerFile::IsHeld() const {
 
 void WorkerFile::Write(const Json& status) const {
   const std::string draft = status_ + ".new";
-  std::ofstream(draft) << status.dump(2, ' ', true) << '\n';
+  std::ofstream(draft) << JsonText(status, 2) << '\n';
   std::error_code error;
   std::filesystem::rename(draft, status_, error);
 }

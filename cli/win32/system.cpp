@@ -62,7 +62,7 @@ bool NoMemberDialled(Context&, const std::string&) { return false; }
 ModemTurn TurnFor(Context&, const std::string&) { return nullptr; }
 bool ModemsHaveTurns() { return false; }
 
-std::string FirstSteps() {
+std::string FirstSteps(const std::string&) {
   return "First steps (or, in a dialog: mvsms dialog):\n"
          "  mvsms modem list\n"
          "  mvsms service add Pager --set PhoneNumber=0123456789 --set Protocol=TAP\n"

@@ -166,11 +166,19 @@ class Installed(unittest.TestCase):
         files = {str(p.relative_to(self.prefix)) for p in self.prefix.rglob("*") if not p.is_dir()}
         lib = self.libraries.relative_to(self.prefix)
         package = lib / "cmake/mvsms"
-        files = {f for f in files if not f.startswith(f"{package}/")}
+        beside = (f"{package}/", "share/")  # what the pages test is about, too
+        files = {f for f in files if not f.startswith(beside)}
         version = run("pkg-config", "--modversion", "mvsms", env=self.environment).strip()
         self.assertEqual(files, {"bin/mvsms", "include/mvsms/mvsms.h", "include/mvsms/sender.hpp",
                                  f"{lib}/libmvsms.a", f"{lib}/libmvsms.so", f"{lib}/libmvsms.so.1",
                                  f"{lib}/libmvsms.so.{version}", f"{lib}/pkgconfig/mvsms.pc"})
+
+
+    def test_pages_completions_and_examples_are_where_they_are_looked_for(self):
+        for name in ("man/man1/mvsms.1", "man/man1/mvsms-send.1", "bash-completion/completions/mvsms",
+                     "zsh/site-functions/_mvsms", "fish/vendor_completions.d/mvsms.fish",
+                     "doc/mvsms/examples/smstransports.inf", "doc/mvsms/examples/library/send.c"):
+            self.assertTrue((self.prefix / "share" / name).exists(), name)
 
 
 if __name__ == "__main__":

@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <system_error>
 
+#include "backends/posix/system/home.h"
 #include "base/ansi.h"
 #include "base/raised_error.h"
 
@@ -90,11 +91,6 @@ void MakeHome(const std::string& home) {
   std::error_code error;
   std::filesystem::create_directories(folder.parent_path(), error);
   if (mkdir(home.c_str(), 0700) != 0 && errno != EEXIST) FailWithErrno(SQLITE_CANTOPEN, home);
-}
-
-bool IsShared(const std::string& home) {
-  struct stat folder{};
-  return stat(home.c_str(), &folder) == 0 && (folder.st_mode & S_IWGRP) != 0;
 }
 
 void MakeWhole(const std::string& home, const std::string& file,

@@ -16,9 +16,6 @@ namespace mvsms::posix {
 /// Makes the folder, its owner's alone, and the ones above it where they are missing.
 void MakeHome(const std::string& home);
 
-/// Whether the group may write into the folder, and so shares the files in it.
-bool IsShared(const std::string& home);
-
 /// Makes the database `file` in `home`, which is made when it is not there, for its owner and
 /// group, with what `make_tables` puts into it. It has another name until it is whole: two who
 /// begin at the same time, or one who is killed, leave no half a file to the others.

@@ -12,6 +12,7 @@
 
 #include "backends/posix/store/database_file.h"
 #include "backends/posix/store/sqlite.h"
+#include "backends/posix/system/home.h"
 
 namespace mvsms::posix {
 namespace {

@@ -1,7 +1,9 @@
 // Where the state of this machine or user lies, when nobody says otherwise.
 #include "backends/posix/system/home.h"
 
+#include <fcntl.h>
 #include <pwd.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -27,11 +29,21 @@ std::string ConfigFolder() {
   return folder.starts_with('/') ? folder : UserFolder() + "/.config";
 }
 
+bool MayWriteInto(const std::string& folder) {
+  return faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) == 0;
+}
+
 }  // namespace
 
-std::string DefaultHome() {
+std::string DefaultHome(const std::string& system_home) {
   if (std::string home = Environment("MVSMS_HOME"); !home.empty()) return home;
-  return geteuid() == 0 ? kSystemHome : ConfigFolder() + "/mvsms";
+  const bool of_the_system = geteuid() == 0 || MayWriteInto(system_home);
+  return of_the_system ? system_home : ConfigFolder() + "/mvsms";
+}
+
+bool IsShared(const std::string& folder) {
+  struct stat status{};
+  return stat(folder.c_str(), &status) == 0 && (status.st_mode & S_IWGRP) != 0;
 }
 
 }  // namespace mvsms::posix

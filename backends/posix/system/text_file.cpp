@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "backends/posix/system/backend.h"
+#include "backends/posix/system/home.h"
 #include "backends/posix/system/unique_fd.h"
 #include "base/ansi.h"
 
@@ -38,6 +39,13 @@ bool IsRegular(int file) {
   return fstat(file, &status) == 0 && S_ISREG(status.st_mode);
 }
 
+/// Whoever begins a log must not keep the others out by his mask; only its owner can.
+void ShareWhenEmpty(int file) {
+  struct stat status = {};
+  const bool is_empty = fstat(file, &status) == 0 && status.st_size == 0;
+  if (is_empty && S_ISREG(status.st_mode)) fchmod(file, 0660);
+}
+
 class PosixTextFile : public TextFile {
  public:
   explicit PosixTextFile(std::string home) : home_(std::move(home)) {}
@@ -46,8 +54,10 @@ class PosixTextFile : public TextFile {
     // Not for everybody: a send log holds messages, and the passwords of the dialogues.
     // Never waiting: what is logged counts more than its log.
     constexpr int kMode = O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-    const int file = open(SystemPath(path).c_str(), kMode, 0640);
+    const std::string name = SystemPath(path);
+    const int file = open(name.c_str(), kMode, 0640);
     if (file < 0) return false;
+    if (name.starts_with(home_ + "/") && IsShared(home_)) ShareWhenEmpty(file);
     const bool written = WriteAll(file, text);
     return close(file) == 0 && written;
   }

@@ -1,5 +1,6 @@
 // The user's language, the component's place and version, and the default folder of all state.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <optional>
 #include <string>
@@ -9,6 +10,7 @@
 #include "backends/posix/system/home.h"
 #include "tests/backends/posix/child_process.h"
 #include "tests/backends/posix/environment.h"
+#include "tests/support/temp_folder.h"
 
 namespace mvsms::posix {
 namespace {
@@ -77,6 +79,19 @@ TEST_F(DefaultHomeTest, IsASystemFolderForRoot) {
 TEST_F(DefaultHomeTest, IsInTheConfigurationFolderOfAUser) {
   const ScopedVariable config("XDG_CONFIG_HOME", "/home/anna/conf");
   EXPECT_TRUE(SucceedsUnprivileged([] { return DefaultHome() == "/home/anna/conf/mvsms"; }));
+}
+
+TEST_F(DefaultHomeTest, IsTheSystemFolderForWhomItsRightsLetIn) {
+  const TempFolder folder;
+  chmod(folder.path().c_str(), 0777);
+  EXPECT_TRUE(SucceedsUnprivileged([&] { return DefaultHome(folder.path()) == folder.path(); }));
+}
+
+TEST_F(DefaultHomeTest, IsNotASystemFolderThatTheUserMayOnlyRead) {
+  const TempFolder folder;
+  chmod(folder.path().c_str(), 0555);
+  const auto in_home = [&] { return DefaultHome(folder.path()) == "/home/anna/.config/mvsms"; };
+  EXPECT_TRUE(SucceedsUnprivileged(in_home));
 }
 
 TEST_F(DefaultHomeTest, IsInTheHomeFolderOfAUserWithoutAUsableConfigurationFolder) {

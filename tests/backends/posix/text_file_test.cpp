@@ -22,6 +22,12 @@ std::string Read(const std::string& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
+mode_t ModeOf(const std::string& path) {
+  struct stat status = {};
+  stat(path.c_str(), &status);
+  return status.st_mode & 0777;
+}
+
 class PosixTextFile : public testing::Test {
  protected:
   TempFolder folder_;
@@ -39,9 +45,27 @@ TEST_F(PosixTextFile, AppendsTheBytesAsTheyStand) {
 TEST_F(PosixTextFile, ANewFileIsForItsOwnerAndGroup) {
   umask(022);
   files_->Append(folder_ / "SMSLog.txt", "x");
-  struct stat status = {};
-  stat((folder_ / "SMSLog.txt").c_str(), &status);
-  EXPECT_EQ(status.st_mode & 0777, 0640U);
+  EXPECT_EQ(ModeOf(folder_ / "SMSLog.txt"), 0640U);
+}
+
+TEST_F(PosixTextFile, ANewFileInAHomeThatTheGroupSharesIsTheGroupsToo) {
+  umask(077);
+  std::filesystem::create_directory(folder_ / "home");
+  chmod((folder_ / "home").c_str(), 02770);
+  files_->Append(folder_ / "home/SMSLog.txt", "x");
+  EXPECT_EQ(ModeOf(folder_ / "home/SMSLog.txt"), 0660U);
+  files_->Append(folder_ / "SMSLog.txt", "x");
+  EXPECT_EQ(ModeOf(folder_ / "SMSLog.txt"), 0600U) << "outside";
+}
+
+TEST_F(PosixTextFile, AFileThatIsThereKeepsItsMode) {
+  std::filesystem::create_directory(folder_ / "home");
+  chmod((folder_ / "home").c_str(), 02770);
+  const std::string path = folder_ / "home/SMSLog.txt";
+  files_->Append(path, "x");
+  chmod(path.c_str(), 0600);
+  files_->Append(path, "y");
+  EXPECT_EQ(ModeOf(path), 0600U);
 }
 
 TEST_F(PosixTextFile, PathsAreInTheAnsiCodePage) {
