@@ -20,7 +20,7 @@ struct Words {
   const wchar_t* profile = L"Pr\u00FCfstand";
   const wchar_t* service = L"B\u00FCro";
   const wchar_t* text = L"Ger\u00E4t \u00F6 \u00A3 9";
-  const char* received = "Ger\u00E4t \u00F6 \u00A3 9";  // UTF-8
+  const char* received = "Ger\\u00e4t \\u00f6 \\u00a3 9";  // in JSON
 };
 constexpr Words kCyrillic{.profile = L"\u0421\u0442\u0435\u043D\u0434",
                           .service = L"\u0411\u044E\u0440\u043E",

@@ -152,7 +152,7 @@ TEST_F(SendTrip, TapMessageIsAccepted) {
 TEST_F(SendTrip, UcpMessageIsAccepted) {
   const Outcome& outcome = Of("ucp");
   EXPECT_TRUE(outcome.sent.accepted) << outcome.status;
-  EXPECT_THAT(Records("com22"), HasSubstr("5 \xC2\xA3 reward"));
+  EXPECT_THAT(Records("com22"), HasSubstr("5 \\u00a3 reward"));
 }
 
 TEST_F(SendTrip, EveryStatusLineIsAnEvent) {
