@@ -109,7 +109,7 @@ is "the old log" yes "$([ -s $home/SMSLog.txt.1 ] && echo yes)"
 for name in mvsms-centre mvsms-worker; do
   unit=$(find /lib/systemd/system -name $name.service)
   systemd-analyze security --offline=yes --threshold=49 "$unit" >/dev/null || fail "the hardening of $name"
-  systemd-analyze verify "$unit" 2>&1 | grep mvsms && fail "the unit $name"
+  is "what systemd says of $name" "" "$(systemd-analyze verify "$unit" 2>&1 | grep mvsms || true)"
 done
 if udevadm verify --help >/dev/null 2>&1; then
   udevadm verify --no-summary "$(find /lib/udev -name '*mvsms.rules')" || fail "the rule"
