@@ -12,7 +12,7 @@ import unittest
 
 SOURCE = pathlib.Path(__file__).resolve().parent.parent.parent
 PAGES = ["index", "integrator-guide", "lines-and-centres", "message-centre", "monitoring-guide",
-         "user-guide", "user-guide.de"]
+         "user-guide", "user-guide.de", "windows-installation"]
 PRINTED = ["integrator-guide", "user-guide", "user-guide.de"]
 
 

@@ -30,7 +30,8 @@ installs_everything() {
   for name in DisplayName DisplayVersion DisplayIcon Publisher InstallLocation UninstallString EstimatedSize; do
     [ -n "$(value "$entry" $name /reg:64)" ] || fail "no $name"
   done
-  [ "$(value "$path" Path)" = "${path_before%;};$folder\\x64" ] || fail "the path: $(value "$path" Path)"
+  # Wine's MSI, which another test has used, leaves semicolons at its end.
+  [ "$(value "$path" Path)" = "$(sed 's/;*$//' <<<"$path_before");$folder\\x64" ] || fail "the path: $(value "$path" Path)"
   [ "$(find "$drive" -name '*.lnk' -path '*mvSMS*' | wc -l)" -ge 2 ] || fail "no shortcuts"
   WINEPREFIX=$MVSMS_WINEPREFIX wineserver -k  # a new session knows the new path
   expect 0 wine_run cmd /c mvsms --version
