@@ -73,8 +73,10 @@ std::optional<std::vector<std::chrono::seconds>> ReadPauses(std::string_view tex
 }
 
 RetryRules ReadRetryRules(const Profile& profile) {
+  const auto initial =
+      ReadPauses(setting::kQuickRetries.initial).value_or(std::vector<std::chrono::seconds>{});
   const auto quick = ReadPauses(ToText(profile.GetOrInitial(setting::kQuickRetries)));
-  return {.quick = quick.value_or(*ReadPauses(setting::kQuickRetries.initial)),
+  return {.quick = quick.value_or(initial),
           .retries = std::max(profile.NumberOrInitial(setting::kRetries), 0),
           .delay = std::chrono::minutes(std::max(profile.NumberOrInitial(setting::kRetryDelay), 0)),
           .repeat_unknown =

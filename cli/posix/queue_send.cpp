@@ -65,7 +65,8 @@ Page PageFor(const Context& context, const SendOptions& options, const QueueOpti
 /// The page to one recipient; nothing, and told why, when it cannot be sent.
 std::optional<Page> PageTo(Context& context, Page page, const std::string& to,
                            const SendOptions& options) {
-  DryRun run{to, options.from, options.service, options.text, *options.fit, options.quiet};
+  DryRun run{to,           options.from, options.service, options.text, options.fit.value_or(false),
+             options.quiet};
   if (run.fit) run.text = FitForSend(context, run);
   const Way way = Foresee(context, run);
   if (!way.obstacle.empty()) {

@@ -289,7 +289,7 @@ std::optional<QueuedPage> PageQueue::Claim(const std::string& holder, const std:
     const std::string utf8_holder = Utf8FromAnsi(holder);
     connection.Execute(
         kClaim, {position, Text{utf8_holder}, Stored(now), Stored(now + dispatch::kClaimLease)});
-    const QueuedPage claimed = Read(kAt, {position}).at(0);
+    QueuedPage claimed = Read(kAt, {position}).at(0);
     writing.Commit();
     return claimed;
   });
