@@ -105,6 +105,14 @@ void MakeWhole(const std::string& home, const std::string& file,
   draft.Become(file);
 }
 
+void MakeTables(Connection& connection, std::int64_t version, std::span<const char* const> schema) {
+  connection.Execute("PRAGMA journal_mode = WAL");
+  Transaction writing(connection, Transaction::Kind::kWrite);
+  if (HasTables(connection, version)) return;
+  for (const char* statement : schema) connection.Execute(statement);
+  writing.Commit();
+}
+
 bool HasTables(Connection& connection, std::int64_t known) {
   const std::int64_t version = connection.Value("PRAGMA user_version");
   if (version > known) {

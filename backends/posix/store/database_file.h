@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <span>
 #include <string>
 
 #include "backends/posix/store/sqlite.h"
@@ -21,6 +22,10 @@ void MakeHome(const std::string& home);
 /// begin at the same time, or one who is killed, leave no half a file to the others.
 void MakeWhole(const std::string& home, const std::string& file,
                const std::function<void(Connection&)>& make_tables);
+
+/// Makes the tables of a file that several processes use, with a write-ahead log. `schema` sets the
+/// user_version, `version`. Nothing happens when another process was faster.
+void MakeTables(Connection& connection, std::int64_t version, std::span<const char* const> schema);
 
 /// True when the tables are there, false in a file that is still empty. Throws SqliteError for a
 /// file of a version after `known`, which this program would misread.

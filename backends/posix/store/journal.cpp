@@ -67,19 +67,13 @@ auto Explained(const std::string& file, Operation operation) {
   return WithTrouble("Journal", "journal", file, operation);
 }
 
-void MakeTables(Connection& connection) {
-  connection.Execute("PRAGMA journal_mode = WAL");
-  Transaction writing(connection, Transaction::Kind::kWrite);
-  if (HasTables(connection, kVersion)) return;  // another process was faster
-  for (const char* statement : kSchema) connection.Execute(statement);
-  writing.Commit();
-}
+void MakeOwnTables(Connection& connection) { MakeTables(connection, kVersion, kSchema); }
 
 void PrepareToWrite(Connection& connection, std::chrono::milliseconds patience) {
   connection.SetPatience(patience);
   connection.Execute("PRAGMA synchronous = FULL");
   connection.KeepLog();
-  if (!HasTables(connection, kVersion)) MakeTables(connection);
+  if (!HasTables(connection, kVersion)) MakeOwnTables(connection);
 }
 
 constexpr std::string JournalRow::* kTexts[] = {
@@ -141,7 +135,7 @@ bool Journal::Exists() const { return access(file_.c_str(), F_OK) == 0 || errno 
 
 void Journal::Put(const JournalRow& row) {
   Explained(file_, [&] {
-    if (!Exists()) MakeWhole(home_, file_, MakeTables);
+    if (!Exists()) MakeWhole(home_, file_, MakeOwnTables);
     Connection connection(file_);
     PrepareToWrite(connection, patience_);
     Write(connection, row);

@@ -183,13 +183,7 @@ QueuedPage PageIn(const Rows& rows) {
   return queued;
 }
 
-void MakeTables(Connection& connection) {
-  connection.Execute("PRAGMA journal_mode = WAL");
-  Transaction writing(connection, Transaction::Kind::kWrite);
-  if (HasTables(connection, kVersion)) return;  // another process was faster
-  for (const char* statement : kSchema) connection.Execute(statement);
-  writing.Commit();
-}
+void MakeOwnTables(Connection& connection) { MakeTables(connection, kVersion, kSchema); }
 
 bool PutOne(Connection& connection, const Page& page, std::int64_t now) {
   const std::string id = Utf8FromAnsi(page.id), profile = Utf8FromAnsi(page.profile),
@@ -230,11 +224,11 @@ bool PageQueue::Exists() const { return access(file_.c_str(), F_OK) == 0 || errn
 Connection& PageQueue::Open() {
   if (connection_ && !connection_->HasMoved()) return *connection_;
   connection_.reset();
-  if (!Exists()) MakeWhole(home_, file_, MakeTables);
+  if (!Exists()) MakeWhole(home_, file_, MakeOwnTables);
   auto opened = std::make_unique<Connection>(file_);
   opened->Execute("PRAGMA synchronous = FULL");
   opened->KeepLog();
-  if (!HasTables(*opened, kVersion)) MakeTables(*opened);
+  if (!HasTables(*opened, kVersion)) MakeOwnTables(*opened);
   connection_ = std::move(opened);
   return *connection_;
 }
