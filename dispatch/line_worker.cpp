@@ -238,8 +238,10 @@ void LineWorker::Enter(LineState state, const std::string& why) {
   if (std::exchange(state_, state) != state || !why.empty()) host_.Entered(state, why);
 }
 
-void SettleUnknown(Queue& queue, const RetryRules& rules, Moment now) {
+void SettleUnknown(Queue& queue, const std::string& profile, const RetryRules& rules, Moment now,
+                   Moment before) {
   for (const QueuedPage& queued : queue.List({.states = {PageState::kUnknown}})) {
+    if (queued.page.profile != profile || queued.changed > before) continue;
     PageResult result = queued.result.value_or(Interrupted());
     const Decision decision =
         Decide(result.outcome, static_cast<int>(Exit::kUnknown), queued.attempts, rules);

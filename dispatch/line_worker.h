@@ -114,7 +114,9 @@ class LineWorker {
   std::chrono::milliseconds rests_until_{0};  // by the clock
 };
 
-/// Decides about the pages that their holders have left in doubt: they are tried again, or parked.
-void SettleUnknown(Queue& queue, const RetryRules& rules, Moment now);
+/// Decides about the pages of a profile that are unknown since `before` or longer: they are tried
+/// again, or parked. Until then their holders may still say what became of them.
+void SettleUnknown(Queue& queue, const std::string& profile, const RetryRules& rules, Moment now,
+                   Moment before);
 
 }  // namespace mvsms::dispatch

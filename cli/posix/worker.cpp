@@ -33,8 +33,9 @@ using posix::LineConfig;
 using posix::LineKind;
 using Ticks = std::chrono::steady_clock;
 
-constexpr auto kLook = 200ms;     // for signals, and for pages that are due
-constexpr auto kSweepEvery = 5s;  // pages that their holders have left
+constexpr auto kLook = 200ms;      // for signals, and for pages that are due
+constexpr auto kSweepEvery = 5s;   // pages that their holders have left
+constexpr auto kLateResult = 60s;  // for a line to say what became of a page that it has lost
 constexpr auto kPruneEvery = 1h;
 constexpr auto kKept = std::chrono::days(30);  // pages that are over
 constexpr auto kGrace = 20s;    // for the page on the line, when the worker is to end
@@ -110,30 +111,33 @@ class Watch {
   int Over(const std::vector<WorkerLine>& lines) {
     WorkFloor floor(context_.out);
     std::deque<LineThread> threads;
-    LookAfterQueue();
+    LookAfterQueue(0s);  // no line is at work: what is unknown stays so
     for (const WorkerLine& line : lines) threads.emplace_back(floor, context_.home, line, once_);
     posix::TellServiceManager("READY=1");
     int signal = 0;
     while (signal == 0 && floor.ended() < lines.size()) {
       signal = signals_.Wait();
-      LookAfterQueue();
+      LookAfterQueue(kLateResult);
       LookAfterLines(floor);
       if (IsDue()) floor.WakeAll();
     }
-    End(floor, threads, signal);
-    return signal;
+    return End(floor, threads, signal);
   }
 
  private:
-  void End(WorkFloor& floor, std::deque<LineThread>& threads, int signal) {
+  /// The signal that counts: one that comes meanwhile, unless it only wants a new beginning, too.
+  int End(WorkFloor& floor, std::deque<LineThread>& threads, int signal) {
     posix::TellServiceManager(signal == SIGHUP ? "RELOADING=1" : "STOPPING=1");
     floor.Finish();
     const auto aborts = Ticks::now() + kGrace;
     const std::size_t all = threads.size();
     while (floor.ended() < all) {
-      if (Ticks::now() >= aborts || signals_.Wait() != 0) floor.Abort();
+      const int another = signals_.Wait();
+      if (another != 0 && another != SIGHUP) signal = another;
+      if (another != 0 || Ticks::now() >= aborts) floor.Abort();
     }
     threads.clear();
+    return signal;
   }
 
   /// Whether a page is due that a line might have.
@@ -143,14 +147,15 @@ class Watch {
     return true;  // the lines find out, and say so
   }
 
-  void LookAfterQueue() try {
+  void LookAfterQueue(std::chrono::seconds patience) try {
     const auto now = Ticks::now();
     if (now < sweeps_) return;
     sweeps_ = now + kSweepEvery;
     queue_.Sweep(IsGone);
     std::string profile = AnsiFromUtf8(context_.profile);
     const Profile settings(context_.platform().registry(), BaseKey(profile));
-    SettleUnknown(queue_, dispatch::ReadRetryRules(settings), posix::SystemNow());
+    const dispatch::Moment sweep = posix::SystemNow();
+    SettleUnknown(queue_, profile, dispatch::ReadRetryRules(settings), sweep, sweep - patience);
     if (now < prunes_) return;
     prunes_ = now + kPruneEvery;
     queue_.Prune(posix::SystemNow() - kKept);

@@ -409,12 +409,14 @@ class InDoubt : public testing::Test {
     queue_.Sweep([](const std::string&) { return true; });
   }
 
+  void Settle(const RetryRules& rules) { SettleUnknown(queue_, "Standard", rules, now_, now_); }
+
   Moment now_{1'000'000s};
   memory::MemoryQueue queue_{[this] { return now_; }};
 };
 
 TEST_F(InDoubt, IsTriedAgainAndMarked) {
-  SettleUnknown(queue_, {.retries = 1}, now_);
+  Settle({.retries = 1});
   const QueuedPage page = queue_.Find("A").value();
   EXPECT_EQ(page.state, PageState::kReady);
   EXPECT_TRUE(page.perhaps_twice);
@@ -422,14 +424,25 @@ TEST_F(InDoubt, IsTriedAgainAndMarked) {
 }
 
 TEST_F(InDoubt, IsParkedWhereNobodyWantsItTwice) {
-  SettleUnknown(queue_, {.retries = 1, .repeat_unknown = false}, now_);
+  Settle({.retries = 1, .repeat_unknown = false});
   const QueuedPage page = queue_.Find("A").value();
   EXPECT_EQ(page.state, PageState::kParked);
   EXPECT_THAT(page.result->reason, EndsWith("; it is not to go out twice"));
 }
 
+TEST_F(InDoubt, IsLeftToItsHolderForAWhile) {
+  SettleUnknown(queue_, "Standard", {.retries = 1}, now_, now_ - 1s);
+  EXPECT_EQ(queue_.Find("A")->state, PageState::kUnknown);
+  EXPECT_TRUE(queue_.Finish("A", 1, {.outcome = Outcome::kAccepted}, PageState::kAccepted));
+}
+
+TEST_F(InDoubt, IsNoBusinessOfAnotherProfilesWorker) {
+  SettleUnknown(queue_, "Other", {.retries = 1}, now_, now_);
+  EXPECT_EQ(queue_.Find("A")->state, PageState::kUnknown);
+}
+
 TEST_F(InDoubt, IsParkedAfterItsLastTry) {
-  SettleUnknown(queue_, {.retries = 0}, now_);
+  Settle({.retries = 0});
   EXPECT_EQ(queue_.Find("A")->state, PageState::kParked);
 }
 

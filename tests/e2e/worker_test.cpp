@@ -159,6 +159,18 @@ TEST_F(WorkerTrip, SighupTakesUpANewModem) {
   EXPECT_EQ(Page("A")["last_result"]["modem"], "Second");
 }
 
+TEST_F(WorkerTrip, ASigtermThatComesWhileItBeginsAnewEndsIt) {
+  CentreOnTcp("tap", {"silent-at=prompt"});
+  Queue("A");
+  const auto worker = StartWorker();
+  ASSERT_TRUE(Comes("A", "dialling"));
+  worker->Signal(SIGHUP);
+  usleep(500'000);
+  worker->Signal(SIGTERM);
+  EXPECT_EQ(Finish(*worker).exit_code, 0);
+  EXPECT_EQ(StateOf("A"), "ready");
+}
+
 TEST_F(WorkerTrip, TheServiceManagerIsToldHowItIs) {
   CentreOnTcp("ucp");
   const Ending ending = RunInShell(
