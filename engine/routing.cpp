@@ -52,6 +52,19 @@ std::string CharacterAt(const std::string& text, std::size_t index) {
   return index < text.size() ? text.substr(index, 1) : std::string();
 }
 
+struct PrefixRules {
+  bool replace_plus;
+  bool add_country;
+  std::string country;
+};
+
+PrefixRules ReadPrefixRules(Registry& registry, const std::string& base_key) {
+  const Profile profile(registry, base_key);
+  const OneReading reading(registry);
+  return {ToBoolean(profile.Get(setting::kReplacePlus)),
+          ToBoolean(profile.Get(setting::kAddCountry)), ToText(profile.Get(setting::kCountry))};
+}
+
 /// Reads the record, or throws RaisedError when a number cannot be read as one.
 ServiceRecord ReadService(const SettingsKey& service) {
   ServiceRecord record;
@@ -78,16 +91,13 @@ ServiceRecord ReadService(const SettingsKey& service) {
 std::string FixAddress(Registry& registry, std::string& HostAppName, std::string& Address,
                        const ErrorReport& report_error) {
   Address = Trim(Address);
-  const Profile profile(registry, BaseKey(HostAppName));
-  const bool replace_plus = ToBoolean(profile.Get(setting::kReplacePlus));
-  const bool add_country = ToBoolean(profile.Get(setting::kAddCountry));
-  const std::string country = ToText(profile.Get(setting::kCountry));
+  const PrefixRules rules = ReadPrefixRules(registry, BaseKey(HostAppName));
 
   std::string number = Address;
-  if (replace_plus && number.starts_with('+')) {
+  if (rules.replace_plus && number.starts_with('+')) {
     number = ReplaceAll(number, "+", "00");
-  } else if (add_country && number.starts_with('0') && !number.starts_with("00")) {
-    number.replace(0, 1, country);
+  } else if (rules.add_country && number.starts_with('0') && !number.starts_with("00")) {
+    number.replace(0, 1, rules.country);
   }
   std::erase_if(number, [](char c) { return kSeparators.find(c) != std::string_view::npos; });
   if (AllDigits(number)) return number;
@@ -98,6 +108,7 @@ std::string FixAddress(Registry& registry, std::string& HostAppName, std::string
 
 std::string FindService(Registry& registry, std::string& HostAppName, const std::string& Address) {
   const std::string base_key = BaseKey(HostAppName);
+  const OneReading reading(registry);
   const auto search = AllDigits(Address) ? ProbeRoutes : SearchRoutes;
   const std::string prefix = search(registry, base_key, Address);
   if (prefix.empty()) return {};
@@ -108,6 +119,7 @@ bool GetServiceInfo(Registry& registry, std::string& HostAppName, const Settings
                     ServiceRecord& record, std::string& ServiceName) {
   if (ServiceName.empty()) ServiceName = settings.DefaultService;
   const Profile profile(registry, BaseKey(HostAppName));
+  const OneReading reading(registry);
   try {
     record = ReadService(profile.Service(ServiceName));
   } catch (const RaisedError&) {

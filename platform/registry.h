@@ -87,6 +87,24 @@ class Registry {
 
   /// Deletes a key with all its subkeys, as one step: after a crash it is either whole or gone.
   virtual RegStatus DeleteTree(RegKey parent, const std::string& name) = 0;
+
+  /// See OneReading. The one operation that Windows' registry does not have: there it does nothing.
+  virtual void BeginReading() {}
+  virtual void EndReading() {}
+};
+
+/// What is read while one of these lives is read in one go: it is one state of the store, and costs
+/// the locks of one reading. For reading alone, and briefly, since whoever wants to write waits
+/// meanwhile: neither a host's events nor a wait may fall into it. They may be nested.
+class OneReading {
+ public:
+  explicit OneReading(Registry& registry) : registry_(registry) { registry_.BeginReading(); }
+  ~OneReading() { registry_.EndReading(); }
+  OneReading(const OneReading&) = delete;
+  OneReading& operator=(const OneReading&) = delete;
+
+ private:
+  Registry& registry_;
 };
 
 }  // namespace mvsms

@@ -54,6 +54,7 @@ void MemoryPlatform::After(Millis delay, std::function<void()> action) {
 Millis MemoryPlatform::slept() { return impl_->machine.now(); }
 std::size_t MemoryPlatform::open_ports() { return impl_->comm.open_ports(); }
 std::size_t MemoryPlatform::open_keys() { return impl_->registry.open_keys(); }
+int MemoryPlatform::registry_readings() { return impl_->registry.goes(); }
 std::size_t MemoryPlatform::open_windows() { return impl_->forms.open_windows(); }
 std::size_t MemoryPlatform::running_timers() { return impl_->loop.running_timers(); }
 std::size_t MemoryPlatform::active_calls() { return impl_->telephony.active_calls(); }

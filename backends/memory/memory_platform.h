@@ -213,6 +213,8 @@ class MemoryPlatform : public Platform {
   /// Open handles, running timers and what else can be left behind, for leak checks.
   std::size_t open_ports();
   std::size_t open_keys();
+  /// In how many goes the registry was read: what costs a store in a file its locks.
+  int registry_readings();
   std::size_t running_timers();
   std::size_t active_calls();   // in progress or connected
   std::size_t tapi_sessions();  // initialised and not shut down

@@ -52,6 +52,7 @@ std::string Printed(RegType type, const std::string& data) {
 
 RegStatus MemoryRegistry::OpenKey(RegKey parent, const std::string& path, std::uint32_t,
                                   RegKey& key) {
+  NoteReading();
   if (machine_.Refuses("Registry.OpenKey")) return kRefusedByRegistry;
   KeyPointer from;
   if (const RegStatus status = Look(parent, from)) return status;
@@ -72,6 +73,13 @@ RegStatus MemoryRegistry::CreateKey(RegKey parent, const std::string& path, RegK
   return kErrorSuccess;
 }
 
+void MemoryRegistry::BeginReading() {
+  NoteReading();
+  ++depth_;
+}
+
+void MemoryRegistry::NoteReading() { goes_ += depth_ == 0 ? 1 : 0; }
+
 RegStatus MemoryRegistry::CloseKey(RegKey key) {
   if (machine_.Refuses("Registry.CloseKey")) return kRefusedByRegistry;
   if (key == kHKeyLocalMachine) return kErrorSuccess;
@@ -80,6 +88,7 @@ RegStatus MemoryRegistry::CloseKey(RegKey key) {
 
 RegStatus MemoryRegistry::QueryValueInfo(RegKey key, const std::string& name, RegType& type,
                                          std::uint32_t& size) {
+  NoteReading();
   if (machine_.Refuses("Registry.QueryValueInfo")) return kRefusedByRegistry;
   const RegistryKey::Value* value = nullptr;
   if (const RegStatus status = LookUpValue(key, name, value)) return status;
@@ -90,6 +99,7 @@ RegStatus MemoryRegistry::QueryValueInfo(RegKey key, const std::string& name, Re
 
 RegStatus MemoryRegistry::QueryValue(RegKey key, const std::string& name, RegType& type,
                                      std::string& data) {
+  NoteReading();
   if (machine_.Refuses("Registry.QueryValue")) return kRefusedByRegistry;
   const RegistryKey::Value* value = nullptr;
   if (const RegStatus status = LookUpValue(key, name, value)) return status;
@@ -113,6 +123,7 @@ RegStatus MemoryRegistry::SetValue(RegKey key, const std::string& name, RegType 
 
 RegStatus MemoryRegistry::EnumKey(RegKey key, std::uint32_t index, std::size_t buffer_size,
                                   std::string& name) {
+  NoteReading();
   if (machine_.Refuses("Registry.EnumKey")) return kRefusedByRegistry;
   KeyPointer opened;
   if (const RegStatus status = Look(key, opened)) return status;
@@ -132,6 +143,7 @@ const std::vector<std::string>& MemoryRegistry::Listing(const KeyPointer& key) {
 }
 
 RegStatus MemoryRegistry::EnumValue(RegKey key, std::uint32_t index, std::string& name) {
+  NoteReading();
   if (machine_.Refuses("Registry.EnumValue")) return kRefusedByRegistry;
   KeyPointer opened;
   if (const RegStatus status = Look(key, opened)) return status;

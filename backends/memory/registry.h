@@ -46,7 +46,12 @@ class MemoryRegistry : public Registry {
   bool HasDeleteTree() override;
   RegStatus DeleteTree(RegKey parent, const std::string& name) override;
 
+  void BeginReading() override;
+  void EndReading() override { --depth_; }
+
   std::size_t open_keys() const { return open_.size(); }
+  /// In how many goes everything so far was read: those of OneReading, and each call outside one.
+  int goes() const { return goes_; }
 
  private:
   using KeyPointer = std::shared_ptr<RegistryKey>;
@@ -62,7 +67,10 @@ class MemoryRegistry : public Registry {
   /// is read entry by entry.
   const std::vector<std::string>& Listing(const KeyPointer& key);
 
+  void NoteReading();
+
   Machine& machine_;
+  int goes_ = 0, depth_ = 0;
   KeyPointer hive_ = std::make_shared<RegistryKey>();
   std::map<RegKey, KeyPointer> open_;
   RegKey last_handle_ = 0;

@@ -69,6 +69,14 @@ TEST_F(SenderTest, UcpSendReportsEveryStep) {
   EXPECT_THAT(host_.errors, IsEmpty());
 }
 
+TEST_F(SenderTest, TheSettingsAreReadInFewGoes) {
+  host_.AddUcpService();
+  const int before = host_.platform.registry_readings();
+  EXPECT_TRUE(host_.Send("Hello"));
+  // The profile's values, the rules for the address (it is mended twice), the route, the service.
+  EXPECT_EQ(host_.platform.registry_readings() - before, 5);
+}
+
 TEST_F(SenderTest, StatusStartsWithALineBreakAndNamesTheTime) {
   host_.AddTapService();
   const std::string begin = "\r\n****************** " + host_.Now() +

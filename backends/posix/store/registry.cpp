@@ -220,6 +220,18 @@ class PosixRegistry : public Registry {
     });
   }
 
+  void BeginReading() override {
+    if (readings_++ > 0) return;
+    AsRegStatus([&] {
+      if (Connection* store = store_.Read()) reading_.emplace(*store, Transaction::Kind::kRead);
+      return kErrorSuccess;
+    });
+  }
+
+  void EndReading() override {
+    if (--readings_ == 0) reading_.reset();
+  }
+
   Store& store() { return store_; }
 
   /// See WriteTogether.
@@ -349,6 +361,8 @@ class PosixRegistry : public Registry {
   std::string home_;
   Store store_;
   std::string problem_;  // the last failure of the store
+  std::optional<Transaction> reading_;
+  int readings_ = 0;
   std::unordered_map<RegKey, OpenedKey> opened_;
   RegKey last_key_ = 0;
   std::uint64_t key_changes_ = 0;    // our own commits, which void the

@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -38,6 +40,13 @@ class PosixRegistry : public testing::Test {
     RegKey key = 0;
     registry.OpenKey(kHKeyLocalMachine, path, kKeyAllAccess, key);
     return key;
+  }
+
+  static std::string NumberAt(Registry& registry, RegKey key) {
+    RegType type = RegType::kNone;
+    std::string data;
+    registry.QueryValue(key, "N", type, data);
+    return data;
   }
 
   static std::vector<std::string> Subkeys(Registry& registry, RegKey key) {
@@ -285,6 +294,31 @@ TEST_F(PosixRegistry, TheHiveIsOpenEvenWhereNothingIsStored) {
 }
 
 // --- changes as one ----------------------------------------------------------------------------
+
+TEST_F(PosixRegistry, WhatIsReadInOneGoIsOneState) {
+  const auto registry = Open();
+  SetNumber(*registry, "Key", "N", 1);
+  Connection writer(folder_ / "settings.db");
+  writer.SetPatience(std::chrono::milliseconds(0));
+  {
+    const OneReading outer(*registry);
+    const RegKey key = OpenAt(*registry, "Key");
+    {
+      const OneReading inner(*registry);
+    }
+    EXPECT_THROW(writer.Execute("DELETE FROM key_values"), SqliteError);
+    EXPECT_EQ(NumberAt(*registry, key), "1");
+  }
+  writer.Execute("DELETE FROM key_values");
+  EXPECT_EQ(NumberAt(*registry, OpenAt(*registry, "Key")), "");
+}
+
+TEST_F(PosixRegistry, ReadingInOneGoWhereNothingIsStoredMakesNoFile) {
+  const auto registry = Open();
+  const OneReading reading(*registry);
+  EXPECT_EQ(OpenAt(*registry, "Key"), 0U);
+  EXPECT_FALSE(std::filesystem::exists(folder_ / "settings.db"));
+}
 
 TEST_F(PosixRegistry, ChangesTogetherAreSeenWhenAllAreMade) {
   const auto registry = Open();
