@@ -2,6 +2,8 @@
 // unfinished one keeps the file locked against writers.
 #include "backends/posix/store/sqlite.h"
 
+#include <thread>
+
 namespace mvsms::posix {
 namespace {
 
@@ -99,12 +101,28 @@ int Connection::Changes() const { return sqlite3_changes(database_.get()); }
 bool Connection::InTransaction() const { return sqlite3_get_autocommit(database_.get()) == 0; }
 
 void Connection::SetPatience(std::chrono::milliseconds patience) {
-  sqlite3_busy_timeout(database_.get(), static_cast<int>(patience.count()));
+  patience_.longest = patience;
+  sqlite3_busy_handler(database_.get(), WaitAgain, &patience_);
+}
+
+/// Transactions here last for as long as the disk needs. SQLite's own way of waiting sleeps longer
+/// each time, up to a tenth of a second: of many who write, all would sleep while the file is free,
+/// and the one who has waited longest would get it last. A few milliseconds, not always the same,
+/// so that many do not wake each other's processor for nothing.
+int Connection::WaitAgain(void* patience, int waits) {
+  auto& [longest, since] = *static_cast<Patience*>(patience);
+  const auto now = std::chrono::steady_clock::now();
+  if (waits == 0) since = now;
+  if (now - since >= longest) return 0;
+  constexpr int kLongest = 8;
+  std::this_thread::sleep_for(std::chrono::milliseconds(1 + 5 * waits % kLongest));
+  return 1;
 }
 
 void Connection::KeepLog() {
   int keep = 1;
   sqlite3_file_control(database_.get(), "main", SQLITE_FCNTL_PERSIST_WAL, &keep);
+  Execute("PRAGMA journal_size_limit = 1048576");
 }
 
 bool Connection::HasMoved() const {

@@ -78,7 +78,9 @@ class Connection {
   /// How long to wait for another's transaction before giving up; ten seconds unless set.
   void SetPatience(std::chrono::milliseconds patience);
   /// Leaves the write-ahead log and its index in place when the last connection closes: whoever may
-  /// read, but make no file in the folder, needs them.
+  /// read, but make no file in the folder, needs them. The last one leaves the log empty, or each
+  /// would read what all before had written; until then it is cut to a megabyte when it begins
+  /// anew.
   void KeepLog();
   /// True when the file was moved or removed, so that its path now names another one or none.
   bool HasMoved() const;
@@ -91,8 +93,16 @@ class Connection {
     void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
   };
 
+  /// Who waits for another's transaction, and since when.
+  struct Patience {
+    std::chrono::milliseconds longest{0};
+    std::chrono::steady_clock::time_point since{};
+  };
+
+  static int WaitAgain(void* patience, int waits);
   sqlite3_stmt* Prepared(const char* sql);
 
+  Patience patience_;
   std::unique_ptr<sqlite3, Closer> database_;
   std::map<const char*, std::unique_ptr<sqlite3_stmt, Finalizer>> statements_;
 };
