@@ -56,6 +56,15 @@ const char* AdviceFor(int code) {
   }
 }
 
+/// The number of the file's format, 0 while it is empty; an error for one after `known`.
+std::size_t FormatOf(Connection& connection, std::size_t known) {
+  const auto format = static_cast<std::size_t>(connection.Value("PRAGMA user_version"));
+  if (format <= known) return format;
+  throw SqliteError(SQLITE_MISMATCH, "the file has format " + std::to_string(format) +
+                                         ", this program knows formats up to " +
+                                         std::to_string(known));
+}
+
 /// A file under another name.
 class Draft {
  public:
@@ -101,26 +110,33 @@ void MakeWhole(const std::string& home, const std::string& file,
   {
     Connection connection(draft.path());
     make_tables(connection);
+    // Closing would do it, too, but say nothing when it fails; and only the file itself gets the
+    // name.
+    connection.Execute("PRAGMA wal_checkpoint(TRUNCATE)");
   }
   draft.Become(file);
 }
 
-void MakeTables(Connection& connection, std::int64_t version, std::span<const char* const> schema) {
-  connection.Execute("PRAGMA journal_mode = WAL");
+void MakeNewest(Connection& connection, Formats formats) {
   Transaction writing(connection, Transaction::Kind::kWrite);
-  if (HasTables(connection, version)) return;
-  for (const char* statement : schema) connection.Execute(statement);
+  const std::size_t had = FormatOf(connection, formats.size());
+  if (had == formats.size()) return;  // another process was faster
+  for (const auto& format : formats.subspan(had)) {
+    for (const char* statement : format) connection.Execute(statement);
+  }
   writing.Commit();
 }
 
-bool HasTables(Connection& connection, std::int64_t known) {
-  const std::int64_t version = connection.Value("PRAGMA user_version");
-  if (version > known) {
-    throw SqliteError(SQLITE_MISMATCH, "the file has format " + std::to_string(version) +
-                                           ", this program knows formats up to " +
-                                           std::to_string(known));
-  }
-  return version != 0;
+void MakeTables(Connection& connection, Formats formats) {
+  connection.Execute("PRAGMA journal_mode = WAL");
+  MakeNewest(connection, formats);
+}
+
+bool HasTables(Connection& connection, Formats formats) {
+  const std::size_t format = FormatOf(connection, formats.size());
+  if (format == 0) return false;
+  if (format < formats.size()) MakeNewest(connection, formats);
+  return true;
 }
 
 std::string Ownership(const std::string& path) {

@@ -23,13 +23,20 @@ void MakeHome(const std::string& home);
 void MakeWhole(const std::string& home, const std::string& file,
                const std::function<void(Connection&)>& make_tables);
 
-/// Makes the tables of a file that several processes use, with a write-ahead log. `schema` sets the
-/// user_version, `version`. Nothing happens when another process was faster.
-void MakeTables(Connection& connection, std::int64_t version, std::span<const char* const> schema);
+/// The formats that a file has had, from the first on, each as the statements that make it out of
+/// the one before, the last of which sets its number: user_version, 0 in a file without tables. A
+/// format that was released does not change any more: another one follows it.
+using Formats = std::span<const std::span<const char* const>>;
 
-/// True when the tables are there, false in a file that is still empty. Throws SqliteError for a
-/// file of a version after `known`, which this program would misread.
-bool HasTables(Connection& connection, std::int64_t known);
+/// Brings the file to the newest format, in one transaction. Nothing happens where it is there.
+void MakeNewest(Connection& connection, Formats formats);
+
+/// The same for a file that several processes use, with a write-ahead log.
+void MakeTables(Connection& connection, Formats formats);
+
+/// True when the tables are there, in the newest format from now on; false in a file that is still
+/// empty. Throws SqliteError for a file of a format that this program does not know.
+bool HasTables(Connection& connection, Formats formats);
 
 /// " (it belongs to A, and this runs as B)" when the file or folder, or the nearest folder above it
 /// that can be seen, is another user's; else empty.

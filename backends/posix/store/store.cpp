@@ -1,5 +1,4 @@
-// See store.h. The schema is here, once; its version stands in the file's user_version, so that an
-// older program refuses a file that it would misread.
+// See store.h. The schema is here, once.
 #include "backends/posix/store/store.h"
 
 #include <sys/stat.h>
@@ -7,6 +6,7 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <span>
 #include <system_error>
 #include <utility>
 
@@ -17,11 +17,9 @@
 namespace mvsms::posix {
 namespace {
 
-constexpr std::int64_t kSchemaVersion = 1;
-
 /// Row ids of keys are never reused, so an open key that was deleted stays deleted. The one key
 /// without a parent is the hive, with the row id 1.
-constexpr const char* kSchema[] = {
+constexpr const char* kFirstFormat[] = {
     R"(CREATE TABLE keys(
         id INTEGER PRIMARY KEY AUTOINCREMENT,
         parent INTEGER REFERENCES keys(id),
@@ -54,6 +52,7 @@ constexpr const char* kSchema[] = {
     R"(INSERT INTO keys(id, name, folded)
         VALUES(1, 'HKEY_LOCAL_MACHINE', CAST('HKEY_LOCAL_MACHINE' AS BLOB)))",
     "PRAGMA user_version = 1"};
+constexpr std::span<const char* const> kFormats[] = {kFirstFormat};
 
 std::string FileIn(const std::string& home) { return home + "/settings.db"; }
 
@@ -75,13 +74,6 @@ void MakeFile(const std::string& home) {
   } else if (errno != EEXIST) {
     FailWithErrno(SQLITE_CANTOPEN, file);
   }
-}
-
-void MakeTables(Connection& connection) {
-  Transaction writing(connection, Transaction::Kind::kWrite);
-  if (HasTables(connection, kSchemaVersion)) return;  // another process was faster
-  for (const char* statement : kSchema) connection.Execute(statement);
-  writing.Commit();
 }
 
 /// Whether the file holds what SQLite wrote.
@@ -126,7 +118,7 @@ bool Store::OpenExisting() {
 
 Connection* Store::Read() {
   if (!OpenExisting()) return nullptr;
-  if (!has_tables_) has_tables_ = HasTables(*connection_, kSchemaVersion);
+  if (!has_tables_) has_tables_ = HasTables(*connection_, kFormats);
   return has_tables_ ? connection_.get() : nullptr;
 }
 
@@ -135,7 +127,7 @@ Connection& Store::Write() {
   MakeHome(home_);
   MakeFile(home_);
   if (!connection_) connection_ = Open(FileIn(home_));
-  MakeTables(*connection_);
+  MakeNewest(*connection_, kFormats);
   has_tables_ = true;
   return *connection_;
 }
@@ -151,6 +143,13 @@ std::string StoreProblem(const std::string& home, bool* passes) try {
 } catch (const SqliteError& error) {
   if (passes) *passes = error.code() == SQLITE_BUSY;
   return ProblemSentence(home, error);
+}
+
+StoreMark MarkOfStore(const std::string& home) {
+  struct stat facts{};
+  if (stat(FileIn(home).c_str(), &facts) != 0) return {};
+  return {static_cast<std::int64_t>(facts.st_ino), facts.st_size, facts.st_mtim.tv_sec,
+          facts.st_mtim.tv_nsec};
 }
 
 std::string WriteProblem(const std::string& home) try {

@@ -7,6 +7,7 @@
 // looks into the file, and in folded form (see FoldCase) to be compared and ordered by.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -50,6 +51,9 @@ std::string ProblemSentence(const std::string& home, const SqliteError& error);
 /// that says "disk full" must go out. `passes`, where given, is told whether it is another
 /// program's lock, which ends.
 std::string StoreProblem(const std::string& home, bool* passes = nullptr);
+/// Stands for what is in their file: another one when it may have been written to, or replaced.
+using StoreMark = std::array<std::int64_t, 4>;
+StoreMark MarkOfStore(const std::string& home);
 /// Why they cannot be read or changed. Tries a write too, and takes it back.
 std::string WriteProblem(const std::string& home);
 
