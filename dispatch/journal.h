@@ -31,6 +31,7 @@ struct JournalRow {
   std::int32_t pieces = 0;
   std::int32_t pieces_accepted = 0;
   std::chrono::milliseconds duration{0};
+  std::chrono::milliseconds ago{0};  // that it ended, when the row is written
 };
 
 /// Of a row that nobody closed: while its process runs, and when that is gone, which leaves unknown

@@ -13,15 +13,14 @@
 #include "backends/posix/store/sqlite.h"
 #include "backends/posix/system/process.h"
 #include "base/ansi.h"
+#include "base/raised_error.h"
 
 namespace mvsms::posix {
 namespace {
 
 using dispatch::JournalRow;
 
-constexpr std::int64_t kVersion = 1;
-
-constexpr const char* kSchema[] = {
+constexpr const char* kFirstFormat[] = {
     R"(CREATE TABLE attempts(
         number INTEGER PRIMARY KEY AUTOINCREMENT,
         id TEXT NOT NULL UNIQUE,
@@ -44,6 +43,7 @@ constexpr const char* kSchema[] = {
         pieces_accepted INTEGER NOT NULL,
         milliseconds INTEGER NOT NULL))",
     "CREATE INDEX attempts_by_time ON attempts(begun)", "PRAGMA user_version = 1"};
+constexpr std::span<const char* const> kFormats[] = {kFirstFormat};
 
 constexpr char kPut[] =
     "INSERT INTO attempts(id, begun, ended, user, process, profile, recipient, text, text_digest,"
@@ -55,10 +55,13 @@ constexpr char kPut[] =
     " outcome = excluded.outcome, reason = excluded.reason, answer = excluded.answer,"
     " exit_code = excluded.exit_code, pieces = excluded.pieces,"
     " pieces_accepted = excluded.pieces_accepted, milliseconds = excluded.milliseconds";
-constexpr char kRead[] =
-    "SELECT number, begun, ended, user, process, id, profile, recipient, text, text_digest,"
-    " service, modem, dialled, outcome, reason, answer, exit_code, pieces, pieces_accepted,"
-    " milliseconds FROM attempts WHERE begun >= ?1 AND number > ?2 ORDER BY number";
+#define MVSMS_SELECT_ATTEMPTS                                                              \
+  "SELECT number, begun, ended, user, process, id, profile, recipient, text, text_digest," \
+  " service, modem, dialled, outcome, reason, answer, exit_code, pieces, pieces_accepted," \
+  " milliseconds FROM attempts WHERE "
+constexpr char kRead[] = MVSMS_SELECT_ATTEMPTS "begun >= ?1 AND number > ?2 ORDER BY number";
+constexpr char kReadNewest[] = MVSMS_SELECT_ATTEMPTS "begun >= ?1 ORDER BY number DESC";
+constexpr char kFind[] = MVSMS_SELECT_ATTEMPTS "id = ?1";
 constexpr char kPrune[] = "DELETE FROM attempts WHERE begun < ?1";
 
 /// Runs an operation on the file, turning its failure into a sentence about it.
@@ -67,13 +70,13 @@ auto Explained(const std::string& file, Operation operation) {
   return WithTrouble("Journal", "journal", file, operation);
 }
 
-void MakeOwnTables(Connection& connection) { MakeTables(connection, kVersion, kSchema); }
+void MakeOwnTables(Connection& connection) { MakeTables(connection, kFormats); }
 
 void PrepareToWrite(Connection& connection, std::chrono::milliseconds patience) {
   connection.SetPatience(patience);
   connection.Execute("PRAGMA synchronous = FULL");
   connection.KeepLog();
-  if (!HasTables(connection, kVersion)) MakeOwnTables(connection);
+  if (!HasTables(connection, kFormats)) MakeOwnTables(connection);
 }
 
 constexpr std::string JournalRow::* kTexts[] = {
@@ -89,7 +92,8 @@ JournalRow Converted(JournalRow row, std::string (*convert)(std::string_view)) {
 void Write(Connection& connection, const JournalRow& ansi) {
   const JournalRow row = Converted(ansi, Utf8FromAnsi);
   const std::string process = ProcessMark();
-  const std::int64_t now = std::time(nullptr);
+  const std::int64_t now =
+      std::time(nullptr) - std::chrono::round<std::chrono::seconds>(row.ago).count();
   // A row that could not be written before the call began when that did.
   const std::int64_t begun = now - std::chrono::round<std::chrono::seconds>(row.duration).count();
   const std::int64_t ended = row.outcome.empty() ? 0 : now;
@@ -142,16 +146,48 @@ void Journal::Put(const JournalRow& row) {
   });
 }
 
-std::vector<JournalEntry> Journal::Read(std::int64_t since, std::int64_t after) {
-  return Explained(file_, [&] {
-    std::vector<JournalEntry> entries;
-    if (!Exists()) return entries;
+void Journal::Select(const char* sql, std::initializer_list<Parameter> parameters,
+                     const std::function<bool(const JournalEntry&)>& take) {
+  Explained(file_, [&] {
+    if (!Exists()) return;
     Connection connection(file_);
-    if (!HasTables(connection, kVersion)) return entries;
-    Rows rows = connection.Query(kRead, {since, after});
-    while (rows.Next()) entries.push_back(EntryIn(rows));
-    return entries;
+    if (!HasTables(connection, kFormats)) return;
+    Rows rows = connection.Query(sql, parameters);
+    while (rows.Next() && take(EntryIn(rows))) {
+    }
   });
+}
+
+std::vector<JournalEntry> Journal::Read(std::int64_t since, std::int64_t after) {
+  std::vector<JournalEntry> entries;
+  Select(kRead, {since, after}, [&](const JournalEntry& entry) {
+    entries.push_back(entry);
+    return true;
+  });
+  return entries;
+}
+
+void Journal::ReadNewest(std::int64_t since, const std::function<bool(const JournalEntry&)>& take) {
+  Select(kReadNewest, {since}, take);
+}
+
+std::optional<JournalEntry> Journal::Find(const std::string& id) {
+  std::optional<JournalEntry> found;
+  const std::string utf8 = Utf8FromAnsi(id);
+  Select(kFind, {Text{utf8}}, [&](const JournalEntry& entry) {
+    found = entry;
+    return false;
+  });
+  return found;
+}
+
+std::optional<JournalRow> Journal::Known(const std::string& id,
+                                         std::chrono::system_clock::time_point since) try {
+  const auto second = std::chrono::floor<std::chrono::seconds>(since).time_since_epoch().count();
+  const auto entry = Find(id);
+  return entry && entry->begun >= second ? std::optional(entry->row) : std::nullopt;
+} catch (const RaisedError&) {
+  return std::nullopt;
 }
 
 std::int64_t Journal::Prune(std::int64_t before) {

@@ -8,9 +8,13 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
+#include <initializer_list>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "backends/posix/store/sqlite.h"
 #include "dispatch/journal.h"
 
 namespace mvsms::posix {
@@ -49,11 +53,22 @@ class Journal {
   /// The entries with a higher number than `after` that began at `since` (seconds since 1970) or
   /// later, in their order. None when there is no file.
   std::vector<JournalEntry> Read(std::int64_t since, std::int64_t after);
+  /// The entries that began at `since` or later, the newest first, until `take` wants no more.
+  void ReadNewest(std::int64_t since, const std::function<bool(const JournalEntry&)>& take);
+  /// The entry of a row with this id.
+  std::optional<JournalEntry> Find(const std::string& id);
+  /// Its row, when it began in the second of `since` or later; nothing either where the journal
+  /// cannot be read: whoever asks is in doubt then.
+  std::optional<dispatch::JournalRow> Known(const std::string& id,
+                                            std::chrono::system_clock::time_point since);
 
   /// Deletes the entries that began before that moment, beyond recovery, and says how many.
   std::int64_t Prune(std::int64_t before);
 
  private:
+  void Select(const char* sql, std::initializer_list<Parameter> parameters,
+              const std::function<bool(const JournalEntry&)>& take);
+
   std::string home_;
   std::string file_;
   std::chrono::milliseconds patience_;

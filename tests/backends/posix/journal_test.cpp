@@ -237,6 +237,34 @@ TEST_F(PosixJournal, NothingButTheJournalIsLeftInTheFolder) {
   }
 }
 
+TEST_F(PosixJournal, FindsARowAndReadsTheNewestFirstUntilEnoughIsRead) {
+  for (const char* id : {"1", "2", "3"}) Put(OpenRow(id));
+  std::vector<std::string> ids;
+  Journal(home_).ReadNewest(0, [&](const JournalEntry& entry) {
+    ids.push_back(entry.row.id);
+    return ids.size() < 2;
+  });
+  EXPECT_THAT(ids, ElementsAre("3", "2"));
+  EXPECT_EQ(Journal(home_).Find("2")->row.text, OpenRow("2").text);
+  EXPECT_FALSE(Journal(home_).Find("4").has_value());
+}
+
+TEST_F(PosixJournal, KnowsARowThatBeganInTimeAndNoOlderOne) {
+  using namespace std::chrono_literals;
+  Put(ClosedRow("1"));
+  const auto began = std::chrono::system_clock::from_time_t(Journal(home_).Find("1")->begun);
+  EXPECT_TRUE(Journal(home_).Known("1", began + 900ms).has_value());
+  EXPECT_FALSE(Journal(home_).Known("1", began + 1s).has_value());
+  EXPECT_FALSE(Journal(home_).Known("2", began).has_value());
+  std::ofstream(file_) << std::string(5000, 'x');
+  EXPECT_FALSE(Journal(home_).Known("1", began).has_value()) << "nor one that cannot be read";
+}
+
+TEST_F(PosixJournal, ItsLogDoesNotGrowFromOneSendToTheNext) {
+  for (const char* id : {"1", "2", "3"}) Put(OpenRow(id));
+  EXPECT_EQ(std::filesystem::file_size(file_ + "-wal"), 0U);
+}
+
 TEST_F(PosixJournal, AnEmptyFileIsTakenAsItIs) {
   std::filesystem::create_directory(home_);
   std::ofstream(file_).close();
