@@ -58,6 +58,28 @@ bool IsHostAndPort(const std::string& text) {
          text.find(' ') == std::string::npos;
 }
 
+// A host, and perhaps a port and a folder; neither a password nor a query, which nobody would send.
+bool IsWebAddress(const std::string& text) {
+  const std::size_t scheme = text.starts_with("https://") ? 8 : 7;
+  return (scheme == 8 || text.starts_with("http://")) && text.size() > scheme &&
+         text[scheme] != '/' && text[scheme] != ':' &&
+         text.find_first_of(" @?#\"<>\\") == std::string::npos;
+}
+
+// How to reach a server, in its own words. A password would stand in every listing.
+bool IsServer(const std::string& text) {
+  return text.find('=') != std::string::npos && text.find("://") == std::string::npos;
+}
+
+void CheckServer(const Subject& subject) {
+  if (FoldCase(subject.value).find(FoldCase("password")) != std::string::npos) {
+    throw UsageError(std::string(subject.info.name) +
+                     " is shown to everybody and holds no password: it belongs into a file; see " +
+                     setting::kHubPasswordFile.name);
+  }
+  if (!subject.value.empty() && !IsServer(subject.value)) subject.Refuse(subject.info.expected);
+}
+
 // Digits, what modems and telephones have beside them, and what people write between them.
 bool IsDialled(const std::string& text) {
   constexpr char kDialled[] = "0123456789*#ABCDabcd+,;TPWtpw!@$&()-./ ";
@@ -120,6 +142,10 @@ void CheckRule(Subject& subject) {
       return;
     case ValueRule::kPauses:
       return require(dispatch::ReadPauses(subject.value).has_value());
+    case ValueRule::kWebAddress:
+      return require(subject.value.empty() || IsWebAddress(subject.value));
+    case ValueRule::kServer:
+      return CheckServer(subject);
   }
 }
 

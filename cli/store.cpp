@@ -64,6 +64,10 @@ std::vector<std::string> ProfileStore::Routes() {
   return KeyNames(registry_, RoutingKey(base_key_));
 }
 
+std::vector<std::string> ProfileStore::Groups() {
+  return KeyNames(registry_, GroupsKey(base_key_));
+}
+
 std::string ProfileStore::Service(const std::string& name) const {
   return ServiceKey(base_key_, name);
 }
@@ -71,6 +75,8 @@ std::string ProfileStore::Service(const std::string& name) const {
 std::string ProfileStore::Route(const std::string& prefix) const {
   return RouteKey(base_key_, prefix);
 }
+
+std::string ProfileStore::Group(const std::string& name) const { return GroupKey(base_key_, name); }
 
 bool ProfileStore::Exists() { return Exists(base_key_); }
 

@@ -22,8 +22,8 @@ void CheckWritable(Context& context);
 using SettingValues = std::vector<std::pair<ValueInfo, RegistryValue>>;
 
 /// The profile by the rows of engine/settings.h, as engine/profile.h has it for those to whom a
-/// failure is an absence. Names and texts are in the ANSI code page; a key is one that Service or
-/// Route names. Every failure of the store is thrown as Failure.
+/// failure is an absence. Names and texts are in the ANSI code page; a key is one that Service,
+/// Route or Group names. Every failure of the store is thrown as Failure.
 class ProfileStore {
  public:
   /// Checks the profile's name, and that the store can be read. The profile need not exist yet.
@@ -33,11 +33,14 @@ class ProfileStore {
 
   /// The key of the profile itself.
   const std::string& key() const { return base_key_; }
-  /// Names of the services and prefixes of the routes in the store's order; the key of one of them.
+  /// Names of the services, prefixes of the routes and names of the groups in the store's order;
+  /// the key of one of them.
   std::vector<std::string> Services();
   std::vector<std::string> Routes();
+  std::vector<std::string> Groups();
   std::string Service(const std::string& name) const;
   std::string Route(const std::string& prefix) const;
+  std::string Group(const std::string& name) const;
 
   /// Whether anything is stored under the profile's name; whether there is such a key.
   bool Exists();

@@ -24,6 +24,13 @@ bool SettingsKey::Set(const ValueInfo& info, const Variant& value) const {
   return basRegistry::SetValue(registry_, kSettingsHive, path_, info.name, value, info.type);
 }
 
+bool SettingsKey::Exists() const {
+  RegKey key = 0;
+  const RegStatus status = registry_.OpenKey(kSettingsHive, path_, kMaximumAllowed, key);
+  if (status == kErrorSuccess) registry_.CloseKey(key);
+  return status == kErrorSuccess || status == kErrorAccessDenied;
+}
+
 bool SettingsKey::Delete() const { return basRegistry::DeleteKey(registry_, kSettingsHive, path_); }
 
 std::vector<std::string> SettingsKey::Names() const {

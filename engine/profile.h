@@ -25,6 +25,8 @@ class SettingsKey {
   /// Writes a value as the row's type, creating the key where needed; the result is that of
   /// basRegistry::SetValue.
   bool Set(const ValueInfo& info, const Variant& value) const;
+  /// Whether there is such a key, though it may be another user's.
+  bool Exists() const;
   /// Deletes the key with all below it; false when it was not deleted.
   bool Delete() const;
   /// Names of the keys right below it, in the store's order.

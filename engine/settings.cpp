@@ -23,12 +23,19 @@ std::string RouteKey(const std::string& base_key, const std::string& prefix) {
   return RoutingKey(base_key) + "\\" + prefix;
 }
 
+std::string GroupsKey(const std::string& base_key) { return base_key + "\\Groups"; }
+
+std::string GroupKey(const std::string& base_key, const std::string& group) {
+  return GroupsKey(base_key) + "\\" + group;
+}
+
 bool NamesDefaultModem(const std::string& modem) {
   return modem == "Default" || modem == "Standard";
 }
 
 bool GetSettings(Registry& registry, std::string& HostAppName, Settings& settings) {
   const Profile profile(registry, BaseKey(HostAppName));
+  const OneReading reading(registry);
   try {
     settings.Retries = ToLeadingNumber(profile.Get(setting::kRetries));
     settings.DefaultModem = ToText(profile.Get(setting::kDefaultModem));

@@ -25,11 +25,14 @@ inline constexpr char kStandardProfile[] = "Standard";
 /// Key of the profile named `HostAppName`; an empty name becomes "Standard" in the caller's
 /// variable too.
 std::string BaseKey(std::string& HostAppName);
-/// Keys by their profile's key: all services, one service, all routes, one route.
+/// Keys by their profile's key: all services, one service, all routes, one route, all
+/// groups, one group.
 std::string ServicesKey(const std::string& base_key);
 std::string ServiceKey(const std::string& base_key, const std::string& service);
 std::string RoutingKey(const std::string& base_key);
 std::string RouteKey(const std::string& base_key, const std::string& prefix);
+std::string GroupsKey(const std::string& base_key);
+std::string GroupKey(const std::string& base_key, const std::string& group);
 
 enum class ValueKind {
   kText,
@@ -50,6 +53,8 @@ enum class ValueRule {
   kModemOrDefault,  // the same, or a name of the default modem, which is stored as empty
   kService,         // empty, or a service of the profile
   kPauses,          // whole numbers with blanks between them
+  kWebAddress,      // empty, or http or https to a host
+  kServer,          // empty, or words such as host=a dbname=b, without a password
 };
 
 /// One setting. Values that bear the same name are the same setting.
@@ -169,6 +174,50 @@ inline constexpr ValueInfo kMinutesPerCall{
     .meaning = "minutes after which the queue begins no page in a call (Linux)",
     .least = 1,
     .usual_most = 120};
+inline constexpr ValueInfo kJoinMinutes{
+    .name = "JoinMinutes",
+    .kind = ValueKind::kNumber,
+    .type = RegType::kDword,
+    .initial = "0",
+    .meaning = "minutes in which pages with the same text to one recipient join the first (Linux)",
+    .usual_most = 1440};
+inline constexpr ValueInfo kGateway{
+    .name = "Gateway",
+    .meaning = "the machine that send --queue hands pages to (Windows)",
+    .rule = ValueRule::kWebAddress,
+    .expected = "an address such as https://pager.example:8026, or empty"};
+/// A file rather than the token: settings are readable to everybody on the machine, and listed.
+inline constexpr ValueInfo kGatewayTokenFile{
+    .name = "GatewayTokenFile", .meaning = "the file whose one line is the token for it (Windows)"};
+inline constexpr ValueInfo kHub{
+    .name = "Hub",
+    .meaning = "the server of the queue that several machines share (Linux)",
+    .rule = ValueRule::kServer,
+    .expected =
+        "words such as host=a,b dbname=mvsms user=site sslmode=verify-full, without a "
+        "password, or empty"};
+inline constexpr ValueInfo kHubPasswordFile{
+    .name = "HubPasswordFile",
+    .meaning = "the file with the password for it, in the form of ~/.pgpass (Linux)"};
+inline constexpr ValueInfo kHubName{
+    .name = "HubName", .meaning = "this machine's name there; without one, its host name (Linux)"};
+inline constexpr ValueInfo kSpillAfter{
+    .name = "SpillAfter",
+    .kind = ValueKind::kNumber,
+    .type = RegType::kDword,
+    .initial = "60",
+    .meaning = "seconds that a page waits for the modems here before the hub gets it (Linux)",
+    .usual_most = 3600};
+inline constexpr ValueInfo kHubAlarmTo{
+    .name = "HubAlarmTo",
+    .meaning = "the number that is paged when the hub is away; without one, nobody (Linux)"};
+inline constexpr ValueInfo kHubAlarmAfter{
+    .name = "HubAlarmAfter",
+    .kind = ValueKind::kNumber,
+    .type = RegType::kDword,
+    .initial = "300",
+    .meaning = "seconds that it may be away before that (Linux)",
+    .usual_most = 86400};
 
 // Of a service.
 inline constexpr ValueInfo kCountryCode{.name = "CountryCode",
@@ -242,6 +291,14 @@ inline constexpr ValueInfo kServiceMark{.name = "Default"};
 inline constexpr ValueInfo kUseService{.name = "UseService",
                                        .meaning = "service of the numbers with the prefix",
                                        .rule = ValueRule::kService};
+/// The component knows nothing of it: the queue tries it where UseService has failed.
+inline constexpr ValueInfo kFallbackService{.name = "FallbackService",
+                                            .meaning = "service of every other try (Linux)",
+                                            .rule = ValueRule::kService};
+
+// Of a group of recipients.
+inline constexpr ValueInfo kMembers{
+    .name = "Members", .meaning = "numbers, @groups and !commands, a line each (Linux)"};
 
 // Of the root key, where an installation may set them; nothing here writes them.
 inline constexpr ValueInfo kProviderInfoPage{
@@ -254,12 +311,20 @@ inline constexpr ValueInfo kSupportMailbox{.name = "SupportMailbox",
 }  // namespace setting
 
 /// The values of a profile, the command's own last.
-inline constexpr std::array<ValueInfo, 16> kProfileValues{
-    {setting::kReplacePlus, setting::kAddCountry, setting::kCountry, setting::kRetries,
-     setting::kRetryDelay, setting::kDefaultModem, setting::kDefaultService, setting::kShowStatus,
-     setting::kWriteLogfile, setting::kFit, setting::kJournalText, setting::kSyslog,
-     setting::kQuickRetries, setting::kOnUnknown, setting::kPagesPerCall,
-     setting::kMinutesPerCall}};
+inline constexpr std::array<ValueInfo, 25> kProfileValues{
+    {setting::kReplacePlus,      setting::kAddCountry,
+     setting::kCountry,          setting::kRetries,
+     setting::kRetryDelay,       setting::kDefaultModem,
+     setting::kDefaultService,   setting::kShowStatus,
+     setting::kWriteLogfile,     setting::kFit,
+     setting::kJournalText,      setting::kSyslog,
+     setting::kQuickRetries,     setting::kOnUnknown,
+     setting::kPagesPerCall,     setting::kMinutesPerCall,
+     setting::kJoinMinutes,      setting::kGateway,
+     setting::kGatewayTokenFile, setting::kHub,
+     setting::kHubPasswordFile,  setting::kHubName,
+     setting::kSpillAfter,       setting::kHubAlarmTo,
+     setting::kHubAlarmAfter}};
 /// Those that the component goes by.
 inline constexpr auto kGlobalValues = std::span(kProfileValues).first<9>();
 

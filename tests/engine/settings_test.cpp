@@ -124,7 +124,8 @@ TEST(SettingTables, InitialStateOfTheCommandsOwn) {
   }
   EXPECT_EQ(line,
             "Fit=0 JournalText=full Syslog=0 QuickRetries=10 30 60 OnUnknown=again PagesPerCall=50 "
-            "MinutesPerCall=10 ");
+            "MinutesPerCall=10 JoinMinutes=0 Gateway= GatewayTokenFile= "
+            "Hub= HubPasswordFile= HubName= SpillAfter=60 HubAlarmTo= HubAlarmAfter=300 ");
 }
 
 TEST(SettingTables, BlankService) {
@@ -142,6 +143,7 @@ std::vector<ValueInfo> AllValues() {
   std::vector<ValueInfo> all(kProfileValues.begin(), kProfileValues.end());
   all.insert(all.end(), kServiceValues.begin(), kServiceValues.end());
   all.push_back(setting::kUseService);
+  all.push_back(setting::kFallbackService);
   return all;
 }
 
