@@ -21,6 +21,7 @@ enum class Cause {
   kRefused,
   kRefusedForNow,
   kLoginRefused,
+  kLineLoginRefused,
   // Nothing of the message went out.
   kBusy,
   kNoAnswer,
@@ -83,6 +84,9 @@ constexpr Row kRows[] = {
     {Cause::kLoginRefused, "login refused", Outcome::kRefused, Exit::kRefused,
      "the message centre refused the login: {answer}",
      "check the password (identifier) of the service \"{service}\""},
+    {Cause::kLineLoginRefused, "login refused", Outcome::kRefused, Exit::kRefused,
+     "the message centre refused the login: {refusal}",
+     "check --login and --password-file of the modem \"{modem}\""},
 
     {Cause::kBusy, "busy", Outcome::kUnreachable, Exit::kRetry, "the number {number} is busy",
      kLater},
@@ -240,6 +244,7 @@ std::optional<Cause> CauseOfError(const SendReport& report) {
 Cause CauseOnTheWayToTheLine(const SendReport& report) {
   if (report.aborted && report.step == SendStep::kCall) return Cause::kAborted;
   if (const auto cause = CauseOfError(report)) return *cause;
+  if (!report.call_refusal.empty()) return Cause::kLineLoginRefused;
   if (HasError(report, kErrUnableToConnect)) {
     if (const auto cause = Find(kOfCalls, report.call_cause)) return *cause;
   }
@@ -330,6 +335,7 @@ std::string Fill(std::string_view text, const SendReport& report) {
       {"{modem}", report.modem},
       {"{number}", report.dialled.empty() ? "the message centre" : report.dialled},
       {"{answer}", Words(DecidingAnswer(report))},
+      {"{refusal}", Words(report.call_refusal)},
       {"{error}", FirstError(report)},
   };
   std::string filled(text);

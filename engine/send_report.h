@@ -62,6 +62,7 @@ struct SendReport {
 
   LineEnd line_end = LineEnd::kNeverUp;
   CallCause call_cause = CallCause::kNone;  // why the call did not come up
+  std::string call_refusal;  // the centre's words, when it refused a login of the line itself
 
   std::string service;   // its name
   std::string protocol;  // "TAP" or "UCP", or whatever the service has instead

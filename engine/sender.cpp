@@ -314,6 +314,7 @@ bool Sender::Connect(Attempt& attempt) {
   const bool connected = medium_->Connect(attempt.medium_error, attempt.medium_message);
   report_.dialled = objTapiLine_->TranslatedNumber();
   report_.call_cause = objTapiLine_->LastCause();
+  report_.call_refusal = objTapiLine_->LastWords();
   if (connected) report_.line_end = LineEnd::kLeftOpen;
   AddStatus("Dialed number: " + report_.dialled);
   if (!connected) return Fail(attempt.medium_error, attempt.medium_message);

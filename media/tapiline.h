@@ -40,6 +40,7 @@ class TAPILine : public ISMSMedium, private CommNotify {
   bool HasCall() const { return device_.HasCall(); }
   /// Why the latest call ended, or did not come up.
   CallCause LastCause() const { return device_.LastCause(); }
+  const std::string& LastWords() const { return device_.LastWords(); }
   /// How many bytes the next Receive would give.
   std::size_t Waiting() const { return input_.size(); }
   /// Names of the usable modems, separated by TABs.

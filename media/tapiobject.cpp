@@ -156,6 +156,7 @@ std::shared_ptr<ITBasicCallControl> TapiObject::StartCall(const std::string& num
   call_ =
       address_->CreateCall(TranslatedNumber, kLineAddressTypePhoneNumber, kTapiMediaTypeDataModem);
   last_cause_ = 0;
+  last_words_.clear();
   return call_;
 }
 
@@ -202,6 +203,7 @@ void TapiObject::gobjTapiWithEvents_Event(std::int32_t TapiEvent, ITCallStateEve
   if (TapiEvent != kTeCallState || pEvent == nullptr) return;
   Reporting("gobjTapiWithEvents_Event", false, [&] {
     last_cause_ = static_cast<std::int32_t>(pEvent->Cause());
+    last_words_ = pEvent->Words();
     return true;
   });
 }

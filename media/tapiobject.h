@@ -65,6 +65,8 @@ class TapiObject {
   bool HasCall() const { return call_ != nullptr; }
   /// Why the latest call ended, as the telephony service said it last.
   CallCause LastCause() const { return static_cast<CallCause>(last_cause_); }
+  /// The words that came with it (see ITCallStateEvent); mostly none.
+  const std::string& LastWords() const { return last_words_; }
   /// True while the call is connected. Drops a call that has ended.
   bool IsConnected();
   /// Drops the call. True also when there is none.
@@ -95,6 +97,7 @@ class TapiObject {
   std::shared_ptr<ITBasicCallControl> call_;
   std::unique_ptr<PortHandleProvider> port_handles_;  // made on first use
   std::int32_t last_cause_ = 0;
+  std::string last_words_;
 };
 
 }  // namespace mvsms

@@ -53,6 +53,9 @@ class ITCallStateEvent {
   virtual ~ITCallStateEvent() = default;
   virtual CallState State() = 0;
   virtual CallCause Cause() = 0;
+  /// The words with which the far end refused the call, where the line itself heard it (a login
+  /// that it does before the call is up); Windows' lines never do.
+  virtual std::string Words() { return {}; }
 };
 
 /// A call seen through its information interface.

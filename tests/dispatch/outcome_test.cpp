@@ -107,6 +107,17 @@ TEST(Outcome, OfEveryCallThatDoesNotComeUp) {
   }
 }
 
+TEST(Outcome, OfALoginThatTheLineWasRefusedIsRefused) {
+  SendReport report;
+  report.step = SendStep::kCall;
+  report.modem = "Net";
+  report.call_cause = CallCause::kDisconnectRejected;
+  report.call_refusal = "07/Authentication failure";
+  Expect(Judge(report), Outcome::kRefused, Exit::kRefused,
+         "refused the login: \"07/Authentication failure\"");
+  EXPECT_EQ(Judge(report).advice, "check --login and --password-file of the modem \"Net\"");
+}
+
 TEST(Outcome, OfACallThatRingsForEverIsUnreachable) {
   PagingHost host(kUcp);
   host.platform.lines[0].outcome = CallState::kInProgress;
