@@ -47,6 +47,7 @@ const Row& RowOf(Outcome outcome, int exit_code) {
 
 Decision Repeat(std::int32_t attempts, const RetryRules& rules) {
   const auto quick = static_cast<std::int32_t>(rules.quick.size());
+  attempts = std::max(attempts, 1);  // whatever a store says: there was one
   if (attempts <= quick) {
     return {Verdict::kAgain, rules.quick[static_cast<std::size_t>(attempts - 1)], ""};
   }

@@ -26,6 +26,7 @@
 #include <string_view>
 #include <vector>
 
+#include "dispatch/decision.h"
 #include "dispatch/journal.h"
 #include "dispatch/outcome.h"
 
@@ -36,20 +37,24 @@ using Moment = std::chrono::sys_time<std::chrono::milliseconds>;
 inline constexpr Moment kNever = Moment::max();
 
 enum class PageState {
-  kReady,      // waits for its turn
-  kHeld,       // by an operator, until he releases it
-  kClaimed,    // a holder has it and has not dialled
-  kDialling,   // a call for it may be on
-  kAccepted,   // the message centre has it
-  kUnknown,    // it may have gone out; nobody has decided yet what to do
-  kParked,     // nobody tries it again by himself
-  kCancelled,  // by an operator
-  kExpired,    // it was not sent in time
+  kReady,        // waits for its turn
+  kHeld,         // by an operator, until he releases it
+  kClaimed,      // a holder has it and has not dialled
+  kDialling,     // a call for it may be on
+  kAccepted,     // the message centre has it
+  kUnknown,      // it may have gone out; nobody has decided yet what to do
+  kParked,       // nobody tries it again by himself
+  kCancelled,    // by an operator
+  kExpired,      // it was not sent in time
+  kJoined,       // it goes out with an earlier page of the same words, which it has none of itself
+  kOffering,     // it is being handed to the hub, and may be there already: nobody here sends it
+  kAtHub,        // the hub has it, and gives its result back
+  kWithdrawing,  // it was cancelled while the hub had it, which has not said yet whether in time
 };
 
-inline constexpr std::array<std::string_view, 9> kPageStateNames = {
-    "ready",   "held",   "claimed",   "dialling", "accepted",
-    "unknown", "parked", "cancelled", "expired"};
+inline constexpr std::array<std::string_view, 13> kPageStateNames = {
+    "ready",     "held",    "claimed", "dialling", "accepted", "unknown",    "parked",
+    "cancelled", "expired", "joined",  "offering", "at-hub",   "withdrawing"};
 
 constexpr std::string_view NameOf(PageState state) {
   return kPageStateNames[static_cast<std::size_t>(state)];
@@ -76,9 +81,17 @@ class PageStates {
   std::uint32_t bits_ = 0;
 };
 
+inline constexpr PageStates kAllStates = {
+    PageState::kReady,      PageState::kHeld,    PageState::kClaimed,  PageState::kDialling,
+    PageState::kAccepted,   PageState::kUnknown, PageState::kParked,   PageState::kCancelled,
+    PageState::kExpired,    PageState::kJoined,  PageState::kOffering, PageState::kAtHub,
+    PageState::kWithdrawing};
+/// The hub has the page, or may have it.
+inline constexpr PageStates kAway = {PageState::kOffering, PageState::kAtHub,
+                                     PageState::kWithdrawing};
 /// The states of pages about which nothing is left to do.
 inline constexpr PageStates kOver = {PageState::kAccepted, PageState::kCancelled,
-                                     PageState::kExpired};
+                                     PageState::kExpired, PageState::kJoined};
 
 /// From the most urgent.
 inline constexpr std::int32_t kFirstPriority = 0;
@@ -97,6 +110,14 @@ struct Page {
   std::int32_t priority = kUsualPriority;
   Moment not_before{};      // not sent before that
   Moment expires = kNever;  // not sent from then on
+  /// The service of every other try; empty when it always goes through the same.
+  std::string fallback{};
+  /// It joins a page with the same recipient, originator and text that has waited no longer than
+  /// this, instead of going out by itself; never at 0.
+  std::chrono::minutes joins{0};
+  // Of a page that comes from another machine, and is sent as if by that one.
+  std::string origin{};               // the machine; empty for one of this
+  std::optional<RetryRules> rules{};  // the profile's own without them
 };
 
 /// What became of one try.
@@ -106,6 +127,7 @@ struct PageResult {
   std::string answer{};  // of the centre
   std::string modem{};
   bool perhaps_out = false;  // something of the message may have reached its reader
+  bool forget_text = false;  // for Finish: the page's text may not be kept, and goes
 
   friend bool operator==(const PageResult&, const PageResult&) = default;
 };
@@ -122,6 +144,8 @@ struct QueuedPage {
   std::string holder{};        // empty when nobody has it
   std::int32_t attempts = 0;   // begun since it arrived, or since an operator had it tried again
   bool perhaps_twice = false;  // it was tried again although it may have gone out before
+  std::int32_t more = 0;       // pages that have joined it
+  std::string joined{};        // the id of the page that it has joined
   std::optional<PageResult> result{};  // of the latest try that ended
 };
 
@@ -136,21 +160,39 @@ struct OperatorAction {
   PageStates from;
   PageState to;
   /// At once, with all its tries before it, and without an end that has passed. A page of which
-  /// something may have gone out may then go out twice.
+  /// something may have gone out may then go out twice; so may one that the hub has, or may have.
   bool tries_anew = false;
 };
 inline constexpr OperatorAction kCancelPage{
     "cancel",
-    {PageState::kReady, PageState::kHeld, PageState::kUnknown, PageState::kParked},
+    {PageState::kReady, PageState::kHeld, PageState::kUnknown, PageState::kParked,
+     PageState::kOffering, PageState::kAtHub},
     PageState::kCancelled};
 inline constexpr OperatorAction kHoldPage{"hold", {PageState::kReady}, PageState::kHeld};
 inline constexpr OperatorAction kReleasePage{"release", {PageState::kHeld}, PageState::kReady};
 inline constexpr OperatorAction kRetryPage{
     "retry",
     {PageState::kReady, PageState::kUnknown, PageState::kParked, PageState::kCancelled,
-     PageState::kExpired},
+     PageState::kExpired, PageState::kOffering, PageState::kAtHub, PageState::kWithdrawing},
     PageState::kReady,
     true};
+
+// What a courier does with a page that goes to the hub, and comes back. A page's epoch grows when
+// it is offered, so that the hub can tell a new offer from one whose answer was lost.
+inline constexpr OperatorAction kOfferPage{"offer", {PageState::kReady}, PageState::kOffering};
+inline constexpr OperatorAction kHandPageOver{
+    "hand over", {PageState::kOffering}, PageState::kAtHub};
+inline constexpr OperatorAction kWithdrawPage{
+    "withdraw", {PageState::kWithdrawing}, PageState::kCancelled};
+inline constexpr OperatorAction kLeaveAtHub{
+    "leave there", {PageState::kWithdrawing}, PageState::kAtHub};
+
+/// In which a page is after the action: what the hub has, or may have, cannot be cancelled here.
+constexpr PageState StateAfter(const OperatorAction& action, PageState before) {
+  const bool asks = action.to == PageState::kCancelled &&
+                    (before == PageState::kOffering || before == PageState::kAtHub);
+  return asks ? PageState::kWithdrawing : action.to;
+}
 
 /// How many pages are in a state, and since when the first of them is in the queue.
 struct StateCount {
@@ -159,23 +201,20 @@ struct StateCount {
 };
 using QueueStats = std::array<StateCount, kPageStateNames.size()>;
 
-/// Which pages to list: of these states, behind this position, and how many at most.
+/// Which pages to list: of these states, behind this position, that came or changed at
+/// `changed_since` or later, and how many at most.
 struct PageFilter {
   PageStates states;
   std::int64_t after = 0;
   std::size_t most = std::numeric_limits<std::size_t>::max();
+  Moment changed_since{};
+  bool newest_first = false;  // against the order of their positions
 };
 
-/// One store of pages, seen by one thread. Every operation throws RaisedError, with a sentence that
-/// says why, where the store fails; it has then changed nothing, or, when the failure came with the
-/// answer, what it was asked to.
-class Queue {
+/// Where a line has its pages from.
+class PageSource {
  public:
-  virtual ~Queue() = default;
-
-  /// Takes the pages, all or none; those with a known id are left as they lie. On stable storage
-  /// when it returns. How many were new.
-  virtual std::size_t Put(std::span<const Page> pages) = 0;
+  virtual ~PageSource() = default;
 
   /// The most urgent page of the profile that waits for one of these services and is due, of
   /// equally urgent ones the oldest; it is now `holder`'s. A page waits behind an earlier one of
@@ -192,9 +231,26 @@ class Queue {
   /// Dialling or unknown to accepted, or to parked.
   virtual bool Finish(const std::string& id, std::int64_t epoch, const PageResult& result,
                       PageState state) = 0;
-  /// Dialling or unknown to ready: to be tried again, from `not_before` on, through `service`.
+  /// Dialling or unknown to ready: to be tried again, from `not_before` on, through its other
+  /// service if it has one.
   virtual bool TryAgain(const std::string& id, std::int64_t epoch, const PageResult& result,
-                        Moment not_before, const std::string& service) = 0;
+                        Moment not_before) = 0;
+  /// Pages of the profile that wait for one of these services, and have their other one elsewhere,
+  /// wait for that from now on. How many.
+  virtual std::int64_t Divert(const std::string& profile,
+                              std::span<const std::string> services) = 0;
+};
+
+/// One store of pages, seen by one thread. Every operation throws RaisedError, with a sentence that
+/// says why, where the store fails; it has then changed nothing, or, when the failure came with the
+/// answer, what it was asked to.
+class Queue : public PageSource {
+ public:
+  /// Takes the pages, all or none; those with a known id are left as they lie. On stable storage
+  /// when it returns. How many were new. A page that is due may join one that is ready, see
+  /// Page::joins, which is then as urgent as the more urgent of them and expires with the later.
+  virtual std::size_t Put(std::span<const Page> pages) = 0;
+
   /// Takes the pages from holders whose lease has run out, or of whom `gone` knows that they are no
   /// more: claimed becomes ready, dialling unknown. Ready pages whose time is over become expired.
   virtual void Sweep(const std::function<bool(const std::string& holder)>& gone) = 0;
@@ -202,13 +258,25 @@ class Queue {
   virtual bool Operate(const std::string& id, const OperatorAction& action) = 0;
 
   virtual std::optional<QueuedPage> Find(const std::string& id) = 0;
-  /// By position.
+  /// By position, unless the filter has it the other way round.
   virtual std::vector<QueuedPage> List(const PageFilter& filter) = 0;
   virtual QueueStats Stats() = 0;
+  /// The services that ready pages of the profile wait for, each once.
+  virtual std::vector<std::string> WaitedFor(const std::string& profile) = 0;
   /// When the next ready page of the profile is due; kNever without one.
   virtual Moment NextDue(const std::string& profile) = 0;
   /// Deletes the pages that are over since before that moment, beyond recovery; how many.
   virtual std::int64_t Prune(Moment before) = 0;
+};
+
+/// The queue of one machine, whose pages may be at the hub meanwhile.
+class HomeQueue : public Queue {
+ public:
+  /// A page that is away becomes what it has become there: with its state, its result, its tries
+  /// and whether it perhaps went out twice; without its text where that was forgotten there.
+  /// So does one that was parked as unknown, when it was accepted after
+  /// all. One that is accepted is marked, where it turns out that it perhaps went out twice.
+  virtual bool BringHome(const std::string& id, const QueuedPage& there) = 0;
 };
 
 /// The result of a page whose holder was gone while it was dialling.

@@ -2,6 +2,10 @@
 #include "backends/memory/queue.h"
 
 #include <algorithm>
+#include <iterator>
+#include <set>
+#include <tuple>
+#include <utility>
 
 namespace mvsms::memory {
 
@@ -34,6 +38,14 @@ std::size_t MemoryQueue::Put(std::span<const Page> pages) {
     if (Look(page.id) != nullptr) continue;
     QueuedPage queued{.page = page, .position = ++last_position_};
     queued.arrived = queued.changed = now_();
+    if (QueuedPage* const like = Like(page)) {
+      queued.state = PageState::kJoined;
+      queued.page.text.clear();
+      queued.joined = like->page.id;
+      ++like->more;
+      like->page.priority = std::min(like->page.priority, page.priority);
+      like->page.expires = std::max(like->page.expires, page.expires);
+    }
     pages_.push_back(queued);
     ++taken;
   }
@@ -91,19 +103,37 @@ bool MemoryQueue::Finish(const std::string& id, std::int64_t epoch, const PageRe
   if (queued == nullptr) return false;
   Move(*queued, state);
   queued->result = result;
+  if (result.forget_text) queued->page.text.clear();
   return true;
 }
 
 bool MemoryQueue::TryAgain(const std::string& id, std::int64_t epoch, const PageResult& result,
-                           Moment not_before, const std::string& service) {
+                           Moment not_before) {
   QueuedPage* const queued = Held(id, epoch, kInDoubt);
   if (queued == nullptr) return false;
   Move(*queued, PageState::kReady);
   queued->result = result;
   queued->perhaps_twice |= result.perhaps_out;
   queued->page.not_before = not_before;
-  queued->page.service = service;
+  if (!queued->page.fallback.empty()) std::swap(queued->page.service, queued->page.fallback);
   return true;
+}
+
+std::int64_t MemoryQueue::Divert(const std::string& profile,
+                                 std::span<const std::string> services) {
+  const auto among = [&](const std::string& service) {
+    return std::find(services.begin(), services.end(), service) != services.end();
+  };
+  std::int64_t diverted = 0;
+  for (QueuedPage& queued : pages_) {
+    std::string& service = queued.page.service;
+    std::string& fallback = queued.page.fallback;
+    const bool waits = queued.state == PageState::kReady && queued.page.profile == profile;
+    if (!waits || fallback.empty() || !among(service) || among(fallback)) continue;
+    std::swap(service, fallback);
+    ++diverted;
+  }
+  return diverted;
 }
 
 void MemoryQueue::Sweep(const std::function<bool(const std::string& holder)>& gone) {
@@ -122,7 +152,9 @@ void MemoryQueue::Sweep(const std::function<bool(const std::string& holder)>& go
 bool MemoryQueue::Operate(const std::string& id, const OperatorAction& action) {
   QueuedPage* const queued = Look(id);
   if (queued == nullptr || !action.from.Has(queued->state)) return false;
-  Move(*queued, action.to);
+  queued->perhaps_twice |= action.tries_anew && dispatch::kAway.Has(queued->state);
+  Move(*queued, StateAfter(action, queued->state));
+  if (queued->state == PageState::kOffering) ++queued->epoch;
   if (!action.tries_anew) return true;
   queued->attempts = 0;
   queued->perhaps_twice |= queued->result && queued->result->perhaps_out;
@@ -138,10 +170,13 @@ std::optional<QueuedPage> MemoryQueue::Find(const std::string& id) {
 
 std::vector<QueuedPage> MemoryQueue::List(const PageFilter& filter) {
   std::vector<QueuedPage> listed;
-  for (const QueuedPage& queued : pages_) {
-    if (listed.size() == filter.most) break;
-    if (queued.position > filter.after && filter.states.Has(queued.state)) listed.push_back(queued);
-  }
+  std::copy_if(pages_.begin(), pages_.end(), std::back_inserter(listed),
+               [&](const QueuedPage& queued) {
+                 return queued.position > filter.after && filter.states.Has(queued.state) &&
+                        queued.changed >= filter.changed_since;
+               });
+  if (filter.newest_first) std::reverse(listed.begin(), listed.end());
+  listed.resize(std::min(listed.size(), filter.most));
   return listed;
 }
 
@@ -152,6 +187,15 @@ QueueStats MemoryQueue::Stats() {
     oldest = pages++ == 0 ? queued.arrived : std::min(oldest, queued.arrived);
   }
   return stats;
+}
+
+std::vector<std::string> MemoryQueue::WaitedFor(const std::string& profile) {
+  std::set<std::string> services;
+  for (const QueuedPage& queued : pages_) {
+    const bool waits = queued.state == PageState::kReady && queued.page.profile == profile;
+    if (waits) services.insert(queued.page.service);
+  }
+  return {services.begin(), services.end()};
 }
 
 Moment MemoryQueue::NextDue(const std::string& profile) {
@@ -170,6 +214,26 @@ std::int64_t MemoryQueue::Prune(Moment before) {
   }));
 }
 
+bool MemoryQueue::BringHome(const std::string& id, const QueuedPage& there) {
+  QueuedPage* const queued = Look(id);
+  if (queued == nullptr) return false;
+  const bool resolved = queued->state == PageState::kParked && queued->result &&
+                        queued->result->outcome == dispatch::Outcome::kUnknown &&
+                        there.state == PageState::kAccepted;
+  if (queued->state == there.state && there.state == PageState::kAccepted && there.perhaps_twice &&
+      !queued->perhaps_twice) {
+    queued->perhaps_twice = true;
+    return true;
+  }
+  if (!dispatch::kAway.Has(queued->state) && !resolved) return false;
+  Move(*queued, there.state);
+  queued->result = there.result;
+  queued->attempts = there.attempts;
+  queued->perhaps_twice = there.perhaps_twice;
+  if (there.page.text.empty()) queued->page.text.clear();
+  return true;
+}
+
 QueuedPage* MemoryQueue::Look(const std::string& id) {
   const auto found = std::find_if(pages_.begin(), pages_.end(),
                                   [&](const QueuedPage& queued) { return queued.page.id == id; });
@@ -180,6 +244,18 @@ QueuedPage* MemoryQueue::Held(const std::string& id, std::int64_t epoch, PageSta
   QueuedPage* const queued = Look(id);
   const bool held = queued != nullptr && queued->epoch == epoch && states.Has(queued->state);
   return held ? queued : nullptr;
+}
+
+QueuedPage* MemoryQueue::Like(const Page& page) {
+  if (page.joins <= std::chrono::minutes(0) || page.not_before > now_()) return nullptr;
+  const auto words = [](const Page& of) {
+    return std::tie(of.profile, of.number, of.originator, of.text);
+  };
+  const auto found = std::find_if(pages_.begin(), pages_.end(), [&](const QueuedPage& queued) {
+    return queued.state == PageState::kReady && words(queued.page) == words(page) &&
+           queued.arrived >= now_() - page.joins;
+  });
+  return found != pages_.end() ? &*found : nullptr;
 }
 
 bool MemoryQueue::IsDue(const QueuedPage& queued) const {

@@ -57,6 +57,10 @@ TEST(Decision, UnreachableIsTriedSoonThenSeldomThenParked) {
   EXPECT_EQ(last.why, "it was tried 5 times");
 }
 
+TEST(Decision, ATryThatNobodyCountedIsTheFirst) {
+  EXPECT_EQ(After(Outcome::kUnreachable, Exit::kRetry, 0).pause, kRules.quick.front());
+}
+
 TEST(Decision, WithoutQuickTriesTheDelayHoldsFromTheFirst) {
   const RetryRules rules{.retries = 1, .delay = 5min};
   EXPECT_EQ(After(Outcome::kUnreachable, Exit::kRetry, 1, rules).pause, 5min);
