@@ -21,13 +21,13 @@ using dispatch::PageState;
 using dispatch::PageStates;
 using dispatch::QueuedPage;
 
-constexpr std::int64_t kVersion = 1;
-
 /// The rows that the order of pages to one number looks at are few: those with a holder, and those
 /// that were tried.
 #define MVSMS_WAITED_FOR "(state IN ('claimed', 'dialling') OR (state = 'ready' AND attempts > 0))"
 
-constexpr const char* kSchema[] = {
+#define MVSMS_AWAY "('offering', 'at-hub', 'withdrawing')"
+
+constexpr const char* kFirstFormat[] = {
     R"(CREATE TABLE pages(
         position INTEGER PRIMARY KEY AUTOINCREMENT,
         id TEXT NOT NULL UNIQUE,
@@ -60,12 +60,34 @@ constexpr const char* kSchema[] = {
     "CREATE INDEX pages_by_due ON pages(profile, not_before) WHERE state = 'ready'",
     "CREATE INDEX pages_by_state ON pages(state)",
     "PRAGMA user_version = 1"};
+constexpr const char* kSecondFormat[] = {
+    "ALTER TABLE pages ADD COLUMN fallback TEXT NOT NULL DEFAULT ''",
+    "ALTER TABLE pages ADD COLUMN more INTEGER NOT NULL DEFAULT 0",
+    "ALTER TABLE pages ADD COLUMN joined TEXT NOT NULL DEFAULT ''",
+    "CREATE INDEX pages_by_number ON pages(profile, number) WHERE state = 'ready'",
+    "CREATE INDEX pages_by_change ON pages(changed)",
+    "PRAGMA user_version = 2"};
+/// Pages may be at the hub: a program that does not know these states is not to find one.
+constexpr const char* kThirdFormat[] = {"PRAGMA user_version = 3"};
+constexpr std::span<const char* const> kFormats[] = {kFirstFormat, kSecondFormat, kThirdFormat};
 
 constexpr char kPut[] =
     "INSERT INTO pages(id, profile, recipient, number, originator, text, service, priority,"
-    " not_before, expires, state, arrived, changed)"
-    " VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, 'ready', ?11, ?11)"
+    " not_before, expires, state, arrived, changed, fallback)"
+    " VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, 'ready', ?11, ?11, ?12)"
     " ON CONFLICT(id) DO NOTHING";
+constexpr char kLike[] =
+    "SELECT page.position FROM pages AS page INDEXED BY pages_by_number"
+    " JOIN pages AS new ON new.id = ?1"
+    " WHERE page.state = 'ready' AND page.profile = new.profile AND page.number = new.number"
+    " AND page.originator = new.originator AND page.text = new.text"
+    " AND page.position < new.position AND page.arrived >= ?2 ORDER BY page.position LIMIT 1";
+constexpr char kJoin[] =
+    "UPDATE pages SET state = 'joined', text = '',"
+    " joined = (SELECT id FROM pages WHERE position = ?2) WHERE id = ?1";
+constexpr char kTakeAlong[] =
+    "UPDATE pages SET more = more + 1, priority = MIN(priority, ?2), expires = MAX(expires, ?3)"
+    " WHERE position = ?1";
 /// The indexes are named, for they are why claims do not slow down; a planner may think otherwise.
 constexpr char kNextFor[] =
     "SELECT priority, position FROM pages AS page INDEXED BY pages_by_turn"
@@ -88,13 +110,28 @@ constexpr char kGiveBack[] =
     " WHERE id = ?1 AND epoch = ?2 AND state IN ('claimed', 'dialling')";
 constexpr char kFinish[] =
     "UPDATE pages SET state = ?4, changed = ?3, holder = '', lease_until = 0, outcome = ?5,"
-    " reason = ?6, answer = ?7, modem = ?8, perhaps_out = ?9"
+    " reason = ?6, answer = ?7, modem = ?8, perhaps_out = ?9,"
+    " text = CASE ?10 WHEN 0 THEN text ELSE '' END"
     " WHERE id = ?1 AND epoch = ?2 AND state IN ('dialling', 'unknown')";
 constexpr char kTryAgain[] =
     "UPDATE pages SET state = 'ready', changed = ?3, holder = '', lease_until = 0, not_before = ?4,"
-    " service = ?5, outcome = ?6, reason = ?7, answer = ?8, modem = ?9, perhaps_out = ?10,"
-    " perhaps_twice = perhaps_twice OR ?10"
+    " service = CASE fallback WHEN '' THEN service ELSE fallback END,"
+    " fallback = CASE fallback WHEN '' THEN '' ELSE service END,"
+    " outcome = ?5, reason = ?6, answer = ?7, modem = ?8, perhaps_out = ?9,"
+    " perhaps_twice = perhaps_twice OR ?9"
     " WHERE id = ?1 AND epoch = ?2 AND state IN ('dialling', 'unknown')";
+constexpr char kBringHome[] =
+    "UPDATE pages SET state = ?3, changed = ?2, outcome = ?4, reason = ?5, answer = ?6, modem = ?7,"
+    " perhaps_out = ?8, attempts = ?9, perhaps_twice = ?10,"
+    " text = CASE ?11 WHEN 0 THEN text ELSE '' END"
+    " WHERE id = ?1 AND (state IN " MVSMS_AWAY
+    " OR (state = 'parked' AND outcome = 'unknown' AND ?3 = 'accepted'))";
+constexpr char kMark[] =
+    "UPDATE pages SET perhaps_twice = 1 WHERE id = ?1 AND state = 'accepted' AND perhaps_twice = 0";
+constexpr char kDivert[] =
+    "UPDATE pages SET service = fallback, fallback = service"
+    " WHERE state = 'ready' AND profile = ?1 AND fallback <> ''"
+    " AND instr(?2, '\\' || service || '\\') > 0 AND instr(?2, '\\' || fallback || '\\') = 0";
 constexpr char kHolders[] =
     "SELECT DISTINCT holder, lease_until <= ?1 FROM pages WHERE state IN ('claimed', 'dialling')";
 constexpr char kFreeClaimed[] =
@@ -107,21 +144,39 @@ constexpr char kFreeDialling[] =
 constexpr char kExpire[] =
     "UPDATE pages SET state = 'expired', changed = ?1 WHERE state = 'ready' AND expires <= ?1";
 constexpr char kOperate[] =
-    "UPDATE pages SET state = ?3, changed = ?4, holder = '', lease_until = 0"
+    "UPDATE pages SET changed = ?4, holder = '', lease_until = 0,"
+    " state = CASE WHEN ?3 = 'cancelled' AND state IN ('offering', 'at-hub') THEN 'withdrawing'"
+    " ELSE ?3 END,"
+    " epoch = epoch + (?3 = 'offering'),"
+    " perhaps_twice = perhaps_twice OR (?3 = 'ready' AND state IN " MVSMS_AWAY
+    ")"
     " WHERE id = ?1 AND instr(?2, ' ' || state || ' ') > 0";
 constexpr char kTryAnew[] =
     "UPDATE pages SET attempts = 0, perhaps_twice = perhaps_twice OR perhaps_out, not_before = ?2,"
     " expires = CASE WHEN expires <= ?2 THEN ?3 ELSE expires END WHERE id = ?1";
 
-#define MVSMS_SELECT_PAGES                                                                       \
-  "SELECT position, epoch, arrived, changed, lease_until, attempts, perhaps_twice, perhaps_out," \
-  " priority, not_before, expires, state, holder, outcome, id, profile, recipient, number,"      \
-  " originator, text, service, reason, answer, modem FROM pages "
+#define MVSMS_SELECT_PAGES                                                                        \
+  "SELECT position, epoch, arrived, changed, lease_until, attempts, perhaps_twice, perhaps_out,"  \
+  " priority, not_before, expires, more, state, holder, outcome, id, profile, recipient, number," \
+  " originator, text, service, fallback, joined, reason, answer, modem FROM pages "
 constexpr char kFind[] = MVSMS_SELECT_PAGES "WHERE id = ?1";
 constexpr char kAt[] = MVSMS_SELECT_PAGES "WHERE position = ?1";
+#define MVSMS_LISTED "instr(?2, ' ' || state || ' ') > 0 ORDER BY "
 constexpr char kList[] = MVSMS_SELECT_PAGES
-    "WHERE position > ?1 AND instr(?2, ' ' || state || ' ') > 0 ORDER BY position LIMIT ?3";
+    "WHERE position > ?1 AND changed >= ?4 AND " MVSMS_LISTED "position LIMIT ?3";
+constexpr char kListNewest[] = MVSMS_SELECT_PAGES
+    "WHERE position > ?1 AND changed >= ?4 AND " MVSMS_LISTED "position DESC LIMIT ?3";
+/// Sorted afterwards, so that the few rows that changed are found by their index.
+constexpr char kListChanged[] = MVSMS_SELECT_PAGES
+    "WHERE +position > ?1 AND changed >= ?4 AND " MVSMS_LISTED "+position LIMIT ?3";
 constexpr char kStats[] = "SELECT state, COUNT(*), MIN(arrived) FROM pages GROUP BY state";
+/// From one service to the next in the index, however many pages wait for each.
+constexpr char kWaitedFor[] =
+    "WITH RECURSIVE next(service) AS (SELECT MIN(service) FROM pages INDEXED BY pages_by_turn"
+    " WHERE state = 'ready' AND profile = ?1 UNION ALL"
+    " SELECT (SELECT MIN(service) FROM pages INDEXED BY pages_by_turn WHERE state = 'ready'"
+    " AND profile = ?1 AND service > next.service) FROM next WHERE service IS NOT NULL)"
+    " SELECT service FROM next WHERE service IS NOT NULL";
 constexpr char kNextDue[] =
     "SELECT not_before FROM pages INDEXED BY pages_by_due WHERE state = 'ready' AND profile = ?1 "
     "ORDER BY not_before LIMIT "
@@ -168,13 +223,14 @@ QueuedPage PageIn(const Rows& rows) {
   queued.page.priority = static_cast<std::int32_t>(number());
   queued.page.not_before = moment();
   queued.page.expires = moment();
+  queued.more = static_cast<std::int32_t>(number());
   queued.state = Named<PageState>(dispatch::kPageStateNames, text());
   queued.holder = text();
   const std::string outcome = text();
   for (std::string* const field :
        {&queued.page.id, &queued.page.profile, &queued.page.recipient, &queued.page.number,
-        &queued.page.originator, &queued.page.text, &queued.page.service, &result.reason,
-        &result.answer, &result.modem}) {
+        &queued.page.originator, &queued.page.text, &queued.page.service, &queued.page.fallback,
+        &queued.joined, &result.reason, &result.answer, &result.modem}) {
     *field = text();
   }
   if (outcome.empty()) return queued;
@@ -183,18 +239,31 @@ QueuedPage PageIn(const Rows& rows) {
   return queued;
 }
 
-void MakeOwnTables(Connection& connection) { MakeTables(connection, kVersion, kSchema); }
+void MakeOwnTables(Connection& connection) { MakeTables(connection, kFormats); }
+
+/// Joins the page, which has just been put, to one that it is like.
+void JoinLike(Connection& connection, const Page& page, const std::string& id, std::int64_t now) {
+  const std::int64_t since = now - std::chrono::milliseconds(page.joins).count();
+  const std::int64_t like = connection.Value(kLike, {Text{id}, since});
+  if (like == 0) return;
+  connection.Execute(kJoin, {Text{id}, like});
+  connection.Execute(kTakeAlong, {like, std::int64_t{page.priority}, Stored(page.expires)});
+}
 
 bool PutOne(Connection& connection, const Page& page, std::int64_t now) {
   const std::string id = Utf8FromAnsi(page.id), profile = Utf8FromAnsi(page.profile),
                     recipient = Utf8FromAnsi(page.recipient), number = Utf8FromAnsi(page.number),
                     originator = Utf8FromAnsi(page.originator), text = Utf8FromAnsi(page.text),
-                    service = Utf8FromAnsi(page.service);
+                    service = Utf8FromAnsi(page.service), fallback = Utf8FromAnsi(page.fallback);
   connection.Execute(
       kPut, {Text{id}, Text{profile}, Text{recipient}, Text{number}, Text{originator}, Text{text},
              Text{service}, std::int64_t{page.priority}, Stored(page.not_before),
-             Stored(page.expires), now});
-  return connection.Changes() > 0;
+             Stored(page.expires), now, Text{fallback}});
+  if (connection.Changes() == 0) return false;
+  if (page.joins > std::chrono::minutes(0) && Stored(page.not_before) <= now) {
+    JoinLike(connection, page, id, now);
+  }
+  return true;
 }
 
 /// The most urgent page, and of equally urgent ones the oldest: its position; 0 when there is none.
@@ -227,8 +296,9 @@ Connection& PageQueue::Open() {
   if (!Exists()) MakeWhole(home_, file_, MakeOwnTables);
   auto opened = std::make_unique<Connection>(file_);
   opened->Execute("PRAGMA synchronous = FULL");
+  opened->Execute("PRAGMA secure_delete = ON");  // texts go when they go
   opened->KeepLog();
-  if (!HasTables(*opened, kVersion)) MakeOwnTables(*opened);
+  if (!HasTables(*opened, kFormats)) MakeOwnTables(*opened);
   connection_ = std::move(opened);
   return *connection_;
 }
@@ -314,17 +384,43 @@ bool PageQueue::Finish(const std::string& id, std::int64_t epoch, const PageResu
                     answer = Utf8FromAnsi(result.answer), modem = Utf8FromAnsi(result.modem);
   return Changed(kFinish, {Text{utf8_id}, epoch, Stored(now_()), Text{NameOf(state)},
                            Text{NameOf(result.outcome)}, Text{reason}, Text{answer}, Text{modem},
-                           std::int64_t{result.perhaps_out}});
+                           std::int64_t{result.perhaps_out}, std::int64_t{result.forget_text}});
 }
 
 bool PageQueue::TryAgain(const std::string& id, std::int64_t epoch, const PageResult& result,
-                         Moment not_before, const std::string& service) {
+                         Moment not_before) {
   const std::string utf8_id = Utf8FromAnsi(id), reason = Utf8FromAnsi(result.reason),
-                    answer = Utf8FromAnsi(result.answer), modem = Utf8FromAnsi(result.modem),
-                    utf8_service = Utf8FromAnsi(service);
+                    answer = Utf8FromAnsi(result.answer), modem = Utf8FromAnsi(result.modem);
   return Changed(kTryAgain, {Text{utf8_id}, epoch, Stored(now_()), Stored(not_before),
-                             Text{utf8_service}, Text{NameOf(result.outcome)}, Text{reason},
-                             Text{answer}, Text{modem}, std::int64_t{result.perhaps_out}});
+                             Text{NameOf(result.outcome)}, Text{reason}, Text{answer}, Text{modem},
+                             std::int64_t{result.perhaps_out}});
+}
+
+bool PageQueue::BringHome(const std::string& id, const QueuedPage& there) {
+  const PageResult result = there.result.value_or(PageResult{});
+  const std::string utf8_id = Utf8FromAnsi(id), reason = Utf8FromAnsi(result.reason),
+                    answer = Utf8FromAnsi(result.answer), modem = Utf8FromAnsi(result.modem);
+  const std::string_view outcome = there.result ? NameOf(result.outcome) : "";
+  const bool marks = there.state == PageState::kAccepted && there.perhaps_twice;
+  if (marks && Changed(kMark, {Text{utf8_id}})) return true;
+  return Changed(
+      kBringHome,
+      {Text{utf8_id}, Stored(now_()), Text{NameOf(there.state)}, Text{outcome}, Text{reason},
+       Text{answer}, Text{modem}, std::int64_t{result.perhaps_out}, std::int64_t{there.attempts},
+       std::int64_t{there.perhaps_twice}, std::int64_t{there.page.text.empty()}});
+}
+
+std::int64_t PageQueue::Divert(const std::string& profile, std::span<const std::string> services) {
+  // A backslash is in no name of a service, for these are keys of the settings.
+  std::string names = "\\";
+  for (const std::string& service : services) names.append(Utf8FromAnsi(service)) += '\\';
+  return Explained([&]() -> std::int64_t {
+    if (!Exists()) return 0;
+    Connection& connection = Open();
+    const std::string utf8_profile = Utf8FromAnsi(profile);
+    connection.Execute(kDivert, {Text{utf8_profile}, Text{names}});
+    return connection.Changes();
+  });
 }
 
 void PageQueue::Sweep(const std::function<bool(const std::string& holder)>& gone) {
@@ -377,7 +473,10 @@ std::vector<QueuedPage> PageQueue::List(const dispatch::PageFilter& filter) {
   const std::string states = NamesOf(filter.states);
   const std::int64_t most = static_cast<std::int64_t>(
       std::min(filter.most, static_cast<std::size_t>(std::numeric_limits<std::int64_t>::max())));
-  return Read(kList, {filter.after, Text{states}, most});
+  const char* const sql = filter.newest_first                ? kListNewest
+                          : filter.changed_since != Moment{} ? kListChanged
+                                                             : kList;
+  return Read(sql, {filter.after, Text{states}, most, Stored(filter.changed_since)});
 }
 
 dispatch::QueueStats PageQueue::Stats() {
@@ -390,6 +489,17 @@ dispatch::QueueStats PageQueue::Stats() {
       stats.at(state) = {rows.Int(1), MomentOf(rows.Int(2))};
     }
     return stats;
+  });
+}
+
+std::vector<std::string> PageQueue::WaitedFor(const std::string& profile) {
+  return Explained([&] {
+    std::vector<std::string> services;
+    if (!Exists()) return services;
+    const std::string utf8_profile = Utf8FromAnsi(profile);
+    Rows rows = Open().Query(kWaitedFor, {Text{utf8_profile}});
+    while (rows.Next()) services.push_back(AnsiFromUtf8(rows.Bytes(0)));
+    return services;
   });
 }
 
@@ -407,7 +517,6 @@ std::int64_t PageQueue::Prune(Moment before) {
     if (!Exists()) return 0;
     Connection& connection = Open();
     const std::string over = NamesOf(dispatch::kOver);
-    connection.Execute("PRAGMA secure_delete = ON");
     connection.Execute(kPrune, {Text{over}, Stored(before)});
     const int deleted = connection.Changes();
     connection.Execute("PRAGMA wal_checkpoint(TRUNCATE)");

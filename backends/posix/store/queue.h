@@ -26,7 +26,7 @@ dispatch::Moment SystemNow();
 
 /// Every failure is thrown as RaisedError with a sentence that names the file (ANSI code page). A
 /// file of a newer version is left as it is. Reading operations make no file.
-class PageQueue : public dispatch::Queue {
+class PageQueue : public dispatch::HomeQueue {
  public:
   /// `home` is the folder of all state, UTF-8; `now` gives the time of every operation. Touches
   /// nothing yet.
@@ -44,14 +44,17 @@ class PageQueue : public dispatch::Queue {
   bool Finish(const std::string& id, std::int64_t epoch, const dispatch::PageResult& result,
               dispatch::PageState state) override;
   bool TryAgain(const std::string& id, std::int64_t epoch, const dispatch::PageResult& result,
-                dispatch::Moment not_before, const std::string& service) override;
+                dispatch::Moment not_before) override;
+  std::int64_t Divert(const std::string& profile, std::span<const std::string> services) override;
   void Sweep(const std::function<bool(const std::string& holder)>& gone) override;
   bool Operate(const std::string& id, const dispatch::OperatorAction& action) override;
   std::optional<dispatch::QueuedPage> Find(const std::string& id) override;
   std::vector<dispatch::QueuedPage> List(const dispatch::PageFilter& filter) override;
   dispatch::QueueStats Stats() override;
+  std::vector<std::string> WaitedFor(const std::string& profile) override;
   dispatch::Moment NextDue(const std::string& profile) override;
   std::int64_t Prune(dispatch::Moment before) override;
+  bool BringHome(const std::string& id, const dispatch::QueuedPage& there) override;
 
  private:
   bool Exists() const;

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "tests/backends/posix/child_process.h"
+#include "tests/backends/posix/older_files.h"
 #include "tests/support/raised.h"
 #include "tests/support/temp_folder.h"
 
@@ -107,10 +108,57 @@ TEST_F(PosixQueue, AFileThatWasMovedAwayIsNotWrittenAnyMore) {
 
 TEST_F(PosixQueue, AFileOfANewerVersionIsToldAndLeftAlone) {
   Put("A");
-  Tamper("PRAGMA user_version = 2");
+  Tamper("PRAGMA user_version = 4");
   EXPECT_THAT(ErrorOfPut("B"), AllOf(HasSubstr(file_), HasSubstr("written by a newer version")));
-  Tamper("PRAGMA user_version = 1");
+  Tamper("PRAGMA user_version = 3");
   EXPECT_THAT(Ids(), ElementsAre("A"));
+}
+
+class OlderQueue : public PosixQueue {
+ protected:
+  OlderQueue() {
+    std::filesystem::create_directory(home_);
+    std::ofstream(file_).close();
+    Connection file(file_);
+    for (const char* statement : kFirstQueue) file.Execute(statement);
+  }
+};
+
+TEST_F(OlderQueue, IsConvertedAndKeepsItsPages) {
+  PageQueue queue(home_);
+  const dispatch::QueuedPage tried = queue.Find("A1").value();
+  EXPECT_EQ(tried.page.text, "Pump 1 has stopped: gr\xFCn");
+  EXPECT_EQ(tried.attempts, 1);
+  EXPECT_EQ(tried.result.value().reason, "the line is busy");
+  EXPECT_EQ(tried.page.fallback, "");
+  EXPECT_EQ(tried.more, 0);
+  EXPECT_EQ(queue.Find("A2").value().state, PageState::kHeld);
+  EXPECT_EQ(queue.Find("A3").value().state, PageState::kCancelled);
+  Page page = PageOf("B");
+  page.fallback = "Area";
+  queue.Put({&page, 1});
+  EXPECT_EQ(PageQueue(home_).Find("B").value().page.fallback, "Area");
+}
+
+TEST_F(OlderQueue, StaysAsItWasWhereItCannotBeConverted) {
+  EXPECT_TRUE(ChildProcess([this] {
+                std::signal(SIGXFSZ, SIG_IGN);
+                const rlimit none{4096, 4096};
+                setrlimit(RLIMIT_FSIZE, &none);
+                PageQueue queue(home_);
+                return std::get<0>(RaisedBy([&] { queue.Find("A1"); })) == 75;
+              }).Succeeded());
+  EXPECT_EQ(Connection(file_).Value("PRAGMA user_version"), 1);
+  EXPECT_EQ(Connection(file_).Value("SELECT COUNT(*) FROM pages"), 3);
+}
+
+TEST_F(OlderQueue, IsConvertedOnceWhenSeveralOpenIt) {
+  std::vector<std::unique_ptr<ChildProcess>> all;
+  for (int i = 0; i < 8; ++i) {
+    all.push_back(
+        std::make_unique<ChildProcess>([this] { return PageQueue(home_).Find("A1").has_value(); }));
+  }
+  for (const auto& one : all) EXPECT_TRUE(one->Succeeded());
 }
 
 TEST_F(PosixQueue, AFileThatIsNoDatabaseIsToldAndLeftAlone) {
@@ -143,6 +191,27 @@ TEST_F(PosixQueue, AFullDiskIsToldAndNothingIsHalfWritten) {
   EXPECT_THAT(Ids(), ElementsAre("A", "B"));
 }
 
+TEST_F(PosixQueue, ATextThatMayNotBeKeptIsInTheFileNoMore) {
+  Put("A");
+  PageQueue queue(home_);
+  const std::vector<std::string> services = {"City"};
+  const auto claimed = queue.Claim("here", "Standard", services);
+  queue.Begin("A", claimed->epoch);
+  queue.Finish("A", claimed->epoch, {.outcome = dispatch::Outcome::kAccepted, .forget_text = true},
+               PageState::kAccepted);
+  Tamper("PRAGMA wal_checkpoint(TRUNCATE)");
+  std::ifstream file(file_, std::ios::binary);
+  const std::string bytes{std::istreambuf_iterator<char>(file), {}};
+  EXPECT_THAT(bytes, HasSubstr("Standard"));
+  EXPECT_THAT(bytes, testing::Not(HasSubstr("Pump 3")));
+}
+
+/// Else everybody who opens the file alone would read what all before had written.
+TEST_F(PosixQueue, ItsLogDoesNotGrowFromOneWhoHandsOverToTheNext) {
+  for (int i = 0; i < 3; ++i) Put(std::to_string(i));
+  EXPECT_EQ(std::filesystem::file_size(file_ + "-wal"), 0U);
+}
+
 TEST_F(PosixQueue, ManyWhoHandOverAtOnceLoseNoPage) {
   constexpr int kSubmitters = 12;
   std::vector<std::unique_ptr<ChildProcess>> submitters;
@@ -156,10 +225,14 @@ TEST_F(PosixQueue, ManyWhoHandOverAtOnceLoseNoPage) {
   EXPECT_EQ(Ids().size(), std::size_t{5 * kSubmitters});
 }
 
-/// A page is in the queue when Put has returned, whatever happens to its process then.
+/// A page is in the queue when Put has returned, whatever happens to its process then. Every other
+/// round ends its process at any moment, the opening included; the others let it hand over first,
+/// so that a slow machine has pages to lose too.
 TEST_F(PosixQueue, NoPageThatWasTakenIsLostByAKill) {
   const std::string taken = folder_ / "taken";
+  std::ofstream(taken).close();
   for (int round = 0; round < 40; ++round) {
+    const auto before = std::filesystem::file_size(taken);
     ChildProcess submitter([&, round]() -> bool {
       std::ofstream told(taken, std::ios::app);
       PageQueue queue(home_);
@@ -169,6 +242,8 @@ TEST_F(PosixQueue, NoPageThatWasTakenIsLostByAKill) {
         told << page.id << std::endl;
       }
     });
+    const auto nothing_taken = [&] { return std::filesystem::file_size(taken) == before; };
+    for (int waits = 0; round % 2 == 1 && nothing_taken() && waits < 60000; ++waits) usleep(500);
     usleep(static_cast<useconds_t>(1000 * (round % 8 + 1)));
     submitter.Kill();
   }
@@ -177,7 +252,7 @@ TEST_F(PosixQueue, NoPageThatWasTakenIsLostByAKill) {
   for (std::string id; std::getline(told, id); ++pages) {
     EXPECT_NE(PageQueue(home_).Find(id), std::nullopt) << id;
   }
-  EXPECT_GT(pages, 0);
+  EXPECT_GE(pages, 20);
 }
 
 /// Two workers who are killed at any moment leave every page either to the next one or unknown.
