@@ -23,7 +23,8 @@ class QueueHouse {
 
 struct NamedQueue {
   std::string name;
-  std::unique_ptr<QueueHouse> (*make)(std::function<dispatch::Moment()> now);
+  std::function<std::unique_ptr<QueueHouse>(std::function<dispatch::Moment()> now)> make;
+  bool is_hub = false;  // which hands nothing to a hub itself
 };
 inline void PrintTo(const NamedQueue& queue, std::ostream* out) { *out << queue.name; }
 

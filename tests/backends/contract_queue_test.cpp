@@ -8,6 +8,8 @@
 #include <random>
 #include <set>
 
+#include "tests/backends/contract_hub.h"
+
 namespace mvsms::dispatch {
 namespace {
 
@@ -21,10 +23,6 @@ const std::string kHere = "here";
 const std::string kThere = "there";
 const std::string kProfile = "Standard";
 
-constexpr PageStates kAllStates = {
-    PageState::kReady,    PageState::kHeld,      PageState::kClaimed,
-    PageState::kDialling, PageState::kAccepted,  PageState::kUnknown,
-    PageState::kParked,   PageState::kCancelled, PageState::kExpired};
 const PageResult kYes{.outcome = Outcome::kAccepted, .answer = "\x06", .modem = "Modem"};
 const PageResult kBusy{.outcome = Outcome::kUnreachable, .reason = "the line is busy"};
 const PageResult kDoubt{
@@ -75,10 +73,23 @@ class QueueContract : public testing::TestWithParam<NamedQueue> {
   }
   static bool NobodyIsGone(const std::string&) { return false; }
 
+  /// The last three states are those of pages that are handed to a hub.
+  static std::size_t StatesHere() { return kPageStateNames.size() - (GetParam().is_hub ? 3 : 0); }
+
+  /// Has the page join another one, which is out of the way then.
+  void Join(Page page) {
+    Page first = page;
+    first.id = "joined by " + page.id;
+    page.joins = 1min;
+    ASSERT_TRUE(Put(first) && Put(page));
+    ASSERT_TRUE(queue_.Operate(first.id, kCancelPage));
+  }
+
   /// Brings a page of this id into the state.
   void Bring(const std::string& id, PageState state) {
     Page page = PageTo("0171" + id, id);
     if (state == PageState::kExpired) page.expires = now_ + 1s;
+    if (state == PageState::kJoined) return Join(page);
     ASSERT_TRUE(Put(page));
     switch (state) {
       case PageState::kReady:
@@ -88,6 +99,17 @@ class QueueContract : public testing::TestWithParam<NamedQueue> {
         return;
       case PageState::kCancelled:
         ASSERT_TRUE(queue_.Operate(id, kCancelPage));
+        return;
+      case PageState::kOffering:
+      case PageState::kAtHub:
+      case PageState::kWithdrawing:
+        ASSERT_TRUE(queue_.Operate(id, kOfferPage));
+        if (state == PageState::kAtHub) {
+          ASSERT_TRUE(queue_.Operate(id, kHandPageOver));
+        }
+        if (state == PageState::kWithdrawing) {
+          ASSERT_TRUE(queue_.Operate(id, kCancelPage));
+        }
         return;
       case PageState::kExpired:
         now_ += 1s;
@@ -120,6 +142,7 @@ TEST_P(QueueContract, APageLiesThereAsItWasGiven) {
   page.priority = 2;
   page.not_before = now_ + 1min;
   page.expires = now_ + 2h;
+  page.fallback = "Fl\xE4\x63he";
   ASSERT_TRUE(Put(page));
   const QueuedPage queued = house_->Another().Find("A").value();
   EXPECT_EQ(queued.page.profile, kProfile);
@@ -131,6 +154,7 @@ TEST_P(QueueContract, APageLiesThereAsItWasGiven) {
   EXPECT_EQ(queued.page.priority, 2);
   EXPECT_EQ(queued.page.not_before, page.not_before);
   EXPECT_EQ(queued.page.expires, page.expires);
+  EXPECT_EQ(queued.page.fallback, page.fallback);
   EXPECT_EQ(queued.state, PageState::kReady);
   EXPECT_EQ(queued.arrived, now_);
   EXPECT_EQ(queued.changed, now_);
@@ -191,6 +215,20 @@ TEST_P(QueueContract, AClaimedPageIsNobodyElses) {
   EXPECT_EQ(Claim(kThere), std::nullopt);
 }
 
+TEST_P(QueueContract, TheServicesThatPagesWaitForAreKnown) {
+  EXPECT_THAT(queue_.WaitedFor(kProfile), IsEmpty());
+  for (const char* service : {"City", "Area", "M\xFCnchen", "City"}) {
+    Page page = PageTo("0171", service + std::to_string(queue_.Stats()[0].pages));
+    page.service = service;
+    ASSERT_TRUE(Put(page));
+  }
+  EXPECT_THAT(queue_.WaitedFor(kProfile), ElementsAre("Area", "City", "M\xFCnchen"));
+  EXPECT_THAT(queue_.WaitedFor("Another"), IsEmpty());
+  const std::vector<std::string> area = {"Area"};
+  ASSERT_TRUE(queue_.Claim(kHere, kProfile, area));
+  EXPECT_THAT(queue_.WaitedFor(kProfile), ElementsAre("City", "M\xFCnchen"));
+}
+
 TEST_P(QueueContract, APageWaitsForItsTime) {
   Page page = PageTo("0171", "A");
   page.not_before = now_ + 10s;
@@ -235,7 +273,7 @@ TEST_P(QueueContract, PagesToOneNumberKeepTheirOrder) {
   EXPECT_EQ(ClaimedId(), "C") << "B waits while A is with a holder";
   ASSERT_TRUE(queue_.Begin("A", first->epoch));
   EXPECT_EQ(ClaimedId(), "none") << "and while A is on the line";
-  ASSERT_TRUE(queue_.TryAgain("A", first->epoch, kBusy, now_ + 10s, "City"));
+  ASSERT_TRUE(queue_.TryAgain("A", first->epoch, kBusy, now_ + 10s));
   EXPECT_EQ(ClaimedId(), "none") << "and while A is to be tried again";
   now_ += 10s;
   EXPECT_EQ(FinishedId(), "A");
@@ -319,10 +357,19 @@ TEST_P(QueueContract, APageThatIsGivenBackWasNotTried) {
 
 TEST_P(QueueContract, ATryThatCameToNoDiallingDoesNotCount) {
   PutAll({"A"});
-  ASSERT_TRUE(queue_.TryAgain("A", Dialling(), kBusy, now_, "City"));
+  ASSERT_TRUE(queue_.TryAgain("A", Dialling(), kBusy, now_));
   ASSERT_TRUE(queue_.GiveBack("A", Dialling()));
   EXPECT_EQ(StateOf("A"), PageState::kReady);
   EXPECT_EQ(queue_.Find("A")->attempts, 1);
+}
+
+TEST_P(QueueContract, AFinishedPageLosesItsTextWhereThatMayNotBeKept) {
+  PutAll({"A", "B"});
+  const PageResult forgetting{.outcome = Outcome::kAccepted, .forget_text = true};
+  ASSERT_TRUE(queue_.Finish("A", Dialling(), forgetting, PageState::kAccepted));
+  ASSERT_TRUE(queue_.Finish("B", Dialling(), kYes, PageState::kAccepted));
+  EXPECT_EQ(queue_.Find("A")->page.text, "");
+  EXPECT_NE(queue_.Find("B")->page.text, "");
 }
 
 TEST_P(QueueContract, AFinishedPageKeepsItsResult) {
@@ -342,25 +389,115 @@ TEST_P(QueueContract, AFinishedPageKeepsItsResult) {
   EXPECT_EQ(ClaimedId(), "none");
 }
 
-TEST_P(QueueContract, AnotherTryGoesThroughTheServiceThatWasChosenForIt) {
+TEST_P(QueueContract, APageIsTriedAgainFromItsTimeOn) {
   PutAll({"A"});
-  ASSERT_TRUE(queue_.TryAgain("A", Dialling(), kBusy, now_ + 10s, "Area"));
+  ASSERT_TRUE(queue_.TryAgain("A", Dialling(), kBusy, now_ + 10s));
   const QueuedPage queued = queue_.Find("A").value();
   EXPECT_EQ(queued.state, PageState::kReady);
-  EXPECT_EQ(queued.page.service, "Area");
+  EXPECT_EQ(queued.page.service, "City");
   EXPECT_EQ(queued.page.not_before, now_ + 10s);
   EXPECT_EQ(queued.attempts, 1);
   EXPECT_FALSE(queued.perhaps_twice);
   EXPECT_THAT(queued.result, Optional(Eq(kBusy)));
   now_ += 10s;
-  EXPECT_EQ(Claim()->page.service, "Area");
+  EXPECT_EQ(ClaimedId(), "A");
+}
+
+TEST_P(QueueContract, EveryOtherTryGoesThroughTheFallback) {
+  Page page = PageTo("0171", "A");
+  page.fallback = "Area";
+  ASSERT_TRUE(Put(page));
+  for (const char* service : {"City", "Area", "City"}) {
+    const auto claimed = Claim();
+    EXPECT_EQ(claimed->page.service, service);
+    ASSERT_TRUE(queue_.Begin("A", claimed->epoch));
+    ASSERT_TRUE(queue_.TryAgain("A", claimed->epoch, kBusy, now_));
+  }
+}
+
+TEST_P(QueueContract, WhatWaitsForALineThatRestsIsDivertedToItsFallback) {
+  Page page = PageTo("0171", "A");
+  page.fallback = "Area";
+  ASSERT_TRUE(Put(page));
+  PutAll({"without"});
+  page.id = "held";
+  ASSERT_TRUE(Put(page));
+  ASSERT_TRUE(queue_.Operate("held", kHoldPage));
+  const std::vector<std::string> both = {"City", "Area"}, one = {"City"};
+  EXPECT_EQ(queue_.Divert(kProfile, both), 0) << "nowhere to go";
+  EXPECT_EQ(queue_.Divert("Another", one), 0);
+  EXPECT_EQ(queue_.Divert(kProfile, {}), 0);
+  EXPECT_EQ(queue_.Divert(kProfile, one), 1);
+  EXPECT_EQ(queue_.Find("A")->page.service, "Area");
+  EXPECT_EQ(queue_.Find("A")->page.fallback, "City");
+  EXPECT_EQ(queue_.Find("without")->page.service, "City");
+  EXPECT_EQ(queue_.Find("held")->page.service, "City");
+}
+
+TEST_P(QueueContract, APageJoinsOneOfTheSameWordsThatWaits) {
+  Page page = PageTo("0171", "A");
+  page.joins = 10min;
+  page.expires = now_ + 1h;
+  ASSERT_TRUE(Put(page));
+  now_ += 10min;
+  page.id = "B";
+  page.priority = 2;
+  page.expires = now_ + 2h;
+  EXPECT_TRUE(Put(page)) << "it is a page of its own all the same";
+  EXPECT_FALSE(Put(page));
+  EXPECT_EQ(StateOf("B"), PageState::kJoined);
+  EXPECT_EQ(queue_.Find("B")->joined, "A");
+  EXPECT_EQ(queue_.Find("B")->page.text, "") << "the words are kept once, and as long as wanted";
+  const QueuedPage first = queue_.Find("A").value();
+  EXPECT_EQ(first.more, 1);
+  EXPECT_EQ(first.page.priority, 2);
+  EXPECT_EQ(first.page.expires, page.expires);
+  EXPECT_EQ(Claim()->more, 1);
+  EXPECT_EQ(ClaimedId(), "none");
+}
+
+TEST_P(QueueContract, APageJoinsNoOtherOne) {
+  const auto put = [&](const std::string& id, const auto& change) {
+    Page page = PageTo("0171", id);
+    page.joins = 10min;
+    change(page);
+    ASSERT_TRUE(Put(page));
+  };
+  const auto as_it_is = [](Page&) {};
+  put("A", as_it_is);
+  put("number", [](Page& page) { page.number = "0172"; });
+  put("text", [](Page& page) { page.text = "Grüße!"; });
+  put("originator", [](Page& page) { page.originator = "Pump"; });
+  put("profile", [](Page& page) { page.profile = "Another"; });
+  put("unwilling", [](Page& page) { page.joins = 0min; });
+  put("later", [this](Page& page) { page.not_before = now_ + 1s; });
+  EXPECT_EQ(queue_.Find("A")->more, 0);
+  now_ += 10min + 1ms;
+  put("too late", as_it_is);
+  EXPECT_THAT(Ids({PageState::kJoined}), IsEmpty());
+  ASSERT_TRUE(queue_.Operate("too late", kHoldPage));
+  put("not the held", as_it_is);
+  Dialling();
+  EXPECT_THAT(Ids({PageState::kJoined}), IsEmpty());
+}
+
+TEST_P(QueueContract, PagesThatComeTogetherJoinTheFirst) {
+  std::vector<Page> pages(18, PageTo("0171", ""));
+  for (std::size_t i = 0; i < pages.size(); ++i) {
+    pages[i].id = std::to_string(i);
+    pages[i].joins = 1min;
+  }
+  EXPECT_EQ(queue_.Put(pages), 18U);
+  EXPECT_EQ(queue_.Find("0")->more, 17);
+  EXPECT_EQ(FinishedId(), "0");
+  EXPECT_EQ(ClaimedId(), "none");
 }
 
 TEST_P(QueueContract, APageThatMayBeOutIsMarkedWhenItIsTriedAgain) {
   PutAll({"A"});
-  ASSERT_TRUE(queue_.TryAgain("A", Dialling(), kDoubt, now_, "City"));
+  ASSERT_TRUE(queue_.TryAgain("A", Dialling(), kDoubt, now_));
   EXPECT_TRUE(queue_.Find("A")->perhaps_twice);
-  ASSERT_TRUE(queue_.TryAgain("A", Dialling(), kBusy, now_, "City"));
+  ASSERT_TRUE(queue_.TryAgain("A", Dialling(), kBusy, now_));
   EXPECT_TRUE(queue_.Find("A")->perhaps_twice) << "for good";
 }
 
@@ -399,7 +536,7 @@ TEST_P(QueueContract, ALateResultResolvesWhatWasUnknown) {
   queue_.Sweep(NobodyIsGone);
   EXPECT_TRUE(queue_.Finish("A", first, kYes, PageState::kAccepted));
   EXPECT_EQ(StateOf("A"), PageState::kAccepted);
-  EXPECT_TRUE(queue_.TryAgain("B", second, kBusy, now_, "City"));
+  EXPECT_TRUE(queue_.TryAgain("B", second, kBusy, now_));
   EXPECT_FALSE(queue_.Find("B")->perhaps_twice);
 }
 
@@ -414,7 +551,7 @@ TEST_P(QueueContract, WhoLostAPageChangesNothingMore) {
   EXPECT_FALSE(queue_.GiveBack("A", lost->epoch));
   ASSERT_TRUE(queue_.Begin("A", claimed->epoch));
   EXPECT_FALSE(queue_.Finish("A", lost->epoch, kYes, PageState::kAccepted));
-  EXPECT_FALSE(queue_.TryAgain("A", lost->epoch, kBusy, now_, "City"));
+  EXPECT_FALSE(queue_.TryAgain("A", lost->epoch, kBusy, now_));
   EXPECT_EQ(StateOf("A"), PageState::kDialling);
   EXPECT_TRUE(queue_.Finish("A", claimed->epoch, kYes, PageState::kAccepted));
 }
@@ -429,13 +566,13 @@ TEST_P(QueueContract, AnUnknownIdIsNobodysPage) {
 
 TEST_P(QueueContract, AnOperatorActsFromTheStatesThatAllowIt) {
   for (const OperatorAction& action : {kCancelPage, kHoldPage, kReleasePage, kRetryPage}) {
-    for (std::size_t i = 0; i < kPageStateNames.size(); ++i) {
+    for (std::size_t i = 0; i < StatesHere(); ++i) {
       const auto state = static_cast<PageState>(i);
       const std::string id = std::string(action.name) + std::string(NameOf(state));
       Bring(id, state);
       ASSERT_EQ(StateOf(id), state) << id;
       EXPECT_EQ(queue_.Operate(id, action), action.from.Has(state)) << id;
-      EXPECT_EQ(StateOf(id), action.from.Has(state) ? action.to : state) << id;
+      EXPECT_EQ(StateOf(id), action.from.Has(state) ? StateAfter(action, state) : state) << id;
       // Out of the way of those that follow.
       queue_.Sweep([](const std::string&) { return true; });
       queue_.Operate(id, kCancelPage);
@@ -445,7 +582,7 @@ TEST_P(QueueContract, AnOperatorActsFromTheStatesThatAllowIt) {
 
 TEST_P(QueueContract, AnOperatorsRetryIsAtOnceAndWithAllTriesBeforeIt) {
   PutAll({"A"});
-  ASSERT_TRUE(queue_.TryAgain("A", Dialling(), kBusy, now_ + 1h, "City"));
+  ASSERT_TRUE(queue_.TryAgain("A", Dialling(), kBusy, now_ + 1h));
   ASSERT_TRUE(queue_.Operate("A", kRetryPage));
   const QueuedPage queued = queue_.Find("A").value();
   EXPECT_EQ(queued.attempts, 0);
@@ -480,6 +617,25 @@ TEST_P(QueueContract, ListsTheStatesAskedForInTheOrderOfArrival) {
   EXPECT_EQ(listed[1].page.id, "C");
 }
 
+TEST_P(QueueContract, ListsWhatChangedSinceAndTheNewestFirst) {
+  PutAll({"A", "B"});
+  now_ += 1s;
+  const Moment since = now_;
+  PutAll({"C"});
+  ASSERT_TRUE(queue_.Operate("A", kHoldPage));
+  const auto ids = [&](const PageFilter& filter) {
+    std::vector<std::string> found;
+    for (const QueuedPage& page : queue_.List(filter)) found.push_back(page.page.id);
+    return found;
+  };
+  EXPECT_THAT(ids({.states = kAllStates, .changed_since = since}), ElementsAre("A", "C"));
+  EXPECT_THAT(ids({.states = kAllStates, .changed_since = since + 1ms}), IsEmpty());
+  EXPECT_THAT(ids({.states = kAllStates, .newest_first = true}), ElementsAre("C", "B", "A"));
+  EXPECT_THAT(ids({.states = kAllStates, .most = 2, .newest_first = true}), ElementsAre("C", "B"));
+  EXPECT_THAT(ids({.states = kAllStates, .changed_since = since, .newest_first = true}),
+              ElementsAre("C", "A"));
+}
+
 TEST_P(QueueContract, CountsThePagesByStateWithTheOldestOfEach) {
   Bring("A", PageState::kParked);
   const Moment parked = now_;
@@ -498,13 +654,13 @@ TEST_P(QueueContract, CountsThePagesByStateWithTheOldestOfEach) {
 
 TEST_P(QueueContract, ForgetsWhatIsOverForSoLongAndNothingElse) {
   // Those that are ready last, or they would be claimed on the way of another one.
-  for (std::size_t i = kPageStateNames.size(); i-- > 0;) {
+  for (std::size_t i = StatesHere(); i-- > 0;) {
     Bring(std::string(kPageStateNames.at(i)), static_cast<PageState>(i));
   }
   EXPECT_EQ(queue_.Prune(now_ - 1h), 0);
-  EXPECT_EQ(queue_.Prune(now_ + 1ms), 3);
+  EXPECT_EQ(queue_.Prune(now_ + 1ms), 5) << "one for each state that is over, and the joined one";
   EXPECT_THAT(Ids(kOver), IsEmpty());
-  EXPECT_EQ(Ids(kAllStates).size(), kPageStateNames.size() - 3);
+  EXPECT_EQ(Ids(kAllStates).size(), StatesHere() - 4);
 }
 
 TEST_P(QueueContract, TheQueueIsEmptyBeforeTheFirstPage) {
@@ -540,7 +696,7 @@ TEST_P(QueueContract, NoPageIsLostOrSharedWhateverHoldersDo) {
       const std::size_t which = chance() % mine.size();
       const auto& [id, epoch] = std::pair(mine[which].page.id, mine[which].epoch);
       if (one_in(3)) queue_.GiveBack(id, epoch);
-      if (queue_.Begin(id, epoch) && one_in(2)) queue_.TryAgain(id, epoch, kBusy, now_, "City");
+      if (queue_.Begin(id, epoch) && one_in(2)) queue_.TryAgain(id, epoch, kBusy, now_);
       if (one_in(2)) queue_.Finish(id, epoch, kYes, PageState::kAccepted);
       if (one_in(2)) mine.erase(mine.begin() + static_cast<std::ptrdiff_t>(which));
     }
@@ -560,9 +716,26 @@ TEST_P(QueueContract, NoPageIsLostOrSharedWhateverHoldersDo) {
   EXPECT_EQ(std::set<std::string>(done.begin(), done.end()), put);
 }
 
+/// A hub is a queue to whoever sends.
+class HubAsQueue : public QueueHouse {
+ public:
+  explicit HubAsQueue(std::unique_ptr<HubHouse> house) : house_(std::move(house)) {}
+  Queue& Another() override { return house_->Another(); }
+
+ private:
+  std::unique_ptr<HubHouse> house_;
+};
+
 std::vector<NamedQueue> AllQueues() {
   std::vector<NamedQueue> queues = SystemQueues();
   queues.insert(queues.begin(), MemoryQueueHouse());
+  for (const NamedHub& hub : EveryHub()) {
+    queues.push_back({hub.name + "Hub",
+                      [hub](std::function<Moment()> now) {
+                        return std::make_unique<HubAsQueue>(hub.make(std::move(now)));
+                      },
+                      true});
+  }
   return queues;
 }
 
