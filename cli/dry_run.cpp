@@ -7,6 +7,7 @@
 #include <iomanip>
 #include <memory>
 #include <sstream>
+#include <utility>
 #include <vector>
 
 #include "base/ansi.h"
@@ -21,84 +22,22 @@
 #include "dispatch/notation.h"
 #include "dispatch/outcome.h"
 #include "dispatch/reader.h"
-#include "engine/routing.h"
-#include "engine/sender.h"
-#include "engine/settings.h"
 #include "platform/telephony.h"
-#include "protocols/bastap.h"
-#include "protocols/basucp.h"
 #include "protocols/control_codes.h"
 #include "protocols/waits.h"
 
 namespace mvsms::cli {
 namespace {
 
-constexpr int kExitUnusable = static_cast<int>(dispatch::Exit::kMessage);
-constexpr int kExitNotConfigured = static_cast<int>(dispatch::Exit::kSettings);
+using dispatch::Exit;
 
-// --- The way.
-
-void Stop(Way& way, int exit_code, const std::string& obstacle) {
-  if (!way.obstacle.empty()) return;
-  way.obstacle = obstacle;
-  way.exit_code = exit_code;
+Way WayOf(Context& context, const DryRun& run) {
+  CheckReadable(context);
+  return dispatch::FindWay(context.platform(), AnsiFromUtf8(context.profile), AnsiFromUtf8(run.to),
+                           AnsiFromUtf8(run.service));
 }
 
-/// The longest route that the number begins with; empty without one.
-std::string RouteOf(ProfileStore& store, const std::string& number) {
-  std::string best;
-  for (const std::string& prefix : store.Routes()) {
-    if (number.starts_with(prefix) && prefix.size() > best.size()) best = prefix;
-  }
-  return best;
-}
-
-/// The service's name, and into `way` why it is this one.
-std::string ChooseService(ProfileStore& store, Way& way, const std::string& asked) {
-  if (!asked.empty()) {
-    way.why = "named by --service";
-    return AnsiFromUtf8(asked);
-  }
-  const std::string route = RouteOf(store, way.number);
-  std::string routed = route.empty() ? "" : store.Get(store.Route(route), setting::kUseService);
-  if (!routed.empty()) {
-    way.why = "route " + Utf8FromAnsi(route) + " is the longest that the number begins with";
-    return routed;
-  }
-  way.why = route.empty() ? "DefaultService, for no route begins like the number"
-                          : "DefaultService, for route " + Utf8FromAnsi(route) + " names none";
-  return {};
-}
-
-void CheckService(Context& context, ProfileStore& store, Way& way) {
-  const ServiceRecord& service = way.service;
-  const std::string name = "\"" + Utf8FromAnsi(service.Name) + "\"";
-  if (!store.Exists(store.Service(service.Name))) {
-    return Stop(way, kExitNotConfigured, "there is no service " + name);
-  }
-  if (service.Protocol != "TAP" && service.Protocol != "UCP") {
-    Stop(way, kExitNotConfigured, "service " + name + " has no protocol, TAP or UCP");
-  }
-  if (!ModemExists(context, service.ModemName)) {
-    Stop(way, kExitNotConfigured, "there is no modem \"" + Utf8FromAnsi(service.ModemName) + "\"");
-  }
-}
-
-// --- The text in pieces, and what goes over the line for each.
-
-std::string TapBlock(const std::string& pager, const std::string& piece,
-                     const ServiceRecord& service, std::string& error) {
-  const std::string text = basTAP::CheckTAPMessageText(piece, error, service.MessageType);
-  if (text.empty()) return {};
-  const std::string block = kSTX + pager + kCR + text + kCR + kETX;
-  return block + basTAP::CalcTAPCheckSum(block, error) + kCR;
-}
-
-std::string FrameOf(const Way& way, const std::string& from, const std::string& piece,
-                    std::string& error) {
-  if (way.service.Protocol == "TAP") return TapBlock(way.number, piece, way.service, error);
-  return basUCP::BuildUCPMessage(way.number, from, piece, 0, way.service, error);
-}
+// --- What goes over the line.
 
 std::string LoginOf(const ServiceRecord& service) {
   if (service.Protocol != "TAP") return {};
@@ -184,8 +123,9 @@ std::string Seconds(double seconds) {
 class Report {
  public:
   Report(Context& context, const DryRun& run)
-      : context_(context), run_(run), way_(FindWay(context, run.to, run.service)) {
+      : context_(context), run_(run), way_(WayOf(context, run)) {
     if (!way_.service.Name.empty()) Prepare();
+    way_ = InWords(std::move(way_), run);
   }
 
   int Print() {
@@ -194,7 +134,7 @@ class Report {
     } else {
       PrintAsText();
     }
-    return way_.exit_code;
+    return static_cast<int>(way_.exit);
   }
 
   const Way& way() const { return way_; }
@@ -207,37 +147,10 @@ class Report {
     message_ = fitted.text;
     change_ = fitted.change;
     losses_ = LossesOf(run_.fit ? Utf8FromAnsi(message_) : Trim(run_.text), service);
-    if (!CheckLength()) return;
-    pieces_ = CutMessage(message_, service.MaxLength);
-    for (const std::string& piece : pieces_) AddFrame(piece);
-    bytes_ += LoginOf(service).size();
-    time_ = TimeFor(way_, pieces_.size(), bytes_);
-  }
-
-  bool CheckLength() {
-    const ServiceRecord& service = way_.service;
-    if (message_.empty()) Stop(way_, kExitUnusable, "the text is empty");
-    if (service.MaxLength < 1 || service.MaxMessages < 1) {
-      Stop(way_, kExitNotConfigured, "the service has no room: MaxLength and MaxMessages");
-    }
-    const auto room = std::int64_t{service.MaxLength} * service.MaxMessages;
-    if (static_cast<std::int64_t>(message_.size()) > room) {
-      Stop(way_, kExitUnusable,
-           "the text has " + std::to_string(message_.size()) + " characters, the service takes " +
-               std::to_string(room) + "; --fit cuts it");
-    }
-    return !message_.empty() && service.MaxLength > 0 && way_.exit_code != kExitUnusable;
-  }
-
-  void AddFrame(const std::string& piece) {
-    std::string error;
-    const std::string frame = FrameOf(way_, AnsiFromUtf8(run_.from), piece, error);
-    if (frame.empty()) {
-      Stop(way_, kExitUnusable,
-           "the protocol cannot carry the text: " + Utf8FromAnsi(error) + "; --fit spells it anew");
-    }
-    bytes_ += frame.size();
-    frames_.push_back(frame);
+    cargo_ = dispatch::Load(way_, AnsiFromUtf8(run_.from), message_);
+    std::size_t bytes = LoginOf(service).size();
+    for (const std::string& frame : cargo_.frames) bytes += frame.size();
+    time_ = TimeFor(way_, cargo_.pieces.size(), bytes);
   }
 
   /// The form of the service's number that the modem dials; the number itself without that modem.
@@ -257,8 +170,9 @@ class Report {
   }
 
   std::string LengthWords() const {
-    return std::to_string(message_.size()) + " characters in " + std::to_string(pieces_.size()) +
-           (pieces_.size() == 1 ? " piece" : " pieces");
+    return std::to_string(message_.size()) + " characters in " +
+           std::to_string(cargo_.pieces.size()) +
+           (cargo_.pieces.size() == 1 ? " piece" : " pieces");
   }
 
   void Line(const std::string& name, const std::string& text) {
@@ -277,14 +191,15 @@ class Report {
       Line("modem", Utf8FromAnsi(service.ModemName) + ", dials " + Utf8FromAnsi(Dialled()));
     }
     Line("fitted", change_);
-    if (!pieces_.empty()) PrintPieces();
+    if (!cargo_.pieces.empty()) PrintPieces();
     Line("sent", way_.obstacle.empty() ? "nothing: this was a dry run"
                                        : "nothing could be: " + way_.obstacle);
   }
 
   void PrintPieces() {
     Line("text", LengthWords());
-    for (const std::string& piece : pieces_) Line("is read", dispatch::AsRead(piece, way_.service));
+    for (const std::string& piece : cargo_.pieces)
+      Line("is read", dispatch::AsRead(piece, way_.service));
     for (const std::string& loss : losses_) Line("is lost", loss);
     Line("takes", "about " + Seconds(time_.least) + ", at most " + Seconds(time_.most));
     for (const std::string& frame : Frames()) PrintExplanations(context_, dispatch::Explain(frame));
@@ -293,7 +208,7 @@ class Report {
   /// What we say, in its order; empty frames could not be built.
   std::vector<std::string> Frames() const {
     std::vector<std::string> frames{LoginOf(way_.service)};
-    frames.insert(frames.end(), frames_.begin(), frames_.end());
+    frames.insert(frames.end(), cargo_.frames.begin(), cargo_.frames.end());
     std::erase(frames, "");
     return frames;
   }
@@ -301,7 +216,7 @@ class Report {
   void PrintAsJson() {
     const ServiceRecord& service = way_.service;
     Json pieces = Json::array(), frames = Json::array();
-    for (const std::string& piece : pieces_) {
+    for (const std::string& piece : cargo_.pieces) {
       pieces.push_back(
           {{"text", Utf8FromAnsi(piece)}, {"is_read", dispatch::AsRead(piece, service)}});
     }
@@ -311,7 +226,7 @@ class Report {
     context_.PrintJson({{"dry_run", true},
                         {"can_be_sent", way_.obstacle.empty()},
                         {"reason", way_.obstacle},
-                        {"exit_code", way_.exit_code},
+                        {"exit_code", static_cast<int>(way_.exit)},
                         {"recipient", Utf8FromAnsi(way_.number)},
                         {"service", Utf8FromAnsi(service.Name)},
                         {"why", way_.why},
@@ -332,35 +247,18 @@ class Report {
   std::string message_;
   std::string change_;
   std::vector<std::string> losses_;
-  std::vector<std::string> pieces_;
-  std::vector<std::string> frames_;
-  std::size_t bytes_ = 0;
+  dispatch::Cargo cargo_;
   Time time_{0, 0};
 };
 
 }  // namespace
 
-Way FindWay(Context& context, const std::string& to, const std::string& service) {
-  Way way;
-  ProfileStore store(context);
-  Registry& registry = context.platform().registry();
-  std::string profile = AnsiFromUtf8(context.profile);
-  Settings settings;
-  if (!GetSettings(registry, profile, settings)) {
-    Stop(way, kExitNotConfigured, "choose a DefaultModem and a DefaultService first");
-  }
-  std::string address = AnsiFromUtf8(to);
-  way.number = FixAddress(registry, profile, address,
-                          [](std::int32_t, const std::string&, const std::string&) {});
-  if (way.number.empty()) {
-    Stop(way, kExitUnusable, to.starts_with('+') ? kPlusHint : "the recipient is no number: " + to);
-  }
-  std::string name = ChooseService(store, way, service);
-  if (!GetServiceInfo(registry, profile, settings, way.service, name)) {
-    Stop(way, kExitNotConfigured, "a number of the service cannot be read as one");
-  }
-  way.service.Name = name;
-  if (!name.empty()) CheckService(context, store, way);
+Way InWords(Way way, const DryRun& run) {
+  way.why = run.service.empty() ? Utf8FromAnsi(way.why) : "named by --service";
+  way.obstacle = Utf8FromAnsi(way.obstacle);
+  if (!way.fitting.empty()) way.obstacle += "; --fit " + way.fitting;
+  const bool wrong_number = way.exit == Exit::kMessage && way.number.empty();
+  if (wrong_number && run.to.starts_with('+')) way.obstacle = kPlusHint;
   return way;
 }
 
@@ -369,7 +267,7 @@ Way Foresee(Context& context, const DryRun& run) { return Report(context, run).w
 int PrintDryRun(Context& context, const DryRun& run) { return Report(context, run).Print(); }
 
 std::string FitForSend(Context& context, const DryRun& run) {
-  const Way way = FindWay(context, run.to, run.service);
+  const Way way = WayOf(context, run);
   const dispatch::Fitted fitted = dispatch::Fit(run.text, way.service);
   if (fitted.change.empty()) return run.text;
   if (!run.quiet) context.Warn("the text was fitted: " + fitted.change);

@@ -5,21 +5,12 @@
 #include <string>
 
 #include "cli/context.h"
-#include "protocols/service_record.h"
+#include "dispatch/way.h"
 
 namespace mvsms::cli {
 
-/// The way from a recipient to a message centre. All texts but the reasons are in the code page.
-struct Way {
-  std::string number;             // as it goes into the frame; empty when it cannot be sent to
-  ServiceRecord service;          // without a name when none was found
-  std::string why;                // what chose the service, in UTF-8
-  std::string obstacle;           // why nothing can be sent this way, in UTF-8; empty when it can
-  int exit_code = kExitAccepted;  // that the obstacle means
-};
-
-/// `to` and `service` as on the command line.
-Way FindWay(Context& context, const std::string& to, const std::string& service);
+/// With `why` and `obstacle` in UTF-8, and in the words of the command line.
+using Way = dispatch::Way;
 
 struct DryRun {
   std::string to;
@@ -29,6 +20,9 @@ struct DryRun {
   bool fit = false;
   bool quiet = false;  // nothing is said of what was fitted
 };
+
+/// The way of such a message in these words.
+Way InWords(Way way, const DryRun& run);
 
 /// The way of a message with whatever it is known to fail at, the text included.
 Way Foresee(Context& context, const DryRun& run);

@@ -78,6 +78,9 @@ TEST_F(DryRunCommand, SaysWhatStandsInTheWay) {
   EXPECT_THAT(refusal({std::string(41, 'x')}), HasSubstr("65 the text has 41 characters, the "));
   EXPECT_THAT(refusal({" "}), HasSubstr("65 the text is empty"));
   EXPECT_THAT(refusal({"x"}, "Karl"), HasSubstr("65 the recipient is no number: Karl"));
+  Do({"service", "set", "Phone", "UCPCommand="});
+  EXPECT_THAT(refusal({"x"}, "0172"),
+              HasSubstr("78 service \"Phone\" has no UCPCommand, 01 or 51"));
   Run({"modem", "delete", "Net"});
   EXPECT_THAT(refusal({"x"}), HasSubstr("78 there is no modem \"Net\""));
   EXPECT_EQ(DryRun({"x"}).exit_code, 78);
