@@ -5,13 +5,13 @@
 #include <chrono>
 #include <cstdio>
 #include <exception>
-#include <random>
 
 #include "base/ansi.h"
 #include "base/raised_error.h"
 #include "base/texts.h"
 #include "cli/store.h"
 #include "cli/system.h"
+#include "dispatch/hand_over.h"
 #include "engine/settings.h"
 
 namespace mvsms::cli {
@@ -19,14 +19,9 @@ namespace {
 
 using dispatch::JournalRow;
 
-/// A machine without a source of chance has at least the time to tell its sends apart.
-unsigned Random() try { return std::random_device()(); } catch (const std::exception&) {
-  return static_cast<unsigned>(std::chrono::system_clock::now().time_since_epoch().count());
-}
-
 JournalRow RowOf(const Context& context, const SendOptions& options) {
   JournalRow row;
-  row.id = FreshId();
+  row.id = dispatch::FreshId();
   row.profile = AnsiFromUtf8(context.profile);
   row.recipient = AnsiFromUtf8(options.to);
   row.service = AnsiFromUtf8(options.service);
@@ -61,16 +56,6 @@ void TellSystem(Context& context, const JournalRow& row) {
 }
 
 }  // namespace
-
-std::string FreshId() {
-  std::string id;
-  for (int i = 0; i < 4; ++i) {
-    std::array<char, 9> digits{};
-    std::snprintf(digits.data(), digits.size(), "%08x", Random());
-    id += digits.data();
-  }
-  return id;
-}
 
 std::string SystemLogLine(const JournalRow& row) {
   return "id=" + row.id + " outcome=" + row.outcome + " exit=" + std::to_string(row.exit_code) +

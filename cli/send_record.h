@@ -30,9 +30,6 @@ class SendRecord {
   bool told_ = false;  // that the journal cannot be written
 };
 
-/// An id that no other one is equal to, on whatever machine.
-std::string FreshId();
-
 /// What the system's log gets of a closed row, UTF-8: never the text, nor what the centre said, for
 /// that may be the text. Such logs are read by many, and sent to other machines.
 std::string SystemLogLine(const dispatch::JournalRow& row);
