@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "base/raised_error.h"
+#include "dispatch/repeats.h"
 #include "engine/profile.h"
 #include "engine/routing.h"
 #include "engine/settings.h"
@@ -24,9 +25,14 @@ constexpr std::chrono::seconds kRests[] = {0s, 0s, 60s, 120s, 300s, 900s};
 
 constexpr std::uint32_t kExtendMs = 10'000;
 
+/// By which the journal knows a try.
+std::string TryId(const QueuedPage& queued) {
+  return queued.page.id + "." + std::to_string(queued.epoch);
+}
+
 JournalRow RowOf(const QueuedPage& queued) {
   JournalRow row;
-  row.id = queued.page.id + "." + std::to_string(queued.epoch);
+  row.id = TryId(queued);
   row.profile = queued.page.profile;
   row.recipient = queued.page.recipient;
   row.service = queued.page.service;
@@ -57,7 +63,7 @@ class AtWork {
 /// reason to end a call.
 class KeptLease {
  public:
-  KeptLease(Timers& timers, Queue& queue, const QueuedPage& queued)
+  KeptLease(Timers& timers, PageSource& queue, const QueuedPage& queued)
       : timers_(timers), timer_(timers.SetTimer(kExtendMs, [&queue, &queued](TimerId) {
           try {
             queue.Extend(queued.page.id, queued.epoch);
@@ -76,7 +82,7 @@ class KeptLease {
 
 }  // namespace
 
-LineWorker::LineWorker(Platform& platform, Queue& queue, WorkerHost& host, WorkerLine line,
+LineWorker::LineWorker(Platform& platform, PageSource& queue, WorkerHost& host, WorkerLine line,
                        std::function<Moment()> now)
     : platform_(platform),
       queue_(queue),
@@ -86,8 +92,12 @@ LineWorker::LineWorker(Platform& platform, Queue& queue, WorkerHost& host, Worke
 
 bool LineWorker::Work() {
   TellQueue();
-  if (finishing_ || platform_.clock().Now() < rests_until_) return false;
-  const std::vector<std::string> services = Services();
+  if (finishing_) return false;
+  const auto services = ServicesOf(platform_.registry(), line_.profile, line_.names);
+  if (platform_.clock().Now() < rests_until_) {
+    queue_.Divert(line_.profile, services);
+    return false;
+  }
   const auto claimed = queue_.Claim(line_.holder, line_.profile, services);
   if (!claimed) {
     Enter(LineState::kIdle);
@@ -107,22 +117,14 @@ void LineWorker::Stop() {
   if (sender_ != nullptr) sender_->AbortAction();
 }
 
-/// Those whose modem this line is. Read afresh, so that changed settings apply to the next call.
-std::vector<std::string> LineWorker::Services() const {
-  Registry& registry = platform_.registry();
-  std::string profile = line_.profile;
+/// What is sent of the page.
+std::string LineWorker::Words(const QueuedPage& queued) const {
+  std::string profile = line_.profile, name = queued.page.service;
   Settings settings;
-  GetSettings(registry, profile, settings);
-  std::vector<std::string> services;
-  for (std::string& name : Profile(registry, BaseKey(profile)).Services()) {
-    ServiceRecord service;
-    const bool read = GetServiceInfo(registry, profile, settings, service, name);
-    const auto& names = line_.names;
-    if (read && std::find(names.begin(), names.end(), service.ModemName) != names.end()) {
-      services.push_back(name);
-    }
-  }
-  return services;
+  GetSettings(platform_.registry(), profile, settings);
+  ServiceRecord service;
+  GetServiceInfo(platform_.registry(), profile, settings, service, name);
+  return TellRepeats(queued.page.text, queued.more, service);
 }
 
 void LineWorker::Call(QueuedPage queued) {
@@ -136,7 +138,7 @@ void LineWorker::Call(QueuedPage queued) {
   Enter(LineState::kCalling);
   const auto began = platform_.clock().Now();
   const std::string service = queued.page.service;
-  for (std::size_t pages = 1; queue_.Begin(queued.page.id, queued.epoch); ++pages) {
+  for (std::size_t pages = 1; Begin(queued); ++pages) {
     const bool fit = Send(sender, queued);
     TellQueue();
     if (!fit) break;
@@ -145,6 +147,15 @@ void LineWorker::Call(QueuedPage queued) {
     queued = std::move(*next);
   }
   sender.HangUp();
+}
+
+/// Where the queue's answer is lost nobody has dialled, although the page may be begun: it is given
+/// back before the next one.
+bool LineWorker::Begin(const QueuedPage& queued) {
+  report_ = {queued.page.id, queued.epoch, {}, {}, false};
+  const bool begun = queue_.Begin(queued.page.id, queued.epoch);
+  report_.reset();
+  return begun;
 }
 
 std::optional<QueuedPage> LineWorker::Next(const std::string& service) {
@@ -163,11 +174,12 @@ bool LineWorker::Send(Sender& sender, const QueuedPage& queued) {
   std::string name = line_.profile;
   const Profile profile(platform_.registry(), BaseKey(name));
   JournalRow row = RowOf(queued);
-  TakeText(row, queued.page.text, ToText(profile.GetOrInitial(setting::kJournalText)));
+  const std::string keep = ToText(profile.GetOrInitial(setting::kJournalText));
+  std::string originator = queued.page.originator, text = Words(queued);
+  TakeText(row, text, keep);
   Record(row);
 
   const KeptLease lease(platform_.timers(), queue_, queued);
-  std::string originator = queued.page.originator, text = queued.page.text;
   row.recipient = queued.page.recipient;
   sender.Status.clear();
   sender.SendMessage(row.recipient, originator, text, row.service);
@@ -177,19 +189,27 @@ bool LineWorker::Send(Sender& sender, const QueuedPage& queued) {
   const Judgement judgement = Judge(report);
   Close(row, report, judgement);
   if (queued.perhaps_twice) row.reason += "; perhaps twice";
+  if (queued.more > 0) row.reason += "; for " + std::to_string(queued.more) + " more like it";
   Record(row);
   const bool failed = ModemFailed(report, judgement);
   const bool unsent = judgement.outcome == Outcome::kUnreachable;
-  report_ = {
-      queued.page.id,
-      queued.epoch,
-      queued.page.service,
-      ResultOf(report, judgement),
-      Decide(judgement.outcome, judgement.exit_code, queued.attempts + 1, ReadRetryRules(profile)),
-      !failed && !(report.aborted && unsent)};
+  report_ = {queued.page.id, queued.epoch, ResultOf(report, judgement),
+             Decide(judgement.outcome, judgement.exit_code, queued.attempts + 1,
+                    queued.page.rules.value_or(ReadRetryRules(profile))),
+             !failed && !(report.aborted && unsent)};
+  if (keep != setting::kJournalText.choices[0]) ForgetWhatWasSaid(*report_);
   if (failed) CountFailure(judgement.reason);
   if (report.line_end != LineEnd::kNeverUp) failures_ = 0;
   return !unsent && judgement.outcome != Outcome::kUnknown;
+}
+
+/// A page that is done with is kept as the journal keeps it, without its text. One that may be
+/// tried again needs it.
+void LineWorker::ForgetWhatWasSaid(Report& report) {
+  if (report.decision.verdict != Verdict::kDone) return;
+  report.result.forget_text = true;
+  report.result.answer.clear();
+  report.result.reason = WithoutQuotation(report.result.reason);
 }
 
 void LineWorker::Record(const JournalRow& row) try {
@@ -220,14 +240,14 @@ void LineWorker::TellQueue() {
   if (!report.counts) {
     taken = queue_.GiveBack(report.id, report.epoch);
   } else if (verdict == Verdict::kAgain) {
-    taken = queue_.TryAgain(report.id, report.epoch, report.result, now_() + pause, report.service);
+    taken = queue_.TryAgain(report.id, report.epoch, report.result, now_() + pause);
   } else {
     PageResult result = report.result;
     if (!why.empty()) result.reason += "; " + why;
     taken = queue_.Finish(report.id, report.epoch, result,
                           verdict == Verdict::kDone ? PageState::kAccepted : PageState::kParked);
   }
-  if (!taken) {
+  if (!taken && report.counts) {
     host_.Tell("The page " + report.id +
                " was taken from this line while it was on it, and may go out twice.");
   }
@@ -238,18 +258,64 @@ void LineWorker::Enter(LineState state, const std::string& why) {
   if (std::exchange(state_, state) != state || !why.empty()) host_.Entered(state, why);
 }
 
+std::vector<std::string> ServicesOf(Registry& registry, std::string profile,
+                                    const std::vector<std::string>& modems) {
+  Settings settings;
+  GetSettings(registry, profile, settings);
+  std::vector<std::string> services;
+  for (std::string& name : Profile(registry, BaseKey(profile)).Services()) {
+    ServiceRecord service;
+    const bool read = GetServiceInfo(registry, profile, settings, service, name);
+    if (read && std::find(modems.begin(), modems.end(), service.ModemName) != modems.end()) {
+      services.push_back(name);
+    }
+  }
+  return services;
+}
+
+namespace {
+
+struct Ending {
+  PageResult result;
+  int exit_code;
+};
+
+Ending InDoubt(const QueuedPage& queued) {
+  return {queued.result.value_or(Interrupted()), static_cast<int>(Exit::kUnknown)};
+}
+
+/// How a try ended that its holder could not tell the queue of.
+Ending EndingOf(const QueuedPage& queued, const Recorded& recorded) {
+  const auto row = recorded(TryId(queued), queued.arrived);
+  if (!row) return InDoubt(queued);
+  const auto outcome = std::find(kOutcomeNames.begin(), kOutcomeNames.end(), row->outcome);
+  if (outcome == kOutcomeNames.end()) return InDoubt(queued);  // nobody closed it
+  const auto known = static_cast<Outcome>(outcome - kOutcomeNames.begin());
+  return {{.outcome = known,
+           .reason = row->reason,
+           .answer = row->answer,
+           .modem = row->modem,
+           .perhaps_out = known == Outcome::kUnknown || row->pieces_accepted > 0,
+           .forget_text = known == Outcome::kAccepted && row->text.empty()},
+          row->exit_code};
+}
+
+}  // namespace
+
 void SettleUnknown(Queue& queue, const std::string& profile, const RetryRules& rules, Moment now,
-                   Moment before) {
+                   Moment before, const Recorded& recorded) {
   for (const QueuedPage& queued : queue.List({.states = {PageState::kUnknown}})) {
     if (queued.page.profile != profile || queued.changed > before) continue;
-    PageResult result = queued.result.value_or(Interrupted());
-    const Decision decision =
-        Decide(result.outcome, static_cast<int>(Exit::kUnknown), queued.attempts, rules);
-    if (decision.verdict == Verdict::kAgain) {
-      queue.TryAgain(queued.page.id, queued.epoch, result, now, queued.page.service);
+    auto [result, exit_code] = EndingOf(queued, recorded);
+    const auto& [verdict, pause, why] =
+        Decide(result.outcome, exit_code, queued.attempts, queued.page.rules.value_or(rules));
+    if (verdict == Verdict::kAgain) {
+      const bool waited = result.outcome == Outcome::kUnknown;
+      queue.TryAgain(queued.page.id, queued.epoch, result, waited ? now : now + pause);
     } else {
-      result.reason += "; " + decision.why;
-      queue.Finish(queued.page.id, queued.epoch, result, PageState::kParked);
+      if (!why.empty()) result.reason += "; " + why;
+      queue.Finish(queued.page.id, queued.epoch, result,
+                   verdict == Verdict::kDone ? PageState::kAccepted : PageState::kParked);
     }
   }
 }

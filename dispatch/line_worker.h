@@ -64,7 +64,7 @@ struct WorkerLine {
 class LineWorker {
  public:
   /// Everything outlives the worker, and is of its thread. `now` is the time of the queue.
-  LineWorker(Platform& platform, Queue& queue, WorkerHost& host, WorkerLine line,
+  LineWorker(Platform& platform, PageSource& queue, WorkerHost& host, WorkerLine line,
              std::function<Moment()> now);
 
   /// One call, if a page waits that this line can carry: with it, and with those for the same
@@ -83,18 +83,19 @@ class LineWorker {
   struct Report {
     std::string id;
     std::int64_t epoch;
-    std::string service;
     PageResult result;
     Decision decision;
     bool counts;  // as a try of the page
   };
 
-  std::vector<std::string> Services() const;
+  std::string Words(const QueuedPage& queued) const;
   void Call(QueuedPage queued);
+  bool Begin(const QueuedPage& queued);
   std::optional<QueuedPage> Next(const std::string& service);
   bool MayGoOn(std::size_t pages, std::chrono::milliseconds began) const;
   /// False when the line is not fit for another page.
   bool Send(Sender& sender, const QueuedPage& queued);
+  static void ForgetWhatWasSaid(Report& report);
   void Record(const JournalRow& row);
   bool ModemFailed(const SendReport& report, const Judgement& judgement);
   void CountFailure(const std::string& why);
@@ -102,7 +103,7 @@ class LineWorker {
   void Enter(LineState state, const std::string& why = {});
 
   Platform& platform_;
-  Queue& queue_;
+  PageSource& queue_;
   WorkerHost& host_;
   const WorkerLine line_;
   const std::function<Moment()> now_;
@@ -114,9 +115,19 @@ class LineWorker {
   std::chrono::milliseconds rests_until_{0};  // by the clock
 };
 
-/// Decides about the pages of a profile that are unknown since `before` or longer: they are tried
-/// again, or parked. Until then their holders may still say what became of them.
+/// The services of a profile whose modem is one of these names, as the settings are now.
+std::vector<std::string> ServicesOf(Registry& registry, std::string profile,
+                                    const std::vector<std::string>& modems);
+
+/// The row of that id in the journal, if there is one that began at `since` (as the pages of the
+/// queue have it) or later: an id that is given again when its page has gone from the queue must
+/// not find what became of the former one.
+using Recorded = std::function<std::optional<JournalRow>(const std::string& id, Moment since)>;
+
+/// Decides about the pages of a profile that are unknown since `before` or longer. One whose holder
+/// died between the journal and the queue is as the journal says; the others are tried again, or
+/// parked. Until then their holders may still say what became of them.
 void SettleUnknown(Queue& queue, const std::string& profile, const RetryRules& rules, Moment now,
-                   Moment before);
+                   Moment before, const Recorded& recorded);
 
 }  // namespace mvsms::dispatch

@@ -11,10 +11,13 @@
 #include "backends/memory/queue.h"
 #include "base/raised_error.h"
 #include "media/bascommon.h"
+#include "tests/support/heap.h"
 #include "tests/support/host.h"
 
 namespace mvsms::dispatch {
 namespace {
+
+std::optional<JournalRow> NothingRecorded(const std::string&, Moment) { return std::nullopt; }
 
 using namespace std::chrono_literals;
 using test::TapBlock;
@@ -39,7 +42,13 @@ class FailingQueue : public memory::MemoryQueue {
     if (fails) throw RaisedError(75, "Queue", "The disk is full.");
     return MemoryQueue::Finish(id, epoch, result, state);
   }
+  bool Begin(const std::string& id, std::int64_t epoch) override {
+    const bool begun = MemoryQueue::Begin(id, epoch);
+    if (loses_answers) throw RaisedError(75, "Queue", "The disk is full.");
+    return begun;
+  }
   bool fails = false;
+  bool loses_answers = false;
 };
 
 class Worker : public testing::Test, protected WorkerHost {
@@ -50,14 +59,19 @@ class Worker : public testing::Test, protected WorkerHost {
     host_.profile.Set("Retries", 1);
   }
 
-  void Put(const std::string& id, const std::string& text, const std::string& number = "0171",
-           const std::string& service = "Pager") {
+  static Page PageOf(const std::string& id, const std::string& text,
+                     const std::string& number = "0171", const std::string& service = "Pager") {
     Page page;
     page.id = id;
     page.profile = "Standard";
     page.recipient = page.number = number;
     page.text = text;
     page.service = service;
+    return page;
+  }
+  void Put(const std::string& id, const std::string& text, const std::string& number = "0171",
+           const std::string& service = "Pager") {
+    const Page page = PageOf(id, text, number, service);
     queue_.Put({&page, 1});
   }
   QueuedPage Find(const std::string& id) { return queue_.Find(id).value(); }
@@ -65,6 +79,16 @@ class Worker : public testing::Test, protected WorkerHost {
   Moment Now() { return Moment(1'000'000s) + host_.platform.clock().Now(); }
   void Wait(std::chrono::milliseconds time) {
     basCommon::Pause(host_.platform.loop(), static_cast<std::int32_t>(time.count()));
+  }
+  /// What the line and the one who watches over it do again and again.
+  void LookForWork() {
+    worker_.Work();
+    queue_.Sweep([](const std::string&) { return false; });
+    SettleUnknown(queue_, "Standard", {}, Now(), Now() - 60s, NothingRecorded);
+    queue_.Prune(Now() - 1h);
+    host_.platform.loop().Sleep(60s);
+    host_.platform.loop().DoEvents();
+    host_.platform.calls.clear();
   }
   std::vector<std::string> JournalOf(const std::string& id) const {
     std::vector<std::string> rows;
@@ -261,6 +285,23 @@ TEST_F(Worker, SilenceIsParkedWhereTheProfileWantsThat) {
   EXPECT_THAT(Find("A").result->reason, EndsWith("; it is not to go out twice"));
 }
 
+TEST_F(Worker, ADonePageKeepsItsTextOnlyWhereTheJournalMay) {
+  host_.tap.block_answers = {"211 Page: One\r\x06\r", "511 Two\r\x1e\r"};
+  host_.profile.Set("JournalText", "hash");
+  Put("A", "One");
+  Put("B", "Two", "0172");
+  EXPECT_TRUE(worker_.Work());
+  EXPECT_EQ(StateOf("A"), PageState::kAccepted);
+  EXPECT_EQ(Find("A").page.text, "");
+  EXPECT_EQ(Find("A").result->answer, "");
+  EXPECT_EQ(StateOf("B"), PageState::kParked);
+  EXPECT_EQ(Find("B").page.text, "Two") << "somebody may have it tried again";
+  host_.profile.Set("JournalText", "full");
+  Put("C", "Three", "0173");
+  EXPECT_TRUE(worker_.Work());
+  EXPECT_EQ(Find("C").page.text, "Three");
+}
+
 TEST_F(Worker, AModemInUseIsLeftToWhoHasIt) {
   modem_in_use_ = "mgetty has it.";
   Put("A", "One");
@@ -295,6 +336,52 @@ TEST_F(Worker, AModemThatFailsThreeTimesRestsLongerAndLonger) {
   EXPECT_EQ(StateOf("A"), PageState::kAccepted);
 }
 
+TEST_F(Worker, WhatWaitsForAModemThatRestsGoesThroughTheFallback) {
+  host_.AddService("City", "TAP", {{"ModemName", "Other"}});
+  Page page = PageOf("A", "One");
+  page.fallback = "City";
+  queue_.Put({&page, 1});
+  nothing_dialled_ = true;
+  host_.platform.lines[0].cause = CallCause::kDisconnectFailed;
+  host_.platform.lines[0].outcome = CallState::kDisconnected;
+  for (int i = 0; i < 3; ++i) EXPECT_TRUE(worker_.Work());
+  EXPECT_EQ(Find("A").page.service, "Pager") << "it has only begun to rest";
+  EXPECT_FALSE(worker_.Work());
+  EXPECT_EQ(Find("A").page.service, "City");
+  EXPECT_EQ(Find("A").attempts, 0);
+}
+
+TEST_F(Worker, ABusyServiceIsFollowedByTheFallback) {
+  host_.AddService("City", "TAP", {{"PhoneNumber", "0987654"}});
+  Page page = PageOf("A", "One");
+  page.fallback = "City";
+  queue_.Put({&page, 1});
+  host_.platform.lines[0].cause = CallCause::kDisconnectBusy;
+  host_.platform.lines[0].outcome = CallState::kDisconnected;
+  EXPECT_TRUE(worker_.Work());
+  host_.platform.lines[0].cause = CallCause::kNone;
+  host_.platform.lines[0].outcome = CallState::kConnected;
+  Wait(10s);
+  EXPECT_TRUE(worker_.Work());
+  EXPECT_EQ(StateOf("A"), PageState::kAccepted);
+  EXPECT_EQ(journal_.front().service, "Pager");
+  EXPECT_EQ(journal_.back().service, "City");
+}
+
+TEST_F(Worker, APageThatStandsForOthersSaysHowMany) {
+  for (const char* id : {"A", "B", "C"}) {
+    Page page = PageOf(id, "Pump 3 has stopped");
+    page.joins = 10min;
+    queue_.Put({&page, 1});
+  }
+  EXPECT_TRUE(worker_.Work());
+  EXPECT_THAT(host_.tap.blocks, ElementsAre(TapBlock("0171", "Pump 3 has stopped (+2 more)")));
+  EXPECT_EQ(journal_.back().text, "Pump 3 has stopped (+2 more)");
+  EXPECT_THAT(journal_.back().reason, EndsWith("; for 2 more like it"));
+  EXPECT_EQ(StateOf("C"), PageState::kJoined);
+  EXPECT_FALSE(worker_.Work());
+}
+
 TEST_F(Worker, AModemThatCannotBeTakenRests) {
   host_.platform.lines[0].in_use = true;
   Put("A", "One");
@@ -325,6 +412,20 @@ TEST_F(Worker, AResultThatTheQueueDoesNotTakeIsToldAgainBeforeTheNextPage) {
   EXPECT_EQ(StateOf("A"), PageState::kAccepted);
   EXPECT_EQ(StateOf("B"), PageState::kAccepted);
   EXPECT_THAT(host_.tap.blocks, SizeIs(2));
+}
+
+TEST_F(Worker, APageWhoseBeginningWasNotConfirmedIsGivenBackAndNotDialled) {
+  host_.profile.Set("OnUnknown", "park");
+  queue_.loses_answers = true;
+  Put("A", "One");
+  EXPECT_THROW(worker_.Work(), RaisedError);
+  EXPECT_EQ(StateOf("A"), PageState::kDialling);
+  EXPECT_THAT(host_.tap.numbers, IsEmpty());
+  queue_.loses_answers = false;
+  EXPECT_TRUE(worker_.Work());
+  EXPECT_EQ(StateOf("A"), PageState::kAccepted);
+  EXPECT_EQ(Find("A").attempts, 1);
+  EXPECT_THAT(told_, IsEmpty());
 }
 
 TEST_F(Worker, APageThatWasTakenAwayIsSaidToGoOutTwicePerhaps) {
@@ -386,6 +487,34 @@ TEST_F(Worker, ManyCallsLeaveNothingBehind) {
   EXPECT_EQ(host_.platform.open_keys(), 0U);
 }
 
+TEST_F(Worker, TwoIdleDaysCostNoMemoryAndNoTimer) {
+  LookForWork();
+  const std::size_t timers = host_.platform.running_timers();
+  const std::size_t before = test::HeapInUse();
+  const auto end = Now() + 48h;
+  while (Now() < end) LookForWork();
+  EXPECT_LT(test::HeapInUse(), before + 1024) << "of 2,880 looks; the allocator keeps some aside";
+  EXPECT_EQ(host_.platform.running_timers(), timers);
+  EXPECT_EQ(host_.platform.open_keys(), 0U);
+  EXPECT_THAT(states_, IsEmpty());
+}
+
+TEST_F(Worker, TwoDaysWithAPageAnHourLeaveTheLatestPageAlone) {
+  const std::size_t timers = host_.platform.running_timers();
+  for (int hour = 0; hour < 48; ++hour) {
+    Put(std::to_string(hour), "Hour " + std::to_string(hour));
+    const auto end = Now() + 1h;
+    while (Now() < end) LookForWork();
+  }
+  EXPECT_THAT(host_.tap.blocks, SizeIs(48));
+  EXPECT_THAT(queue_.List({.states = kOver}), SizeIs(1));
+  EXPECT_EQ(host_.platform.running_timers(), timers);
+  EXPECT_EQ(host_.platform.open_keys(), 0U);
+  EXPECT_EQ(host_.platform.open_ports(), 0U);
+  EXPECT_EQ(host_.platform.active_calls(), 0U);
+  EXPECT_EQ(host_.platform.registrations(), 0U);
+}
+
 TEST_F(Worker, ChangedSettingsApplyToTheNextCall) {
   host_.AddTapService({{"ModemName", "Other"}});
   Put("A", "One");
@@ -409,11 +538,58 @@ class InDoubt : public testing::Test {
     queue_.Sweep([](const std::string&) { return true; });
   }
 
-  void Settle(const RetryRules& rules) { SettleUnknown(queue_, "Standard", rules, now_, now_); }
+  void Settle(const RetryRules& rules) {
+    SettleUnknown(queue_, "Standard", rules, now_, now_,
+                  [this](const std::string& id, Moment since) {
+                    return row_ && row_->id == id && since <= row_began_ ? row_ : std::nullopt;
+                  });
+  }
 
   Moment now_{1'000'000s};
   memory::MemoryQueue queue_{[this] { return now_; }};
+  std::optional<JournalRow> row_;
+  Moment row_began_ = now_;
 };
+
+TEST_F(InDoubt, IsAsTheJournalSaysWhereThatWasToldAndTheQueueWasNot) {
+  row_.emplace();
+  row_->id = "A.1";
+  row_->outcome = "accepted";
+  row_->answer = "OK";
+  Settle({.retries = 1});
+  const QueuedPage page = queue_.Find("A").value();
+  EXPECT_EQ(page.state, PageState::kAccepted);
+  EXPECT_EQ(page.result->answer, "OK");
+}
+
+TEST_F(InDoubt, IsTriedAgainUnmarkedWhereTheJournalKnowsThatItDidNotGoOut) {
+  row_.emplace();
+  row_->id = "A.1";
+  row_->outcome = "unreachable";
+  row_->exit_code = 75;
+  Settle({.retries = 1, .delay = 5min});
+  const QueuedPage page = queue_.Find("A").value();
+  EXPECT_EQ(page.state, PageState::kReady);
+  EXPECT_EQ(page.page.not_before, now_ + 5min);
+  EXPECT_FALSE(page.perhaps_twice);
+}
+
+TEST_F(InDoubt, IsInDoubtWhereTheRowIsThatOfAFormerPageOfItsId) {
+  row_.emplace();
+  row_->id = "A.1";
+  row_->outcome = "accepted";
+  row_began_ = now_ - 1s;
+  Settle({.retries = 1});
+  EXPECT_EQ(queue_.Find("A")->state, PageState::kReady);
+}
+
+TEST_F(InDoubt, IsInDoubtWhileItsRowIsOpen) {
+  row_.emplace();
+  row_->id = "A.1";
+  row_->outcome = kOutcomeOpen;
+  Settle({.retries = 1});
+  EXPECT_TRUE(queue_.Find("A")->perhaps_twice);
+}
 
 TEST_F(InDoubt, IsTriedAgainAndMarked) {
   Settle({.retries = 1});
@@ -431,13 +607,13 @@ TEST_F(InDoubt, IsParkedWhereNobodyWantsItTwice) {
 }
 
 TEST_F(InDoubt, IsLeftToItsHolderForAWhile) {
-  SettleUnknown(queue_, "Standard", {.retries = 1}, now_, now_ - 1s);
+  SettleUnknown(queue_, "Standard", {.retries = 1}, now_, now_ - 1s, NothingRecorded);
   EXPECT_EQ(queue_.Find("A")->state, PageState::kUnknown);
   EXPECT_TRUE(queue_.Finish("A", 1, {.outcome = Outcome::kAccepted}, PageState::kAccepted));
 }
 
 TEST_F(InDoubt, IsNoBusinessOfAnotherProfilesWorker) {
-  SettleUnknown(queue_, "Other", {.retries = 1}, now_, now_);
+  SettleUnknown(queue_, "Other", {.retries = 1}, now_, now_, NothingRecorded);
   EXPECT_EQ(queue_.Find("A")->state, PageState::kUnknown);
 }
 
