@@ -1,12 +1,13 @@
-// Reading ahead, swallowing what is written to a lost line, and the network's part.
+// Reading ahead, and swallowing what is written to a lost line.
 #include "backends/posix/line/channel.h"
 
 #include <poll.h>
-#include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <utility>
 
 namespace mvsms::posix {
 namespace {
@@ -81,7 +82,7 @@ void Channel::Fill(std::size_t wanted) {
   std::array<char, 1024> chunk{};
   const std::size_t limit = std::max(wanted, kBufferSize);
   while (fd_ && input_.size() < limit) {
-    const ssize_t count = read(fd_.get(), chunk.data(), chunk.size());
+    const long count = Receive(chunk.data(), chunk.size());
     if (count < 0 && MeansLater(errno)) return;
     if (count <= 0) {
       lost_ = true;
@@ -89,21 +90,20 @@ void Channel::Fill(std::size_t wanted) {
     }
     std::string bytes(chunk.data(), static_cast<std::size_t>(count));
     Arrived(bytes);
-    std::erase(bytes, '\0');
+    if (!keeps_nuls_) std::erase(bytes, '\0');
     input_ += bytes;
   }
 }
 
-long SocketChannel::Transmit(std::string_view bytes) {
-  return send(fd(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
-}
+long Channel::Receive(char* buffer, std::size_t count) { return read(fd_.get(), buffer, count); }
 
-// Unread input would turn the close into a reset, which takes what was sent last with it.
+// A descriptor of its own, which is there to be waited for.
+SocketChannel::SocketChannel(std::unique_ptr<NetStream> stream)
+    : Channel(UniqueFd(dup(stream->fd()))), stream_(std::move(stream)) {}
+
 void SocketChannel::Closing() {
-  shutdown(fd(), SHUT_WR);
-  std::array<char, 1024> rest{};
-  while (read(fd(), rest.data(), rest.size()) > 0) {
-  }
+  stream_->Finish();
+  stream_.reset();
 }
 
 }  // namespace mvsms::posix

@@ -5,17 +5,20 @@
 // counts as ended only when all that came before has been read.
 //
 // NUL bytes are dropped on every line, whatever its settings say: old centres and terminal servers
-// pad with them, and nothing that is spoken here has a use for one.
+// pad with them, and nothing that is spoken here has a use for one. Who looks for what is wrong
+// with a line wants to see them.
 //
 // Thread: one at a time. A line is dialled on a worker thread and then used on its owner's.
 #pragma once
 
 #include <chrono>
 #include <cstddef>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 
+#include "backends/posix/line/net_stream.h"
 #include "backends/posix/line/tty.h"
 #include "backends/posix/system/unique_fd.h"
 #include "platform/comm.h"
@@ -40,6 +43,8 @@ class Channel {
   std::size_t Write(std::string_view bytes);
   /// Puts bytes in front of everything that is still to be read.
   void PutBack(std::string_view bytes) { input_.insert(0, bytes); }
+  /// From now on NULs come like every other byte.
+  void KeepNuls() { keeps_nuls_ = true; }
   /// Waits until there is something to read, the line is lost, or the time is up.
   void WaitForInput(Millis timeout);
   /// Waits until everything written has been sent, or the time is up.
@@ -68,6 +73,8 @@ class Channel {
  private:
   /// One write to the system; a negative result with errno as usual.
   virtual long Transmit(std::string_view bytes) = 0;
+  /// One read, likewise; 0 at the end.
+  virtual long Receive(char* buffer, std::size_t count);
   /// What arrived, to be converted in place.
   virtual void Arrived(std::string& /*bytes*/) {}
   /// Whether a line beside the data shows that the far end has gone.
@@ -81,18 +88,24 @@ class Channel {
   Dcb state_{.BaudRate = 9600, .flags = dcb_flag::kBinary, .ByteSize = 8};
   std::string input_;
   bool lost_ = false;
+  bool keeps_nuls_ = false;
 };
 
-/// A connection over the network.
+/// A connection over the network as the line of a call.
 class SocketChannel : public Channel {
  public:
-  /// `fd` is a connected, non-blocking stream socket.
-  explicit SocketChannel(UniqueFd fd) : Channel(std::move(fd)) {}
+  explicit SocketChannel(std::unique_ptr<NetStream> stream);
   ~SocketChannel() override { Close(); }
+  /// Why the far end broke the connection off, to be put behind its name; empty when it did not
+  /// say.
+  std::string Trouble() const { return stream_ ? stream_->trouble() : ""; }
 
  private:
-  long Transmit(std::string_view bytes) override;
+  long Transmit(std::string_view bytes) override { return stream_->Write(bytes); }
+  long Receive(char* buffer, std::size_t count) override { return stream_->Read(buffer, count); }
   void Closing() override;
+
+  std::unique_ptr<NetStream> stream_;
 };
 
 }  // namespace mvsms::posix

@@ -229,7 +229,7 @@ TEST_F(CommPort, CompletedReadDoesNotTakeLaterBytes) {
 
 TEST_F(CommPort, ReadCanBeLargerThanAnyBuffer) {
   comm_->CloseHandle(port_);
-  const auto channel = std::make_shared<SocketChannel>(UniqueFd());
+  const auto channel = std::make_shared<SocketChannel>(PlainNetStream(UniqueFd()));
   channel->PutBack(std::string(20000, 'x'));
   port_ = static_cast<PosixComm&>(*comm_).Adopt(channel);
   std::string large(20000, ' ');

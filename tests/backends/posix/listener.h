@@ -30,6 +30,7 @@ class Listener {
   }
   bool up() const { return up_; }
   const std::string& port() const { return port_; }
+  int fd() const { return socket_.get(); }
   UniqueFd Accept() const {
     return UniqueFd(accept4(socket_.get(), nullptr, nullptr, SOCK_CLOEXEC));
   }
