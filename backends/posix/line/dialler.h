@@ -26,6 +26,9 @@ class Dialler {
   /// than the cause says: a sentence, UTF-8; else empty. Asked before HangUp, when Dial is not
   /// running.
   virtual std::string Trouble() const = 0;
+  /// The words with which the far end refused a login of the line, ANSI; empty when it did not.
+  /// Asked as Trouble is.
+  virtual std::string Refusal() const { return {}; }
   /// Whether the Dial that failed did not come as far as the number, because of the modem or its
   /// line: then another modem may be tried.
   virtual bool NothingDialled() const = 0;
@@ -34,8 +37,8 @@ class Dialler {
   virtual void HangUp() = 0;
 };
 
-/// `destination` is what the line's modem dials, or host:port.
+/// `destination` is what the line's modem dials, or host:port or tls://host:port.
 std::unique_ptr<Dialler> MakeHayesDialler(const LineConfig& line, const std::string& destination);
-std::unique_ptr<Dialler> MakeTcpDialler(const std::string& destination);
+std::unique_ptr<Dialler> MakeTcpDialler(const LineConfig& line, const std::string& destination);
 
 }  // namespace mvsms::posix

@@ -16,21 +16,24 @@ constexpr std::chrono::milliseconds kSyncStep{20};
 
 class CallStateEvent : public ITCallStateEvent {
  public:
-  CallStateEvent(CallState state, CallCause cause) : state_(state), cause_(cause) {}
+  CallStateEvent(CallState state, CallCause cause, const std::string& words)
+      : state_(state), cause_(cause), words_(words) {}
   CallState State() override { return state_; }
   CallCause Cause() override { return cause_; }
+  std::string Words() override { return words_; }
 
  private:
   CallState state_;
   CallCause cause_;
+  const std::string& words_;
 };
 
 }  // namespace
 
-void EventOutlet::Deliver(CallState state, CallCause cause) const {
+void EventOutlet::Deliver(CallState state, CallCause cause, const std::string& words) const {
   if ((mask_ & kTeCallState) == 0 || !sink_) return;
   const ITTAPI::EventSink sink = sink_;  // it may be unbound from inside the delivery
-  CallStateEvent event(state, cause);
+  CallStateEvent event(state, cause, words);
   sink(kTeCallState, &event);
 }
 
@@ -124,8 +127,9 @@ void LineCall::Finished(CallCause cause) {
   state_ = up ? CallState::kConnected : CallState::kDisconnected;
   if (!up) NoteTrouble(line_, dialler_->Trouble());
   NoteNothingDialled(line_, !up && dialler_->NothingDialled());
+  const std::string refusal = up ? "" : dialler_->Refusal();
   if (!up) dialler_->HangUp();
-  outlet_->Deliver(state_, cause);
+  outlet_->Deliver(state_, cause, refusal);
 }
 
 }  // namespace mvsms::posix

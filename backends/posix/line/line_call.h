@@ -22,7 +22,8 @@ class EventOutlet {
  public:
   void PutFilter(std::int32_t mask) { mask_ = mask; }
   void SetSink(ITTAPI::EventSink sink) { sink_ = std::move(sink); }
-  void Deliver(CallState state, CallCause cause) const;
+  /// `words` are those with which the far end refused the call, where it was heard.
+  void Deliver(CallState state, CallCause cause, const std::string& words = {}) const;
 
  private:
   std::int32_t mask_ = 0;
@@ -38,7 +39,7 @@ class LineCall : public ITBasicCallControl, public std::enable_shared_from_this<
 
   /// When the far end has gone, and all that it sent was read, the call is disconnected.
   CallState GetCallState() override;
-  /// Throws RaisedError when the device cannot be had (see OpenLine) or the call was started
+  /// Throws RaisedError when the device cannot be had (see OpenModem) or the call was started
   /// before.
   void Connect(bool synchronous) override;
   /// Blocks until the modem has hung up: half a second where it follows DTR, else some three.

@@ -1,171 +1,43 @@
-// A call over the network: the name is looked up, then its addresses are tried one after another.
-//
-// The system's name service cannot be interrupted, so a look-up runs on a thread of its own that is
-// left behind when the caller gives up.
-#include <netdb.h>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
-#include <poll.h>
-#include <sys/socket.h>
-
-#include <algorithm>
-#include <cerrno>
-#include <chrono>
-#include <condition_variable>
-#include <cstring>
-#include <mutex>
-#include <thread>
+// A call over the network: the connection, and the login where the centre wants one before all
+// else.
 #include <utility>
 
 #include "backends/posix/line/dialler.h"
-#include "backends/posix/line/tcp_address.h"
+#include "backends/posix/line/net_stream.h"
+#include "backends/posix/line/network_modem.h"
+#include "backends/posix/line/ucp_login.h"
 #include "base/ansi.h"
 
 namespace mvsms::posix {
 namespace {
 
-using std::chrono::milliseconds;
-using std::chrono::steady_clock;
-
-constexpr milliseconds kCallTime{30000};     // below the 40 s after which a sender gives up
-constexpr milliseconds kAddressTime{10000};  // for each address, while there are others
-constexpr milliseconds kSlice{50};           // how late a cancellation may be noticed
-
-struct FreeAddresses {
-  void operator()(addrinfo* list) const { freeaddrinfo(list); }
-};
-using Addresses = std::unique_ptr<addrinfo, FreeAddresses>;
-
-// Returns an EAI_* error, 0 when there are addresses.
-int LookUpNow(const TcpAddress& address, Addresses& addresses) {
-  addrinfo hints{};
-  hints.ai_family = AF_UNSPEC;
-  hints.ai_socktype = SOCK_STREAM;
-  addrinfo* list = nullptr;
-  const int error = getaddrinfo(address.host.c_str(), address.port.c_str(), &hints, &list);
-  if (error == 0) addresses.reset(list);
-  return error;
-}
-
-// Shared by the waiting caller and the thread that looks up, whichever lasts longer.
-struct LookUp {
-  std::mutex mutex;
-  std::condition_variable_any changed;
-  bool done = false;
-  int error = EAI_AGAIN;
-  Addresses addresses;
-};
-
-// As LookUpNow; EAI_AGAIN when the time is up or `stop` came first.
-int Resolve(const TcpAddress& address, const std::stop_token& stop, Addresses& addresses) {
-  const auto look_up = std::make_shared<LookUp>();
-  std::thread([look_up, address] {
-    Addresses found;
-    const int error = LookUpNow(address, found);
-    const std::lock_guard guard(look_up->mutex);
-    look_up->error = error;
-    look_up->addresses = std::move(found);
-    look_up->done = true;
-    look_up->changed.notify_all();
-  }).detach();
-  std::unique_lock guard(look_up->mutex);
-  look_up->changed.wait_for(guard, stop, kCallTime, [&] { return look_up->done; });
-  addresses = std::move(look_up->addresses);
-  return look_up->error;
-}
-
-// Waits for the outcome of a connect under way. Returns its error, ETIMEDOUT, or ECANCELED.
-int AwaitConnect(int fd, steady_clock::time_point deadline, const std::stop_token& stop) {
-  while (!stop.stop_requested()) {
-    if (steady_clock::now() >= deadline) return ETIMEDOUT;
-    pollfd wait = {fd, POLLOUT, 0};
-    if (poll(&wait, 1, static_cast<int>(kSlice.count())) <= 0) continue;
-    int error = 0;
-    socklen_t size = sizeof error;
-    return getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &size) == 0 ? error : errno;
-  }
-  return ECANCELED;
-}
-
-// Returns 0 and the connected socket, or an error of the system.
-int ConnectTo(const addrinfo& address, steady_clock::time_point deadline,
-              const std::stop_token& stop, UniqueFd& connected) {
-  UniqueFd fd(socket(address.ai_family, address.ai_socktype | SOCK_NONBLOCK | SOCK_CLOEXEC,
-                     address.ai_protocol));
-  if (!fd) return errno;
-  const int started = connect(fd.get(), address.ai_addr, address.ai_addrlen);
-  int error = started == 0 ? 0 : errno;
-  if (error == EINPROGRESS) error = AwaitConnect(fd.get(), deadline, stop);
-  if (error != 0) return error;
-  const int on = 1;
-  setsockopt(fd.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-  setsockopt(fd.get(), SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on);
-  connected = std::move(fd);
-  return 0;
-}
-
-CallCause CauseOf(int error) {
-  switch (error) {
-    case 0:
-      return CallCause::kNone;
-    case ECANCELED:
-      return CallCause::kDisconnectCancelled;
-    case ECONNREFUSED:
-    case ETIMEDOUT:
-      return CallCause::kDisconnectNoAnswer;
-    default:
-      return CallCause::kDisconnectFailed;
-  }
-}
-
-// A name service that cannot be reached says nothing about the name.
-CallCause CauseOfLookUp(int error) {
-  return error == EAI_NONAME ? CallCause::kDisconnectBadAddress : CallCause::kDisconnectFailed;
-}
-
-// What was wrong with a name or an address; a sentence with it in front.
-std::string LookUpTrouble(int error) {
-  if (error == EAI_NONAME) return ": the host is unknown";
-  return std::string(": the host's name cannot be looked up now: ") + gai_strerror(error);
-}
-
-std::string ConnectTrouble(int error) {
-  switch (error) {
-    case 0:
-    case ECANCELED:
-      return {};
-    case ECONNREFUSED:
-      return " refuses connections: nothing listens there";
-    case ETIMEDOUT:
-      return " does not answer: the connection timed out";
-    default:
-      return std::string(" cannot be reached: ") + std::strerror(error);
-  }
-}
-
 class TcpDialler : public Dialler {
  public:
-  explicit TcpDialler(std::string destination) : destination_(std::move(destination)) {}
+  TcpDialler(LineConfig line, const std::string& destination)
+      : line_(std::move(line)), destination_(Utf8FromAnsi(destination)) {}
   ~TcpDialler() override { HangUp(); }
 
   void Prepare() override {}
 
   CallCause Dial(const std::stop_token& stop) override {
-    const auto address = ParseTcpAddress(destination_);
-    if (!address) return Fail(CallCause::kDisconnectBadAddress, " is not host:port");
-    const auto deadline = steady_clock::now() + kCallTime;
-    Addresses addresses;
-    const int error = Resolve(*address, stop, addresses);
-    if (stop.stop_requested()) return CallCause::kDisconnectCancelled;
-    if (error != 0) return Fail(CauseOfLookUp(error), LookUpTrouble(error));
-    const int refused = ConnectToAny(*addresses, deadline, stop);
-    return Fail(CauseOf(refused), ConnectTrouble(refused));
+    const auto address = ParseCentreAddress(destination_, HasTlsFiles(line_.access));
+    if (!address) return Fail(CallCause::kDisconnectBadAddress, destination_ + " is not host:port");
+    NetResult result = OpenNetStream(address->host, destination_,
+                                     address->scheme == NetScheme::kTls, line_.access, stop);
+    if (!result.stream) return Fail(result.cause, result.trouble);
+    channel_ = std::make_shared<SocketChannel>(std::move(result.stream));
+    const CallCause cause = LogInIfWanted(stop);
+    if (cause != CallCause::kNone) HangUp();
+    return cause;
   }
 
   std::string Trouble() const override {
-    return channel_ ? "The far end closed the connection to " + Utf8FromAnsi(destination_)
-                    : trouble_;
+    if (!channel_) return trouble_;
+    const std::string objection = static_cast<const SocketChannel&>(*channel_).Trouble();
+    return objection.empty() ? "The far end closed the connection to " + destination_
+                             : destination_ + objection;
   }
+  std::string Refusal() const override { return refusal_; }
 
   const std::shared_ptr<Channel>& channel() const override { return channel_; }
   bool NothingDialled() const override { return false; }
@@ -176,36 +48,33 @@ class TcpDialler : public Dialler {
   }
 
  private:
-  CallCause Fail(CallCause cause, const std::string& what) {
-    trouble_ = what.empty() ? what : Utf8FromAnsi(destination_) + what;
+  CallCause Fail(CallCause cause, const std::string& trouble) {
+    trouble_ = trouble;
     return cause;
   }
 
-  int ConnectToAny(const addrinfo& first, steady_clock::time_point deadline,
-                   const std::stop_token& stop) {
-    int error = ECANCELED;
-    for (const addrinfo* address = &first; address != nullptr && !stop.stop_requested();
-         address = address->ai_next) {
-      const bool last = address->ai_next == nullptr;
-      const auto limit = last ? deadline : std::min(deadline, steady_clock::now() + kAddressTime);
-      UniqueFd fd;
-      error = ConnectTo(*address, limit, stop, fd);
-      if (error != 0) continue;
-      channel_ = std::make_shared<SocketChannel>(std::move(fd));
-      return 0;
+  CallCause LogInIfWanted(const std::stop_token& stop) {
+    if (line_.access.login.empty()) return CallCause::kNone;
+    std::string password, problem;
+    if (!ReadPassword(line_.access.password_file, password, problem)) {
+      return Fail(CallCause::kDisconnectFailed, problem);
     }
-    return error;
+    const LoginResult result = LogIn(*channel_, line_.access.login, password, stop);
+    refusal_ = result.words;
+    return Fail(result.cause, result.trouble.empty() ? "" : destination_ + result.trouble);
   }
 
+  LineConfig line_;
   std::string destination_;
   std::string trouble_;
+  std::string refusal_;
   std::shared_ptr<Channel> channel_;
 };
 
 }  // namespace
 
-std::unique_ptr<Dialler> MakeTcpDialler(const std::string& destination) {
-  return std::make_unique<TcpDialler>(destination);
+std::unique_ptr<Dialler> MakeTcpDialler(const LineConfig& line, const std::string& destination) {
+  return std::make_unique<TcpDialler>(line, destination);
 }
 
 }  // namespace mvsms::posix

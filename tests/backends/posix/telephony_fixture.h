@@ -27,6 +27,7 @@ class TelephonySession : public testing::Test {
     tapi_->SetEventSink([this](std::int32_t type, ITCallStateEvent* event) {
       EXPECT_EQ(type, kTeCallState);
       events_.emplace_back(event->State(), event->Cause());
+      words_ = event->Words();
     });
   }
 
@@ -99,6 +100,7 @@ class TelephonySession : public testing::Test {
   std::unique_ptr<PortHandleProvider> provider_ = telephony_->CreatePortHandleProvider();
   std::unique_ptr<Overlapped> overlapped_ = comm_->CreateOverlapped();
   Events events_;
+  std::string words_;  // with the last of them
   std::unique_ptr<ITTAPI> tapi_ = telephony_->CreateTapi();
   std::shared_ptr<ITBasicCallControl> call_;
 };
