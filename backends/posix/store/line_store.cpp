@@ -35,6 +35,20 @@ constexpr char kHasPools[] = "SELECT count(*) FROM sqlite_master WHERE name = 'r
 constexpr char kEndRest[] = "DELETE FROM rests WHERE name = ?1";
 constexpr char kFindRest[] = "SELECT until FROM rests WHERE name = ?1";
 
+// Made with the first line that needs it, likewise.
+constexpr char kAccessTable[] =
+    "CREATE TABLE IF NOT EXISTS line_access("
+    " name TEXT PRIMARY KEY, ca TEXT NOT NULL, certificate TEXT NOT NULL, key TEXT NOT NULL,"
+    " login TEXT NOT NULL, password_file TEXT NOT NULL) WITHOUT ROWID";
+constexpr char kHasAccess[] = "SELECT count(*) FROM sqlite_master WHERE name = 'line_access'";
+constexpr char kFindAccess[] =
+    "SELECT ca, certificate, key, login, password_file FROM line_access WHERE name = ?1";
+constexpr char kPutAccess[] =
+    "REPLACE INTO line_access(name, ca, certificate, key, login, password_file)"
+    " VALUES(?1, ?2, ?3, ?4, ?5, ?6)";
+constexpr char kDeleteAccess[] = "DELETE FROM line_access WHERE name = ?1";
+constexpr char kRenameAccess[] = "UPDATE line_access SET name = ?2 WHERE name = ?1";
+
 constexpr char kRename[] = "UPDATE lines SET name = ?2 WHERE name = ?1";
 constexpr char kRenameMember[] =
     "UPDATE pools SET members = trim(replace(char(9) || members || char(9),"
@@ -88,6 +102,33 @@ void WritePool(Connection& connection, const LineConfig& line) {
                                 Text{Utf8FromAnsi(Joined(line.members))}, std::int64_t{line.rest}});
 }
 
+// Where each of them stands, in the order of the columns.
+constexpr std::string LineAccess::* kAccessFields[] = {&LineAccess::ca, &LineAccess::certificate,
+                                                       &LineAccess::key, &LineAccess::login,
+                                                       &LineAccess::password_file};
+
+void ReadAccess(Connection& connection, LineConfig& line) {
+  if (connection.Value(kHasAccess) == 0) return;
+  Rows rows = connection.Query(kFindAccess, {Text{Utf8FromAnsi(line.name)}});
+  if (!rows.Next()) return;
+  int column = 0;
+  for (const auto field : kAccessFields) line.access.*field = rows.Bytes(column++);
+}
+
+void ForgetAccess(Connection& connection, const std::string& name) {
+  if (connection.Value(kHasAccess) == 0) return;
+  connection.Execute(kDeleteAccess, {Text{Utf8FromAnsi(name)}});
+}
+
+void WriteAccess(Connection& connection, const LineConfig& line) {
+  if (line.access == LineAccess()) return ForgetAccess(connection, line.name);
+  connection.Execute(kAccessTable);
+  const LineAccess& access = line.access;
+  connection.Execute(kPutAccess,
+                     {Text{Utf8FromAnsi(line.name)}, Text{access.ca}, Text{access.certificate},
+                      Text{access.key}, Text{access.login}, Text{access.password_file}});
+}
+
 LineConfig LineIn(Connection& connection, const Rows& rows) {
   LineConfig line;
   line.name = AnsiFromUtf8(rows.Bytes(0));
@@ -99,6 +140,7 @@ LineConfig LineIn(Connection& connection, const Rows& rows) {
   line.framing = rows.Bytes(6);
   line.flow = rows.Bytes(7);
   if (line.kind == LineKind::kPool) ReadPool(connection, line);
+  if (line.kind != LineKind::kPool) ReadAccess(connection, line);
   return line;
 }
 
@@ -163,6 +205,7 @@ void LineStore::Put(const LineConfig& line) {
          Text{line.device}, Text{Utf8FromAnsi(line.init)}, Text{Utf8FromAnsi(line.dial)},
          std::int64_t{line.speed}, Text{line.framing}, Text{line.flow}});
     if (line.kind == LineKind::kPool) WritePool(connection, line);
+    WriteAccess(connection, line);
     EndRest(connection, line.name);
     writing.Commit();
   });
@@ -176,6 +219,7 @@ bool LineStore::Delete(const std::string& name) {
     connection->Execute(kDelete, {Text{Utf8FromAnsi(name)}});
     const bool found = connection->Changes() > 0;
     EndRest(*connection, name);
+    ForgetAccess(*connection, name);
     writing.Commit();
     return found;
   });
@@ -193,6 +237,9 @@ bool LineStore::Rename(const std::string& from, const std::string& to) {
     if (found && connection->Value(kHasPools) != 0) {
       for (const char* statement : kRenameInPools)
         connection->Execute(statement, {Text{before}, Text{after}});
+    }
+    if (found && connection->Value(kHasAccess) != 0) {
+      connection->Execute(kRenameAccess, {Text{before}, Text{after}});
     }
     writing.Commit();
     return found;

@@ -18,16 +18,28 @@ enum class LineKind { kHayes, kTcp, kPool };
 /// As they are stored and typed, in the order of LineKind.
 inline constexpr std::array<std::string_view, 3> kLineKindNames = {"hayes", "tcp", "pool"};
 
+/// What a line over the network needs beside its address. Paths are UTF-8.
+struct LineAccess {
+  std::string ca;             // file of the authorities to trust by TLS; empty: the system's
+  std::string certificate;    // file of our own, which the far end asks for; empty: none
+  std::string key;            // file of its key; empty: the same file
+  std::string login;          // for kTcp: user of a UCP login (operation 60); empty: no login
+  std::string password_file;  // and the file with its password in the first line
+  bool operator==(const LineAccess&) const = default;
+};
+
 struct LineConfig {
   std::string name;  // ANSI code page; compared exactly
   LineKind kind = LineKind::kHayes;
   // For hayes lines.
-  std::string device;           // path of the serial device, UTF-8
+  std::string device;           // path of the serial device, or scheme://host:port, UTF-8
   std::string init;             // AT command sent before dialling; empty: "ATZ"
   std::string dial = "ATD";     // goes in front of the number
   std::uint32_t speed = 9600;   // bit/s
   std::string framing = "8N1";  // see framing.h
   std::string flow = "rtscts";  // "rtscts", "xonxoff" or "none"
+  // For tcp lines, and for hayes lines behind a serial server.
+  LineAccess access;
   // For pools.
   std::vector<std::string> members;  // names of hayes lines, first choice first
   std::uint32_t rest = 600;          // seconds that a member is spared after it did not answer

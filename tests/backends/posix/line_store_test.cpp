@@ -69,6 +69,21 @@ TEST_F(PosixLineStore, AReplacedLineKeepsItsPlace) {
   EXPECT_EQ(LineStore(home_).Find("Alpha")->speed, 115200U);
 }
 
+TEST_F(PosixLineStore, FilesAndLoginOfALineComeAndGoWithIt) {
+  LineConfig line = Modem("Net");
+  line.kind = LineKind::kTcp;
+  line.access = {"/ca", "/cert", "/key", "user", "/password"};
+  Put("Other");
+  LineStore(home_).Put(line);
+  EXPECT_EQ(LineStore(home_).Find("Net")->access, line.access);
+  EXPECT_EQ(LineStore(home_).Find("Other")->access, LineAccess());
+  LineStore(home_).Rename("Net", "Web");
+  EXPECT_EQ(LineStore(home_).Find("Web")->access, line.access);
+  LineStore(home_).Delete("Web");
+  Put("Web");
+  EXPECT_EQ(LineStore(home_).Find("Web")->access, LineAccess());
+}
+
 TEST_F(PosixLineStore, ADeletedLineThatIsAddedAgainComesLast) {
   for (const char* name : {"Zoom", "Alpha", "Middle"}) Put(name);
   EXPECT_TRUE(LineStore(home_).Delete("Middle"));
