@@ -1,102 +1,29 @@
-// The line's own settings are applied when it is opened, as a Windows modem's properties are; what
-// the owner of the port applies later comes on top.
+// See serial_channel.h.
 #include "backends/posix/line/serial_channel.h"
 
-#include <cerrno>
-#include <thread>
+#include <unistd.h>
 
-#include "backends/posix/line/framing.h"
-#include "backends/posix/line/soft_parity.h"
-#include "base/ansi.h"
-#include "base/raised_error.h"
+#include <thread>
+#include <utility>
 
 namespace mvsms::posix {
-namespace {
-
-constexpr std::string_view kNoCarrier = "NO CARRIER";
-constexpr std::uint32_t kReplaceErrors = dcb_flag::kParity | dcb_flag::kErrorChar;
-
-struct FlowControl {
-  std::string_view name;
-  std::uint32_t flags;
-};
-constexpr FlowControl kFlows[] = {
-    {"rtscts", dcb_flag::kOutxCtsFlow | 2U << dcb_flag::kRtsControlShift},
-    {"xonxoff", dcb_flag::kOutX | dcb_flag::kInX},
-    {"none", 0},
-};
-
-[[noreturn]] void Refuse(const std::string& sentence) {
-  throw RaisedError(EINVAL, "OpenLine", AnsiFromUtf8(sentence));
-}
-
-std::uint32_t FlowOf(const LineConfig& line) {
-  if (const auto flags = FlowFlags(line.flow)) return *flags;
-  Refuse("\"" + line.flow + "\" is not a flow control");
-}
-
-Framing FramingOf(const LineConfig& line) {
-  if (const auto framing = ParseFraming(line.framing)) return *framing;
-  Refuse("\"" + line.framing + "\" is not a framing");
-}
-
-std::uint8_t Coded(std::uint8_t code, std::uint8_t parity) {
-  return static_cast<std::uint8_t>(WithParity(static_cast<char>(code), parity));
-}
-
-Dcb LineState(const LineConfig& line, const Framing& framing) {
-  // As with a Windows driver: a line with parity checks it.
-  const std::uint32_t check = framing.parity == 'N' ? 0 : dcb_flag::kParity;
-  return {.BaudRate = line.speed,
-          .flags = dcb_flag::kBinary | check | FlowOf(line),
-          .ByteSize = framing.data_bits,
-          .Parity = ParityCode(framing),
-          .StopBits = StopBitsCode(framing),
-          .XonChar = 17,
-          .XoffChar = 19,
-          .ErrorChar = 0,
-          .EofChar = 26};
-}
-
-std::string WayOut(Framing framing) {
-  if (framing.data_bits != 7 || framing.parity == 'N' || framing.soft_parity) return {};
-  framing.soft_parity = true;
-  return "; use " + ToString(framing);
-}
-
-[[noreturn]] void RefuseState(SerialChannel& channel, const LineConfig& line,
-                              const Framing& framing) {
-  Dcb plain = LineState(line, {});
-  plain.ByteSize = 8;
-  if (!channel.SetState(plain)) {
-    Refuse("The device " + line.device + " does not do " + std::to_string(line.speed) + " bit/s");
-  }
-  Refuse("The device " + line.device + " does not do the framing " + line.framing +
-         WayOut(framing));
-}
-
-}  // namespace
-
-bool NoCarrierWatch::Feed(std::string_view bytes) {
+std::string ErrorMarks::Resolve(std::string_view bytes, std::optional<char> replacement) {
+  std::string resolved;
   for (const char code : bytes) {
-    const bool line_end = code == '\r' || code == '\n';
-    if (line_end && line_ == kNoCarrier) return true;
-    if (line_end) {
-      line_.clear();
-    } else if (line_.size() <= kNoCarrier.size()) {
-      line_ += code;
-    }
+    mark_ += code;
+    if (mark_ == "\xFF" || mark_ == std::string("\xFF\0", 2)) continue;
+    // A sound character, an FF that was doubled, or one with an error behind its mark.
+    resolved += mark_.size() == 3 ? replacement.value_or(code) : code;
+    mark_.clear();
   }
-  return false;
+  return resolved;
 }
 
 SerialChannel::SerialChannel(UniqueFd device, DeviceLock lock)
-    : Channel(std::move(device)), lock_(std::move(lock)) {
+    : ModemChannel(std::move(device)), lock_(std::move(lock)) {
   Dcb present = state();
   if (ReadTtyState(fd(), present)) KeepState(present);
 }
-
-void SerialChannel::WatchCarrier(bool by_line) { watch_ = by_line ? Watch::kLine : Watch::kText; }
 
 void SerialChannel::Drain(Millis timeout) {
   constexpr Millis kStep{10};
@@ -105,42 +32,16 @@ void SerialChannel::Drain(Millis timeout) {
   }
 }
 
-bool SerialChannel::SetState(const Dcb& wanted) {
-  if (!IsValidFraming(wanted.ByteSize, wanted.Parity, wanted.StopBits)) return false;
-  Dcb device = wanted;
-  const bool soft = soft_ && wanted.ByteSize == 7 && wanted.Parity != 0;
-  if (soft) {
-    device.ByteSize = 8;
-    device.Parity = 0;
-    // The driver compares whole bytes, so the characters of flow control carry their parity too.
-    device.XonChar = Coded(wanted.XonChar, wanted.Parity);
-    device.XoffChar = Coded(wanted.XoffChar, wanted.Parity);
-  }
+bool SerialChannel::Apply(const Dcb& device) {
   if (!ApplyTtyState(fd(), device)) return false;
-  soft_parity_ = soft ? wanted.Parity : 0;
-  KeepState(wanted);
+  marks_ = MarksErrors(fd());
   return true;
 }
 
-LineErrorCounts SerialChannel::Errors() {
-  LineErrorCounts counts = ReadErrorCounts(fd());
-  counts.parity += soft_errors_;
-  return counts;
-}
+long SerialChannel::Put(std::string_view bytes) { return write(fd(), bytes.data(), bytes.size()); }
 
-long SerialChannel::Transmit(std::string_view bytes) {
-  if (soft_parity_ == 0) return write(fd(), bytes.data(), bytes.size());
-  const std::string coded = WithParity(bytes, soft_parity_);
-  return write(fd(), coded.data(), coded.size());
-}
-
-void SerialChannel::Arrived(std::string& bytes) {
-  if (soft_parity_ != 0) StripParity(bytes);
-  if (watch_ == Watch::kText && text_watch_.Feed(bytes)) MarkLost();
-}
-
-bool SerialChannel::CarrierLost() {
-  return watch_ == Watch::kLine && (ModemLines().value_or(0) & kMsRlsdOn) == 0;
+void SerialChannel::Decode(std::string& bytes) {
+  if (marks_) bytes = error_marks_.Resolve(bytes, Replacement());
 }
 
 void SerialChannel::Closing() {
@@ -148,36 +49,10 @@ void SerialChannel::Closing() {
   lock_.Release();
 }
 
-void SerialChannel::StripParity(std::string& bytes) {
-  for (char& code : bytes) {
-    const bool good = ParityHolds(code, soft_parity_);
-    code = WithoutParity(code);
-    if (good) continue;
-    ++soft_errors_;
-    if (Has(kReplaceErrors)) code = static_cast<char>(state().ErrorChar);
-  }
-}
-
-std::optional<std::uint32_t> FlowFlags(std::string_view name) {
-  for (const FlowControl& flow : kFlows) {
-    if (flow.name == name) return flow.flags;
-  }
-  return std::nullopt;
-}
-
 std::shared_ptr<SerialChannel> OpenDevice(const std::string& device) {
   DeviceLock lock(device);
   UniqueFd fd = OpenTty(device);
   return std::make_shared<SerialChannel>(std::move(fd), std::move(lock));
-}
-
-std::shared_ptr<SerialChannel> OpenLine(const LineConfig& line) {
-  const Framing framing = FramingOf(line);
-  const Dcb wanted = LineState(line, framing);
-  std::shared_ptr<SerialChannel> channel = OpenDevice(line.device);
-  if (framing.soft_parity) channel->UseSoftParity();
-  if (!channel->SetState(wanted)) RefuseState(*channel, line, framing);
-  return channel;
 }
 
 }  // namespace mvsms::posix

@@ -32,7 +32,7 @@ class SerialLine : public testing::Test {
     line.flow = "none";
     return line;
   }
-  void Open(const std::string& framing = "8N1") { channel_ = OpenLine(Line(framing)); }
+  void Open(const std::string& framing = "8N1") { channel_ = OpenModem(Line(framing), {}); }
   /// What comes within a second, up to `count` bytes.
   std::string Read(std::size_t count) {
     std::string text;
@@ -61,7 +61,7 @@ class SerialLine : public testing::Test {
   /// The error of an attempt to open a line.
   static std::pair<int, std::string> Refusal(const LineConfig& line) {
     try {
-      OpenLine(line);
+      OpenModem(line, {});
       return {0, ""};
     } catch (const RaisedError& error) {
       return {error.number(), error.description()};
@@ -70,7 +70,7 @@ class SerialLine : public testing::Test {
 
   LockFolder folder_;
   PseudoTerminal terminal_;
-  std::shared_ptr<SerialChannel> channel_;
+  std::shared_ptr<ModemChannel> channel_;
 };
 
 // --- opening -----------------------------------------------------------------------------------
@@ -110,7 +110,7 @@ TEST_F(SerialLine, DoesNotGetWhatCameBefore) {
 TEST_F(SerialLine, AppliesItsOwnSpeedFramingAndFlow) {
   LineConfig line = Line("8N2", 19200);
   line.flow = "xonxoff";
-  channel_ = OpenLine(line);
+  channel_ = OpenModem(line, {});
   EXPECT_EQ(channel_->state().BaudRate, 19200U);
   EXPECT_EQ(channel_->state().ByteSize, 8);
   EXPECT_EQ(channel_->state().StopBits, 2);
@@ -124,7 +124,7 @@ TEST_F(SerialLine, AppliesItsOwnSpeedFramingAndFlow) {
 TEST_F(SerialLine, HardwareFlowControlIsApplied) {
   LineConfig line = Line();
   line.flow = "rtscts";
-  channel_ = OpenLine(line);
+  channel_ = OpenModem(line, {});
   EXPECT_NE(DeviceSettings().c_cflag & CRTSCTS, 0U);
   EXPECT_NE(channel_->state().flags & dcb_flag::kOutxCtsFlow, 0U);
 }
@@ -132,7 +132,7 @@ TEST_F(SerialLine, HardwareFlowControlIsApplied) {
 TEST_F(SerialLine, SpeedsOutsideTheUsualListWorkToo) {
   for (const std::uint32_t speed : {110U, 14400U, 56000U, 128000U, 256000U}) {
     channel_.reset();
-    channel_ = OpenLine(Line("8N1", speed));
+    channel_ = OpenModem(Line("8N1", speed), {});
     EXPECT_EQ(channel_->state().BaudRate, speed);
   }
 }
@@ -243,7 +243,7 @@ TEST_F(SerialLine, ValidSettingsAreAppliedAndKeepWhatTermiosHasNot) {
 
 TEST_F(SerialLine, DeviceOpenedByNameShowsTheSettingsThatItHas) {
   {
-    const auto before = OpenLine(Line("8N2", 1200));
+    const auto before = OpenModem(Line("8N2", 1200), {});
   }
   channel_ = OpenDevice(terminal_.device());
   EXPECT_EQ(channel_->state().BaudRate, 1200U);
@@ -403,7 +403,7 @@ TEST_F(SerialLine, XoffStopsTheOutputUntilXonInEveryFraming) {
     channel_.reset();
     LineConfig line = Line(c.framing);
     line.flow = "xonxoff";
-    channel_ = OpenLine(line);
+    channel_ = OpenModem(line, {});
     terminal_.Write(c.xoff);
     channel_->WaitForInput(Channel::Millis(30));
     EXPECT_EQ(channel_->Available(1), 0U) << c.framing;  // not data
