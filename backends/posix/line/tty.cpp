@@ -78,6 +78,9 @@ termios2 WithState(termios2 settings, const Dcb& dcb) {
   Replace(settings.c_cflag, CRTSCTS, HardwareFlow(dcb) ? CRTSCTS : 0);
   Replace(settings.c_cflag, CBAUD | (CBAUD << IBSHIFT), BOTHER);
   settings.c_ispeed = settings.c_ospeed = dcb.BaudRate;
+  // A character that came with an error is marked, for seven data bits have no value to spare.
+  const bool checked = dcb.Parity != 0 && (dcb.flags & dcb_flag::kParity) != 0;
+  Replace(settings.c_iflag, INPCK | PARMRK, checked ? INPCK | PARMRK : 0);
   Replace(settings.c_iflag, IXON, (dcb.flags & dcb_flag::kOutX) != 0 ? IXON : 0);
   Replace(settings.c_iflag, IXOFF, (dcb.flags & dcb_flag::kInX) != 0 ? IXOFF : 0);
   settings.c_cc[VSTART] = dcb.XonChar;
@@ -104,7 +107,7 @@ std::uint8_t ParityOf(tcflag_t flags) {
 UniqueFd OpenTty(const std::string& device) {
   UniqueFd fd(open(device.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
   if (!fd) Fail(device, errno);
-  if (IsHeldExclusively(fd.get())) Fail(device, EBUSY);
+  if (IsHeldExclusively(fd.get()) || !TakeFileLock(fd.get())) Fail(device, EBUSY);
   if (!SetRaw(fd.get())) Fail(device, errno);
   ioctl(fd.get(), TIOCEXCL);
   ioctl(fd.get(), TCFLSH, TCIFLUSH);
@@ -167,6 +170,11 @@ std::optional<std::uint32_t> ReadModemLines(int fd) {
 bool SetDtr(int fd, bool on) {
   const int line = TIOCM_DTR;
   return ioctl(fd, on ? TIOCMBIS : TIOCMBIC, &line) == 0;
+}
+
+bool MarksErrors(int fd) {
+  termios2 settings{};
+  return ioctl(fd, TCGETS2, &settings) == 0 && (settings.c_iflag & PARMRK) != 0;
 }
 
 LineErrorCounts ReadErrorCounts(int fd) {

@@ -40,6 +40,10 @@ bool ReadTtyState(int fd, Dcb& dcb);
 /// then has its former settings.
 bool ApplyTtyState(int fd, const Dcb& dcb);
 
+/// Whether the device now marks a character that came with a parity or framing error, as FF 00 in
+/// front of it, and doubles an FF that came sound.
+bool MarksErrors(int fd);
+
 /// Modem lines as kMs* bits; nothing when the device has none.
 std::optional<std::uint32_t> ReadModemLines(int fd);
 
