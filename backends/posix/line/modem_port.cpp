@@ -15,7 +15,7 @@ constexpr milliseconds kStep{10};
 
 }  // namespace
 
-void SerialModemPort::Write(std::string_view bytes) {
+void ChannelPort::Write(std::string_view bytes) {
   const Millis deadline = Now() + kWriteTime;
   bytes.remove_prefix(channel_.Write(bytes));
   while (!bytes.empty() && Now() < deadline) {
@@ -24,7 +24,7 @@ void SerialModemPort::Write(std::string_view bytes) {
   }
 }
 
-std::optional<char> SerialModemPort::Read(Millis time) {
+std::optional<char> ChannelPort::Read(Millis time) {
   char code = 0;
   const Millis deadline = Now() + time;
   do {
@@ -34,15 +34,15 @@ std::optional<char> SerialModemPort::Read(Millis time) {
   return std::nullopt;
 }
 
-void SerialModemPort::Wait(Millis time) { std::this_thread::sleep_for(time); }
+void ChannelPort::Wait(Millis time) { std::this_thread::sleep_for(time); }
 
-std::optional<bool> SerialModemPort::Carrier() {
+std::optional<bool> ChannelPort::Carrier() {
   const auto lines = channel_.ModemLines();
   if (!lines) return std::nullopt;
   return (*lines & kMsRlsdOn) != 0;
 }
 
-ModemPort::Millis SerialModemPort::Now() {
+ModemPort::Millis ChannelPort::Now() {
   return duration_cast<milliseconds>(steady_clock::now().time_since_epoch());
 }
 
