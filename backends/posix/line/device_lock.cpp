@@ -159,7 +159,8 @@ bool RemoveStale(const std::string& file) {
   return true;
 }
 
-// Who removes a stale lock needs a moment; who keeps it locked for longer is not waited for.
+// Who removes a stale lock, or looks whether a device is free, needs a moment; who keeps it locked
+// for longer is not waited for.
 constexpr int kAttempts = 20;
 constexpr std::chrono::milliseconds kMoment{10};
 
@@ -252,7 +253,7 @@ std::string DeviceInUse(const std::string& device) {
   }
   if (const pid_t owner = LiveOwner(file)) return InUseBy(device, owner);
   const UniqueFd fd(open(device.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
-  const bool busy = fd ? IsHeldExclusively(fd.get()) : errno == EBUSY;
+  const bool busy = fd ? IsHeldExclusively(fd.get()) || !TakeFileLock(fd.get()) : errno == EBUSY;
   return busy ? DescribeBusyDevice(device) : std::string();
 }
 
@@ -263,6 +264,14 @@ std::string DescribeBusyDevice(const std::string& device) {
   return "The device " + device +
          " is in use by another program (one that looks for cellular modems lets go some ten "
          "seconds after the modem was plugged in)";
+}
+
+bool TakeFileLock(int fd) {
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    if (flock(fd, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK) return true;
+    std::this_thread::sleep_for(kMoment);
+  }
+  return false;
 }
 
 bool IsHeldExclusively(int fd) {

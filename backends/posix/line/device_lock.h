@@ -1,5 +1,6 @@
 // Who may use a serial device: UUCP lock files, which terminal programs, gettys and paging daemons
-// share by old custom, and the exclusive mode of the device itself, which keeps out the others.
+// share by old custom; the lock that younger programs take of the open device (flock); and the
+// exclusive mode of the device itself, which keeps out the others.
 //
 // A lock file is LCK..<device> in the folder of locks (lock_folder.h); it holds the owner's process
 // number in ten columns. One left behind by a dead process is replaced. Where the folder cannot be
@@ -51,6 +52,10 @@ bool IsReserved(const std::string& device);
 /// where known, its program. Empty when the device is free, reserved, absent, or closed to this
 /// user.
 std::string DeviceInUse(const std::string& device);
+
+/// Takes the lock that programs without lock files agree on (flock), which goes when `fd` is
+/// closed. False when another program keeps it; one that only looks in is waited for.
+bool TakeFileLock(int fd);
 
 /// The sentence for a device that the system reports as busy.
 std::string DescribeBusyDevice(const std::string& device);

@@ -332,5 +332,27 @@ TEST_F(DeviceLocks, AbsentAndClosedDevicesAreNotInUse) {
   EXPECT_TRUE(SucceedsUnprivileged([&] { return DeviceInUse(terminal.device()).empty(); }));
 }
 
+// --- the lock of the open device ----------------------------------------------------------------
+
+TEST_F(DeviceLocks, ADeviceThatAnotherProgramHasLockedIsInUse) {
+  const PseudoTerminal terminal;
+  const UniqueFd other(open(terminal.device().c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK));
+  ASSERT_EQ(flock(other.get(), LOCK_EX), 0);
+  EXPECT_THAT(DeviceInUse(terminal.device()), HasSubstr(terminal.device() + " is in use by"));
+  EXPECT_THROW(OpenTty(terminal.device()), RaisedError);
+  flock(other.get(), LOCK_UN);
+  EXPECT_EQ(DeviceInUse(terminal.device()), "");
+}
+
+TEST_F(DeviceLocks, ADeviceInUseIsLockedForOthers) {
+  const PseudoTerminal terminal;
+  UniqueFd ours = OpenTty(terminal.device());
+  ReleaseTty(ours.get());  // the exclusive mode would keep an ordinary user from opening it
+  const UniqueFd other(open(terminal.device().c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK));
+  EXPECT_NE(flock(other.get(), LOCK_EX | LOCK_NB), 0);
+  ours.Reset();
+  EXPECT_EQ(flock(other.get(), LOCK_EX | LOCK_NB), 0);
+}
+
 }  // namespace
 }  // namespace mvsms::posix
