@@ -1,12 +1,17 @@
 // A call over an AT-command modem.
 #include <unistd.h>
 
+#include <cerrno>
 #include <utility>
 
+#include "backends/posix/line/device_lock.h"
 #include "backends/posix/line/dialler.h"
 #include "backends/posix/line/hayes_modem.h"
+#include "backends/posix/line/modem_channel.h"
 #include "backends/posix/line/modem_port.h"
-#include "backends/posix/line/serial_channel.h"
+#include "backends/posix/line/network_modem.h"
+#include "base/ansi.h"
+#include "base/raised_error.h"
 
 namespace mvsms::posix {
 namespace {
@@ -19,12 +24,21 @@ class HayesDialler : public Dialler {
       : line_(std::move(line)), destination_(std::move(destination)) {}
   ~HayesDialler() override { HangUp(); }
 
-  void Prepare() override { dialogue_ = std::make_unique<Dialogue>(line_); }
+  // A serial server is reached while dialling, which may take long and be given up.
+  void Prepare() override {
+    if (!NamesNetwork(line_.device)) {
+      dialogue_ = std::make_unique<Dialogue>(line_, std::stop_token());
+    } else if (const std::string use = DeviceInUse(line_.device); !use.empty()) {
+      throw RaisedError(EBUSY, "OpenModem", AnsiFromUtf8(use));
+    }
+  }
 
   CallCause Dial(const std::stop_token& stop) override {
+    if (!dialogue_ && !ReachServer(stop)) return CallCause::kDisconnectFailed;
     dialogue_->port.SetStop(stop);
     const DialResult result = dialogue_->modem.Dial(destination_);
     obstacle_ = result.obstacle;
+    remark_ = result.remark;
     if (result.cause != CallCause::kNone) return result.cause;
     dialogue_->channel->PutBack(result.early_data);
     dialogue_->channel->WatchCarrier(result.carrier_tells);
@@ -35,10 +49,11 @@ class HayesDialler : public Dialler {
   const std::shared_ptr<Channel>& channel() const override { return channel_; }
   bool NothingDialled() const override { return obstacle_ != Obstacle::kNone; }
 
-  // What the modem says of a call is its cause; here it is about what the modem cannot say.
+  // What the modem says of a call is mostly its cause; here it is about the rest.
   std::string Trouble() const override {
-    if (!dialogue_) return {};
-    if (!dialogue_->channel->Lost()) return WordsFor(obstacle_);
+    if (!dialogue_) return no_server_;
+    if (!dialogue_->channel->Lost()) return WordsOfTheModem();
+    if (NamesNetwork(line_.device)) return "The line over " + line_.device + " was lost";
     if (access(line_.device.c_str(), F_OK) != 0) {
       return "The device " + line_.device + " has gone; was the modem unplugged?";
     }
@@ -59,17 +74,25 @@ class HayesDialler : public Dialler {
  private:
   using Obstacle = DialResult::Obstacle;
 
-  std::string WordsFor(Obstacle obstacle) const {
-    if (obstacle == Obstacle::kSilent)
+  bool ReachServer(const std::stop_token& stop) try {
+    obstacle_ = Obstacle::kSilent;
+    dialogue_ = std::make_unique<Dialogue>(line_, stop);
+    return true;
+  } catch (const RaisedError& error) {
+    no_server_ = Utf8FromAnsi(error.description());
+    return false;
+  }
+
+  std::string WordsOfTheModem() const {
+    if (obstacle_ == Obstacle::kSilent)
       return "No modem on " + line_.device + " says OK to its initialisation";
-    if (obstacle == Obstacle::kNone) return {};
-    return "The modem on " + line_.device + " hears no dial tone";
+    return remark_.empty() ? "" : "The modem on " + line_.device + " " + std::string(remark_);
   }
 
   struct Dialogue {
-    explicit Dialogue(const LineConfig& line)
-        : channel(OpenLine(line)), port(*channel), modem(port, line.init, line.dial) {}
-    std::shared_ptr<SerialChannel> channel;
+    Dialogue(const LineConfig& line, const std::stop_token& stop)
+        : channel(OpenModem(line, stop)), port(*channel), modem(port, line.init, line.dial) {}
+    std::shared_ptr<ModemChannel> channel;
     SerialModemPort port;
     HayesModem modem;
   };
@@ -77,7 +100,9 @@ class HayesDialler : public Dialler {
   LineConfig line_;
   std::string destination_;
   std::unique_ptr<Dialogue> dialogue_;
+  std::string no_server_;  // why a serial server could not be reached
   Obstacle obstacle_ = Obstacle::kNone;
+  std::string_view remark_;
   std::shared_ptr<Channel> channel_;  // while the call is up
 };
 

@@ -27,28 +27,71 @@ constexpr Millis kCarrierTime{200};   // between CONNECT and the carrier line
 constexpr Millis kSlice{50};          // how late a cancellation may be noticed
 constexpr std::size_t kLongestLine = 200;
 
+// The numbers are those that most chip sets share; beyond 8 they differ, and what one
+// means by 12 ("VOICE") is another's 9600 bit/s: "ATV1" in the initialisation asks for words.
 struct NamedResult {
   std::string_view text;
-  int number;
+  int number;  // kNoNumber: none that is known
   ResultCode code;
+  bool goes_on = false;  // more may follow, as in "DELAYED 00:02:00"
 };
+constexpr int kNoNumber = -1;
+constexpr ResultCode kFaxIsUp = {Kind::kFailure, CallCause::kDisconnectFailed,
+                                 "has reached a fax machine", false, true};
 constexpr NamedResult kResults[] = {
     {"OK", 0, {Kind::kOk, CallCause::kNone}},
     {"CONNECT", 1, {Kind::kConnect, CallCause::kNone}},
     {"NO CARRIER", 3, {Kind::kFailure, CallCause::kDisconnectFailed}},
     {"ERROR", 4, {Kind::kFailure, CallCause::kDisconnectBadAddress}},
-    {"NO DIALTONE", 6, {Kind::kFailure, CallCause::kDisconnectFailed, true}},
-    {"NO DIAL TONE", 6, {Kind::kFailure, CallCause::kDisconnectFailed, true}},
+    {"NO DIALTONE", 6, {Kind::kFailure, CallCause::kDisconnectFailed, "hears no dial tone", true}},
+    {"NO DIAL TONE", 6, {Kind::kFailure, CallCause::kDisconnectFailed, "hears no dial tone", true}},
+    {"NO PROMPTTONE",
+     kNoNumber,
+     {Kind::kFailure, CallCause::kDisconnectFailed, "hears no dial tone", true}},
+    {"NO LINE",
+     kNoNumber,
+     {Kind::kFailure, CallCause::kDisconnectFailed, "finds no telephone line", true}},
+    {"LINE IN USE",
+     kNoNumber,
+     {Kind::kFailure, CallCause::kDisconnectBusy, "finds its telephone line in use", true}},
     {"BUSY", 7, {Kind::kFailure, CallCause::kDisconnectBusy}},
     {"NO ANSWER", 8, {Kind::kFailure, CallCause::kDisconnectNoAnswer}},
-    {"DELAYED", 24, {Kind::kFailure, CallCause::kDisconnectRejected}},      // dialled too often
-    {"BLACKLISTED", 32, {Kind::kFailure, CallCause::kDisconnectRejected}},  // likewise
+    {"VOICE",
+     kNoNumber,
+     {Kind::kFailure, CallCause::kDisconnectFailed, "heard a voice at the other end"}},
+    {"FAX",
+     33,
+     {Kind::kFailure, CallCause::kDisconnectFailed, "heard a fax machine at the other end"}},
+    {"CONNECT FAX", kNoNumber, kFaxIsUp},
+    {"+FCON", kNoNumber, kFaxIsUp},
+    {"+FCO", kNoNumber, kFaxIsUp},
+    {"REORDER",
+     kNoNumber,
+     {Kind::kFailure, CallCause::kDisconnectFailed, "was told that all circuits are busy"}},
+    {"DELAYED",
+     24,
+     {Kind::kFailure, CallCause::kDisconnectRejected,
+      "refuses the number for a while, for it was dialled too often"},
+     true},
+    {"BLACKLISTED",
+     32,
+     {Kind::kFailure, CallCause::kDisconnectRejected,
+      "refuses the number, for it was dialled in vain too often"},
+     true},
+    {"BLACKLIST FULL",
+     kNoNumber,
+     {Kind::kFailure, CallCause::kDisconnectRejected,
+      "refuses to dial, for too many numbers were dialled in vain"}},
 };
 constexpr ResultCode kConnect = kResults[1].code;
 constexpr ResultCode kError = kResults[3].code;
+constexpr ResultCode kCalled = {Kind::kFailure, CallCause::kDisconnectBusy,
+                                "was called by somebody before it could dial", true};
 
 // Numbers of a CONNECT with a speed, as the common chip sets have them (from, to).
-constexpr std::pair<int, int> kConnectNumbers[] = {{5, 5}, {10, 23}, {59, 64}, {84, 84}, {91, 91}};
+constexpr std::pair<int, int> kConnectNumbers[] = {{5, 5},     {9, 23},   {25, 25}, {43, 43},
+                                                   {59, 64},   {84, 85},  {91, 91}, {99, 99},
+                                                   {103, 103}, {107, 107}};
 
 bool IsAlnum(char code) { return std::isalnum(static_cast<unsigned char>(code)) != 0; }
 
@@ -80,8 +123,16 @@ DialResult Failed(CallCause cause, Obstacle obstacle = Obstacle::kNone) {
   return result;
 }
 
-DialResult FailedBy(const ResultCode& result) {
-  return Failed(result.cause, result.no_dial_tone ? Obstacle::kNoDialTone : Obstacle::kNone);
+DialResult FailedBy(const ResultCode& code) {
+  const Obstacle obstacle = code.nothing_dialled ? Obstacle::kNoLine : Obstacle::kNone;
+  DialResult result = Failed(code.cause, obstacle);
+  result.remark = code.remark;
+  return result;
+}
+
+bool Says(std::string_view line, const NamedResult& result) {
+  if (line == result.text) return true;
+  return result.goes_on && line.starts_with(result.text) && line[result.text.size()] == ' ';
 }
 
 // "CONNECT 2400/ARQ" and "CONNECT/V42" are, "CONNECTING" is not.
@@ -98,11 +149,35 @@ std::optional<ResultCode> ParseResultCode(std::string_view line) {
   if (line.empty()) return std::nullopt;
   if (std::all_of(line.begin(), line.end(), IsDigit)) return ParseNumber(line);
   for (const NamedResult& result : kResults) {
-    if (result.text == line) return result.code;
+    if (Says(line, result)) return result.code;
   }
   if (IsConnect(line)) return kConnect;
   if (line.starts_with("+CME ERROR") || line.starts_with("+CMS ERROR")) return kError;
   return std::nullopt;
+}
+
+std::optional<ResultCode> ParseDialResult(std::string_view line) {
+  const std::string_view words = WithoutNoise(line);
+  return words == "RING" || words == "2" ? kCalled : ParseResultCode(line);
+}
+
+std::string ResultInWords(std::string_view line) {
+  line = WithoutNoise(line);
+  for (const NamedResult& result : kResults) {
+    if (result.number != kNoNumber && std::to_string(result.number) == line) {
+      return std::string(result.text);
+    }
+  }
+  return std::string(line);
+}
+
+std::string DialString(const std::string& number) {
+  constexpr std::string_view kDialled = "0123456789ABCDabcd*#+,!@WwTtPp";
+  std::string dialled;
+  for (const char code : number) {
+    if (kDialled.find(code) != std::string_view::npos) dialled += code;
+  }
+  return dialled;
 }
 
 std::string AtCommand(const std::string& text, const std::string& fallback) {
@@ -132,8 +207,9 @@ DialResult HayesModem::Place(const std::string& number) {
   Send(dial_ + number);
   // An OK is a late answer to the initialisation.
   const Millis deadline = port_.Now() + kDialTime;
-  while (const auto result = AwaitResult(deadline - port_.Now())) {
+  while (const auto result = AwaitResult(deadline - port_.Now(), ParseDialResult)) {
     if (result->kind == Kind::kConnect) return Connected(carrier_before);
+    if (result->line_is_up) HangUp();
     if (result->kind == Kind::kFailure) return FailedBy(*result);
   }
   return Failed(port_.Gone() ? CallCause::kDisconnectFailed : CallCause::kDisconnectNoAnswer);
@@ -234,10 +310,10 @@ void HayesModem::DiscardInput() {
   }
 }
 
-std::optional<ResultCode> HayesModem::AwaitResult(Millis time) {
+std::optional<ResultCode> HayesModem::AwaitResult(Millis time, Parser parse) {
   const Millis deadline = port_.Now() + time;
   while (const auto line = ReadLine(deadline)) {
-    if (const auto result = ParseResultCode(*line)) return result;
+    if (const auto result = parse(*line)) return result;
   }
   return std::nullopt;
 }

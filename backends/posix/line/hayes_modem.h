@@ -39,23 +39,37 @@ struct ResultCode {
   enum class Kind { kOk, kConnect, kFailure };
   Kind kind;
   CallCause cause;            // of a call that ends with it
-  bool no_dial_tone = false;  // the number was not dialled
+  std::string_view remark{};  // what it means, where the cause does not tell; after "The modem"
+  bool nothing_dialled = false;
+  bool line_is_up = false;  // with somebody who is none for us
 };
 
 /// The meaning of an answer line, in words or as a number. Nothing for a line that does not end a
 /// command: the echo of the command, a progress report, noise.
 std::optional<ResultCode> ParseResultCode(std::string_view line);
 
+/// The same for a line that comes after the command to dial. There somebody's call ends it, too:
+/// the line that was to be dialled on rings.
+std::optional<ResultCode> ParseDialResult(std::string_view line);
+
+/// A result line in words: a number by the words for it, anything else as it stands.
+std::string ResultInWords(std::string_view line);
+
+/// What a modem accepts of a number to dial. Everything else is left out: it is only there for the
+/// eye, or would end the command, or (";") would turn it into a voice call.
+std::string DialString(const std::string& number);
+
 /// A command as a modem takes it: "Z" and "ATZ" are the same; the empty one is `fallback`.
 std::string AtCommand(const std::string& text, const std::string& fallback);
 
 struct DialResult {
   /// What kept the modem from dialling, so that another one may try.
-  enum class Obstacle { kNone, kSilent, kNoDialTone };
+  enum class Obstacle { kNone, kSilent, kNoLine };
 
   CallCause cause = CallCause::kNone;  // kNone: the call is up
   Obstacle obstacle = Obstacle::kNone;
-  std::string early_data;  // what followed the CONNECT and was read with it
+  std::string_view remark;  // as in ResultCode
+  std::string early_data;   // what followed the CONNECT and was read with it
   /// The carrier line came on with the call, so it tells when the call is lost.
   bool carrier_tells = false;
 };
@@ -95,7 +109,8 @@ class HayesModem {
   void Send(const std::string& command);
   void Write(std::string_view bytes);
   void DiscardInput();
-  std::optional<ResultCode> AwaitResult(Millis time);
+  using Parser = std::optional<ResultCode> (*)(std::string_view);
+  std::optional<ResultCode> AwaitResult(Millis time, Parser parse = ParseResultCode);
   std::optional<std::string> ReadLine(Millis deadline);
   std::optional<char> NextByte(Millis deadline);
   void Pause(Millis time);

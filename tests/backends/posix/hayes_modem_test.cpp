@@ -63,12 +63,22 @@ TEST_F(ModemDialogue, AModemWithoutADialToneDidNotDial) {
     modem_ = ScriptedModem();
     Modem(answer);
     EXPECT_EQ(Dial(), CallCause::kDisconnectFailed);
-    EXPECT_EQ(result_.obstacle, Obstacle::kNoDialTone) << answer;
+    EXPECT_EQ(result_.obstacle, Obstacle::kNoLine) << answer;
+  }
+}
+
+TEST_F(ModemDialogue, AModemWhoseLineIsNotFreeDidNotDial) {
+  for (const char* answer : {"\r\nLINE IN USE\r\n", "\r\nNO LINE\r\n", "\r\nRING\r\n", "2\r"}) {
+    modem_ = ScriptedModem();
+    Modem(answer);
+    Dial();
+    EXPECT_EQ(result_.obstacle, Obstacle::kNoLine) << answer;
   }
 }
 
 TEST_F(ModemDialogue, AModemThatDialledIsNoObstacle) {
-  for (const char* answer : {"CONNECT", "NO CARRIER", "BUSY", "NO ANSWER", "ERROR", ""}) {
+  for (const char* answer :
+       {"CONNECT", "NO CARRIER", "BUSY", "NO ANSWER", "ERROR", "VOICE", "FAX", "DELAYED", ""}) {
     modem_ = ScriptedModem();
     Modem("\r\n" + std::string(answer) + "\r\n");
     Dial();
@@ -114,6 +124,12 @@ INSTANTIATE_TEST_SUITE_P(
     Every, ModemResult,
     testing::Combine(testing::Values(Result{"CONNECT", "1", CallCause::kNone},
                                      Result{"CONNECT 1200", "5", CallCause::kNone},
+                                     Result{"CONNECT 600", "9", CallCause::kNone},
+                                     Result{"CONNECT 14400", "25", CallCause::kNone},
+                                     Result{"CONNECT 19200", "85", CallCause::kNone},
+                                     Result{"CONNECT 28800", "107", CallCause::kNone},
+                                     Result{"FAX", "33", CallCause::kDisconnectFailed},
+                                     Result{"RING", "2", CallCause::kDisconnectBusy},
                                      Result{"CONNECT 2400", "10", CallCause::kNone},
                                      Result{"CONNECT 9600/ARQ/V32/LAPM", "12", CallCause::kNone},
                                      Result{"CONNECT/V42", "59", CallCause::kNone},
@@ -130,6 +146,57 @@ INSTANTIATE_TEST_SUITE_P(
                                      Result{"BLACKLISTED", "32", CallCause::kDisconnectRejected}),
                      testing::Bool(), testing::Bool(), testing::Bool()));
 
+// Words that have no number, or numbers that mean a speed elsewhere.
+struct Words {
+  const char* line;
+  CallCause cause;
+  const char* remark;
+};
+constexpr Words kWords[] = {
+    {"VOICE", CallCause::kDisconnectFailed, "heard a voice at the other end"},
+    {"FAX", CallCause::kDisconnectFailed, "heard a fax machine at the other end"},
+    {"LINE IN USE", CallCause::kDisconnectBusy, "finds its telephone line in use"},
+    {"NO LINE", CallCause::kDisconnectFailed, "finds no telephone line"},
+    {"NO PROMPTTONE", CallCause::kDisconnectFailed, "hears no dial tone"},
+    {"NO DIALTONE", CallCause::kDisconnectFailed, "hears no dial tone"},
+    {"REORDER", CallCause::kDisconnectFailed, "was told that all circuits are busy"},
+    {"DELAYED 00:02:00", CallCause::kDisconnectRejected,
+     "refuses the number for a while, for it was dialled too often"},
+    {"BLACKLISTED 01:00:00", CallCause::kDisconnectRejected,
+     "refuses the number, for it was dialled in vain too often"},
+    {"BLACKLIST FULL", CallCause::kDisconnectRejected,
+     "refuses to dial, for too many numbers were dialled in vain"},
+    {"RING", CallCause::kDisconnectBusy, "was called by somebody before it could dial"},
+};
+
+TEST_F(ModemDialogue, WordsThatEndACallEndItAtOnceAndSayWhy) {
+  for (const Words& words : kWords) {
+    modem_ = ScriptedModem();
+    Modem("\r\n" + std::string(words.line) + "\r\n");
+    EXPECT_EQ(Dial(), words.cause) << words.line;
+    EXPECT_EQ(result_.remark, words.remark) << words.line;
+    EXPECT_LT(modem_.Now(), Millis(4000)) << words.line;
+  }
+}
+
+TEST_F(ModemDialogue, AFaxThatIsUpIsHungUp) {
+  for (const char* words : {"CONNECT FAX", "+FCON", "+FCO"}) {
+    modem_ = ScriptedModem();
+    Modem("\r\n" + std::string(words) + "\r\n");
+    modem_.On("+++", {{1000, "\r\nOK\r\n"}});
+    EXPECT_EQ(Dial(), CallCause::kDisconnectFailed) << words;
+    EXPECT_EQ(result_.remark, "has reached a fax machine") << words;
+    EXPECT_THAT(modem_.record, testing::EndsWith("+++ATH\r")) << words;
+  }
+}
+
+TEST_F(ModemDialogue, ARingBeforeTheDiallingEndsNothing) {
+  modem_.On("ATZ", {{50, "\r\nRING\r\n"}, {100, "\r\nOK\r\n"}});
+  modem_.On("ATD123", {{100, "\r\nBUSY\r\n"}});
+  EXPECT_EQ(Dial(), CallCause::kDisconnectBusy);
+  EXPECT_EQ(modem_.record, "ATZ\rATD123\r");
+}
+
 TEST(ModemAnswer, OtherLinesAreNone) {
   for (const char* line : {"",
                            "RING",
@@ -145,8 +212,10 @@ TEST(ModemAnswer, OtherLinesAreNone) {
                            "NO",
                            "CARRIER 2400",
                            "PROTOCOL: LAP-M",
-                           "9",
-                           "33",
+                           "RRING",
+                           "VOICEMAIL",
+                           "FAX MODEM V.34",
+                           "DELAYEDLY",
                            "40",
                            "999",
                            "1234",
@@ -191,7 +260,7 @@ TEST_F(ModemDialogue, InitStringMayBeInSmallLetters) {
 
 TEST_F(ModemDialogue, ProgressReportsAreSkipped) {
   modem_.On("ATZ", {{100, "\r\nOK\r\n"}});
-  modem_.On("ATD123", {{100, "\r\nRINGING\r\n\r\nRING\r\n"},
+  modem_.On("ATD123", {{100, "\r\nRINGING\r\n\r\nRRING\r\n"},
                        {500, "\r\n+CRING: X\r\n\r\nCONNECTING\r\n\r\nCARRIER 2400\r\n"},
                        {900, "\r\nNO ANSWER\r\n"}});
   EXPECT_EQ(Dial(), CallCause::kDisconnectNoAnswer);
