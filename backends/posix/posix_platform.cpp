@@ -29,7 +29,7 @@ class PosixPlatform : public Platform {
     return *comm_;
   }
   Telephony& telephony() override {
-    if (!telephony_) telephony_ = MakeTelephony(comm(), loop_, home_);
+    if (!telephony_) telephony_ = MakeTelephony(comm(), loop_, home_, StoreOf(*registry_));
     return *telephony_;
   }
   EventLoop& loop() override { return loop_; }

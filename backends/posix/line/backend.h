@@ -10,8 +10,12 @@
 
 namespace mvsms::posix {
 
+class Store;
+
 std::unique_ptr<Comm> MakeComm();
-/// `comm` is one made by MakeComm; it and `loop` outlive the result.
-std::unique_ptr<Telephony> MakeTelephony(Comm& comm, PosixEventLoop& loop, const std::string& home);
+/// `comm` is one made by MakeComm; it and `loop` outlive the result, and so does `settings`, the
+/// open file that the lines lie in. Without one, the file is opened for every look at them.
+std::unique_ptr<Telephony> MakeTelephony(Comm& comm, PosixEventLoop& loop, const std::string& home,
+                                         Store* settings = nullptr);
 
 }  // namespace mvsms::posix

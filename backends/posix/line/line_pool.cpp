@@ -11,6 +11,7 @@
 
 #include "backends/posix/line/device_lock.h"
 #include "backends/posix/line/line_trouble.h"
+#include "backends/posix/line/network_modem.h"
 #include "base/ansi.h"
 #include "base/raised_error.h"
 
@@ -26,7 +27,8 @@ bool Rests(LineStore& store, const LineConfig& pool, const std::string& member) 
 // Why a member is passed by; empty when it is not.
 std::string Absence(LineStore& store, const LineConfig& pool, const LineConfig& member) {
   const std::string name = Utf8FromAnsi(member.name);
-  if (access(member.device.c_str(), F_OK) != 0) return name + " is not plugged in";
+  if (!NamesNetwork(member.device) && access(member.device.c_str(), F_OK) != 0)
+    return name + " is not plugged in";
   if (Rests(store, pool, member.name)) return name + " rests, for it did not answer";
   return {};
 }

@@ -1,11 +1,11 @@
 // The TAPI objects over the lines of this machine.
 #include <cctype>
 #include <cerrno>
-#include <string_view>
 #include <utility>
 
 #include "backends/posix/line/backend.h"
 #include "backends/posix/line/comm.h"
+#include "backends/posix/line/hayes_modem.h"
 #include "backends/posix/line/line_call.h"
 #include "backends/posix/line/line_pool.h"
 #include "backends/posix/line/line_trouble.h"
@@ -21,17 +21,6 @@ namespace {
 constexpr std::int32_t kTapiNotInitialised = ObjectError(0x59);
 constexpr std::int32_t kNotImplemented = -2147467263;  // E_NOTIMPL
 constexpr std::int32_t kErrorNotConnected = 1167;
-
-// What a modem accepts in a dial string. Everything else is left out: it is only there for the eye,
-// or would end the command, or (";") would turn it into a voice call.
-std::string DialString(const std::string& number) {
-  constexpr std::string_view kDialled = "0123456789ABCDabcd*#+,!@WwTtPp";
-  std::string dialled;
-  for (const char code : number) {
-    if (kDialled.find(code) != std::string_view::npos) dialled += code;
-  }
-  return dialled;
-}
 
 class Translation : public ITAddressTranslationInfo {
  public:
@@ -75,7 +64,7 @@ class LineAddress : public ITAddress {
   bool IsTcp() const { return line_.kind == LineKind::kTcp; }
 
   std::unique_ptr<Dialler> DiallerFor(const std::string& destination) const {
-    if (IsTcp()) return MakeTcpDialler(destination);
+    if (IsTcp()) return MakeTcpDialler(line_, destination);
     const std::string number = DialString(destination);
     return line_.kind == LineKind::kPool ? MakePoolDialler(home_, line_, number)
                                          : MakeHayesDialler(line_, number);
@@ -89,7 +78,8 @@ class LineAddress : public ITAddress {
 
 class Tapi : public ITTAPI {
  public:
-  Tapi(PosixEventLoop& loop, std::string home) : loop_(loop), home_(std::move(home)) {}
+  Tapi(PosixEventLoop& loop, std::string home, Store* settings)
+      : loop_(loop), home_(std::move(home)), settings_(settings) {}
 
   ~Tapi() override { SetEventSink({}); }
 
@@ -107,7 +97,7 @@ class Tapi : public ITTAPI {
   std::vector<std::shared_ptr<ITAddress>> GetAddresses() override {
     RequireInitialised();
     std::vector<std::shared_ptr<ITAddress>> addresses;
-    for (LineConfig& line : LineStore(home_).List()) {
+    for (LineConfig& line : LineStore(home_, settings_).List()) {
       addresses.push_back(std::make_shared<LineAddress>(home_, std::move(line), loop_, outlet_));
     }
     return addresses;
@@ -135,6 +125,7 @@ class Tapi : public ITTAPI {
 
   PosixEventLoop& loop_;
   std::string home_;
+  Store* settings_;
   std::shared_ptr<EventOutlet> outlet_ = std::make_shared<EventOutlet>();
   bool initialised_ = false;
   std::int32_t last_registration_ = 0;
@@ -159,10 +150,12 @@ class PortProvider : public PortHandleProvider {
 
 class LineTelephony : public Telephony {
  public:
-  LineTelephony(PosixComm& comm, PosixEventLoop& loop, std::string home)
-      : comm_(comm), loop_(loop), home_(std::move(home)) {}
+  LineTelephony(PosixComm& comm, PosixEventLoop& loop, std::string home, Store* settings)
+      : comm_(comm), loop_(loop), home_(std::move(home)), settings_(settings) {}
 
-  std::unique_ptr<ITTAPI> CreateTapi() override { return std::make_unique<Tapi>(loop_, home_); }
+  std::unique_ptr<ITTAPI> CreateTapi() override {
+    return std::make_unique<Tapi>(loop_, home_, settings_);
+  }
 
   std::unique_ptr<PortHandleProvider> CreatePortHandleProvider() override {
     return std::make_unique<PortProvider>(comm_);
@@ -172,13 +165,14 @@ class LineTelephony : public Telephony {
   PosixComm& comm_;
   PosixEventLoop& loop_;
   std::string home_;
+  Store* settings_;
 };
 
 }  // namespace
 
-std::unique_ptr<Telephony> MakeTelephony(Comm& comm, PosixEventLoop& loop,
-                                         const std::string& home) {
-  return std::make_unique<LineTelephony>(static_cast<PosixComm&>(comm), loop, home);
+std::unique_ptr<Telephony> MakeTelephony(Comm& comm, PosixEventLoop& loop, const std::string& home,
+                                         Store* settings) {
+  return std::make_unique<LineTelephony>(static_cast<PosixComm&>(comm), loop, home, settings);
 }
 
 }  // namespace mvsms::posix
