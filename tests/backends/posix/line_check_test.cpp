@@ -96,5 +96,24 @@ TEST_F(CheckedLine, DeviceInUseIsNamedWithItsOwner) {
   EXPECT_THAT(Test(), HasSubstr("(process " + std::to_string(getppid()) + ")"));
 }
 
+TEST_F(CheckedLine, AModemSaysWhetherItHearsADialTone) {
+  modem_.On("ATH", "\r\nOK\r\n");
+  modem_.On("ATX4D;", "\r\nOK\r\n");
+  EXPECT_EQ(HearsDialTone(line_), true);
+  EXPECT_EQ(modem_.received(), "ATZ\rATX4D;\rATH\r");
+  modem_.On("ATX4D;", "\r\nNO DIALTONE\r\n");
+  EXPECT_EQ(HearsDialTone(line_), false);
+}
+
+TEST_F(CheckedLine, AModemThatCannotListenForAToneTellsNothing) {
+  modem_.On("ATH", "\r\nOK\r\n");
+  modem_.On("ATX4D;", "\r\nERROR\r\n");
+  EXPECT_EQ(HearsDialTone(line_), std::nullopt);
+  line_.device = "/dev/ttyNoSuch0";
+  EXPECT_EQ(HearsDialTone(line_), std::nullopt);
+  line_.kind = LineKind::kTcp;
+  EXPECT_EQ(HearsDialTone(line_), std::nullopt);
+}
+
 }  // namespace
 }  // namespace mvsms::posix
