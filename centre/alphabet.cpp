@@ -1,7 +1,8 @@
-// One table per alphabet of what differs; GSM differs nearly everywhere and is written out.
+// One table per 7-bit alphabet of what differs; GSM differs nearly everywhere and is written out.
 #include "centre/alphabet.h"
 
 #include <array>
+#include <optional>
 
 namespace mvsms::centre {
 namespace {
@@ -37,13 +38,42 @@ std::string_view Find(const Exception (&table)[n], unsigned char code) {
   return {};
 }
 
-void AppendLatin1(std::string& out, unsigned char code) {
+void AppendUtf8(std::string& out, char32_t code) {
+  const auto tail = [&](unsigned shift) {
+    return static_cast<char>(0x80 | (code >> shift & 0x3F));
+  };
   if (code < 0x80) {
     out += static_cast<char>(code);
-    return;
+  } else if (code < 0x800) {
+    out += {static_cast<char>(0xC0 | code >> 6), tail(0)};
+  } else if (code < 0x10000) {
+    out += {static_cast<char>(0xE0 | code >> 12), tail(6), tail(0)};
+  } else {
+    out += {static_cast<char>(0xF0 | code >> 18), tail(12), tail(6), tail(0)};
   }
-  out += static_cast<char>(0xC0 | (code >> 6));
-  out += static_cast<char>(0x80 | (code & 0x3F));
+}
+
+// Takes the next two octets; beyond the end they are missing.
+std::optional<char32_t> TakeUnit(std::string_view& octets) {
+  if (octets.size() < 2) return std::nullopt;
+  const char32_t high = static_cast<unsigned char>(octets[0]);
+  const char32_t low = static_cast<unsigned char>(octets[1]);
+  octets.remove_prefix(2);
+  return high << 8 | low;
+}
+
+constexpr char32_t kReplacement = 0xFFFD;
+
+char32_t TakeCharacter(std::string_view& octets) {
+  const auto unit = TakeUnit(octets);
+  if (!unit) octets = {};
+  if (!unit || (*unit >= 0xDC00 && *unit < 0xE000)) return kReplacement;
+  if (*unit < 0xD800 || *unit > 0xDBFF) return *unit;
+  std::string_view ahead = octets;
+  const auto low = TakeUnit(ahead);
+  if (!low || *low < 0xDC00 || *low > 0xDFFF) return kReplacement;
+  octets = ahead;
+  return 0x10000 + ((*unit - 0xD800) << 10) + (*low - 0xDC00);
 }
 
 std::string DecodeGsm(std::string_view codes) {
@@ -68,10 +98,16 @@ std::string DecodeText(Alphabet alphabet, std::string_view codes) {
     const std::string_view letter =
         alphabet == Alphabet::kGerman ? Find(kGerman, code) : std::string_view{};
     if (letter.empty())
-      AppendLatin1(out, code);
+      AppendUtf8(out, code);
     else
       out += letter;
   }
+  return out;
+}
+
+std::string DecodeUcs2(std::string_view octets) {
+  std::string out;
+  while (!octets.empty()) AppendUtf8(out, TakeCharacter(octets));
   return out;
 }
 

@@ -1,4 +1,5 @@
-// The 7-bit alphabets in which pagers and message centres take their texts, decoded to UTF-8.
+// The alphabets in which pagers, message centres and mobile phones take their texts, decoded to
+// UTF-8.
 #pragma once
 
 #include <string>
@@ -15,5 +16,10 @@ enum class Alphabet {
 /// The text that `codes` stands for, always valid UTF-8. A GSM escape pair that means nothing is
 /// its second character, as on a mobile phone.
 std::string DecodeText(Alphabet alphabet, std::string_view codes);
+
+/// The text of UCS-2 octets, the higher one first, with the surrogate pairs that phones send for
+/// what lies beyond; always valid UTF-8. What stands for nothing, half a pair or half a character,
+/// is U+FFFD.
+std::string DecodeUcs2(std::string_view octets);
 
 }  // namespace mvsms::centre

@@ -81,13 +81,53 @@ UcpFrame ParseUcpFrame(std::string_view frame) {
   return out;
 }
 
-std::string BuildUcpResult(std::string_view trn, std::string_view operation,
-                           const std::vector<std::string>& fields) {
-  std::string tail = "/R/" + std::string(operation) + "/";
+std::string BuildUcpFrame(std::string_view trn, char kind, std::string_view operation,
+                          const std::vector<std::string>& fields) {
+  std::string tail = std::string("/") + kind + "/" + std::string(operation) + "/";
   for (const std::string& field : fields) tail += field + "/";
   const std::string head = std::string(trn) + "/";
   const std::string body = head + Padded(head.size() + 5 + tail.size() + 2, 5) + tail;
   return kStartOfText + body + UcpChecksum(body) + kEndOfText;
+}
+
+std::string BuildUcpResult(std::string_view trn, std::string_view operation,
+                           const std::vector<std::string>& fields) {
+  return BuildUcpFrame(trn, 'R', operation, fields);
+}
+
+Coding CodingOf(unsigned char scheme) {
+  constexpr Coding kGeneral[] = {Coding::kGsm, Coding::kBinary, Coding::kUcs2, Coding::kGsm};
+  const unsigned group = scheme >> 4U;
+  if (group < 8) return kGeneral[scheme >> 2U & 3U];
+  if (group == 14) return Coding::kUcs2;  // a message is waiting
+  return group == 15 && (scheme & 4U) != 0 ? Coding::kBinary : Coding::kGsm;
+}
+
+std::optional<ExtraServices> ParseExtraServices(std::string_view digits) {
+  constexpr char kHeader = 1, kScheme = 2;
+  const auto octets = DecodeHex(digits);
+  if (!octets) return std::nullopt;
+  ExtraServices services;
+  std::string_view rest = *octets;
+  while (!rest.empty()) {
+    if (rest.size() < 2) return std::nullopt;
+    const std::size_t length = static_cast<unsigned char>(rest[1]);
+    if (length > rest.size() - 2) return std::nullopt;
+    const std::string_view data = rest.substr(2, length);
+    if (rest[0] == kHeader) services.header += data;
+    if (rest[0] == kScheme && length == 1) services.scheme = static_cast<unsigned char>(data[0]);
+    rest.remove_prefix(2 + length);
+  }
+  return services;
+}
+
+std::string EncodeHex(std::string_view octets) {
+  std::string digits;
+  for (const char c : octets) {
+    digits += kDigits[static_cast<unsigned char>(c) >> 4U];
+    digits += kDigits[static_cast<unsigned char>(c) & 15U];
+  }
+  return digits;
 }
 
 std::optional<std::string> DecodeHex(std::string_view digits) {

@@ -35,9 +35,30 @@ struct UcpFrame {
 
 UcpFrame ParseUcpFrame(std::string_view frame);
 
-/// A whole result frame, with STX and ETX, length and checksum.
+/// A whole frame of a kind ('O', 'R'), with STX and ETX, length and checksum.
+std::string BuildUcpFrame(std::string_view trn, char kind, std::string_view operation,
+                          const std::vector<std::string>& fields);
+
+/// A whole result frame.
 std::string BuildUcpResult(std::string_view trn, std::string_view operation,
                            const std::vector<std::string>& fields);
+
+/// What a transparent message is, by the data coding scheme of GSM 03.38.
+enum class Coding { kBinary, kGsm, kUcs2 };
+Coding CodingOf(unsigned char scheme);
+
+/// The extra services (XSer) of a message, as far as they say how it is to be read.
+struct ExtraServices {
+  std::string header;                   // user data header, its length octet first; empty: none
+  std::optional<unsigned char> scheme;  // data coding scheme
+};
+
+/// Reads pairs of digits that are type, length and data of one service after another. Nothing if
+/// they are not.
+std::optional<ExtraServices> ParseExtraServices(std::string_view digits);
+
+/// The octets as pairs of hexadecimal digits.
+std::string EncodeHex(std::string_view octets);
 
 /// The bytes that pairs of hexadecimal digits stand for; nothing if they are not such pairs.
 std::optional<std::string> DecodeHex(std::string_view digits);

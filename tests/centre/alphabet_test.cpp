@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include "centre/ucp_frame.h"
+
 namespace mvsms::centre {
 namespace {
 
@@ -41,6 +43,22 @@ TEST(GermanAlphabet, HasLettersForBrackets) {
 
 TEST(AsciiAlphabet, TakesHighCodesForLatin1) {
   EXPECT_EQ(DecodeText(Alphabet::kAscii, "a[\xFC\x80"), "a[ü\xC2\x80");
+}
+
+std::string Ucs2(std::string_view digits) { return DecodeUcs2(DecodeHex(digits).value()); }
+
+TEST(Alphabet, Ucs2IsTakenTwoOctetsAtATime) {
+  EXPECT_EQ(Ucs2(""), "");
+  EXPECT_EQ(Ucs2("0041007F008007FF0800FFFD"), "A\x7F\u0080\u07FF\u0800\uFFFD");
+  EXPECT_EQ(Ucs2("D83DDE00DBFFDFFF"), "\U0001F600\U0010FFFF");
+}
+
+TEST(Alphabet, WhatIsNoUcs2IsReplaced) {
+  EXPECT_EQ(Ucs2("004100"), "A\uFFFD");
+  EXPECT_EQ(Ucs2("D83D0041"), "\uFFFDA");
+  EXPECT_EQ(Ucs2("DE000041"), "\uFFFDA");
+  EXPECT_EQ(Ucs2("D83D"), "\uFFFD");
+  EXPECT_EQ(Ucs2("D83DD83DDE00"), "\uFFFD\U0001F600");
 }
 
 }  // namespace
