@@ -23,6 +23,9 @@ template <>
 constexpr std::array<std::string_view, 6> kWords<SilentAt>{"never",    "prompt",  "login",
                                                            "go-ahead", "message", "logout"};
 template <>
+constexpr std::array<std::string_view, 4> kWords<Delivery>{"delivered", "buffered", "failed",
+                                                           "none"};
+template <>
 constexpr std::array<std::string_view, 3> kWords<Alphabet>{"ascii", "german", "gsm"};
 template <>
 constexpr std::array<std::string_view, 2> kWords<bool>{"off", "on"};

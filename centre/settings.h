@@ -18,6 +18,8 @@ inline constexpr int kAll = INT_MAX;
 
 enum class CallOutcome { kConnect, kBusy, kNoAnswer, kNoCarrier, kNoDialtone, kError };
 enum class TapAnswer { kAck, kNak, kRs, kEnd };
+/// What becomes of a message whose sender asked to be told.
+enum class Delivery { kDelivered, kBuffered, kFailed, kNone };
 enum class SilentAt { kNever, kPrompt, kLogin, kGoAhead, kMessage, kLogout };
 
 struct Settings {

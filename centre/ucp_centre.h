@@ -1,7 +1,10 @@
 // The answering side of EMI/UCP: operations 01, 30, 31, 51 and 60, each answered in its own shape,
-// with the public error codes. Stateless from frame to frame but for the login.
+// with the public error codes; and operation 53, by which it tells who asked for it what became of
+// a message, while the call lasts. Stateless from frame to frame but for the login and for the
+// notifications that are still to be answered.
 #pragma once
 
+#include <map>
 #include <string>
 #include <string_view>
 
@@ -39,13 +42,18 @@ class UcpCentre : public Answerer {
   static const Operation* Find(std::string_view code);
 
   void On(const std::string& raw);
+  void TakeResult(const UcpFrame& frame, const std::string& raw);
   Request Read(const UcpFrame& frame) const;
+  void ReadMessage(const UcpFrame& frame, const Operation& operation, Request& request) const;
   static std::string ReadOriginator(const UcpFrame& frame, const Operation& operation);
   Verdict Judge(const UcpFrame& frame, const Request& request);
   Verdict JudgeLogin(const UcpFrame& frame);
   Verdict JudgeMessage(const Request& request);
   std::string SystemMessage(std::string_view recipient);
   std::string Result(const UcpFrame& frame, const Verdict& verdict);
+  void PromiseNotification(const UcpFrame& frame);
+  void Notify(const UcpFrame& submitted, Millis submitted_at);
+  void GiveUpNotifications();
   bool FallsSilent(const UcpFrame& frame);
   void WatchSilence();
 
@@ -55,6 +63,8 @@ class UcpCentre : public Answerer {
   UcpReader reader_;
   Deadline silence_;
   bool logged_in_ = false;
+  int next_trn_ = 0;                           // of the centre's own operations
+  std::map<std::string, Request> unanswered_;  // notifications, by their TRN
 };
 
 }  // namespace mvsms::centre

@@ -42,12 +42,30 @@ inline std::string Refusal(const std::string& operation, const std::string& code
   return UcpFrameOf(operation, "N/" + code + "/" + text + "/", trn, "R");
 }
 
+inline std::string HexOf(const std::string& text) {
+  std::string digits;
+  for (const char c : text) {
+    char pair[4];
+    std::snprintf(pair, sizeof pair, "%02X", static_cast<unsigned>(static_cast<unsigned char>(c)));
+    digits += pair;
+  }
+  return digits;
+}
+
+/// Fields of an operation 51 that few messages have.
+struct Rarely {
+  std::string notification = "//";  // NRq, NAdC and NT
+  std::string originator_type = "";
+  std::string extra_services = "";
+};
+
 /// An operation 51 with these fields, all others empty.
 inline std::string Submit(const std::string& recipient, const std::string& originator,
                           const std::string& type, const std::string& message,
-                          const std::string& originator_type = "") {
-  return UcpFrameOf("51", recipient + "/" + originator + std::string(17, '/') + type + "//" +
-                              message + std::string(8, '/') + originator_type + "/////");
+                          const Rarely& rarely = {}) {
+  return UcpFrameOf("51", recipient + "/" + originator + "//" + rarely.notification +
+                              std::string(13, '/') + type + "//" + message + std::string(8, '/') +
+                              rarely.originator_type + "//" + rarely.extra_services + "///");
 }
 
 }  // namespace mvsms::centre::test

@@ -99,13 +99,182 @@ TEST(UcpCentre, ReadsNumericToneAndTransparentMessages) {
   EXPECT_EQ(ucp.requests[0].type, "numeric");
   EXPECT_EQ(ucp.requests[1].text, "F5F6");
   EXPECT_EQ(ucp.requests[1].type, "transparent");
+  EXPECT_EQ(ucp.requests[1].coding, "binary");
   EXPECT_EQ(ucp.requests[2].type, "tone");
   for (const Request& request : ucp.requests) EXPECT_TRUE(request.accepted);
 }
 
+TEST(UcpCentre, ReadsTransparentMessagesAsTheirCodingSchemeSays) {
+  struct Case {
+    const char *services, *message, *coding, *text;
+  };
+  const Case cases[] = {
+      {"020108", "041F0440043804320435044200210020D83DDE00", "ucs2", "Привет! 😀"},
+      {"0201E0", "0041", "ucs2", "A"},
+      {"020100", "1B6500", "gsm", "€@"},
+      {"0201F1", "41", "gsm", "A"},
+      {"0201F5", "41", "binary", "41"},
+      {"020104", "F5F6", "binary", "F5F6"},
+      {"0301FF", "41", "binary", "41"},
+      {"", "41", "binary", "41"}};
+  UcpTest ucp;
+  Call call = ucp.Dialled();
+  for (const Case& each : cases) {
+    call.Sends(Submit("0123", "", "4", each.message, {.extra_services = each.services}));
+    const Request& request = ucp.requests.back();
+    EXPECT_EQ(request.coding, each.coding) << each.services;
+    EXPECT_EQ(request.text, each.text) << each.services;
+    EXPECT_EQ(request.type, "transparent");
+    EXPECT_TRUE(request.accepted);
+  }
+}
+
+TEST(UcpCentre, TheHeaderOfAPartStandsApart) {
+  UcpTest ucp;
+  Call call = ucp.Dialled();
+  call.Sends(Submit("0123", "", "3", "4142", {.extra_services = "01060500037E0201"}));
+  call.Sends(Submit("0123", "", "4", "0041", {.extra_services = "01060500037E0202020108"}));
+  ASSERT_EQ(ucp.requests.size(), 2u);
+  EXPECT_EQ(ucp.requests[0].header, "0500037E0201");
+  EXPECT_EQ(ucp.requests[0].text, "AB");
+  EXPECT_EQ(ucp.requests[0].coding, "");
+  EXPECT_EQ(ucp.requests[1].header, "0500037E0202");
+  EXPECT_EQ(ucp.requests[1].text, "A");
+}
+
+TEST(UcpCentre, RefusesTransparentMessagesAndServicesThatAreNone) {
+  UcpTest ucp;
+  Call call = ucp.Dialled();
+  EXPECT_EQ(call.Answer(Submit("12", "", "4", "4G")), Refusal("51", "02", "Syntax error"));
+  for (const char* services : {"02", "0201", "020208", "0201080", "xx"}) {
+    EXPECT_EQ(call.Answer(Submit("12", "", "4", "41", {.extra_services = services})),
+              Refusal("51", "02", "Syntax error"))
+        << services;
+  }
+}
+
+/// The notification of a message from 0456 to 0123 of that moment, made a second later.
+std::string NotificationOf(const std::string& trn, const std::string& result,
+                           const std::string& words) {
+  return UcpFrameOf("53",
+                    "0456/0123" + std::string(13, '/') + "010170000000/" + result +
+                        "/010170000001/3//" +
+                        HexOf("Message for 0123, with identification 010170000000 has " + words +
+                              " on 1970-01-01 at 00:00:01") +
+                        std::string(13, '/'),
+                    trn);
+}
+
+std::string Answer53(const std::string& trn, const std::string& fields = "A//") {
+  return UcpFrameOf("53", fields, trn, "R");
+}
+
+const std::string kAsked = Submit("0123", "0456", "3", "41", {.notification = "1//"});
+
+TEST(UcpCentre, TellsWhoAskedThatAMessageWasDelivered) {
+  UcpTest ucp;
+  Call call = ucp.Dialled();
+  EXPECT_EQ(call.Answer(kAsked), Accepted("51", "/0123:010170000000/"));
+  call.Waits(999);
+  EXPECT_EQ(call.Hears(), "");
+  call.Waits(1);
+  EXPECT_EQ(call.Hears(), NotificationOf("00", "0/000", "been delivered"));
+  EXPECT_EQ(ucp.requests.size(), 1u) << "not yet answered";
+  EXPECT_EQ(call.Answer(Answer53("00")), "");
+  ASSERT_EQ(ucp.requests.size(), 2u);
+  const Request& told = ucp.requests[1];
+  EXPECT_EQ(told.operation, "53");
+  EXPECT_EQ(told.recipient, "0456");
+  EXPECT_EQ(told.originator, "0123");
+  EXPECT_EQ("<STX>" + told.raw + "<ETX>", NotificationOf("00", "0/000", "been delivered"));
+  EXPECT_EQ(ToNotation(told.answer), Answer53("00"));
+  EXPECT_TRUE(told.accepted);
+}
+
+TEST(UcpCentre, DelayAndResultOfNotificationsAreSettings) {
+  UcpTest failed({"notification=failed", "notification-reason=7"});
+  Call call = failed.Dialled();
+  call.Sends(kAsked);
+  call.Hears();
+  call.Waits(1000);
+  EXPECT_EQ(call.Hears(), NotificationOf("00", "2/007", "not been delivered"));
+  UcpTest buffered({"notification=buffered"});
+  Call other = buffered.Dialled();
+  other.Sends(kAsked);
+  other.Hears();
+  other.Waits(1000);
+  EXPECT_EQ(other.Hears(), NotificationOf("00", "1/000", "been buffered"));
+  UcpTest at_once({"notification-delay=0"});
+  Call third = at_once.Dialled();
+  third.Sends(kAsked);
+  third.Waits(0);
+  EXPECT_EQ(third.Hears().find(Accepted("51", "/0123:010170000000/") + "<STX>00/"), 0u);
+}
+
+TEST(UcpCentre, NobodyIsToldUnasked) {
+  const auto told = [](const std::string& setting, const std::string& submit) {
+    UcpTest ucp({setting});
+    Call call = ucp.Dialled();
+    call.Sends(submit);
+    call.Hears();
+    call.Waits(5000);
+    return call.Hears() != "";
+  };
+  const auto asking = [](const std::string& fields) {
+    return Submit("0123", "0456", "3", "41", {.notification = fields});
+  };
+  EXPECT_FALSE(told("notification=delivered", asking("//")));
+  EXPECT_FALSE(told("notification=delivered", asking("0//")));
+  EXPECT_FALSE(told("notification=none", kAsked));
+  EXPECT_FALSE(told("refuse=1", kAsked));
+  EXPECT_TRUE(told("notification=delivered", asking("1//1")));
+  EXPECT_TRUE(told("notification=buffered", asking("1//7")));
+  EXPECT_TRUE(told("notification=failed", asking("1//0")));
+  EXPECT_FALSE(told("notification=delivered", asking("1//2")));
+  EXPECT_FALSE(told("notification=failed", asking("1//5")));
+}
+
+TEST(UcpCentre, NotificationsGoToTheAddressThatWasNamed) {
+  UcpTest ucp;
+  Call call = ucp.Dialled();
+  call.Sends(Submit("0123", "0456", "3", "41", {.notification = "1/0789/"}));
+  call.Waits(1000);
+  call.Sends(Answer53("00"));
+  EXPECT_EQ(ucp.requests.at(1).recipient, "0789");
+}
+
+TEST(UcpCentre, AnswersBelongToTheNotificationOfTheirNumber) {
+  UcpTest ucp;
+  Call call = ucp.Dialled();
+  call.Sends(kAsked + kAsked);
+  call.Waits(1000);
+  call.Sends(Answer53("01", "N/02/no thanks/") + Answer53("07") +
+             UcpFrameOf("51", "A//", "00", "R"));
+  std::string hurt = Answer53("00");
+  hurt.replace(hurt.find("/A/"), 3, "/B/");
+  call.Sends(hurt);
+  ASSERT_EQ(ucp.requests.size(), 3u);
+  EXPECT_EQ(ucp.requests[2].trn, "01");
+  EXPECT_FALSE(ucp.requests[2].accepted);
+  call.HangsUp();
+  ASSERT_EQ(ucp.requests.size(), 4u) << "the other one, never answered";
+  EXPECT_EQ(ucp.requests[3].trn, "00");
+  EXPECT_EQ(ucp.requests[3].answer, "");
+  EXPECT_FALSE(ucp.requests[3].accepted);
+}
+
+TEST(UcpCentre, WhoHasHungUpIsToldNothing) {
+  UcpTest ucp;
+  Call call = ucp.Dialled();
+  call.Sends(kAsked);
+  call.HangsUp();
+  call.Waits(5000);
+  EXPECT_EQ(ucp.requests.size(), 1u);
+}
+
 TEST(UcpCentre, ReadsAlphanumericOriginators) {
   UcpTest ucp;
-  ucp.Dialled().Sends(Submit("0123", "10412614190438AB4D", "3", "41", "5039"));
+  ucp.Dialled().Sends(Submit("0123", "10412614190438AB4D", "3", "41", {.originator_type = "5039"}));
   EXPECT_EQ(ucp.requests.at(0).originator, "ALPHA@NUM");
   EXPECT_TRUE(ucp.requests.at(0).accepted);
 }
