@@ -5,7 +5,8 @@ namespace mvsms::centre {
 namespace {
 
 constexpr std::string_view kDigits = "0123456789";
-constexpr std::string_view kPrefixes = "&\\%-*#";
+constexpr std::string_view kBit = ".0123456789";  // S38.3: one bit of a register
+constexpr std::string_view kPrefixes = "&\\%-*#$";
 
 char UpperCase(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
 
@@ -39,7 +40,8 @@ AtCommand NextCommand(Cursor& cursor) {
   AtCommand command;
   if (cursor.NextIs("+")) {
     command.name = cursor.TakeUntil("=?;");
-    command.argument = cursor.TakeUntil(";");
+    // The semicolon is due, but fax programs leave it out.
+    command.argument = cursor.TakeUntil(";+&");
     cursor.TakeWhile(";");
     return command;
   }
@@ -49,6 +51,7 @@ AtCommand NextCommand(Cursor& cursor) {
   else
     command.argument = cursor.TakeWhile(kDigits);
   if (command.name != "S") return command;
+  command.argument += cursor.TakeWhile(kBit);
   command.argument += cursor.TakeWhile("=?");
   command.argument += cursor.TakeWhile(kDigits);
   return command;

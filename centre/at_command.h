@@ -12,7 +12,7 @@ struct AtCommand {
   /// Uppercase: a letter ("E"), a prefix with a letter ("&K", "\\N", "%C"), "S", "D", or a
   /// command word ("+MS").
   std::string name;
-  /// Digits; for S "7=45" or "7?"; for D and for words everything up to the end or ";".
+  /// Digits; for S "7=45", "7?" or "38.3=1"; for D and for words everything up to the end or ";".
   std::string argument;
 };
 

@@ -5,6 +5,7 @@
 
 #include "centre/line_faults.h"
 #include "centre/modem_emulator.h"
+#include "centre/serial_server.h"
 #include "centre/tap_centre.h"
 #include "centre/ucp_centre.h"
 
@@ -35,8 +36,9 @@ Speaker SpeakUcp() {
   return [](Desk& desk) { return std::make_unique<UcpCentre>(desk); };
 }
 
-Centre::Centre(Speaker speaker, Settings settings, Recorder recorder)
-    : desk_(std::move(settings), std::move(recorder)), speaker_(std::move(speaker)) {}
+Centre::Centre(Speaker speaker, Settings settings, Recorder recorder, Tracer tracer)
+    : desk_(std::move(settings), std::move(recorder), std::move(tracer)),
+      speaker_(std::move(speaker)) {}
 
 std::unique_ptr<Answerer> Centre::AnswerCall() {
   if (desk_.settings.call != CallOutcome::kConnect && Take(desk_.calls_to_fail))
@@ -44,9 +46,14 @@ std::unique_ptr<Answerer> Centre::AnswerCall() {
   return Established();
 }
 
-std::unique_ptr<Answerer> Centre::AnswerModem() {
-  return std::make_unique<ModemEmulator>(desk_,
-                                         [this](const std::string&) { return Established(); });
+std::unique_ptr<Answerer> Centre::AnswerModem(CarrierWatch carrier) {
+  return std::make_unique<ModemEmulator>(
+      desk_, [this](const std::string&) { return Established(); }, std::move(carrier));
+}
+
+std::unique_ptr<Answerer> Centre::AnswerSerialServer() {
+  return std::make_unique<SerialServer>(
+      [this](CarrierWatch carrier) { return AnswerModem(std::move(carrier)); });
 }
 
 std::unique_ptr<Answerer> Centre::Established() {

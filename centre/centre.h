@@ -18,7 +18,7 @@ Speaker SpeakUcp();
 
 class Centre {
  public:
-  Centre(Speaker speaker, Settings settings, Recorder recorder = {});
+  Centre(Speaker speaker, Settings settings, Recorder recorder = {}, Tracer tracer = {});
   Centre(const Centre&) = delete;
   Centre& operator=(const Centre&) = delete;
 
@@ -26,7 +26,9 @@ class Centre {
   /// The centre outlives it.
   std::unique_ptr<Answerer> AnswerCall();
   /// A modem that reaches this centre whatever number is dialled. The centre outlives it.
-  std::unique_ptr<Answerer> AnswerModem();
+  std::unique_ptr<Answerer> AnswerModem(CarrierWatch carrier = {});
+  /// Such a modem behind a serial server that speaks RFC 2217. The centre outlives it.
+  std::unique_ptr<Answerer> AnswerSerialServer();
 
  private:
   std::unique_ptr<Answerer> Established();

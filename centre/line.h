@@ -27,6 +27,9 @@ class Line {
   virtual Millis Now() = 0;
 };
 
+/// Told whenever the carrier (DCD) of a modem comes or goes.
+using CarrierWatch = std::function<void(bool up)>;
+
 /// Whatever answers on a line: a TAP centre, a UCP centre, a scripted dialogue, the modem emulator.
 class Answerer {
  public:

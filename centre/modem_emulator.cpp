@@ -25,17 +25,30 @@ constexpr ResultCode kResultCodes[] = {{0, "OK"},       {1, "CONNECT"},     {3, 
                                        {4, "ERROR"},    {6, "NO DIALTONE"}, {7, "BUSY"},
                                        {8, "NO ANSWER"}};
 
-// Accepted and ignored: they tune speaker, speed, compression and flow control.
+// Accepted and ignored: they tune speaker, speed, compression and flow control, and which incoming
+// calls are told of, or taken for a fax.
 constexpr std::string_view kIgnoredLetters = "BCFLMNPTWY";
-constexpr std::string_view kIgnoredPrefixes = "&\\%-*#";
-constexpr std::array<std::string_view, 10> kIgnoredWords = {
-    "+MS", "+ES", "+ER", "+DS", "+DR", "+IFC", "+ICF", "+IPR", "+ILRR", "+A8E"};
+constexpr std::string_view kIgnoredPrefixes = "&\\%-*#$";
+constexpr std::array<std::string_view, 12> kIgnoredWords = {
+    "+MS", "+ES", "+ER", "+DS", "+DR", "+IFC", "+ICF", "+IPR", "+ILRR", "+A8E", "+VCID", "+FAA"};
 
 bool IsIgnored(const std::string& name) {
   if (name.size() == 1) return kIgnoredLetters.find(name[0]) != std::string_view::npos;
   if (kIgnoredPrefixes.find(name[0]) != std::string_view::npos) return true;
   return std::find(kIgnoredWords.begin(), kIgnoredWords.end(), name) != kIgnoredWords.end();
 }
+
+// What programs ask of a modem before they use it, fax programs above all.
+struct Fact {
+  std::string_view question;
+  std::string_view answer;
+};
+constexpr std::string_view kMaker = "mvSMS", kModel = "message centre, emulated modem",
+                           kRevision = "1";
+constexpr Fact kFacts[] = {{"+GMI", kMaker},   {"+GMM", kModel},   {"+GMR", kRevision},
+                           {"+FMI?", kMaker},  {"+FMM?", kModel},  {"+FMR?", kRevision},
+                           {"+FMFR?", kMaker}, {"+FMDL?", kModel}, {"+FREV?", kRevision},
+                           {"+FCLASS?", "0"},  {"+FCLASS=?", "0"}};
 
 /// For commands that are switches: 0 (or nothing) off, 1 on, anything else an error.
 bool Switch(const std::string& argument, bool& value) {
@@ -87,16 +100,17 @@ class ModemEmulator::Call : public Line, public std::enable_shared_from_this<Cal
 };
 
 const ModemEmulator::Handler ModemEmulator::kHandlers[] = {
-    {"E", &ModemEmulator::Echo},        {"V", &ModemEmulator::Verbose},
-    {"Q", &ModemEmulator::Quiet},       {"X", &ModemEmulator::Extended},
-    {"I", &ModemEmulator::Information}, {"S", &ModemEmulator::Register},
-    {"H", &ModemEmulator::HookDown},    {"Z", &ModemEmulator::Reset},
-    {"&F", &ModemEmulator::Reset},      {"D", &ModemEmulator::Dial},
-    {"O", &ModemEmulator::Online},      {"A", &ModemEmulator::Answer},
+    {"E", &ModemEmulator::Echo},           {"V", &ModemEmulator::Verbose},
+    {"Q", &ModemEmulator::Quiet},          {"X", &ModemEmulator::Extended},
+    {"I", &ModemEmulator::Information},    {"S", &ModemEmulator::Register},
+    {"H", &ModemEmulator::HookDown},       {"Z", &ModemEmulator::Reset},
+    {"&F", &ModemEmulator::Reset},         {"D", &ModemEmulator::Dial},
+    {"O", &ModemEmulator::Online},         {"A", &ModemEmulator::Answer},
+    {"+FCLASS", &ModemEmulator::FaxClass},
 };
 
-ModemEmulator::ModemEmulator(Desk& desk, Dialled dialled)
-    : desk_(desk), dialled_(std::move(dialled)) {
+ModemEmulator::ModemEmulator(Desk& desk, Dialled dialled, CarrierWatch carrier)
+    : desk_(desk), dialled_(std::move(dialled)), carrier_(std::move(carrier)) {
   PowerOn();
 }
 
@@ -141,6 +155,7 @@ void ModemEmulator::Type(char typed) {
 }
 
 void ModemEmulator::Execute(const std::string& line) {
+  if (!line.empty()) desk_.Trace(Seen::kModemReceived, line);
   // Noise before the attention code, and after an escape, is common.
   const std::size_t attention = std::min(line.find("AT"), line.find("at"));
   const auto commands = ParseAtLine(attention == std::string::npos ? line : line.substr(attention));
@@ -155,6 +170,9 @@ void ModemEmulator::Execute(const std::string& line) {
 }
 
 ModemEmulator::Result ModemEmulator::Run(const AtCommand& command) {
+  for (const Fact& fact : kFacts) {
+    if (fact.question == command.name + command.argument) return Inform(fact.answer);
+  }
   for (const Handler& handler : kHandlers)
     if (handler.name == command.name) return (this->*handler.run)(command);
   return IsIgnored(command.name) ? Result::kOk : Result::kError;
@@ -180,8 +198,12 @@ ModemEmulator::Result ModemEmulator::Extended(const AtCommand& command) {
 }
 
 ModemEmulator::Result ModemEmulator::Information(const AtCommand&) {
-  Say("\r\nmvSMS message centre, emulated modem\r\n");
-  return Result::kOk;
+  return Inform(std::string(kMaker) + " " + std::string(kModel));
+}
+
+// For data: what every fax program asks for before it dials a data call.
+ModemEmulator::Result ModemEmulator::FaxClass(const AtCommand& command) {
+  return command.argument == "=0" ? Result::kOk : Result::kError;
 }
 
 ModemEmulator::Result ModemEmulator::Register(const AtCommand& command) {
@@ -194,8 +216,7 @@ ModemEmulator::Result ModemEmulator::Register(const AtCommand& command) {
   }
   char value[8];
   std::snprintf(value, sizeof value, "%03d", registers_[number]);
-  Say("\r\n" + std::string(value) + "\r\n");
-  return Result::kOk;
+  return Inform(value);
 }
 
 ModemEmulator::Result ModemEmulator::HookDown(const AtCommand&) {
@@ -257,6 +278,7 @@ ModemEmulator::Result ModemEmulator::Perceived(CallOutcome outcome) const {
 
 void ModemEmulator::Connect(const std::string& number) {
   call_ = std::make_shared<Call>(*this, dialled_(number));
+  ShowCarrier(true);
   Report(Result::kConnect);
   state_ = State::kOnline;
   pluses_ = 0;
@@ -306,7 +328,14 @@ void ModemEmulator::EndCall() {
   pending_.Clear();
   carrier_loss_.Clear();
   state_ = State::kCommand;
-  if (const auto ended = std::exchange(call_, nullptr)) ended->End();
+  const auto ended = std::exchange(call_, nullptr);
+  if (ended == nullptr) return;
+  ended->End();
+  ShowCarrier(false);
+}
+
+void ModemEmulator::ShowCarrier(bool up) const {
+  if (carrier_) carrier_(up);
 }
 
 void ModemEmulator::PowerOn() {
@@ -323,11 +352,20 @@ void ModemEmulator::PowerOn() {
 void ModemEmulator::Report(Result result) {
   if (result == Result::kNone || quiet_) return;
   const ResultCode& code = kResultCodes[static_cast<std::size_t>(result)];
-  if (!verbose_) return Say(std::to_string(code.number) + "\r");
+  if (!verbose_) {
+    desk_.Trace(Seen::kModemSent, std::to_string(code.number));
+    return Say(std::to_string(code.number) + "\r");
+  }
   std::string words(code.words);
   const std::string& speed = desk_.settings.connect_text;
   if (result == Result::kConnect && extended_ > 0 && !speed.empty()) words += " " + speed;
-  Say("\r\n" + words + "\r\n");
+  Inform(words);
+}
+
+ModemEmulator::Result ModemEmulator::Inform(std::string_view words) {
+  desk_.Trace(Seen::kModemSent, words);
+  Say("\r\n" + std::string(words) + "\r\n");
+  return Result::kOk;
 }
 
 void ModemEmulator::Say(std::string_view text) { line_->Write(text); }

@@ -21,8 +21,8 @@ class ModemEmulator : public Answerer {
   /// Makes the answerer of a call to the number dialled, which is given without its T or P.
   using Dialled = std::function<std::unique_ptr<Answerer>(const std::string& number)>;
 
-  /// `desk` outlives the modem.
-  ModemEmulator(Desk& desk, Dialled dialled);
+  /// `desk` outlives the modem. `carrier` is told of the carrier of its calls; it may be empty.
+  ModemEmulator(Desk& desk, Dialled dialled, CarrierWatch carrier = {});
   ~ModemEmulator() override;
   /// The program has opened the port. `line` is the serial line, not the call.
   void Connected(Line& line) override;
@@ -48,6 +48,7 @@ class ModemEmulator : public Answerer {
   Result Quiet(const AtCommand& command);
   Result Extended(const AtCommand& command);
   Result Information(const AtCommand& command);
+  Result FaxClass(const AtCommand& command);
   Result Register(const AtCommand& command);
   Result HookDown(const AtCommand& command);
   Result Reset(const AtCommand& command);
@@ -62,13 +63,16 @@ class ModemEmulator : public Answerer {
   void WatchEscape(std::string_view bytes);
   void LoseCarrier();
   void EndCall();
+  void ShowCarrier(bool up) const;
   void PowerOn();
   void Report(Result result);
+  Result Inform(std::string_view words);
   void Say(std::string_view text);
   Millis Guard() const;
 
   Desk& desk_;
   const Dialled dialled_;
+  const CarrierWatch carrier_;
   Line* line_ = nullptr;
   std::shared_ptr<Call> call_;
   State state_ = State::kCommand;

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <bit>
+#include <functional>
+#include <iterator>
 #include <utility>
 #include <variant>
 
@@ -239,7 +241,12 @@ void TapCentre::Send(std::string_view bytes) {
 
 std::string TapCentre::FromLine(std::string_view bytes) const {
   std::string in(bytes);
-  if (settings_.even_parity) std::erase_if(in, [](char c) { return !EvenParity(c); });
+  if (settings_.even_parity) {
+    std::string odd;
+    std::copy_if(in.begin(), in.end(), std::back_inserter(odd), std::not_fn(EvenParity));
+    if (!odd.empty()) desk_.Trace(Seen::kDropped, odd);
+    std::erase_if(in, std::not_fn(EvenParity));
+  }
   if (settings_.even_parity || settings_.strip_bit_7)
     std::transform(in.begin(), in.end(), in.begin(), WithoutParity);
   return in;

@@ -5,32 +5,33 @@
 
 namespace mvsms::centre {
 
-Traced::Traced(std::unique_ptr<Answerer> inner, Observer observer, std::function<void()> ended)
-    : inner_(std::move(inner)), observer_(std::move(observer)), ended_(std::move(ended)) {}
+Traced::Traced(std::unique_ptr<Answerer> inner, Tracer tracer, std::function<void()> ended)
+    : inner_(std::move(inner)), tracer_(std::move(tracer)), ended_(std::move(ended)) {}
 
 void Traced::Connected(Line& line) {
+  Show(Seen::kCallBegun);
   outer_ = &line;
   inner_->Connected(*this);
 }
 
 void Traced::Received(std::string_view bytes) {
-  if (observer_) observer_(true, bytes);
+  Show(Seen::kReceived, bytes);
   inner_->Received(bytes);
 }
 
 void Traced::HungUp() {
   inner_->HungUp();
-  ended_();
+  End();
 }
 
 void Traced::Write(std::string_view bytes) {
-  if (observer_) observer_(false, bytes);
+  Show(Seen::kSent, bytes);
   outer_->Write(bytes);
 }
 
 void Traced::HangUp() {
   outer_->HangUp();
-  ended_();
+  End();
 }
 
 void Traced::After(Millis delay, std::function<void()> action) {
@@ -38,5 +39,14 @@ void Traced::After(Millis delay, std::function<void()> action) {
 }
 
 Millis Traced::Now() { return outer_->Now(); }
+
+void Traced::Show(Seen what, std::string_view bytes) const {
+  if (tracer_) tracer_(what, bytes);
+}
+
+void Traced::End() const {
+  Show(Seen::kCallEnded);
+  ended_();
+}
 
 }  // namespace mvsms::centre

@@ -6,16 +6,15 @@
 #include <memory>
 #include <string_view>
 
+#include "centre/desk.h"
 #include "centre/line.h"
 
 namespace mvsms::centre {
 
 class Traced : public Answerer, private Line {
  public:
-  using Observer = std::function<void(bool from_caller, std::string_view bytes)>;
-
-  /// `observer` may be empty. `ended` is called once, when either side has hung up.
-  Traced(std::unique_ptr<Answerer> inner, Observer observer, std::function<void()> ended);
+  /// `tracer` may be empty. `ended` is called once, when either side has hung up.
+  Traced(std::unique_ptr<Answerer> inner, Tracer tracer, std::function<void()> ended);
   void Connected(Line& line) override;
   void Received(std::string_view bytes) override;
   void HungUp() override;
@@ -26,8 +25,11 @@ class Traced : public Answerer, private Line {
   void After(Millis delay, std::function<void()> action) override;
   Millis Now() override;
 
+  void Show(Seen what, std::string_view bytes = {}) const;
+  void End() const;
+
   std::unique_ptr<Answerer> inner_;
-  Observer observer_;
+  Tracer tracer_;
   std::function<void()> ended_;
   Line* outer_ = nullptr;
 };

@@ -61,6 +61,14 @@ class Caller {
       if (!Read()) return true;
     return false;
   }
+  termios Mode() const {
+    termios mode{};
+    if (::tcgetattr(fd_, &mode) != 0) throw std::runtime_error("cannot read the mode");
+    return mode;
+  }
+  void SetMode(const termios& mode) const {
+    if (::tcsetattr(fd_, TCSANOW, &mode) != 0) throw std::runtime_error("cannot set the mode");
+  }
   void HangUp() {
     if (fd_ >= 0) ::close(std::exchange(fd_, -1));
   }

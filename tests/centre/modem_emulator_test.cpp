@@ -33,14 +33,23 @@ struct ModemTest : TapTest {
 };
 
 TEST(AtLine, IsTakenApart) {
-  const auto commands = ParseAtLine("at e0 v1 &k3 \\n0 %c1 s7=45 s2? x4 +ms=v22b,0;dt 0171-5");
+  const auto commands =
+      ParseAtLine("at e0 v1 &k3 \\n0 %c1 $f4 s7=45 s2? s38.3=1 x4 +ms=v22b,0;dt 0171-5");
   ASSERT_TRUE(commands);
   std::string shown;
   for (const AtCommand& command : *commands) shown += command.name + "(" + command.argument + ")";
-  EXPECT_EQ(shown, "E(0)V(1)&K(3)\\N(0)%C(1)S(7=45)S(2?)X(4)+MS(=V22B,0)D(T0171-5)");
+  EXPECT_EQ(shown, "E(0)V(1)&K(3)\\N(0)%C(1)$F(4)S(7=45)S(2?)S(38.3=1)X(4)+MS(=V22B,0)D(T0171-5)");
   EXPECT_TRUE(ParseAtLine("AT")->empty());
   EXPECT_FALSE(ParseAtLine("hello"));
   EXPECT_FALSE(ParseAtLine("A"));
+}
+
+TEST(AtLine, WordsNeedNoSemicolonBetweenThem) {
+  const auto commands = ParseAtLine("AT+FAA=1+FCLASS=0&H1");
+  ASSERT_TRUE(commands);
+  ASSERT_EQ(commands->size(), 3u);
+  EXPECT_EQ((*commands)[1].name, "+FCLASS");
+  EXPECT_EQ((*commands)[1].argument, "=0");
 }
 
 TEST(Modem, EchoesAndAnswersInWordsAtPowerOn) {
@@ -125,9 +134,73 @@ TEST(Modem, RegistersKeepTheirValues) {
 }
 
 TEST(Modem, TellsWhatItIs) {
+  const std::pair<const char*, const char*> answers[] = {
+      {"I", "mvSMS message centre, emulated modem"},
+      {"I3", "mvSMS message centre, emulated modem"},
+      {"+GMI", "mvSMS"},
+      {"+GMM", "message centre, emulated modem"},
+      {"+GMR", "1"},
+      {"+FMI?", "mvSMS"},
+      {"+FMM?", "message centre, emulated modem"},
+      {"+FMR?", "1"},
+      {"+FMFR?", "mvSMS"},
+      {"+FMDL?", "message centre, emulated modem"},
+      {"+FREV?", "1"}};
   ModemTest modem;
-  EXPECT_EQ(modem.Port().Answer("ATI<CR>"),
-            "<CR><LF>mvSMS message centre, emulated modem<CR><LF>" + kOk);
+  Call port = modem.Port();
+  for (const auto& [question, answer] : answers) {
+    EXPECT_EQ(port.Answer(std::string("AT") + question + "<CR>"),
+              std::string("<CR><LF>") + answer + "<CR><LF>" + kOk)
+        << question;
+  }
+}
+
+TEST(Modem, IsADataModemToAFaxProgram) {
+  ModemTest modem;
+  Call port = modem.Port();
+  EXPECT_EQ(port.Answer("AT+FCLASS=?<CR>"), "<CR><LF>0<CR><LF>" + kOk);
+  EXPECT_EQ(port.Answer("AT+FCLASS?<CR>"), "<CR><LF>0<CR><LF>" + kOk);
+  EXPECT_EQ(port.Answer("AT+FCLASS=0<CR>"), kOk);
+  for (const char* other : {"=1", "=2", "=2.0", "", "=8"})
+    EXPECT_EQ(port.Answer(std::string("AT+FCLASS") + other + "<CR>"), kError) << other;
+}
+
+// In the order in which they send it; what they configure for modems of all makes as well.
+TEST(Modem, TakesWhatPagingProgramsSendAtTheStart) {
+  const std::vector<std::string> programs[] = {
+      {"ATZ", "ATS0=0", "ATE0", "ATV1", "ATQ0", "ATS8=2", "ATS7=60", "AT+FCLASS=?", "AT+FCLASS=0",
+       "ATI3", "ATI0", "ATL0M1", "AT+FCLASS=0", "ATH0"},
+      {"<CR>ATZ", "ATE0Q0V1", "AT%C2"},
+      {"<CR>ATZ", "AT&E24"},
+      {"ATZ", "ATE0Q0V1X3"},
+      {"AT&F", "AT+VCID=1", "AT+FAA=1+FCLASS=0", "AT+FCLASS=0;+FAA=1", "AT+FCLASS=0&H1&I0&R2",
+       "AT&B1&N0&S0*F0S38.3=1S39=0", "AT$F4", "AT\\Q3", "AT&R0\\D1\\Q3", "AT&K", "ATS58=2",
+       "AT&E82781700", "ATS13=1&D2", "ATH1", "ATQ0X4", "ATI19"}};
+  for (const auto& program : programs) {
+    ModemTest modem;
+    Call port = modem.Port();
+    for (const std::string& line : program) {
+      const std::string answer = port.Answer(line + "<CR>");
+      EXPECT_TRUE(answer.ends_with(kOk)) << line << " -> " << answer;
+    }
+  }
+}
+
+TEST(Modem, ItsDialogueIsTraced) {
+  ModemTest modem;
+  Call port = modem.Port();
+  port.Sends("AT+FCLASS=?<CR>ATX9<CR>hello<CR><CR>");
+  port.Sends("ATV0DT123<CR>");
+  port.Waits(0);
+  using Trace = decltype(modem.seen);
+  EXPECT_EQ(modem.seen, (Trace{{Seen::kModemReceived, "AT+FCLASS=?"},
+                               {Seen::kModemSent, "0"},
+                               {Seen::kModemSent, "OK"},
+                               {Seen::kModemReceived, "ATX9"},
+                               {Seen::kModemSent, "ERROR"},
+                               {Seen::kModemReceived, "hello"},
+                               {Seen::kModemReceived, "ATV0DT123"},
+                               {Seen::kModemSent, "1"}}));
 }
 
 TEST(Modem, ConnectsToTheCentre) {

@@ -353,6 +353,16 @@ TEST(TapCentre, WithStrictParityOddBytesAreIgnoredAndAnswersCarryIt) {
   EXPECT_EQ(call.HearsBytes(), "\xC9\x44\xBD");
 }
 
+TEST(TapCentre, BytesDroppedForTheirParityAreTraced) {
+  TapTest tap({"even-parity=on"});
+  tap.Dialled().SendsBytes("\r\x8D\x03\r");
+  using Trace = decltype(tap.seen);
+  EXPECT_EQ(tap.seen, (Trace{{Seen::kDropped, "<CR><CR>"}}));
+  TapTest any;
+  any.Dialled().SendsBytes("\r");
+  EXPECT_EQ(any.seen, Trace{});
+}
+
 TEST(TapCentre, AlphabetIsASetting) {
   TapTest german({"tap-alphabet=german"});
   german.LoggedIn().Sends(PageOf("1", "M}ller"));

@@ -79,14 +79,19 @@ class Call {
 class TestCentre {
  public:
   TestCentre(Speaker speaker, const std::vector<std::string>& settings)
-      : centre_(std::move(speaker), Read(settings),
-                [this](const Request& request) { requests.push_back(request); }) {}
+      : centre_(
+            std::move(speaker), Read(settings),
+            [this](const Request& request) { requests.push_back(request); },
+            [this](Seen what, std::string_view bytes) {
+              seen.emplace_back(what, ToNotation(bytes));
+            }) {}
 
   Call Dialled() { return Call(centre_.AnswerCall()); }
   Call Modem() { return Call(centre_.AnswerModem()); }
   Centre& centre() { return centre_; }
 
   std::vector<Request> requests;
+  std::vector<std::pair<Seen, std::string>> seen;  // bytes in notation
 
  private:
   static Settings Read(const std::vector<std::string>& settings) {
