@@ -89,15 +89,16 @@ class DescriptorLine : public ServerLoop::Watcher,
   bool open() const { return open_ != nullptr; }
   bool hung_up() const { return hung_up_; }
   bool drained() const { return unsent_.empty(); }
-  /// As write(2).
+  /// As write(2) and read(2).
   virtual ssize_t Send(std::string_view bytes) = 0;
+  virtual ssize_t Receive(char* buffer, std::size_t count) = 0;
   ServerLoop& loop_;
   Descriptor fd_;
 
  private:
   void Read() {
-    std::array<char, 4096> buffer;
-    const auto count = ::read(fd_.get(), buffer.data(), buffer.size());
+    std::array<char, 16384> buffer;
+    const auto count = Receive(buffer.data(), buffer.size());
     if (count > 0 && !hung_up_)
       answerer_->Received({buffer.data(), static_cast<std::size_t>(count)});
     if (count == 0 || (count < 0 && !WouldBlock())) Gone();
@@ -120,13 +121,31 @@ class DescriptorLine : public ServerLoop::Watcher,
   bool hung_up_ = false;
 };
 
+/// The bytes as they are.
+class PlainWire : public Wire {
+ public:
+  explicit PlainWire(int socket) : socket_(socket) {}
+  ssize_t Read(char* buffer, std::size_t count) override {
+    return ::recv(socket_, buffer, count, 0);
+  }
+  ssize_t Write(std::string_view bytes) override {
+    return ::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+  }
+  void Finish() override { ::shutdown(socket_, SHUT_WR); }
+
+ private:
+  int socket_;
+};
+
 }  // namespace
 
 /// Hangs up in good order: closing a socket that has bytes to be read would lose the last answer,
 /// so the caller is told first that it is over and gets some time to close its side.
 class TcpServer::Connection : public DescriptorLine {
  public:
-  using DescriptorLine::DescriptorLine;
+  Connection(ServerLoop& loop, Descriptor socket, std::unique_ptr<Answerer> answerer,
+             const WireFactory& wires)
+      : DescriptorLine(loop, std::move(socket), std::move(answerer)), wire_(wires(fd_.get())) {}
   void Begin() { Open(); }
   void HangUp() override {
     DescriptorLine::HangUp();
@@ -140,24 +159,25 @@ class TcpServer::Connection : public DescriptorLine {
   }
 
  private:
-  ssize_t Send(std::string_view bytes) override {
-    return ::send(fd_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
-  }
+  ssize_t Send(std::string_view bytes) override { return wire_->Write(bytes); }
+  ssize_t Receive(char* buffer, std::size_t count) override { return wire_->Read(buffer, count); }
   void EndWhenDrained() {
     if (!drained() || std::exchange(ended_, true)) return;
-    ::shutdown(fd_.get(), SHUT_WR);
+    wire_->Finish();
     loop_.After(kLinger, weak_from_this(), [this] { lingered_ = true; });
   }
 
+  std::unique_ptr<Wire> wire_;
   bool ended_ = false;
   bool lingered_ = false;
 };
 
 class TcpServer::Listener : public ServerLoop::Watcher {
  public:
-  Listener(ServerLoop& loop, sockaddr_in address, AnswererFactory factory)
+  Listener(ServerLoop& loop, sockaddr_in address, AnswererFactory factory, WireFactory wires)
       : loop_(loop),
         factory_(std::move(factory)),
+        wires_(std::move(wires)),
         fd_(Check(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0), "socket")) {
     const int on = 1;
     ::setsockopt(fd_.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
@@ -181,7 +201,7 @@ class TcpServer::Listener : public ServerLoop::Watcher {
     if (fd.get() < 0) return;
     const int on = 1;
     ::setsockopt(fd.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-    const auto connection = std::make_shared<Connection>(loop_, std::move(fd), factory_());
+    const auto connection = std::make_shared<Connection>(loop_, std::move(fd), factory_(), wires_);
     loop_.Watch(connection);
     connection->Begin();
   }
@@ -189,13 +209,17 @@ class TcpServer::Listener : public ServerLoop::Watcher {
  private:
   ServerLoop& loop_;
   AnswererFactory factory_;
+  WireFactory wires_;
   Descriptor fd_;
   bool finished_ = false;
 };
 
-TcpServer::TcpServer(std::uint16_t port, AnswererFactory factory, const std::string& address)
-    : listener_(
-          std::make_shared<Listener>(loop_, SocketAddress(address, port), std::move(factory))),
+TcpServer::TcpServer(std::uint16_t port, AnswererFactory factory, const std::string& address,
+                     WireFactory wires)
+    : listener_(std::make_shared<Listener>(
+          loop_, SocketAddress(address, port), std::move(factory),
+          wires ? std::move(wires)
+                : [](int socket) { return std::make_unique<PlainWire>(socket); })),
       port_(listener_->Port()) {
   loop_.Watch(listener_);
 }
@@ -210,14 +234,12 @@ class PtyServer::Port : public DescriptorLine {
 
   void Begin() {
     if (each_call_) Replace(each_call_());
-    MakeRaw();
     Open();
   }
   /// Begins with a fresh answerer each time that a program opens the terminal. A terminal that was
   /// never open does not look closed, so it is opened once first.
   void Await(AnswererFactory each_call) {
     each_call_ = std::move(each_call);
-    MakeRaw();
     const Descriptor once(::open(Path().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
     Watch();
   }
@@ -249,17 +271,11 @@ class PtyServer::Port : public DescriptorLine {
         Begin();
     });
   }
-  // The line discipline must not touch the bytes, nor echo them to the modem, before the program
-  // at the terminal has set its own mode.
-  void MakeRaw() const {
-    termios mode{};
-    Check(::tcgetattr(fd_.get(), &mode), "tcgetattr");
-    ::cfmakeraw(&mode);
-    Check(::tcsetattr(fd_.get(), TCSANOW, &mode), "tcsetattr");
-  }
-
   ssize_t Send(std::string_view bytes) override {
     return ::write(fd_.get(), bytes.data(), bytes.size());
+  }
+  ssize_t Receive(char* buffer, std::size_t count) override {
+    return ::read(fd_.get(), buffer, count);
   }
 
   AnswererFactory each_call_;  // empty: always the one from the start
@@ -268,8 +284,19 @@ class PtyServer::Port : public DescriptorLine {
 };
 
 namespace {
+// The line discipline must not touch the bytes, nor echo them to the modem. Once, before anybody
+// can open it: from then on the mode is the programs', and stays from one to the next, as that of a
+// serial port does.
+void MakeRaw(int master) {
+  termios mode{};
+  Check(::tcgetattr(master, &mode), "tcgetattr");
+  ::cfmakeraw(&mode);
+  Check(::tcsetattr(master, TCSANOW, &mode), "tcsetattr");
+}
+
 Descriptor OpenMaster() {
   Descriptor master(Check(::posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC), "openpt"));
+  MakeRaw(master.get());
   Check(::grantpt(master.get()), "grantpt");
   Check(::unlockpt(master.get()), "unlockpt");
   return master;

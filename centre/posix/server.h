@@ -2,10 +2,13 @@
 // serial port. Each call is a Line of its own; one thread serves them all.
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "centre/line.h"
 #include "centre/posix/server_loop.h"
@@ -32,12 +35,27 @@ class Server {
 /// This machine only: the centre is not meant to serve a network.
 inline constexpr char kLoopback[] = "127.0.0.1";
 
+/// How the bytes of one connection travel over its socket, which never waits.
+class Wire {
+ public:
+  virtual ~Wire() = default;
+  /// As read(2) and write(2). A read takes all that there is if `count` is 16384 at least.
+  virtual ssize_t Read(char* buffer, std::size_t count) = 0;
+  virtual ssize_t Write(std::string_view bytes) = 0;
+  /// Says that nothing more will come.
+  virtual void Finish() = 0;
+};
+
+/// Makes the wire over a connected socket, which stays the connection's own and outlives it.
+using WireFactory = std::function<std::unique_ptr<Wire>(int socket)>;
+
 class TcpServer : public Server {
  public:
   /// On `port`, or on any free one for 0, of an IPv4 address of this machine, "0.0.0.0" for all of
-  /// them. Throws std::system_error if the port cannot be had, std::invalid_argument if that is no
-  /// address.
-  TcpServer(std::uint16_t port, AnswererFactory factory, const std::string& address = kLoopback);
+  /// them. `wires` are the bytes as they are unless something else is given. Throws
+  /// std::system_error if the port cannot be had, std::invalid_argument if that is no address.
+  TcpServer(std::uint16_t port, AnswererFactory factory, const std::string& address = kLoopback,
+            WireFactory wires = {});
   std::uint16_t port() const { return port_; }
   void Finish() override;
 

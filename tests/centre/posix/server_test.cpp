@@ -172,6 +172,27 @@ TEST(PtyServer, ClosingThePortResetsTheModem) {
   }
 }
 
+// As stty and a program after it need it of a serial port.
+TEST(PtyServer, TheCallersSettingsAreNeverTouched) {
+  TapTest tap;
+  Running<PtyServer> server(std::string(), [&] { return tap.centre().AnswerModem(); });
+  for (int i = 0; i < 3; ++i) {
+    auto caller = Caller::Terminal(server->path());
+    termios own = caller.Mode();
+    EXPECT_EQ(own.c_cc[VTIME], i == 0 ? 0 : 4 + i) << "as the caller before left it";
+    own.c_iflag |= ISTRIP;
+    own.c_cc[VMIN] = 0;
+    own.c_cc[VTIME] = static_cast<cc_t>(5 + i);
+    caller.SetMode(own);
+    caller.Sends("AT<CR>");  // whoever answers has noticed the caller
+    EXPECT_EQ(caller.HearsUpTo("OK<CR><LF>"), "AT<CR><CR><LF>OK<CR><LF>") << i;
+    const termios after = caller.Mode();
+    EXPECT_EQ(after.c_iflag, own.c_iflag) << i;
+    EXPECT_EQ(after.c_cc[VMIN], 0) << i;
+    EXPECT_EQ(after.c_cc[VTIME], 5 + i) << i;
+  }
+}
+
 TEST(PtyServer, WithoutAModemEachOpeningIsACall) {
   TapTest tap;
   Running<PtyServer> server(
