@@ -91,6 +91,72 @@ MVSMS_API const char* mvsms_advice(const mvsms_sender* sender);
  * none. A refusal of the centre is no error: it stands in the status lines. */
 MVSMS_API const char* mvsms_error(const mvsms_sender* sender);
 
+/* --- The queue: a page is handed over in milliseconds, and `mvsms worker` sends it, with as many
+ * tries as it takes. A queue may be used by any thread, but by one at a time; queues are
+ * independent of each other, in one process or in many. */
+
+typedef struct mvsms_queue mvsms_queue;
+
+/* What has become of a page. */
+typedef enum mvsms_page_state {
+  MVSMS_PAGE_ERROR = -1,      /* the queue cannot be used: mvsms_queue_error says why */
+  MVSMS_PAGE_NONE = 0,        /* there is no page of this id, or it is done with and forgotten */
+  MVSMS_PAGE_READY = 1,       /* it waits for its turn */
+  MVSMS_PAGE_HELD = 2,        /* an operator holds it back */
+  MVSMS_PAGE_CLAIMED = 3,     /* the worker has it and has not dialled */
+  MVSMS_PAGE_DIALLING = 4,    /* a call for it may be on */
+  MVSMS_PAGE_ACCEPTED = 5,    /* the message centre has it */
+  MVSMS_PAGE_UNKNOWN = 6,     /* it may have gone out */
+  MVSMS_PAGE_PARKED = 7,      /* nobody tries it again by himself */
+  MVSMS_PAGE_CANCELLED = 8,   /* by an operator, or mvsms_queue_cancel */
+  MVSMS_PAGE_EXPIRED = 9,     /* it was not sent in time */
+  MVSMS_PAGE_JOINED = 10,     /* it goes out with an earlier page of the same words */
+  MVSMS_PAGE_OFFERING = 11,   /* it is being handed to other machines */
+  MVSMS_PAGE_AT_HUB = 12,     /* other machines may send it */
+  MVSMS_PAGE_WITHDRAWING = 13 /* cancelled; it is not known yet whether they were sooner */
+} mvsms_page_state;
+
+/* Makes a handle for the queue in the folder `home`, for pages of the profile `profile`; both as
+ * for mvsms_new. Free it with mvsms_queue_free. NULL when there is no memory. */
+MVSMS_API mvsms_queue* mvsms_queue_new(const char* home, const char* profile);
+/* NULL is ignored. */
+MVSMS_API void mvsms_queue_free(mvsms_queue* queue);
+
+/* Of the pages that are put from now on. `priority` is 0 (the most urgent) to 9, 5 unless set; a
+ * page is not sent any more `minutes` after it was put, 0 (never) unless set; and not before
+ * `seconds` after 1970-01-01 00:00 UTC, 0 (at once) unless set. MVSMS_MISUSE for any other value,
+ * which changes nothing. */
+MVSMS_API mvsms_result mvsms_queue_set_priority(mvsms_queue* queue, int32_t priority);
+MVSMS_API mvsms_result mvsms_queue_set_expiry(mvsms_queue* queue, int32_t minutes);
+MVSMS_API mvsms_result mvsms_queue_set_not_before(mvsms_queue* queue, int64_t seconds);
+
+/* Hands over a page; the texts are those of mvsms_send, and the text is fitted to the service where
+ * the profile says so. `id` names it, with at most 100 letters, digits and - _ . : @ +; the same id
+ * again is the same page, so that a call whose end nobody saw may be repeated; "" makes one.
+ * MVSMS_ACCEPTED when the page is on stable storage, whether or not a worker runs. MVSMS_UNUSABLE
+ * or MVSMS_SETTINGS when it could never be sent, MVSMS_RETRY when the queue could not take it;
+ * mvsms_queue_error says why. */
+MVSMS_API mvsms_result mvsms_queue_put(mvsms_queue* queue, const char* id, const char* recipient,
+                                       const char* originator, const char* message,
+                                       const char* service);
+/* The id of the page that was put last; valid until the next put or mvsms_queue_free. */
+MVSMS_API const char* mvsms_queue_id(const mvsms_queue* queue);
+
+/* What has become of a page, of whatever profile. */
+MVSMS_API mvsms_page_state mvsms_queue_state(mvsms_queue* queue, const char* id);
+/* How the latest try of the page that was asked for last has ended, as mvsms_reason has it; "" when
+ * it was not tried. Valid until the next mvsms_queue_state or mvsms_queue_free. */
+MVSMS_API const char* mvsms_queue_reason(const mvsms_queue* queue);
+/* Cancels a page that is not on the line. MVSMS_ACCEPTED when it is cancelled, or, while other
+ * machines may have it, will be unless they are sooner (MVSMS_PAGE_WITHDRAWING); MVSMS_REFUSED when
+ * its state is another one, MVSMS_MISUSE when there is no such page, MVSMS_RETRY when the queue
+ * cannot be used. */
+MVSMS_API mvsms_result mvsms_queue_cancel(mvsms_queue* queue, const char* id);
+
+/* Why the latest call on the queue failed: a sentence; "" when it did not. Valid until the next
+ * call. */
+MVSMS_API const char* mvsms_queue_error(const mvsms_queue* queue);
+
 #ifdef __cplusplus
 }
 #endif
