@@ -16,8 +16,11 @@ import unittest
 SOURCE = pathlib.Path(__file__).resolve().parent.parent.parent
 EXAMPLES = SOURCE / "examples/library"
 EXPORTS = ["mvsms_abort", "mvsms_advice", "mvsms_error", "mvsms_free", "mvsms_log_to", "mvsms_new",
-           "mvsms_on_error", "mvsms_on_status", "mvsms_reason", "mvsms_recipient", "mvsms_send",
-           "mvsms_service", "mvsms_version"]
+           "mvsms_on_error", "mvsms_on_status", "mvsms_queue_cancel", "mvsms_queue_error",
+           "mvsms_queue_free", "mvsms_queue_id", "mvsms_queue_new", "mvsms_queue_put",
+           "mvsms_queue_reason", "mvsms_queue_set_expiry", "mvsms_queue_set_not_before",
+           "mvsms_queue_set_priority", "mvsms_queue_state", "mvsms_reason", "mvsms_recipient",
+           "mvsms_send", "mvsms_service", "mvsms_version"]
 LONGEST = 120  # seconds, for what takes one at most
 
 
@@ -169,7 +172,9 @@ class Installed(unittest.TestCase):
         beside = (f"{package}/", "share/")  # what the pages test is about, too
         files = {f for f in files if not f.startswith(beside)}
         version = run("pkg-config", "--modversion", "mvsms", env=self.environment).strip()
-        self.assertEqual(files, {"bin/mvsms", "include/mvsms/mvsms.h", "include/mvsms/sender.hpp",
+        self.assertEqual(files, {"bin/mvsms", "libexec/mvsms/mvsms-gateway", "libexec/mvsms/mvsms-hub.so",
+                                 "include/mvsms/mvsms.h", "include/mvsms/queue.hpp",
+                                 "include/mvsms/sender.hpp",
                                  f"{lib}/libmvsms.a", f"{lib}/libmvsms.so", f"{lib}/libmvsms.so.1",
                                  f"{lib}/libmvsms.so.{version}", f"{lib}/pkgconfig/mvsms.pc"})
 
