@@ -24,18 +24,6 @@ void AddSharedOptions(Command& command, Context& context) {
   command.AddFlag("--json", context.json, "Print JSON");
 }
 
-void AddAllCommands(Command& app, Context& context) {
-  AddSendCommand(app, context);
-  AddConfigCommand(app, context);
-  AddProfileCommand(app, context);
-  AddServiceCommand(app, context);
-  AddRouteCommand(app, context);
-  AddLogCommand(app, context);
-  AddExplainCommand(app, context);
-  AddRegistryCommand(app, context);
-  AddSystemCommands(app, context);
-}
-
 // What was printed before comes first, unless it is the output that broke.
 int Fail(Context& context, const std::string& sentence, int exit_code) {
   try {
@@ -54,23 +42,36 @@ Parser WholeParser(Context& context) {
           }};
 }
 
-void AddAll(Command& root, Context& context) {
+void AddAll(Command& root, Context& context, Commands commands) {
   AddSharedOptions(root, context);
   // Exactly one: a message text that equals the name of a command stays a message text.
   root.RequireSubcommand();
-  AddAllCommands(root, context);
+  commands(root, context);
   // Last, for the commands added after a footer would take it over.
   root.Footer(FirstSteps(context.home));
 }
 
-int BuildAndParse(std::vector<std::string> arguments, Context& context) {
+int BuildAndParse(std::vector<std::string> arguments, Context& context, Commands commands) {
   Parser parser = WholeParser(context);
-  AddAll(parser.root(), context);
+  AddAll(parser.root(), context, commands);
   parser.Parse(WithTextMarked(parser.root(), std::move(arguments)), context.out);
   return context.exit_code;
 }
 
 }  // namespace
+
+void AddAllCommands(Command& app, Context& context) {
+  AddSendCommand(app, context);
+  AddConfigCommand(app, context);
+  AddProfileCommand(app, context);
+  AddServiceCommand(app, context);
+  AddRouteCommand(app, context);
+  AddLogCommand(app, context);
+  AddExplainCommand(app, context);
+  AddRegistryCommand(app, context);
+  AddCatalogueCommand(app, context);
+  AddSystemCommands(app, context);
+}
 
 Command* AddCommand(Command& parent, Context& context, const std::string& name,
                     const std::string& what, const std::string& examples) {
@@ -88,15 +89,16 @@ Command* AddGroup(Command& parent, const std::string& name, const std::string& w
 
 CommandFacts DescribeCommandLine(Context& context) {
   Parser parser = WholeParser(context);
-  AddAll(parser.root(), context);
+  AddAll(parser.root(), context, AddAllCommands);
   return parser.Facts();
 }
 
-int RunCommandLine(std::vector<std::string> arguments, Context& context) {
+int RunCommandLine(std::vector<std::string> arguments, Context& context, Commands commands) {
   try {
-    return BuildAndParse(std::move(arguments), context);
+    context.arguments = arguments;
+    return BuildAndParse(std::move(arguments), context, commands);
   } catch (const UsageError& error) {
-    return Fail(context, error.what(), kExitUsage);
+    return Fail(context, error.what(), context.usage_exit);
   } catch (const RaisedError& error) {
     return Fail(context, Utf8FromAnsi(error.description()), kExitFailed);
   } catch (const std::exception& error) {

@@ -36,6 +36,8 @@ class Context {
   std::ostream& out;
   std::ostream& err;
 
+  /// The command line as it was given, without the program's name.
+  std::vector<std::string> arguments;
   /// Name of the settings profile, UTF-8.
   std::string profile = kStandardProfile;
   /// The options that name it: the command line's, and each command's own.
@@ -44,6 +46,8 @@ class Context {
   /// Each document of PrintJson on one line of its own.
   bool json_lines = false;
   int exit_code = kExitAccepted;
+  /// The exit code for a wrong command line; that of plugins differs.
+  int usage_exit = kExitUsage;
   /// Whether changes of the settings that belong together are being made just now.
   bool writing = false;
 

@@ -2,9 +2,12 @@
 #include "cli/json_file.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <istream>
+#include <iterator>
 #include <set>
 #include <vector>
 
@@ -20,7 +23,7 @@ std::ifstream Open(const std::string& path) {
     throw Failure("cannot read " + path + ": it is not a file; - reads standard input");
   }
   std::ifstream file(FilePath(path), std::ios::binary);
-  if (!file) throw Failure("cannot read " + path);
+  if (!file) throw Failure("cannot read " + path + ": " + std::strerror(errno));
   return file;
 }
 
@@ -48,23 +51,30 @@ std::string Reason(std::string what) {
   return end == std::string::npos ? what : what.substr(end + 2);
 }
 
-Json Parse(std::istream& in) {
-  NamesSeen names;
-  return Json::parse(in, [&names](int depth, Json::parse_event_t event, Json& parsed) {
-    return names(depth, event, parsed);
-  });
-}
-
 }  // namespace
 
-Json ReadJson(Context& context, const std::string& path) try {
-  if (path == "-") return Parse(context.in);
+std::string ReadDocument(Context& context, const std::string& path) {
+  const auto whole = [](std::istream& in) {
+    return std::string(std::istreambuf_iterator<char>(in), {});
+  };
+  if (path == "-") return whole(context.in);
   std::ifstream file = Open(path);
-  return Parse(file);
+  return whole(file);
+}
+
+Json ParseJson(const std::string& path, const std::string& text) try {
+  NamesSeen names;
+  return Json::parse(text, [&names](int depth, Json::parse_event_t event, Json& parsed) {
+    return names(depth, event, parsed);
+  });
 } catch (const Json::exception& error) {
   throw UsageError(path + " is not JSON: " + Printable(Reason(error.what())));
 } catch (const UsageError& error) {
   throw UsageError(path + ": " + error.what());
+}
+
+Json ReadJson(Context& context, const std::string& path) {
+  return ParseJson(path, ReadDocument(context, path));
 }
 
 }  // namespace mvsms::cli

@@ -205,6 +205,10 @@ void Command::Footer(const std::string& text) { app_.footer(text); }
 
 void Command::Callback(std::function<void()> run) { app_.callback(std::move(run)); }
 
+void Command::BeforeParsing(std::function<void()> run) {
+  app_.preparse_callback([run = std::move(run)](std::size_t) { run(); });
+}
+
 Parser::Parser(const std::string& name, const std::string& what, const std::string& version,
                Reading reading)
     : app_(std::make_unique<CLI::App>(what, name)),

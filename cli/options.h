@@ -90,6 +90,8 @@ class Command {
   void Footer(const std::string& text);
   /// What the command does, once the whole command line was read and found right.
   void Callback(std::function<void()> run);
+  /// What happens as soon as the command is named, before its words are looked at.
+  void BeforeParsing(std::function<void()> run);
 
  private:
   Option* Keep(CLI::Option* option);

@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "cli/context.h"
 #include "cli/options.h"
@@ -74,6 +75,11 @@ std::string FirstSteps(const std::string& home);
 
 /// Adds the sub-commands about the system's modems, and those that only this system has.
 void AddSystemCommands(Command& app, Context& context);
+
+/// The recipients that one stands for, all in UTF-8: of "@NAME", where the system has groups, the
+/// numbers of the group; of anything else itself. What cannot be found out is warned of, and the
+/// exit code of the context says so.
+std::vector<std::string> RecipientsOf(Context& context, const std::string& to);
 
 /// Runs changes of the settings as one where this system can: when it throws, or the process ends
 /// meanwhile, none of them was made. Throws what `changes` throws, or why they could not be stored.

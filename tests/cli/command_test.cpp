@@ -8,11 +8,12 @@
 
 namespace mvsms::cli {
 
-Outcome CommandTest::Run(const std::vector<std::string>& arguments, const std::string& input) {
+Outcome CommandTest::Run(const std::vector<std::string>& arguments, const std::string& input,
+                         Commands commands) {
   std::istringstream in(input);
   std::ostringstream out, err;
   Context context(home_.string(), in, out, err);
-  const int exit_code = RunCommandLine(arguments, context);
+  const int exit_code = RunCommandLine(arguments, context, commands);
   return {exit_code, out.str(), err.str()};
 }
 

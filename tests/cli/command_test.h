@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/commands.h"
 #include "cli/json.h"
 #include "tests/support/exit_codes.h"
 #include "tests/support/temp_folder.h"
@@ -23,7 +24,8 @@ struct Outcome {
 
 class CommandTest : public ::testing::Test {
  protected:
-  Outcome Run(const std::vector<std::string>& arguments, const std::string& input = "");
+  Outcome Run(const std::vector<std::string>& arguments, const std::string& input = "",
+              Commands commands = AddAllCommands);
   /// Runs a command line that must succeed without a word on the error stream; gives its output.
   std::string Do(const std::vector<std::string>& arguments, const std::string& input = "");
   /// Runs a command line that must succeed and say `sentence` on the error stream.
