@@ -8,6 +8,7 @@
 
 #include "base/ansi.h"
 #include "cli/json.h"
+#include "engine/profile.h"
 #include "engine/settings.h"
 #include "platform/registry_key.h"
 
@@ -216,6 +217,11 @@ void WriteTree(Registry& registry, const std::string& path, const RegistryTree& 
   for (const auto& [name, subtree] : tree.keys) {
     WriteTree(registry, path + "\\" + name, subtree);
   }
+}
+
+void DeleteKey(Registry& registry, const std::string& path) {
+  if (!KeyExists(registry, path)) return;
+  if (!SettingsKey(registry, path).Delete()) Fail("delete", path, kErrorAccessDenied);
 }
 
 void DeleteValue(Registry& registry, const std::string& path, const std::string& name) {

@@ -57,6 +57,8 @@ RegistryTree ReadTree(Registry& registry, const std::string& path);
 /// Writes all values of `tree` below `path`; what the store holds besides stays.
 void WriteTree(Registry& registry, const std::string& path, const RegistryTree& tree);
 
+/// Deletes a key with all below it; one that is not there is none to delete.
+void DeleteKey(Registry& registry, const std::string& path);
 /// Deletes a value; one that is not there is none to delete.
 void DeleteValue(Registry& registry, const std::string& path, const std::string& name);
 

@@ -173,7 +173,8 @@ TEST_F(RegistryCommand, AnImportWithoutPasswordsKeepsTheOnesThatAreThere) {
 
 TEST_F(RegistryCommand, AFileThatIsNoExportChangesNothing) {
   AddService("Pager");
-  Refuse({"registry", "import", Path("none.json")}, "none.json", kExitFailed);
+  Refuse({"registry", "import", Path("none.json")}, "none.json: No such file or directory",
+         kExitFailed);
   Refuse({"registry", "import", home_.string()}, "it is a folder", kExitFailed);
   for (const char* text :
        {"{}", R"({"format": "mvsms registry", "version": 2, "tree": {}})",
@@ -181,10 +182,8 @@ TEST_F(RegistryCommand, AFileThatIsNoExportChangesNothing) {
     std::ofstream(Path("bad.json")) << text;
     Refuse({"registry", "import", Path("bad.json")}, "is not a file of 'mvsms registry export'");
   }
-  for (const char* text : {"", "not json", "{"}) {
-    std::ofstream(Path("bad.json")) << text;
-    Refuse({"registry", "import", Path("bad.json")}, "bad.json is not JSON: parse error at line 1");
-  }
+  std::ofstream(Path("bad.json")) << "{";
+  Refuse({"registry", "import", Path("bad.json")}, "bad.json is not JSON: parse error at line 1");
   std::ofstream(Path("bad.json")) << R"({"format": "mvsms registry", "version": 1, "tree":
       {"keys": {"Standard": {"values": {"Retries": 9, "Broken": true}}}}})";
   Refuse({"registry", "import", Path("bad.json")}, "\"Broken\"");
