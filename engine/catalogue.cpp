@@ -10,12 +10,6 @@
 namespace mvsms {
 namespace {
 
-/// The fields that a service stores, in the order of a record, and the values that they become. The
-/// characters of ModemSetting stand in a field each.
-struct StoredField {
-  catalogue::Field field;
-  ValueInfo info;
-};
 constexpr StoredField kStoredFields[] = {
     {catalogue::kProtocol, setting::kProtocol},
     {catalogue::kPassword, setting::kPassword},
@@ -46,6 +40,8 @@ std::string TextFor(const ValueInfo& info, const CatalogueRecord& record) {
 }
 
 }  // namespace
+
+std::span<const StoredField> StoredFields() { return kStoredFields; }
 
 const std::string& FieldOf(const CatalogueRecord& record, catalogue::Field field) {
   static const std::string kMissing;

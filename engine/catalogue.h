@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -66,6 +67,15 @@ class Catalogue {
   std::vector<CatalogueRecord> records_;
   std::vector<std::string> groups_;
 };
+
+/// A field that a service stores, and the value that it becomes, or a part of it: the characters of
+/// ModemSetting stand in a field each.
+struct StoredField {
+  catalogue::Field field;
+  ValueInfo info;
+};
+/// In the order of a record.
+std::span<const StoredField> StoredFields();
 
 /// A value of a new service, and what the record has for it.
 struct ServiceValue {
