@@ -48,6 +48,27 @@ bool HasHayesOptions(const LineOptions& options) {
          options.flow;
 }
 
+// The options that a document and `show` have under their own names.
+struct AccessOption {
+  const char* name;
+  std::optional<std::string> LineOptions::* option;
+  std::string posix::LineAccess::* field;
+  bool path;
+};
+constexpr AccessOption kAccessOptions[] = {
+    {"ca", &LineOptions::ca, &posix::LineAccess::ca, true},
+    {"certificate", &LineOptions::certificate, &posix::LineAccess::certificate, true},
+    {"key", &LineOptions::key, &posix::LineAccess::key, true},
+    {"login", &LineOptions::login, &posix::LineAccess::login, false},
+    {"password_file", &LineOptions::password_file, &posix::LineAccess::password_file, true},
+};
+
+bool HasAccessOptions(const LineOptions& options) {
+  return std::any_of(
+      std::begin(kAccessOptions), std::end(kAccessOptions),
+      [&](const AccessOption& access) { return (options.*access.option).has_value(); });
+}
+
 bool HasPoolOptions(const LineOptions& options) { return options.members || options.rest; }
 
 void Require(const std::string& problem) {
@@ -57,15 +78,22 @@ void Require(const std::string& problem) {
 // For programs that start in another folder. A link stays: it may be what names the device for
 // good.
 std::string WholePath(const std::string& path) {
-  return path.empty() ? path : std::filesystem::absolute(path).string();
+  const bool whole = path.empty() || path.find("://") != std::string::npos;
+  return whole ? path : std::filesystem::absolute(path).string();
+}
+
+void TakeAccessOptions(const LineOptions& options, LineConfig& line) {
+  for (const AccessOption& access : kAccessOptions) {
+    const auto& given = options.*access.option;
+    if (given) line.access.*access.field = access.path ? WholePath(*given) : *given;
+  }
+  if (HasAccessOptions(options) || options.device) Require(posix::CheckAccess(line));
 }
 
 void CheckDevice(const std::string& device, bool force) {
-  std::error_code error;
-  const bool there = std::filesystem::exists(device, error);
-  if (!there && force) return;
   const std::string problem = posix::CheckDevice(device);
-  Require(there ? problem : problem + "; --force takes it all the same");
+  if (problem.empty() || !posix::MayAppear(device)) return Require(problem);
+  if (!force) Require(problem + "; --force takes it all the same");
 }
 
 void TakeHayesOptions(const LineOptions& options, LineConfig& line) {
@@ -142,8 +170,12 @@ void CheckModemName(const std::string& name) {
 
 LineConfig WithOptions(Context& context, LineConfig line, const LineOptions& options) {
   if (options.kind) line.kind = ParseKind(*options.kind);
+  if (line.kind == LineKind::kPool && HasAccessOptions(options)) {
+    throw UsageError("a pool takes --members and --rest; its members have the other options");
+  }
   if (line.kind == LineKind::kTcp && HasHayesOptions(options)) {
-    throw UsageError("a tcp modem takes no other options: the number to dial is host:port");
+    throw UsageError(
+        "a tcp modem has no device and no AT commands: the number to dial is host:port");
   }
   if (line.kind == LineKind::kPool && HasHayesOptions(options)) {
     throw UsageError("a pool takes --members and --rest; its members have the other options");
@@ -153,6 +185,8 @@ LineConfig WithOptions(Context& context, LineConfig line, const LineOptions& opt
   }
   if (line.kind == LineKind::kHayes) TakeHayesOptions(options, line);
   if (line.kind == LineKind::kPool) TakePoolOptions(context, options, line);
+  if (line.kind == LineKind::kPool) line.access = {};
+  TakeAccessOptions(options, line);
   return line;
 }
 
@@ -173,6 +207,10 @@ Json ToJson(const LineConfig& line) {
   if (line.kind == LineKind::kPool) {
     json["members"] = MemberNames(line);
     json["rest"] = line.rest;
+  }
+  for (const AccessOption& access : kAccessOptions) {
+    const std::string& value = line.access.*access.field;
+    if (!value.empty()) json[access.name] = value;
   }
   if (line.kind != LineKind::kHayes) return json;
   json["device"] = line.device;
@@ -330,24 +368,20 @@ void Rename(Context& context, const std::string& name, const std::string& new_na
   });
 }
 
-void Test(Context& context, const std::string& name, const std::string& number) {
-  const LineConfig line = Existing(context, name);
-  const std::string finding =
-      number.empty() ? TestModem(context, line) : TestCall(context, line, AnsiFromUtf8(number));
-  if (context.json) return context.PrintJson({{"modem", name}, {"finding", finding}});
-  context.out << Printable(name) << ": " << PrintableLines(finding) << '\n';
-}
-
 void AddLineOptions(Command& command, LineOptions& options) {
   command.AddOption("NAME", options.name, "Name of the modem, as services refer to it")->Required();
   command.AddOption("--kind", options.kind,
                     "hayes: an AT-command modem on a serial device; "
                     "tcp: a connection, the number to dial being host:port; "
                     "pool: several hayes modems, of which the first free one takes a call");
-  command.AddOption("--device", options.device, "hayes: the serial device, such as /dev/ttyUSB0")
+  command
+      .AddOption("--device", options.device,
+                 "hayes: the serial device, such as /dev/ttyUSB0, or a serial server: "
+                 "rfc2217://HOST:PORT, tcp://HOST:PORT or tls://HOST:PORT")
       ->Path();
   command.AddFlag("--force", options.force,
-                  "hayes: take a device that is not there now, as of an unplugged modem");
+                  "hayes: take a device that is not there now, as of an unplugged modem, or a host "
+                  "whose name is not known now");
   command.AddOption("--init", options.init, "hayes: AT command before dialling (default: ATZ)");
   command.AddOption("--dial", options.dial, "hayes: what the number is put behind (ATD)");
   command.AddOption("--speed", options.speed, "hayes: bit/s between computer and modem (9600)");
@@ -355,6 +389,19 @@ void AddLineOptions(Command& command, LineOptions& options) {
                     "hayes: data bits, parity, stop bits; \"-soft\" makes 7E1 on an 8N1 device "
                     "(8N1)");
   command.AddOption("--flow", options.flow, "hayes: rtscts, xonxoff or none (rtscts)");
+  command.AddOption("--ca", options.ca, "TLS: file of the authorities to trust (the system's)")
+      ->Path();
+  command
+      .AddOption("--certificate", options.certificate,
+                 "TLS: file of a certificate of ours, for who asks for one")
+      ->Path();
+  command.AddOption("--key", options.key, "TLS: file of its key (the same file)")->Path();
+  command.AddOption("--login", options.login,
+                    "tcp: log in under this name before the first message (UCP operation 60)");
+  command
+      .AddOption("--password-file", options.password_file,
+                 "tcp: file whose first line is the password of --login")
+      ->Path();
   command.AddOption("--members", options.members,
                     "pool: its modems, first choice first, with commas between them");
   command.AddOption("--rest", options.rest,
@@ -407,15 +454,22 @@ void AddRenameCommand(Command& group, Context& context) {
 
 void AddTestCommand(Command& group, Context& context) {
   auto modem = std::make_shared<std::string>();
-  auto number = std::make_shared<std::string>();
+  auto order = std::make_shared<TestOrder>();
   Command* const command =
       AddCommand(group, context, "test",
-                 "Ask the modem whether it is there, or dial a number and hang up again",
+                 "Find out why a modem, its line or the centre does not answer; sends nothing",
                  "  mvsms modem test Modem1\n"
-                 "  mvsms modem test Modem1 --dial 0123456789");
+                 "  mvsms modem test Modem1 --dial 0123456789\n"
+                 "  mvsms modem test Modem1 --service Pager --fix");
   command->AddOption("NAME", *modem, "Name of the modem")->Required();
-  command->AddOption("--dial", *number, "Number to dial; for a tcp modem host:port");
-  command->Callback([&context, modem, number] { Test(context, *modem, *number); });
+  command->AddOption(
+      "--dial", order->number,
+      "Dial this number, look at who answers, and hang up; for a tcp modem host:port");
+  command->AddOption("--service", order->service,
+                     "Dial the number of this service, and look for the protocol that it has");
+  command->AddFlag("--fix", order->fix, "Set what was proved to cure it, and nothing else");
+  command->Callback(
+      [&context, modem, order] { TestModem(context, Existing(context, *modem), *order); });
 }
 
 }  // namespace

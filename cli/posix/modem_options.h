@@ -13,6 +13,7 @@ namespace mvsms::cli {
 struct LineOptions {
   std::string name;
   std::optional<std::string> kind, device, init, dial, speed, framing, flow, members, rest;
+  std::optional<std::string> ca, certificate, key, login, password_file;
   bool force = false;       // the device need not be there now
   bool or_replace = false;  // there may be a modem of this name
 };

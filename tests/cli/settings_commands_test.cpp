@@ -134,6 +134,26 @@ TEST_F(ModemCommand, DeletedModemIsGone) {
   EXPECT_EQ(Ask({"modem", "list"}), Json::array());
 }
 
+TEST_F(ModemCommand, ALineOverTheNetworkHasAnAddress) {
+  Do({"modem", "add", "Rack", "--kind", "hayes", "--device", "rfc2217://[::1]:4001"});
+  EXPECT_EQ(Ask({"modem", "show", "Rack"})["device"], "rfc2217://[::1]:4001");
+  Do({"modem", "add", "Far", "--kind", "hayes", "--device", "tcp://nowhere.invalid:1", "--force"});
+}
+
+TEST_F(ModemCommand, ALoginIsShownWithoutItsPassword) {
+  TempFolder files;
+  const std::string file = files / "password";
+  std::ofstream(file) << "TopSecret9\n";
+  Do({"modem", "add", "Net", "--kind", "tcp", "--login", "user", "--password-file", file});
+  const Json modem = Ask({"modem", "show", "Net"});
+  EXPECT_EQ(modem["login"], "user");
+  EXPECT_EQ(modem["password_file"], file);
+  EXPECT_EQ(State().find("TopSecret9"), std::string::npos);
+  EXPECT_EQ(Do({"apply", "--export", "--show-passwords"}).find("TopSecret9"), std::string::npos);
+  Do({"modem", "set", "Net", "--login", "", "--password-file", ""});
+  EXPECT_FALSE(Ask({"modem", "show", "Net"}).contains("login"));
+}
+
 TEST_F(ModemCommand, WrongValuesAreRefusedByName) {
   AddModem("Modem1");
   const auto add = [](std::vector<std::string> more) {
@@ -147,7 +167,7 @@ TEST_F(ModemCommand, WrongValuesAreRefusedByName) {
   Refuse(add({"--kind", "hayes", "--device", "/dev/no-such-device"}),
          "the device \"/dev/no-such-device\" does not exist");
   Refuse(add({"--kind", "hayes", "--device", "/etc/passwd"}), "is not a serial device");
-  Refuse(add({"--kind", "tcp", "--device", "/dev/ptmx"}), "a tcp modem takes no other options");
+  Refuse(add({"--kind", "tcp", "--device", "/dev/ptmx"}), "a tcp modem has no device");
   Refuse(add({"--kind", "hayes", "--device", "/dev/ptmx", "--framing", "8X1"}),
          "\"8X1\" is not a framing");
   Refuse(add({"--kind", "hayes", "--device", "/dev/ptmx", "--flow", "dtr"}),
@@ -156,6 +176,19 @@ TEST_F(ModemCommand, WrongValuesAreRefusedByName) {
          "--speed must be a number");
   Refuse(add({"--kind", "hayes", "--device", "/dev/ptmx", "--init", "ATZ\rATH"}),
          "an AT command must not contain a line end");
+  Refuse(add({"--kind", "hayes", "--device", "http://x:1"}), "begins with no known scheme");
+  Refuse(add({"--kind", "hayes", "--device", "tcp://" + std::string(300, 'x') + ":1"}),
+         "the host is unknown; --force takes it all the same");
+  Refuse(add({"--kind", "hayes", "--device", "tls://127.0.0.1:1", "--ca", "/no/such.pem"}),
+         "The authority's certificate /no/such.pem cannot be used");
+  Refuse(add({"--kind", "hayes", "--device", "/dev/ptmx", "--ca", "/etc/passwd"}),
+         "--ca and --certificate are for tls://HOST:PORT");
+  Refuse(add({"--kind", "hayes", "--device", "/dev/ptmx", "--login", "u"}),
+         "--login is for the kind tcp");
+  Refuse(add({"--kind", "tcp", "--login", "u"}), "--login and --password-file need each other");
+  Refuse(add({"--kind", "tcp", "--login", "u", "--password-file", "/no/such"}),
+         "The password file /no/such cannot be read");
+  Refuse(add({"--kind", "pool", "--members", "Modem1", "--ca", "x"}), "its members have the other");
   Refuse({"modem", "add", "Modem1", "--kind", "tcp"}, "there is a modem \"Modem1\" already");
   Refuse({"modem", "add", "Standard", "--kind", "tcp"}, "means the default modem");
   Refuse({"modem", "add", "a\tb", "--kind", "tcp"}, "cannot be the name of a modem");
@@ -173,7 +206,9 @@ TEST_F(ModemCommand, TestOfAModemThatIsGoneFailsNamingIt) {
   std::filesystem::create_symlink(terminal.device(), device);
   Do({"modem", "add", "Modem1", "--kind", "hayes", "--device", device});
   std::filesystem::remove(device);
-  Refuse({"modem", "test", "Modem1"}, device, kExitFailed);
+  const Outcome outcome = Run({"modem", "test", "Modem1"});
+  EXPECT_EQ(outcome.exit_code, kExitFailed);
+  EXPECT_THAT(outcome.out, HasSubstr("Modem1: The device " + device + " does not exist"));
 }
 
 TEST_F(ModemCommand, DeletingAModemThatIsUsedIsWarnedOf) {
@@ -245,7 +280,10 @@ TEST_F(ConfigCommand, ListNamesEveryOptionAndLeavesUnsetOnesEmpty) {
                             "Retries": null, "RetryDelay": null, "DefaultModem": "",
                             "DefaultService": "", "ShowStatus": null, "WriteLogfile": null,
                             "Fit": null, "JournalText": "", "Syslog": null, "QuickRetries": "",
-                            "OnUnknown": "", "PagesPerCall": null, "MinutesPerCall": null})"));
+                            "OnUnknown": "", "PagesPerCall": null, "MinutesPerCall": null,
+                            "JoinMinutes": null, "Gateway": "", "GatewayTokenFile": "",
+                            "Hub": "", "HubPasswordFile": "", "HubName": "",
+                            "SpillAfter": null, "HubAlarmTo": "", "HubAlarmAfter": null})"));
 }
 
 TEST_F(ConfigCommand, AnUnsetOptionIsAsNobodyEverSetIt) {
@@ -426,8 +464,9 @@ TEST_F(ServiceCommand, DeleteEmptiesTheRoutesThatNamedIt) {
   Do({"route", "add", "0043", "City"});
   Do({"config", "set", "DefaultService", "Pager"});
   DoWithWarning({"service", "delete", "pager"}, "\"pager\" is the default service");
-  EXPECT_EQ(Ask({"route", "list"}), Json::parse(R"([{"prefix": "0043", "service": "City"},
-                            {"prefix": "0049171", "service": ""}])"));
+  EXPECT_EQ(Ask({"route", "list"}),
+            Json::parse(R"([{"prefix": "0043", "service": "City", "then": ""},
+                            {"prefix": "0049171", "service": "", "then": ""}])"));
   EXPECT_EQ(Do({"config", "get", "DefaultService"}), "Pager\n");
   EXPECT_EQ(Ask({"service", "list"}).size(), 1U);
 }
@@ -588,6 +627,22 @@ TEST_F(RouteCommand, AddingAgainIsRefusedUnlessItReplaces) {
   Do({"route", "add", "0049", "City", "--or-replace"});
   EXPECT_EQ(Do({"route", "show", "0049"}), "City\n");
   Refuse({"route", "add", "0049", "Pager"}, "--or-replace");
+}
+
+TEST_F(RouteCommand, ARouteMayHaveAServiceForEveryOtherTry) {
+  for (const char* service : {"Pager", "City", "Area"}) AddService(service);
+  Do({"route", "add", "0049", "Pager", "--then", "City"});
+  EXPECT_EQ(Ask({"route", "list"})[0]["then"], "City");
+  EXPECT_EQ(Do({"route", "list"}), "PREFIX  SERVICE  THEN\n0049    Pager    City\n");
+  Do({"route", "set", "0049", "Area"});
+  EXPECT_EQ(Ask({"route", "show", "0049"})["then"], "City") << "it is left as it is";
+  Do({"service", "rename", "City", "Town"});
+  EXPECT_EQ(Ask({"route", "show", "0049"})["then"], "Town");
+  Do({"route", "set", "0049", "Area", "--then", ""});
+  EXPECT_EQ(Do({"route", "list"}), "PREFIX  SERVICE  THEN\n0049    Area     -\n");
+  Refuse({"route", "set", "0049", "Area", "--then", "area"},
+         "--then must name another service than \"Area\"");
+  Refuse({"route", "set", "0049", "Area", "--then", "Nowhere"}, "there is no service \"Nowhere\"");
 }
 
 TEST_F(RouteCommand, TestShowsTheNumberAndTheLongestPrefix) {
