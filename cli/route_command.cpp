@@ -1,5 +1,6 @@
 // mvsms route: which service serves which number prefix.
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -16,6 +17,7 @@ namespace {
 struct RouteOptions {
   std::string prefix;
   std::string service;
+  std::optional<std::string> fallback;  // empty: none
   bool or_replace = false;
 };
 
@@ -28,18 +30,23 @@ std::string ExistingRoute(ProfileStore& store, const std::string& utf8) {
 }
 
 Json ToJson(ProfileStore& store, const std::string& prefix) {
+  const std::string route = store.Route(prefix);
   return {{"prefix", Utf8FromAnsi(prefix)},
-          {"service", Utf8FromAnsi(store.Get(store.Route(prefix), setting::kUseService))}};
+          {"service", Utf8FromAnsi(store.Get(route, setting::kUseService))},
+          {"then", Utf8FromAnsi(store.Get(route, setting::kFallbackService))}};
 }
 
 void List(Context& context, const RouteOptions&) {
   ProfileStore store = ExistingProfile(context);
   Json json = Json::array();
-  std::vector<std::vector<std::string>> rows{{"PREFIX", "SERVICE"}};
+  std::vector<std::vector<std::string>> rows{{"PREFIX", "SERVICE", "THEN"}};
   for (const std::string& prefix : store.Routes()) {
     const Json route = ToJson(store, prefix);
-    const std::string service = route["service"];
-    rows.push_back({route["prefix"], service.empty() ? "-" : service});
+    const auto name = [&](const char* field) {
+      const std::string service = route[field];
+      return service.empty() ? "-" : service;
+    };
+    rows.push_back({route["prefix"], name("service"), name("then")});
     json.push_back(route);
   }
   context.json ? context.PrintJson(json) : context.PrintTable(rows);
@@ -52,8 +59,17 @@ void Show(Context& context, const RouteOptions& options) {
   context.out << route["service"].get<std::string>() << '\n';
 }
 
-SettingValues LeadingTo(ProfileStore& store, const std::string& service) {
-  return {{setting::kUseService, TextValue(ExistingService(store, service))}};
+SettingValues LeadingTo(ProfileStore& store, const RouteOptions& options) {
+  const std::string service = ExistingService(store, options.service);
+  SettingValues values = {{setting::kUseService, TextValue(service)}};
+  if (!options.fallback) return values;
+  std::string fallback;
+  if (!options.fallback->empty()) fallback = ExistingService(store, *options.fallback);
+  if (FoldCase(fallback) == FoldCase(service)) {
+    throw UsageError("--then must name another service than \"" + options.service + "\"");
+  }
+  values.emplace_back(setting::kFallbackService, TextValue(fallback));
+  return values;
 }
 
 // A prefix is compared with a number in digits, so nothing else could ever match.
@@ -64,13 +80,13 @@ void Add(Context& context, const RouteOptions& options) {
     throw UsageError("there is a route \"" + options.prefix +
                      "\" already; --or-replace changes it");
   }
-  store.Add(store.Route(prefix), LeadingTo(store, options.service));
+  store.Add(store.Route(prefix), LeadingTo(store, options));
 }
 
 void Set(Context& context, const RouteOptions& options) {
   ProfileStore store(context);
   const std::string prefix = ExistingRoute(store, options.prefix);
-  store.Set(store.Route(prefix), LeadingTo(store, options.service));
+  store.Set(store.Route(prefix), LeadingTo(store, options));
 }
 
 void Delete(Context& context, const RouteOptions& options) {
@@ -125,7 +141,9 @@ constexpr RouteCommand kCommands[] = {
     {"add", "Route a number prefix to a service",
      "  mvsms route add 0049171 Pager\n"
      "The longest prefix that a number begins with wins; numbers are compared as digits, with 00\n"
-     "for the international \"+\" while ReplacePlus is on.",
+     "for the international \"+\" while ReplacePlus is on. With --then, the queue sends every "
+     "other\n"
+     "try through a second service, and what waits for a modem that has failed.",
      "PREFIX", true, Add},
     {"set", "Route a prefix to another service", "  mvsms route set 0049171 City", "PREFIX", true,
      Set},
@@ -146,6 +164,10 @@ void AddRouteCommand(Command& app, Context& context) {
     }
     if (entry.takes_service) {
       command->AddOption("SERVICE", options->service, "Name of the service")->Required();
+    }
+    if (entry.takes_service) {
+      command->AddOption("--then", options->fallback,
+                         "The queue tries this service where the first has failed; '' for none");
     }
     if (entry.run == Add) {
       command->AddFlag("--or-replace", options->or_replace, "A route of this prefix is changed");

@@ -196,8 +196,10 @@ void Add(Context& context, const ServiceOptions& options) {
 // The routes that lead to one service lead to another one from now on, or to none.
 void LeadRoutes(ProfileStore& store, const std::string& from, const std::string& to) {
   for (const std::string& prefix : store.Routes()) {
-    if (FoldCase(store.Get(store.Route(prefix), setting::kUseService)) == FoldCase(from)) {
-      store.Set(store.Route(prefix), {{setting::kUseService, TextValue(to)}});
+    for (const ValueInfo& info : {setting::kUseService, setting::kFallbackService}) {
+      if (FoldCase(store.Get(store.Route(prefix), info)) == FoldCase(from)) {
+        store.Set(store.Route(prefix), {{info, TextValue(to)}});
+      }
     }
   }
 }

@@ -11,14 +11,18 @@
 
 #include "base/ansi.h"
 #include "cli/json.h"
+#include "cli/posix/groups.h"
 #include "cli/posix/modem_options.h"
 #include "cli/posix/state.h"
 #include "cli/setting_rules.h"
 #include "cli/store.h"
 #include "engine/settings.h"
+#include "gateway/groups.h"
 
 namespace mvsms::cli {
 namespace {
+
+using gateway::JoinedMembers;
 
 constexpr char kFormat[] = "mvsms state";
 constexpr int kVersion = 1;
@@ -27,6 +31,9 @@ constexpr char kProfiles[] = "profiles";
 constexpr char kSettings[] = "settings";
 constexpr char kServices[] = "services";
 constexpr char kRoutes[] = "routes";
+constexpr char kRouteService[] = "service";
+constexpr char kRouteThen[] = "then";
+constexpr char kGroups[] = "groups";
 
 // --- reading the state
 
@@ -58,7 +65,23 @@ Json ServicesOf(ProfileStore& store, Passwords passwords) {
 Json RoutesOf(ProfileStore& store) {
   Json json = Json::object();
   for (const std::string& prefix : store.Routes()) {
-    json[Utf8FromAnsi(prefix)] = Utf8FromAnsi(store.Get(store.Route(prefix), setting::kUseService));
+    const std::string route = store.Route(prefix);
+    const std::string service = Utf8FromAnsi(store.Get(route, setting::kUseService));
+    const std::string then = Utf8FromAnsi(store.Get(route, setting::kFallbackService));
+    Json& written = json[Utf8FromAnsi(prefix)];
+    written = service;
+    if (!then.empty()) written = {{kRouteService, service}, {kRouteThen, then}};
+  }
+  return json;
+}
+
+Json GroupsOf(ProfileStore& store) {
+  Json json = Json::object();
+  for (const std::string& name : store.Groups()) {
+    Json& members = json[Utf8FromAnsi(name)] = Json::array();
+    for (const std::string& member : MembersOf(store, name)) {
+      members.push_back(Utf8FromAnsi(member));
+    }
   }
   return json;
 }
@@ -121,15 +144,20 @@ class Part {
     if (json_.is_number_integer()) return json_.dump();
     Refuse("a text or a whole number is wanted here");
   }
-  /// A list of texts, with commas between them, as options have it.
-  std::string List() const {
+  std::vector<std::string> Texts() const {
     const std::string wanted = "a list of texts is wanted here";
     if (!json_.is_array()) Refuse(wanted);
-    std::string list;
+    std::vector<std::string> texts;
     for (const Json& item : json_) {
       if (!item.is_string()) Refuse(wanted);
-      list += (list.empty() ? "" : ",") + item.get<std::string>();
+      texts.push_back(item.get<std::string>());
     }
+    return texts;
+  }
+  /// The texts of a list, with commas between them, as options have it.
+  std::string List() const {
+    std::string list;
+    for (const std::string& text : Texts()) list += (list.empty() ? "" : ",") + text;
     return list;
   }
 
@@ -210,17 +238,38 @@ void WriteServices(Context& context, ProfileStore& store, const Part& services, 
   }
 }
 
+/// One value of a route, unless it is there as it is wanted.
+void WriteRouteValue(Context& context, ProfileStore& store, const std::string& prefix,
+                     const ValueInfo& info, const std::string& service) {
+  const std::string stored = store.Route(KeyName("route", prefix));
+  if (store.Exists(stored) && Utf8FromAnsi(store.Get(stored, info)) == service) return;
+  store.Set(store.Route(RoutePrefix(prefix)),
+            {{info, CheckedValue(context, store, info, service)}});
+}
+
+/// A route is the name of its service, or an object that names the one for every other try too.
 void WriteRoutes(Context& context, ProfileStore& store, const Part& routes) {
   for (const auto& [name, part] : routes.Members()) {
     part.Do([&, &prefix = name, &route = part] {
-      const std::string stored = store.Route(KeyName("route", prefix));
-      if (store.Exists(stored) &&
-          Utf8FromAnsi(store.Get(stored, setting::kUseService)) == route.Text()) {
-        return;
-      }
-      store.Set(store.Route(RoutePrefix(prefix)),
-                {{setting::kUseService,
-                  CheckedValue(context, store, setting::kUseService, route.Text())}});
+      const bool both = route.json().is_object();
+      if (both) route.Allow({kRouteService, kRouteThen});
+      const std::string service = both ? route.Member(kRouteService).Text() : route.Text();
+      const bool has_fallback = both && route.Has(kRouteThen);
+      WriteRouteValue(context, store, prefix, setting::kUseService, service);
+      WriteRouteValue(context, store, prefix, setting::kFallbackService,
+                      has_fallback ? route.Member(kRouteThen).Text() : "");
+    });
+  }
+}
+
+// A group may name one that comes later in the document.
+void WriteGroups(Context& context, ProfileStore& store, const Part& groups) {
+  for (const auto& [name, part] : groups.Members()) {
+    part.Do([&, &utf8 = name, &group = part] {
+      const std::string stored = KeyName("group", utf8);
+      const SettingValues values = GroupValues(context, group.Texts());
+      const bool same = JoinedMembers(MembersOf(store, stored)) == values.front().second.data;
+      if (!same) store.Set(store.Group(stored), values);
     });
   }
 }
@@ -236,6 +285,7 @@ void PruneKeys(ProfileStore& store, const Part& profile, const char* list,
 }
 
 void PruneProfile(ProfileStore& store, const Part& profile) {
+  PruneKeys(store, profile, kGroups, store.Groups(), &ProfileStore::Group);
   PruneKeys(store, profile, kRoutes, store.Routes(), &ProfileStore::Route);
   PruneKeys(store, profile, kServices, store.Services(), &ProfileStore::Service);
   if (!profile.Has(kSettings)) return;
@@ -245,10 +295,11 @@ void PruneProfile(ProfileStore& store, const Part& profile) {
 }
 
 void WriteProfile(Context& context, const std::string& name, const Part& profile, bool prune) {
-  profile.Allow({kSettings, kServices, kRoutes});
+  profile.Allow({kSettings, kServices, kRoutes, kGroups});
   ProfileStore store = profile.Do([&] { return ProfileStore(context, name); });
   WriteServices(context, store, profile.Member(kServices), prune);
   WriteRoutes(context, store, profile.Member(kRoutes));
+  WriteGroups(context, store, profile.Member(kGroups));
   const Part settings = profile.Member(kSettings);
   for (const auto& [info, value] : Changes(context, store, store.key(), kProfileValues, settings)) {
     store.Set(info, value);
@@ -260,11 +311,20 @@ constexpr char kMembers[] = "members";
 
 using LineOption = std::optional<std::string> LineOptions::*;
 const std::map<std::string, LineOption> kLineOptions = {
-    {"kind", &LineOptions::kind},   {"device", &LineOptions::device},
-    {"init", &LineOptions::init},   {"dial", &LineOptions::dial},
-    {"speed", &LineOptions::speed}, {"framing", &LineOptions::framing},
-    {"flow", &LineOptions::flow},   {kMembers, &LineOptions::members},
-    {"rest", &LineOptions::rest}};
+    {"kind", &LineOptions::kind},
+    {"device", &LineOptions::device},
+    {"init", &LineOptions::init},
+    {"dial", &LineOptions::dial},
+    {"speed", &LineOptions::speed},
+    {"framing", &LineOptions::framing},
+    {"flow", &LineOptions::flow},
+    {kMembers, &LineOptions::members},
+    {"rest", &LineOptions::rest},
+    {"ca", &LineOptions::ca},
+    {"certificate", &LineOptions::certificate},
+    {"key", &LineOptions::key},
+    {"login", &LineOptions::login},
+    {"password_file", &LineOptions::password_file}};
 
 // The device need not be there: the same document may come before the modem.
 LineOptions OptionsOf(const Part& modem) {
@@ -358,7 +418,8 @@ Json StateDocument(Context& context, Passwords passwords) {
     profiles[Utf8FromAnsi(name)] = {
         {kSettings, ValuesOf(store, store.key(), kProfileValues, passwords)},
         {kServices, ServicesOf(store, passwords)},
-        {kRoutes, RoutesOf(store)}};
+        {kRoutes, RoutesOf(store)},
+        {kGroups, GroupsOf(store)}};
   }
   return {{"format", kFormat},
           {"version", kVersion},

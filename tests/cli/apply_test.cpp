@@ -22,7 +22,8 @@ constexpr char kState[] = R"({
       "services": {"Pager": {"PhoneNumber": "0123", "Password": "Geheim7", "TimeOut": 3000},
                    "City": {"Protocol": "UCP", "UCPCommand": "51", "PhoneNumber": "centre:5000",
                             "ModemName": "Net"}},
-      "routes": {"0171": "City"}},
+      "routes": {"0171": "City"},
+      "groups": {"night": ["0171", "@ward7", "!/usr/local/bin/on-call --net"], "ward7": ["0172"]}},
     "Büro": {"services": {"Pager": {"PhoneNumber": "0124"}}}}})";
 
 class ApplyCommand : public CommandTest {
@@ -55,6 +56,7 @@ TEST_F(ApplyCommand, MakesTheWholeStateOfAnEmptyMachine) {
   EXPECT_EQ(Ask({"modem", "list"}).size(), 2U);
   EXPECT_EQ(Ask({"route", "test", "0171"})["service"], "City");
   EXPECT_EQ(Ask({"config", "list"})["Retries"], 5);
+  EXPECT_EQ(Do({"group", "show", "night"}), "0171\n@ward7\n!/usr/local/bin/on-call --net\n");
   const Json pager = Ask({"service", "show", "Pager", "--show-passwords"});
   EXPECT_EQ(pager["Password"], "Geheim7");
   EXPECT_EQ(pager["TimeOut"], "3000");
@@ -120,6 +122,21 @@ TEST_F(ApplyCommand, ADryRunStoresNothing) {
   EXPECT_EQ(Apply(kState, {"--dry-run"}).exit_code, kExitAccepted);
 }
 
+TEST_F(ApplyCommand, ARouteMayHaveAServiceForEveryOtherTry) {
+  Apply(kState);
+  const auto routes = [](const std::string& route) {
+    return R"({"profiles": {"Standard": {"routes": {"0171": )" + route + "}}}}";
+  };
+  Apply(routes(R"({"service": "City", "then": "Pager"})"));
+  EXPECT_EQ(Ask({"route", "show", "0171"})["then"], "Pager");
+  const std::string exported = Do({"apply", "--export"});
+  EXPECT_EQ(Apply(exported, {"--dry-run"}).exit_code, kExitAccepted);
+  Apply(routes(R"("City")"));
+  EXPECT_EQ(Ask({"route", "show", "0171"})["then"], "");
+  Apply(exported);
+  EXPECT_EQ(Ask({"route", "show", "0171"})["then"], "Pager");
+}
+
 TEST_F(ApplyCommand, WithoutPruneWhatIsNotNamedStays) {
   Apply(kState);
   Apply(R"({"profiles": {"Standard": {"services": {"Third": {"PhoneNumber": "1"}}}}})");
@@ -130,7 +147,7 @@ TEST_F(ApplyCommand, WithoutPruneWhatIsNotNamedStays) {
 TEST_F(ApplyCommand, PruneDeletesWhatIsNotNamedWhereThereIsAList) {
   Apply(kState);
   Apply(R"({"profiles": {"Standard": {"settings": {"Retries": 5},
-            "services": {"PAGER": {"PhoneNumber": "0123"}}}}})",
+            "services": {"PAGER": {"PhoneNumber": "0123"}}, "groups": {"NIGHT": ["0171"]}}}})",
         {"--prune"});
   EXPECT_EQ(Ask({"service", "list"}).size(), 1U);
   EXPECT_EQ(Do({"service", "get", "Pager", "TimeOut"}), "2000\n");
@@ -139,6 +156,7 @@ TEST_F(ApplyCommand, PruneDeletesWhatIsNotNamedWhereThereIsAList) {
   EXPECT_EQ(Ask({"profile", "list"}).size(), 1U);
   EXPECT_EQ(Ask({"modem", "list"}).size(), 2U);
   EXPECT_EQ(Ask({"route", "list"}).size(), 1U);
+  EXPECT_EQ(Ask({"group", "list"}), Json::parse(R"([{"name": "night", "members": ["0171"]}])"));
 }
 
 TEST_F(ApplyCommand, MistakesAreToldWithTheirPlaceAndStoreNothing) {
@@ -167,6 +185,9 @@ TEST_F(ApplyCommand, MistakesAreToldWithTheirPlaceAndStoreNothing) {
   profile(R"({"services": {"X": {"PhoneNumber": "日"}}})", "/services/X/PhoneNumber: ");
   profile(R"({"services": {"a\\b": {}}})", "/services/a\\b: ");
   profile(R"({"routes": {"+49": ""}})", "/routes/+49: the prefix \"+49\" must be digits");
+  profile(R"({"groups": {"a": "01"}})", "/groups/a: a list of texts is wanted here");
+  profile(R"({"groups": {"a": []}})", "/groups/a: a group needs a member");
+  profile(R"({"groups": {"a": ["x"]}})", "/groups/a: \"x\" can be no member");
   RefuseDocument(R"({"modems": {}, "modems": {}})", "the name \"modems\" stands twice");
 }
 
