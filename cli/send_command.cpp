@@ -38,9 +38,11 @@ std::string ReadText(std::istream& in) {
   return text;
 }
 
-void CheckOptions(Context& context, const SendOptions& options) {
+void CheckOptions(Context& context, const SendAll& all) {
+  const SendOptions& options = all.options;
   ProfileStore store = ExistingProfile(context);
-  if (!options.service.empty()) ExistingService(store, options.service);
+  const bool known_here = !all.queue.queue || QueueIsHere();
+  if (!options.service.empty() && known_here) ExistingService(store, options.service);
   if (!HasAnsiForm(options.log)) {
     throw UsageError("--log: the path \"" + Printable(options.log) +
                      "\" has characters outside Windows-1252");
@@ -105,7 +107,7 @@ int Tell(Context& context, const SendAll& all, const Judgement& judgement) {
 
 // Settings that cannot even be read are no refusal of the message centre.
 bool SettingsServe(Context& context, const SendAll& all) try {
-  CheckOptions(context, all.options);
+  CheckOptions(context, all);
   return true;
 } catch (const UsageError&) {
   throw;
@@ -128,7 +130,6 @@ int SendTo(Context& context, SendOptions options) {
 
 // One send after the other.
 void SendToAll(Context& context, const SendAll& all) {
-  context.exit_code = kExitAccepted;
   const bool several = all.recipients.size() > 1;
   int signal = 0;
   for (const std::string& recipient : all.recipients) {
@@ -140,15 +141,27 @@ void SendToAll(Context& context, const SendAll& all) {
   }
 }
 
+// In the place of each group those that it stands for.
+void FindRecipients(Context& context, SendAll& all) {
+  std::vector<std::string> found;
+  for (const std::string& to : all.recipients) {
+    const std::vector<std::string> meant = RecipientsOf(context, to);
+    found.insert(found.end(), meant.begin(), meant.end());
+  }
+  all.recipients = std::move(found);
+  context.json_lines = all.recipients.size() > 1;
+}
+
 void Run(Context& context, SendAll& all) {
   SendOptions& options = all.options;
   context.json_lines = all.recipients.size() > 1;
   if (!SettingsServe(context, all)) return;
   if (options.text == "-") options.text = TakenAsUtf8(context, "the text", ReadText(context.in));
   if (all.queue.queue) {
-    options.fit = WantsFit(context, options);
+    if (QueueIsHere()) options.fit = WantsFit(context, options);
     return QueuePages(context, all.recipients, options, all.queue);
   }
+  FindRecipients(context, all);
   if (!options.dry_run) {
     TakeLogOfProfile(context, options);
     WarnOfLosses(context, options);
@@ -158,9 +171,11 @@ void Run(Context& context, SendAll& all) {
 
 // What would change nothing of a page in the queue is refused, or somebody would rely on it.
 void AddQueueOptions(Command& command, QueueOptions& options) {
-  Option* const queue = command.AddFlag("--queue", options.queue,
-                                        "Hand it over to this machine's queue, and print its id");
-  for (const char* name : {"--log", "--timeout", "--wait"}) {
+  Option* const queue = command.AddFlag(
+      "--queue", options.queue,
+      QueueIsHere() ? "Hand it over to this machine's queue, and print its id"
+                    : "Hand it over to the queue of the machine that the setting Gateway names");
+  for (const char* name : {"--log", "--timeout", "--wait", "--dry-run"}) {
     if (Option* const other = command.Find(name)) queue->Excludes(other);
   }
   command.AddOption("--id", options.id, "Its id: the same one again is the same page")
@@ -186,6 +201,7 @@ void AddSendCommand(Command& app, Context& context) {
       "  mvsms send --to 01711234567 \"Pump 3 has stopped\"\n"
       "  uptime | mvsms send --to 01711234567 --service Pager --quiet -\n"
       "  mvsms send --to 01711234567 --fit \"-5 °C in room 2…\"\n"
+      "  mvsms send --to @night --queue \"Pump 3 has stopped\"\n"
       "  mvsms send --to 01711234567 --dry-run \"Größe 5 €\"\n"
       "  mvsms send --to 01711234567 --queue --expires 60 \"Pump 3 has stopped\"\n"
       "Exit code: 0 accepted; 1 refused for good; 75 not sent or refused for now: try again;\n"
@@ -201,8 +217,9 @@ void AddSendCommand(Command& app, Context& context) {
       "(of a pool), dialled, started, ended, answer, errors, status (all lines). Passwords are "
       "hidden.");
   command
-      ->AddOption("--to", all->recipients,
-                  "The recipient's number; given several times, one send follows the other")
+      ->AddOption(
+          "--to", all->recipients,
+          "The recipient's number, or @GROUP; given several times, one send follows the other")
       ->OneValueEach()
       ->Required();
   command->AddOption("--from", options->from, "The sender's name or number (UCP only)");
@@ -218,11 +235,11 @@ void AddSendCommand(Command& app, Context& context) {
         ->TypeName("SECONDS");
   }
   command->AddFlag("-q,--quiet", options->quiet, "Print nothing but why it did not go out");
-  AddQueueOptions(*command, all->queue);
   command->AddSwitch("fit", options->fit,
                      "Spell, number and cut the text so that the service can carry it");
   command->AddFlag("-n,--dry-run", options->dry_run,
                    "Show what would be sent, byte by byte, and call nobody");
+  AddQueueOptions(*command, all->queue);
   command->AddOption("TEXT", options->text, "The message; \"-\" reads it from standard input")
       ->Required();
   command->Callback([&context, all] { Run(context, *all); });

@@ -30,26 +30,36 @@ std::optional<std::int64_t> LengthOf(std::string_view text) {
   return std::nullopt;
 }
 
-constexpr const char* kForms[] = {"%Y-%m-%d", "%Y-%m-%d %H:%M", "%Y-%m-%d %H:%M:%S",
-                                  "%Y-%m-%dT%H:%M", "%Y-%m-%dT%H:%M:%S"};
+struct Form {
+  const char* pattern;
+  bool has_offset = false;  // from UTC; else it is local time
+};
+constexpr Form kForms[] = {{"%Y-%m-%d"},
+                           {"%Y-%m-%d %H:%M"},
+                           {"%Y-%m-%d %H:%M:%S"},
+                           {"%Y-%m-%dT%H:%M"},
+                           {"%Y-%m-%dT%H:%M:%S"},
+                           {"%Y-%m-%dT%H:%M%z", true},
+                           {"%Y-%m-%dT%H:%M:%S%z", true}};
 
 bool SameDay(const std::tm& a, const std::tm& b) {
   return a.tm_year == b.tm_year && a.tm_mon == b.tm_mon && a.tm_mday == b.tm_mday;
 }
 
-std::optional<std::int64_t> MomentOf(const std::string& text, const char* form) {
-  std::tm local{};
-  const char* const end = strptime(text.c_str(), form, &local);
+std::optional<std::int64_t> MomentOf(const std::string& text, const Form& form) {
+  std::tm given{};
+  const char* const end = strptime(text.c_str(), form.pattern, &given);
   if (end == nullptr || *end != '\0') return std::nullopt;
-  local.tm_isdst = -1;  // as it was at that moment
-  const std::tm read = local;
-  const std::time_t moment = std::mktime(&local);
-  if (!SameDay(read, local)) return std::nullopt;  // a day that its month does not have
+  given.tm_isdst = -1;  // as it was at that moment
+  const std::tm read = given;
+  const std::time_t moment =
+      form.has_offset ? timegm(&given) - read.tm_gmtoff : std::mktime(&given);
+  if (!SameDay(read, given)) return std::nullopt;  // a day that its month does not have
   return moment;
 }
 
 std::int64_t ParseDate(const std::string& option, const std::string& text) {
-  for (const char* form : kForms) {
+  for (const Form& form : kForms) {
     if (const auto moment = MomentOf(text, form)) return *moment;
   }
   throw UsageError(option +
@@ -68,6 +78,10 @@ std::int64_t ParseSince(const std::string& option, const std::string& text, std:
 std::int64_t ParseAhead(const std::string& option, const std::string& text, std::int64_t now) {
   const auto length = LengthOf(text);
   return length ? now + *length : ParseDate(option, text);
+}
+
+std::int64_t SecondsOf(dispatch::Moment moment) {
+  return std::chrono::floor<std::chrono::seconds>(moment).time_since_epoch().count();
 }
 
 std::string LocalMoment(std::int64_t seconds) {

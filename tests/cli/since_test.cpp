@@ -39,6 +39,10 @@ TEST_F(Since, ALengthOfTimeBeforeNow) {
 TEST_F(Since, ALengthOfTimeFromNowOn) {
   EXPECT_EQ(ParseAhead("--not-before", "15m", kNow), kNow + 15 * 60);
   EXPECT_EQ(ParseAhead("--not-before", "2026-11-23", kNow), kNow + 21 * 3600);
+  EXPECT_EQ(ParseAhead("--not-before", "2026-11-23T00:00:00Z", 0),
+            ParseAhead("--not-before", "2026-11-23T02:30+02:30", 0));
+  EXPECT_EQ(ParseAhead("--not-before", "1970-01-02T00:00Z", 0), 86400);
+  EXPECT_THROW(ParseAhead("--not-before", "2026-02-30T00:00Z", kNow), UsageError);
   EXPECT_THROW(ParseAhead("--not-before", "soon", kNow), UsageError);
 }
 
