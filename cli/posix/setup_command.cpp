@@ -202,7 +202,7 @@ class Setup {
     if (IsTcp()) return true;
     Say("Asking the modem ...\n");
     try {
-      Say("  " + TestModem(context_, line_) + "\n");
+      Say("  " + AskModem(context_, line_) + "\n");
       return true;
     } catch (const Failure& failure) {
       Say(std::string("  ") + failure.what() + "\n");
