@@ -21,6 +21,7 @@
 #include "cli/interrupt.h"
 #include "cli/json.h"
 #include "cli/posix/since.h"
+#include "cli/posix/views.h"
 
 namespace mvsms::cli {
 namespace {
@@ -99,8 +100,10 @@ double SecondsOf(const JournalEntry& entry) {
   return static_cast<double>(entry.row.duration.count()) / 1000;
 }
 
+}  // namespace
+
 // What nobody knows, for the send has not come to its end, is null.
-Json ToJson(const JournalEntry& entry) {
+Json AttemptJson(const JournalEntry& entry) {
   const auto& row = entry.row;
   const bool closed = entry.ended != 0;
   const auto known = [&](Json value) { return closed ? std::move(value) : Json(nullptr); };
@@ -124,6 +127,8 @@ Json ToJson(const JournalEntry& entry) {
           {"answer", known(Printable(Utf8FromAnsi(row.answer)))}};
 }
 
+namespace {
+
 // RFC 4180. What a spreadsheet would take for a formula gets a "'" in front, which makes it a text.
 std::string CsvCell(const std::string& text) {
   const bool formula = !text.empty() && std::string_view("=+-@").find(text[0]) != std::string::npos;
@@ -145,15 +150,15 @@ std::string CsvLine(const Json& object, Cell cell) {
 }
 
 std::string CsvHeading() {
-  return CsvLine(ToJson({}), [](const auto& item) { return item.key(); });
+  return CsvLine(AttemptJson({}), [](const auto& item) { return item.key(); });
 }
 
 std::string CsvOf(const JournalEntry& entry) {
-  return CsvLine(ToJson(entry), [](const auto& item) { return CsvCell(item.value()); });
+  return CsvLine(AttemptJson(entry), [](const auto& item) { return CsvCell(item.value()); });
 }
 
 // Control characters of both sets are escaped: a line is safe on a terminal, and exact.
-std::string JsonOf(const JournalEntry& entry) { return JsonText(ToJson(entry)) + '\n'; }
+std::string JsonOf(const JournalEntry& entry) { return JsonText(AttemptJson(entry)) + '\n'; }
 
 std::string ShownText(const dispatch::JournalRow& row) {
   if (!row.text.empty()) return '"' + row.text + '"';

@@ -15,6 +15,8 @@
 #include "cli/interrupt.h"
 #include "cli/json.h"
 #include "cli/posix/since.h"
+#include "cli/posix/views.h"
+#include "cli/posix/worker_file.h"
 #include "media/bascommon.h"
 
 namespace mvsms::cli {
@@ -27,20 +29,19 @@ using dispatch::PageStates;
 using dispatch::QueuedPage;
 using posix::PageQueue;
 
-constexpr PageStates kWaiting = {PageState::kReady, PageState::kClaimed, PageState::kDialling,
-                                 PageState::kUnknown};
-constexpr PageStates kOfInterest = {PageState::kReady,    PageState::kHeld,    PageState::kClaimed,
-                                    PageState::kDialling, PageState::kUnknown, PageState::kParked};
+constexpr PageStates kWaiting = {PageState::kReady,      PageState::kClaimed,  PageState::kDialling,
+                                 PageState::kUnknown,    PageState::kOffering, PageState::kAtHub,
+                                 PageState::kWithdrawing};
+constexpr PageStates kOfInterest = {
+    PageState::kReady,    PageState::kHeld,    PageState::kClaimed,
+    PageState::kDialling, PageState::kUnknown, PageState::kParked,
+    PageState::kOffering, PageState::kAtHub,   PageState::kWithdrawing};
 
 struct QueueCommandOptions {
   std::vector<std::string> ids;
   std::vector<std::string> states;
   std::string timeout;
 };
-
-std::int64_t SecondsOf(Moment moment) {
-  return std::chrono::floor<std::chrono::seconds>(moment).time_since_epoch().count();
-}
 
 Json ShownMoment(Moment moment) {
   const bool none = moment == Moment{} || moment == dispatch::kNever;
@@ -55,7 +56,9 @@ Json ResultOf(const QueuedPage& queued) {
           {"modem", Utf8FromAnsi(queued.result->modem)}};
 }
 
-Json ToJson(const QueuedPage& queued) {
+}  // namespace
+
+Json PageJson(const QueuedPage& queued) {
   const dispatch::Page& page = queued.page;
   return {{"id", Utf8FromAnsi(page.id)},
           {"state", dispatch::NameOf(queued.state)},
@@ -64,6 +67,7 @@ Json ToJson(const QueuedPage& queued) {
           {"from", Utf8FromAnsi(page.originator)},
           {"text", Utf8FromAnsi(page.text)},
           {"service", Utf8FromAnsi(page.service)},
+          {"then", Utf8FromAnsi(page.fallback)},
           {"priority", page.priority},
           {"arrived", ShownMoment(queued.arrived)},
           {"changed", ShownMoment(queued.changed)},
@@ -71,8 +75,22 @@ Json ToJson(const QueuedPage& queued) {
           {"expires", ShownMoment(page.expires)},
           {"attempts", queued.attempts},
           {"perhaps_twice", queued.perhaps_twice},
+          {"more", queued.more},
+          {"joined", Utf8FromAnsi(queued.joined)},
           {"last_result", ResultOf(queued)}};
 }
+
+Json StatsJson(const dispatch::QueueStats& stats) {
+  Json json = Json::object();
+  for (std::size_t i = 0; i < stats.size(); ++i) {
+    const auto& [pages, oldest] = stats.at(i);
+    json[std::string(dispatch::kPageStateNames.at(i))] = {
+        {"pages", pages}, {"oldest", pages == 0 ? Json(nullptr) : ShownMoment(oldest)}};
+  }
+  return json;
+}
+
+namespace {
 
 PageStates StatesOf(const std::vector<std::string>& names) {
   PageStates states;
@@ -96,13 +114,14 @@ void List(Context& context, const QueueCommandOptions& options) {
   for (const QueuedPage& queued :
        PageQueue(context.home).List({.states = StatesOf(options.states)})) {
     const dispatch::Page& page = queued.page;
-    json.push_back(ToJson(queued));
+    json.push_back(PageJson(queued));
     rows.push_back({Short(queued.arrived), Utf8FromAnsi(page.id), std::string(NameOf(queued.state)),
                     std::to_string(page.priority), std::to_string(queued.attempts),
                     Utf8FromAnsi(page.recipient), Utf8FromAnsi(page.service),
                     Utf8FromAnsi(page.text)});
   }
   context.json ? context.PrintJson(json) : context.PrintTable(rows);
+  WorkerFile(context.home, context.profile).WarnOfUnserved(context);
 }
 
 QueuedPage Existing(Context& context, PageQueue& queue, const std::string& id) {
@@ -113,12 +132,15 @@ QueuedPage Existing(Context& context, PageQueue& queue, const std::string& id) {
   return *std::move(found);
 }
 
-/// The tries of a page, from the journal.
-Json Tries(Context& context, const std::string& id, std::int64_t since) {
+}  // namespace
+
+Json TriesJson(const std::string& home, const QueuedPage& queued) {
+  const std::string& id = queued.page.id;
   Json tries = Json::array();
-  for (const posix::JournalEntry& entry : posix::Journal(context.home).Read(since, 0)) {
+  for (const posix::JournalEntry& entry : posix::Journal(home).Read(SecondsOf(queued.arrived), 0)) {
     if (entry.row.id.rfind(id + ".", 0) != 0) continue;
-    tries.push_back({{"begun", LocalMoment(entry.begun)},
+    tries.push_back({{"id", Utf8FromAnsi(entry.row.id)},
+                     {"begun", LocalMoment(entry.begun)},
                      {"outcome", Utf8FromAnsi(entry.row.outcome)},
                      {"service", Utf8FromAnsi(entry.row.service)},
                      {"modem", Utf8FromAnsi(entry.row.modem)},
@@ -126,6 +148,8 @@ Json Tries(Context& context, const std::string& id, std::int64_t since) {
   }
   return tries;
 }
+
+namespace {
 
 void PrintMember(Context& context, const std::string& name, const Json& value) {
   if (value.is_null()) return;
@@ -136,8 +160,8 @@ void PrintMember(Context& context, const std::string& name, const Json& value) {
 void Show(Context& context, const QueueCommandOptions& options) {
   PageQueue queue(context.home);
   const QueuedPage queued = Existing(context, queue, options.ids.front());
-  Json json = ToJson(queued);
-  json["tries"] = Tries(context, queued.page.id, SecondsOf(queued.arrived));
+  Json json = PageJson(queued);
+  json["tries"] = TriesJson(context.home, queued);
   if (context.json) return context.PrintJson(json);
   for (const auto& [name, value] : json.items()) {
     if (name != "last_result" && name != "tries") PrintMember(context, name, value);
@@ -154,8 +178,13 @@ void Operate(Context& context, const QueueCommandOptions& options, const Operato
   PageQueue queue(context.home);
   for (const std::string& id : options.ids) Existing(context, queue, id);
   for (const std::string& id : options.ids) {
-    if (queue.Operate(AnsiFromUtf8(id), action)) continue;
+    const bool done = queue.Operate(AnsiFromUtf8(id), action);
     const QueuedPage page = Existing(context, queue, id);
+    if (done && page.state == PageState::kWithdrawing) {
+      context.Warn("the page " + Printable(id) +
+                   " may be with other machines; it is cancelled unless one of them was sooner");
+    }
+    if (done) continue;
     context.Warn("the page " + Printable(id) + " is " + std::string(NameOf(page.state)) +
                  ", and stays so");
     context.exit_code = kExitFailed;
@@ -164,15 +193,14 @@ void Operate(Context& context, const QueueCommandOptions& options, const Operato
 
 void Stats(Context& context) {
   const dispatch::QueueStats stats = PageQueue(context.home).Stats();
-  Json json = Json::object();
+  if (context.json) return context.PrintJson(StatsJson(stats));
   std::vector<std::vector<std::string>> rows{{"STATE", "PAGES", "OLDEST"}};
   for (std::size_t i = 0; i < stats.size(); ++i) {
     const auto& [pages, oldest] = stats.at(i);
     const std::string name(dispatch::kPageStateNames.at(i));
-    json[name] = {{"pages", pages}, {"oldest", pages == 0 ? Json(nullptr) : ShownMoment(oldest)}};
     rows.push_back({name, std::to_string(pages), pages == 0 ? "" : Short(oldest)});
   }
-  context.json ? context.PrintJson(json) : context.PrintTable(rows);
+  context.PrintTable(rows);
 }
 
 /// Whether the page is on its way: due, on a line, or to be tried again. One for later is not.
@@ -229,7 +257,8 @@ void AddQueueCommand(Command& app, Context& context) {
       "  mvsms queue list --state parked --state unknown --json\n"
       "States: ready (waits for its turn), held, claimed and dialling (a line has it), accepted,\n"
       "unknown (it may have gone out), parked (nobody tries it again by himself), cancelled,\n"
-      "expired.");
+      "expired, joined (it goes out with an earlier page of the same words), offering and at-hub\n"
+      "(other machines may send it), withdrawing (cancelled, if none of them was sooner).");
   list->AddOption("--state", options->states, "Pages in this state; several are possible")
       ->OneValueEach()
       ->OneOf({dispatch::kPageStateNames.begin(), dispatch::kPageStateNames.end()});

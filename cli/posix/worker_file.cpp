@@ -36,6 +36,16 @@ std::string InFileName(const std::string& profile) {
 
 }  // namespace
 
+std::string SentenceOfUnserved(const std::string& service) {
+  return "pages wait for the service \"" + service +
+         "\", whose modem the worker does not have; see 'mvsms service show' and 'mvsms lines'";
+}
+
+std::string SentenceOfUnservedThere(const std::string& service) {
+  return "pages at the hub wait for the service \"" + service +
+         "\", which no machine has now; see 'mvsms hub status'";
+}
+
 WorkerFile::WorkerFile(const std::string& home, const std::string& profile)
     : lock_(home + "/worker-" + InFileName(profile) + ".lock"),
       status_(home + "/worker-" + InFileName(profile) + ".json") {}
@@ -66,6 +76,19 @@ Json WorkerFile::Read() const {
   if (!IsHeld()) return nullptr;
   std::ifstream file(status_);
   return Json::parse(file, nullptr, false);
+}
+
+void WorkerFile::WarnOfUnserved(Context& context) const {
+  const Json status = Read();
+  if (!status.is_object()) return;
+  for (const Json& service : status.value("unserved", Json::array())) {
+    context.Warn(Printable(SentenceOfUnserved(service)));
+  }
+  const Json hub = status.value("hub", Json());
+  if (!hub.is_object()) return;
+  for (const Json& service : hub.value("unserved", Json::array())) {
+    context.Warn(Printable(SentenceOfUnservedThere(service)));
+  }
 }
 
 }  // namespace mvsms::cli

@@ -9,6 +9,11 @@
 
 namespace mvsms::cli {
 
+/// That pages wait for a service (UTF-8) which no line of the worker has.
+std::string SentenceOfUnserved(const std::string& service);
+/// The same of pages at the hub, and any machine.
+std::string SentenceOfUnservedThere(const std::string& service);
+
 class WorkerFile {
  public:
   /// Of the worker of a profile (UTF-8). Touches nothing yet.
@@ -24,6 +29,8 @@ class WorkerFile {
   void Write(const Json& status) const;
   /// What the worker last said; null when none runs.
   Json Read() const;
+  /// Warns of pages that no line of the running worker can carry.
+  void WarnOfUnserved(Context& context) const;
 
  private:
   std::string lock_;

@@ -124,6 +124,7 @@ TEST_F(QueueCommand, OptionsThatAreNoneAreRefused) {
   refuse({"--expires", "5", "--not-before", "10m"}, "--expires is before --not-before");
   refuse({"--wait", "5"}, "--wait");
   refuse({"--timeout", "5"}, "--timeout");
+  refuse({"--dry-run"}, "--dry-run");
   Refuse({"send", "--to", "0171", "--priority", "1", "x"}, "--queue");
 }
 
@@ -176,6 +177,17 @@ TEST_F(QueueCommand, APageInAnotherStateKeepsItAndSaysSo) {
   EXPECT_EQ(StateOf("B"), "held");
 }
 
+TEST_F(QueueCommand, WhatOtherMachinesMayHaveIsWithdrawnFirst) {
+  Queue({"--to", "0171", "--id", "A", "x"});
+  posix::PageQueue(home_.string()).Operate("A", dispatch::kOfferPage);
+  const Outcome outcome = Run({"queue", "cancel", "A"});
+  EXPECT_EQ(outcome.exit_code, kExitAccepted);
+  EXPECT_EQ(outcome.err,
+            "mvsms: the page A may be with other machines; it is cancelled unless one of them was "
+            "sooner\n");
+  EXPECT_EQ(StateOf("A"), "withdrawing");
+}
+
 TEST_F(QueueCommand, AnUnknownIdChangesNothing) {
   Queue({"--to", "0171", "--id", "A", "x"});
   Refuse({"queue", "cancel", "A", "B"}, "there is no page \"B\" in the queue");
@@ -193,7 +205,7 @@ TEST_F(QueueCommand, CountsThePagesByState) {
   EXPECT_EQ(stats["parked"]["pages"], 0);
   EXPECT_EQ(stats["parked"]["oldest"], nullptr);
   EXPECT_THAT(stats["ready"]["oldest"], StartsWith("20"));
-  EXPECT_THAT(Do({"queue", "stats"}), HasSubstr("ready      1      20"));
+  EXPECT_THAT(Do({"queue", "stats"}), HasSubstr("ready        1      20"));
 }
 
 TEST_F(QueueCommand, DrainingAnEmptyQueueIsOver) {
