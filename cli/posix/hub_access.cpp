@@ -1,0 +1,37 @@
+// See hub_access.h.
+#include "cli/posix/hub_access.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+
+#include "base/ansi.h"
+#include "cli/store.h"
+#include "engine/settings.h"
+
+namespace mvsms::cli {
+
+bool HasHub(Context& context) { return !SettingOrInitial(context, setting::kHub).empty(); }
+
+std::unique_ptr<posix::HubWire> HubWireOf(Context& context, const std::string& where) {
+  const std::string set = Utf8FromAnsi(SettingOrInitial(context, setting::kHub));
+  if (where.empty() && set.empty()) {
+    throw UsageError("no hub is set; see 'mvsms config set Hub \"host=... dbname=...\"'");
+  }
+  return posix::MakeHubWire(where.empty() ? set : where,
+                            Utf8FromAnsi(SettingOrInitial(context, setting::kHubPasswordFile)));
+}
+
+std::string HubNameOf(Context& context) {
+  std::string name = SettingOrInitial(context, setting::kHubName);
+  if (name.empty()) {
+    std::array<char, 256> host{};
+    gethostname(host.data(), host.size() - 1);
+    name = host.data();
+  }
+  std::ranges::replace(name, '/', '-');  // which stands behind it in the ids of its pages
+  return name.empty() ? "machine" : name;
+}
+
+}  // namespace mvsms::cli
