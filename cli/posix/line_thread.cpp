@@ -7,8 +7,10 @@
 #include <ostream>
 #include <utility>
 
+#include "backends/posix/hub/hub.h"
 #include "backends/posix/line/line_trouble.h"
 #include "backends/posix/line/line_turn.h"
+#include "backends/posix/store/hub_record.h"
 #include "backends/posix/store/journal.h"
 #include "backends/posix/store/queue.h"
 #include "backends/posix/system/system_log.h"
@@ -32,7 +34,7 @@ constexpr std::uint32_t kLookMs = 200;  // whether to end, during a call
 /// One line at work. Everything in it is of its thread.
 class Line : private dispatch::WorkerHost {
  public:
-  Line(WorkFloor& floor, const std::string& home, dispatch::WorkerLine line)
+  Line(WorkFloor& floor, HubShare* share, const std::string& home, dispatch::WorkerLine line)
       : floor_(floor),
         home_(home),
         modem_(line.modem),
@@ -41,7 +43,8 @@ class Line : private dispatch::WorkerHost {
         platform_(MakePlatform(home)),
         queue_(home),
         journal_(home),
-        worker_(*platform_, queue_, *this, std::move(line), posix::SystemNow) {
+        record_(home),
+        worker_(*platform_, PagesFrom(share), *this, std::move(line), posix::SystemNow) {
     platform_->timers().SetTimer(kLookMs, [this](TimerId) {
       floor_.Heartbeat(name_);
       if (floor_.finishing()) worker_.Finish();
@@ -67,6 +70,12 @@ class Line : private dispatch::WorkerHost {
   }
 
  private:
+  dispatch::PageSource& PagesFrom(HubShare* share) {
+    if (share == nullptr) return queue_;
+    hub_.emplace(share->wire);
+    return shared_.emplace(queue_, *hub_, record_, share->hints, share->machine, posix::SystemNow);
+  }
+
   bool WorkOnce() try { return worker_.Work(); } catch (const RaisedError& error) {
     Tell(error.description());
     platform_->loop().Sleep(kAfterTrouble);
@@ -117,6 +126,9 @@ class Line : private dispatch::WorkerHost {
   std::unique_ptr<Platform> platform_;
   posix::PageQueue queue_;
   posix::Journal journal_;
+  posix::HubFile record_;
+  std::optional<posix::ServerHub> hub_;
+  std::optional<dispatch::SharedQueue> shared_;
   std::optional<posix::LineTurn> turn_;
   LineState state_ = LineState::kIdle;
   std::string why_;
@@ -140,6 +152,17 @@ void WorkFloor::WaitForWork(std::uint64_t& seen) {
   std::unique_lock guard(mutex_);
   wake_.wait_for(guard, kLongestWait, [&] { return wakings_ != seen || finishing_; });
   seen = wakings_;
+}
+
+bool WorkFloor::WaitForEnd(std::chrono::milliseconds longest) {
+  std::unique_lock guard(mutex_);
+  return end_.wait_for(guard, longest, [this] { return over_; });
+}
+
+void WorkFloor::End() {
+  const std::lock_guard guard(mutex_);
+  over_ = true;
+  end_.notify_all();
 }
 
 void WorkFloor::Print(const std::string& line) {
@@ -167,10 +190,11 @@ void WorkFloor::Succeeded(const std::string& line) {
   news_[line].last_success = std::time(nullptr);
 }
 
-LineThread::LineThread(WorkFloor& floor, std::string home, dispatch::WorkerLine line, bool once)
-    : thread_([&floor, home = std::move(home), line = std::move(line), once] {
+LineThread::LineThread(WorkFloor& floor, HubShare* share, std::string home,
+                       dispatch::WorkerLine line, bool once)
+    : thread_([&floor, share, home = std::move(home), line = std::move(line), once] {
         try {
-          Line(floor, home, line).Work(once);
+          Line(floor, share, home, line).Work(once);
         } catch (const std::exception& error) {
           floor.Print(Utf8FromAnsi(line.modem) + ": the line has ended: " + error.what());
         }

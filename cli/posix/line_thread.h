@@ -7,12 +7,16 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
+#include <utility>
 
+#include "backends/posix/hub/wire.h"
 #include "cli/context.h"
 #include "dispatch/line_worker.h"
+#include "dispatch/shared_queue.h"
 
 namespace mvsms::cli {
 
@@ -49,6 +53,10 @@ class WorkFloor {
   /// Returns after a WakeAll that came since `seen`, which is then the newest; after a while in any
   /// case.
   void WaitForWork(std::uint64_t& seen);
+  /// For the courier: returns after so long, or, with true, when every line has ended.
+  bool WaitForEnd(std::chrono::milliseconds longest);
+  /// All lines have ended.
+  void End();
   void Print(const std::string& line);
   void Tell(const std::string& line, dispatch::LineState state, const std::string& why);
   void Heartbeat(const std::string& line);
@@ -58,18 +66,33 @@ class WorkFloor {
  private:
   std::mutex mutex_;
   std::condition_variable wake_;
+  std::condition_variable end_;
   std::uint64_t wakings_ = 0;
   std::map<std::string, LineNews> news_;
   std::ostream& out_;
+  bool over_ = false;
   std::atomic<bool> finishing_ = false;
   std::atomic<bool> aborting_ = false;
   std::atomic<std::size_t> ended_ = 0;
 };
 
+/// What the lines share with the courier.
+struct HubShare {
+  HubShare(std::unique_ptr<posix::HubWire> way, std::unique_ptr<posix::HubWire> listener,
+           std::string name)
+      : wire(std::move(way)), ear(std::move(listener)), machine(std::move(name)) {}
+  posix::SharedWire wire;
+  const std::unique_ptr<posix::HubWire> ear;  // the courier's alone
+  const std::string machine;                  // this machine's name at the hub
+  dispatch::HubHints hints;
+};
+
 class LineThread {
  public:
   /// Begins to work, until the floor finishes; with `once`, until nothing is to do.
-  LineThread(WorkFloor& floor, std::string home, dispatch::WorkerLine line, bool once);
+  /// With pages of the hub, too, where there is one.
+  LineThread(WorkFloor& floor, HubShare* share, std::string home, dispatch::WorkerLine line,
+             bool once);
 
  private:
   std::jthread thread_;
