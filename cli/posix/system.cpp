@@ -17,6 +17,7 @@
 #include "base/raised_error.h"
 #include "cli/commands.h"
 #include "cli/posix/centre_command.h"
+#include "cli/posix/doors.h"
 #include "cli/posix/state.h"
 #include "engine/send_log.h"
 
@@ -108,11 +109,17 @@ std::string FirstSteps(const std::string& home) {
 
 void AddSystemCommands(Command& app, Context& context) {
   AddSetupCommand(app, context);
+  AddGroupCommand(app, context);
   AddModemCommand(app, context);
   AddJournalCommand(app, context);
   AddQueueCommand(app, context);
+  AddMailCommand(app, context, [](Context& c, MailOptions&) { BecomeGateway(c); });
+  AddCheckCommand(app, context);
+  AddHeartbeatCommand(app, context);
   AddWorkerCommand(app, context);
+  AddServeCommand(app, context, [](Context& c, const ServeOptions&) { BecomeGateway(c); });
   AddLinesCommand(app, context);
+  AddHubCommand(app, context);
 
   AddApplyCommand(app, context);
   AddCentreCommand(app, context.exit_code);
