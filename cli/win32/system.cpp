@@ -12,7 +12,6 @@
 #include "base/ansi.h"
 #include "cli/commands.h"
 #include "cli/json.h"
-#include "cli/queue_send.h"
 #include "cli/store.h"
 #include "engine/modem_list.h"
 #include "engine/send_log.h"
@@ -83,10 +82,7 @@ void AddSystemCommands(Command& app, Context& context) {
   AddDialogCommand(app, context);
 }
 
-void QueuePages(Context&, const std::vector<std::string>&, const SendOptions&,
-                const QueueOptions&) {
-  throw UsageError("there is no queue on Windows yet; without --queue the page is sent at once");
-}
+std::vector<std::string> RecipientsOf(Context&, const std::string& to) { return {to}; }
 
 void WriteJournal(Context&, const dispatch::JournalRow&) {}
 

@@ -2,8 +2,8 @@
 # run.sh BIN PROGRAM [ARGUMENT...]: runs a program of the Windows build folder BIN under Wine, with
 # what it needs around it: the component and the substitute telephony service freshly registered,
 # two connected serial ports (COM31, COM32), and message centres behind COM21 (TAP), COM22 (UCP),
-# COM23 (TAP that refuses every message), COM24 (UCP that refuses), COM25 to COM28 (TAP). What the centres receive is
-# appended to files that MVSMS_RECORDS names as a folder.
+# COM23 (TAP that refuses every message), COM24 (UCP that refuses), COM25 to COM28 (TAP), and another machine's
+# gateway. What the centres and the gateway receive is appended to files that MVSMS_RECORDS names as a folder.
 set -eu
 bin=$1
 shift
@@ -51,6 +51,10 @@ for port in 21 22 23 24 25 26 27 28 31 32; do
   cat "$records/com$port.err" "$records/socat.err" >&2
   exit 1
 done
+
+python3 -B "$root/tests/com/gateway.py" "$records" 2>"$records/gateway.err" &
+started+=($!)
+for _ in $(seq 100); do [ -e "$records/gateway_https" ] && break; sleep 0.05; done
 
 cd "$bin"
 export OANOCACHE=1 MVSMS_RECORDS="Z:${records//\//\\}"
