@@ -2,6 +2,8 @@
 // and the dialogue language are the centre's own; nothing of them is known here.
 #include "cli/posix/centre_command.h"
 
+#include <unistd.h>
+
 #include <atomic>
 #include <csignal>
 #include <exception>
@@ -12,6 +14,7 @@
 #include <optional>
 #include <utility>
 
+#include "backends/posix/line/tls_stream.h"
 #include "centre/centre.h"
 #include "centre/dialogue.h"
 #include "centre/notation.h"
@@ -25,6 +28,7 @@ namespace mvsms::cli {
 namespace {
 
 using centre::Request;
+using centre::Seen;
 using centre::ToNotation;
 
 constexpr char kExamples[] =
@@ -32,13 +36,15 @@ constexpr char kExamples[] =
     "  mvsms centre --pty --link modem\n"
     "  mvsms centre --tcp 4000 --protocol ucp --set refuse=2 --set ucp-refusal=4\n"
     "  mvsms centre --pty --set call=busy --set failed-calls=1\n"
+    "  mvsms centre --tcp 4001 --modem rfc2217\n"
     "  mvsms centre --tcp 0 --script slow.dialogue --once --trace";
 
 Json ToJson(const Request& request) {
   return {{"protocol", request.protocol},   {"operation", request.operation},
           {"recipient", request.recipient}, {"originator", request.originator},
           {"text", request.text},           {"raw", ToNotation(request.raw)},
-          {"type", request.type},           {"trn", request.trn},
+          {"type", request.type},           {"coding", request.coding},
+          {"header", request.header},       {"trn", request.trn},
           {"accepted", request.accepted},   {"answer", ToNotation(request.answer)}};
 }
 
@@ -46,9 +52,49 @@ std::string ToLine(const Request& request) {
   std::string out = request.protocol + "  " + request.operation;
   if (!request.recipient.empty()) out += "  " + Printable(request.recipient);
   if (!request.originator.empty()) out += "  from " + Printable(request.originator);
-  if (!request.type.empty()) out += "  \"" + Printable(request.text) + "\"";
-  return out + (request.accepted ? "  accepted" : "  refused: " + ToNotation(request.answer));
+  if (request.coding == "binary")
+    out += "  binary " + request.text;
+  else if (!request.type.empty())
+    out += "  \"" + Printable(request.text) + "\"";
+  if (request.accepted) return out + "  accepted";
+  return out +
+         (request.answer.empty() ? "  not answered" : "  refused: " + ToNotation(request.answer));
 }
+
+/// How a trace shows something: in front of it for people, its name for programs.
+struct Sign {
+  const char* text;
+  const char* name;
+};
+// In the order of Seen.
+constexpr Sign kSigns[] = {{"* the call begins", "call"},
+                           {"* the call is over", "call"},
+                           {"< ", "received"},
+                           {"> ", "sent"},
+                           {"modem < ", "modem_received"},
+                           {"modem > ", "modem_sent"},
+                           {"dropped for its parity: ", "dropped"}};
+
+/// TLS as the wire of a connection.
+class TlsWire : public centre::Wire {
+ public:
+  /// `complain` is told what was wrong when the connection breaks.
+  TlsWire(std::unique_ptr<posix::NetStream> stream,
+          std::function<void(const std::string&)> complain)
+      : stream_(std::move(stream)), complain_(std::move(complain)) {}
+  ssize_t Read(char* buffer, std::size_t count) override {
+    const long got = stream_->Read(buffer, count);
+    if (got < 0 && !stream_->trouble().empty() && complain_)
+      std::exchange(complain_, nullptr)(stream_->trouble());
+    return got;
+  }
+  ssize_t Write(std::string_view bytes) override { return stream_->Write(bytes); }
+  void Finish() override { stream_->Finish(); }
+
+ private:
+  std::unique_ptr<posix::NetStream> stream_;
+  std::function<void(const std::string&)> complain_;
+};
 
 /// One run of the command: the centre, its server and its outputs.
 class Run {
@@ -59,7 +105,8 @@ class Run {
     if (!options.script.empty()) dialogue_ = centre::LoadDialogue(options.script);
     for (const std::string& setting : options.settings) centre::Set(settings, setting);
     if (!options.record.empty()) OpenRecord();
-    centre_.emplace(Speaker(), settings, [this](const Request& request) { Record(request); });
+    centre_.emplace(
+        Speaker(), settings, [this](const Request& request) { Record(request); }, Tracer());
     if (options.tcp_port >= 0)
       ListenOnTcp();
     else
@@ -93,20 +140,43 @@ class Run {
   }
 
   std::unique_ptr<centre::Answerer> Watched(std::unique_ptr<centre::Answerer> answerer) {
-    centre::Traced::Observer observer;
-    if (options_.trace)
-      observer = [this](bool from_caller, std::string_view bytes) { Trace(from_caller, bytes); };
-    return std::make_unique<centre::Traced>(std::move(answerer), std::move(observer),
-                                            [this] { CallEnded(); });
+    return std::make_unique<centre::Traced>(std::move(answerer), Tracer(), [this] { CallEnded(); });
+  }
+
+  centre::Tracer Tracer() {
+    if (!options_.trace) return {};
+    return [this](Seen what, std::string_view bytes) { Trace(what, bytes); };
   }
 
   void ListenOnTcp() {
     auto server = std::make_unique<centre::TcpServer>(
-        static_cast<std::uint16_t>(options_.tcp_port), [this] { return centre_->AnswerCall(); },
-        options_.address);
+        static_cast<std::uint16_t>(options_.tcp_port), [this] { return AnswerOnTcp(*centre_); },
+        options_.address, Wires());
     where_ = {{"listening", "tcp"}, {"address", options_.address}, {"port", server->port()}};
+    if (!options_.certificate.empty()) where_["tls"] = true;
+    if (!options_.modem.empty()) where_["modem"] = options_.modem;
     where_shown_ = options_.address + ":" + std::to_string(server->port());
     server_ = std::move(server);
+  }
+
+  std::unique_ptr<centre::Answerer> AnswerOnTcp(centre::Centre& called) const {
+    if (options_.modem == "rfc2217") return called.AnswerSerialServer();
+    return options_.modem == "raw" ? called.AnswerModem() : called.AnswerCall();
+  }
+
+  centre::WireFactory Wires() {
+    if (options_.certificate.empty()) return {};
+    std::string trouble;
+    auto answer = posix::AnswerByTls(options_.certificate, options_.key, trouble);
+    if (!answer) throw std::runtime_error(trouble);
+    return [this, answer](int socket) {
+      return std::make_unique<TlsWire>(answer(posix::UniqueFd(::dup(socket))),
+                                       [this](const std::string& words) { Complain(words); });
+    };
+  }
+
+  void Complain(const std::string& trouble) {
+    err_ << "mvsms centre: The caller" << Printable(trouble) << std::endl;
   }
 
   void ListenOnPty() {
@@ -126,10 +196,13 @@ class Run {
     Print(line, ToLine(request));
   }
 
-  void Trace(bool from_caller, std::string_view bytes) {
-    const std::string shown = ToNotation(bytes);
-    Print(JsonText(Json{{from_caller ? "received" : "sent", shown}}),
-          (from_caller ? "< " : "> ") + shown);
+  void Trace(Seen what, std::string_view bytes) {
+    const Sign& sign = kSigns[static_cast<std::size_t>(what)];
+    std::string shown = ToNotation(bytes);
+    const std::string line = sign.text + shown;
+    if (what == Seen::kCallBegun) shown = "begins";
+    if (what == Seen::kCallEnded) shown = "is over";
+    Print(JsonText(Json{{sign.name, shown}}), line);
   }
 
   void Played(const std::string& complaint) {
@@ -220,6 +293,20 @@ void AddOptions(Command& command, Arguments& arguments) {
       .AddOption("--address", arguments.address,
                  "Listen on this address instead; 0.0.0.0: on all that the machine has")
       ->TypeName("IPV4")
+      ->Needs(tcp);
+  auto* const certificate = command
+                                .AddOption("--certificate", arguments.certificate,
+                                           "Speak TLS with this on the port (PEM)")
+                                ->Path()
+                                ->Needs(tcp);
+  command.AddOption("--key", arguments.key, "Its key (PEM; the same file)")
+      ->Path()
+      ->Needs(certificate);
+  command
+      .AddOption("--modem", arguments.modem,
+                 "Emulated modem on the port, as behind a serial server: raw or rfc2217")
+      ->OneOf({"raw", "rfc2217"})
+      ->TypeName("")
       ->Needs(tcp);
   auto* const pty =
       command.AddFlag("--pty", arguments.pty, "Offer a pseudo-terminal with an emulated modem");

@@ -19,6 +19,8 @@ namespace mvsms::cli {
 struct CentreOptions {
   int tcp_port = -1;                  // 0: any free port; -1: a pseudo-terminal with a modem
   std::string address = "127.0.0.1";  // of this machine, to listen on; "0.0.0.0": all
+  std::string certificate, key;       // files for TLS on the socket; empty: none
+  std::string modem;                  // before the centre on the socket: "raw", "rfc2217", or empty
   bool line = false;                  // the pseudo-terminal is the line itself, without a modem
   std::string link;                   // to the pseudo-terminal; empty: none
   std::string protocol = "tap";

@@ -8,13 +8,16 @@
 #include <sstream>
 #include <thread>
 
+#include "backends/posix/line/net_stream.h"
 #include "centre/posix/server.h"
 #include "cli/errors.h"
 #include "cli/options.h"
 #include "cli/posix/centre_command.h"
+#include "tests/backends/posix/tls_server.h"
 #include "tests/centre/callers.h"
 #include "tests/centre/frames.h"
 #include "tests/support/centre_call.h"
+#include "tests/support/temp_folder.h"
 
 namespace mvsms::cli {
 namespace {
@@ -163,7 +166,108 @@ TEST_F(CommandTest, RecordsToAFile) {
 TEST_F(CommandTest, TracesEveryByte) {
   options_.trace = true;
   Run([this](Caller& line) { SendPage(line); });
-  EXPECT_THAT(out_.str(), HasSubstr("< <CR>\n> ID=\n< <ESC>PG1<CR>\n"));
+  EXPECT_THAT(out_.str(), HasSubstr("* the call begins\n< <CR>\n> ID=\n< <ESC>PG1<CR>\n"));
+  EXPECT_THAT(out_.str(), testing::EndsWith("* the call is over\n"));
+}
+
+TEST_F(CommandTest, TracesInJson) {
+  options_.trace = options_.json = true;
+  options_.settings = {"even-parity=on"};
+  Run([](Caller& line) {
+    line.Sends("<CR><8D>");
+    line.HearsUpTo("<xBD>");
+  });
+  EXPECT_THAT(
+      out_.str(),
+      AllOf(HasSubstr("{\"call\":\"begins\"}\n"), HasSubstr("{\"dropped\":\"<CR>\"}\n"),
+            HasSubstr("{\"sent\":\"<C9>D<BD>\"}\n"), HasSubstr("{\"call\":\"is over\"}\n")));
+}
+
+TEST_F(CommandTest, HasAModemOnItsPort) {
+  for (const char* modem : {"raw", "rfc2217"}) {
+    options_.modem = modem;
+    out_.str("");
+    Run([this](Caller& line) {
+      line.Sends("ATE0DT1<CR>");
+      line.HearsUpTo("CONNECT<CR><LF>");
+      SendPage(line);
+    });
+    EXPECT_THAT(out_.str(), HasSubstr("TAP  page  123  \"ABC\"  accepted\n")) << modem;
+  }
+}
+
+/// A centre that speaks TLS.
+class TlsCommandTest : public CommandTest {
+ protected:
+  void SetUp() override {
+    CommandTest::SetUp();
+    options_.certificate = File("own.pem", own_.certificate);
+    options_.key = File("own.key", own_.key);
+  }
+  std::string File(const std::string& name, const std::string& text) const {
+    std::ofstream(folder_ / name) << text;
+    return folder_ / name;
+  }
+  /// What comes until `end`, or until the line is over or half a minute.
+  static std::string HearUpTo(posix::NetStream& stream, const std::string& end) {
+    std::string heard;
+    std::array<char, 256> buffer{};
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (!heard.ends_with(end) && std::chrono::steady_clock::now() < limit) {
+      pollfd wait{stream.fd(), POLLIN, 0};
+      ::poll(&wait, 1, 10);
+      const long got = stream.Read(buffer.data(), buffer.size());
+      if (got > 0) heard.append(buffer.data(), static_cast<std::size_t>(got));
+      if (got == 0 || (got < 0 && errno != EAGAIN)) break;
+    }
+    return heard;
+  }
+
+  TempFolder folder_;
+  const posix::Certificate own_ = posix::MakeCertificate({});
+};
+
+TEST_F(TlsCommandTest, CallersAreAnsweredByTls) {
+  options_.json = true;
+  options_.calls = 2;  // with the one that Run begins
+  Run([this](Caller& line) {
+    line.HangUp();
+    const posix::LineAccess access{options_.certificate, "", "", "", ""};
+    const auto call = posix::OpenNetStream({"localhost", std::to_string(port_)}, "centre", true,
+                                           access, std::stop_token());
+    ASSERT_TRUE(call.stream) << call.trouble;
+    call.stream->Write("\r");
+    EXPECT_EQ(HearUpTo(*call.stream, "="), "ID=");
+    call.stream->Finish();
+  });
+  EXPECT_THAT(out_.str(), HasSubstr("\"tls\":true"));
+  EXPECT_EQ(err_.str(), "");
+}
+
+TEST_F(TlsCommandTest, ACallerWithoutTlsIsHungUpAndTold) {
+  Run([](Caller& line) {
+    line.Sends("GET / HTTP/1.0<CR><LF><CR><LF>");
+    EXPECT_TRUE(line.HearsTheEnd());
+  });
+  EXPECT_EQ(err_.str(), "mvsms centre: The caller does not speak TLS\n");
+}
+
+TEST_F(TlsCommandTest, ACertificateThatDoesNotServeIsNamed) {
+  const auto said = [this] {
+    err_.str("");
+    EXPECT_EQ(RunCentre(options_, out_, err_, [](centre::Server*) {}), 1);
+    return err_.str();
+  };
+  options_.key = File("other.key", posix::MakeCertificate({}).key);
+  EXPECT_EQ(said(), "mvsms centre: The key " + options_.key +
+                        " does not belong to the certificate " + options_.certificate + "\n");
+  options_.key.clear();
+  EXPECT_THAT(said(),
+              StartsWith("mvsms centre: The key " + options_.certificate + " cannot be used: "));
+  options_.certificate = "/nowhere";
+  EXPECT_EQ(said(),
+            "mvsms centre: The certificate /nowhere cannot be used: No such file or directory\n");
+  EXPECT_EQ(out_.str(), "");
 }
 
 TEST_F(CommandTest, PlaysADialogue) {
@@ -238,6 +342,9 @@ TEST(CentreOptions, AreCheckedWhereTheyStand) {
   EXPECT_THAT(Parse({"--pty", "--script", "/nowhere"}), HasSubstr("/nowhere"));
   EXPECT_THAT(Parse({"--pty", "--once", "--calls", "2"}), HasSubstr("excludes"));
   EXPECT_THAT(Parse({"--tcp", "0", "--link", "x"}), HasSubstr("--pty"));
+  EXPECT_THAT(Parse({"--pty", "--certificate", "x"}), HasSubstr("--certificate requires --tcp"));
+  EXPECT_THAT(Parse({"--tcp", "0", "--key", "x"}), HasSubstr("--key requires --certificate"));
+  EXPECT_THAT(Parse({"--tcp", "0", "--modem", "isdn"}), HasSubstr("isdn not in {raw,rfc2217}"));
 }
 
 TEST(CentreOptions, TheListOfSettingsNeedsNoLine) {
