@@ -1,7 +1,8 @@
 // The message centre, called by somebody who says whatever the input says. The first byte chooses
-// who answers (a TAP centre, a UCP centre, or a modem with a TAP centre behind it), the second one
-// the settings; then come pieces with a NUL between them, each after a pause of its first byte in
-// units of 100 ms. The protocols carry NULs, too: the byte FF stands for one.
+// who answers (a TAP centre, a UCP centre, a modem with a TAP centre behind it, or such a modem
+// behind a serial server), the second one the settings; then come pieces with a NUL between them,
+// each after a pause of its first byte in units of 100 ms. The protocols carry NULs, too: the byte
+// FF stands for one, and for the serial server, which is told apart by FF, FE stands for that.
 #include "fuzz/fuzz.h"
 #include "tests/support/centre_call.h"
 
@@ -30,20 +31,24 @@ bool operator==(const Heard& one, const Heard& other) {
   return one.sent == other.sent && one.requests.size() == other.requests.size();
 }
 
-Call Answered(TestCentre& centre, std::uint8_t who) {
-  return who % 3 == 2 ? centre.Modem() : centre.Dialled();
+enum Who { kTap, kUcp, kModem, kSerialServer };
+
+Call Answered(TestCentre& centre, int who) {
+  if (who == kSerialServer) return Call(centre.centre().AnswerSerialServer());
+  return who == kModem ? centre.Modem() : centre.Dialled();
 }
 
 /// Calls the centre and says the pieces, each at once or byte by byte.
-Heard Run(std::uint8_t who, const std::vector<std::string>& settings,
-          const std::vector<std::string>& pieces, bool byte_by_byte) {
-  TestCentre centre(who % 3 == 1 ? centre::SpeakUcp() : centre::SpeakTap(), settings);
+Heard Run(int who, const std::vector<std::string>& settings, const std::vector<std::string>& pieces,
+          bool byte_by_byte) {
+  TestCentre centre(who == kUcp ? centre::SpeakUcp() : centre::SpeakTap(), settings);
   Call call = Answered(centre, who);
   for (std::string piece : pieces) {
     if (piece.empty()) continue;
     call.Waits(static_cast<std::uint8_t>(piece[0]) * 100);
     piece.erase(0, 1);
     std::replace(piece.begin(), piece.end(), '\xFF', '\0');
+    if (who == kSerialServer) std::replace(piece.begin(), piece.end(), '\xFE', '\xFF');
     if (!byte_by_byte && !piece.empty()) call.SendsBytes(piece);
     for (const char byte : byte_by_byte ? piece : std::string()) call.SendsBytes({byte});
   }
@@ -53,7 +58,7 @@ Heard Run(std::uint8_t who, const std::vector<std::string>& settings,
 }
 
 void Run(Input input) {
-  const std::uint8_t who = input.Byte();
+  const int who = input.Byte() % 4;
   std::vector<std::string> settings = kSettings[input.Byte() % kSettings.size()];
   settings.push_back("system-message={recipient}");  // without the time of day
   const std::vector<std::string> pieces = input.Pieces('\0');
@@ -67,7 +72,8 @@ void Run(Input input) {
   Require(whole.requests.size() <= said, "no more requests than bytes");
   const Heard bytes = Run(who, settings, pieces, true);
   // After the end of a call a modem takes what comes for commands, so there the cut does matter.
-  Require(who % 3 == 2 || whole == bytes, "the cut of the bytes does not matter");
+  Require(who == kModem || who == kSerialServer || whole == bytes,
+          "the cut of the bytes does not matter");
 }
 
 }  // namespace
