@@ -3,18 +3,34 @@
 #include <benchmark/benchmark.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <vector>
 
 #include "backends/posix/store/queue.h"
-#include "tests/support/temp_folder.h"
 
 namespace mvsms {
 namespace {
 
 using dispatch::Page;
 using posix::PageQueue;
+
+/// A folder on the disk: the one for tests may lie in memory.
+class DiskFolder {
+ public:
+  DiskFolder() : path_(std::filesystem::temp_directory_path() / "mvsms-bench-XXXXXX") {
+    if (mkdtemp(path_.data()) == nullptr) std::abort();
+  }
+  ~DiskFolder() { std::filesystem::remove_all(path_); }
+  DiskFolder(const DiskFolder&) = delete;
+  DiskFolder& operator=(const DiskFolder&) = delete;
+
+  const std::string& path() const { return path_; }
+
+ private:
+  std::string path_;
+};
 
 Page PageOf(std::int64_t number) {
   Page page;
@@ -34,7 +50,7 @@ void Fill(PageQueue& queue, std::int64_t count) {
 
 /// As `mvsms send --queue` does it: a process opens the file, writes, and is gone.
 void HandOver(benchmark::State& state) {
-  const TempFolder folder;
+  const DiskFolder folder;
   PageQueue queue(folder.path());
   Fill(queue, state.range(0));
   std::int64_t number = state.range(0);
@@ -46,7 +62,7 @@ void HandOver(benchmark::State& state) {
 BENCHMARK(HandOver)->Arg(10)->Arg(1000)->Arg(100000)->Unit(benchmark::kMicrosecond)->UseRealTime();
 
 void ClaimAndFinish(benchmark::State& state) {
-  const TempFolder folder;
+  const DiskFolder folder;
   PageQueue queue(folder.path());
   Fill(queue, state.range(0));
   const std::vector<std::string> services = {"Area", "City"};
@@ -72,7 +88,7 @@ BENCHMARK(ClaimAndFinish)
 
 /// All pages wait for their next try: none is due.
 void LookForWork(benchmark::State& state) {
-  const TempFolder folder;
+  const DiskFolder folder;
   PageQueue queue(folder.path());
   std::vector<Page> pages;
   for (std::int64_t i = 0; i < state.range(0); ++i) {
