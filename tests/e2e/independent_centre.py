@@ -157,7 +157,8 @@ class Operation:
         if kind != "O" or int(length) != len(body) or int(self.fields[-1], 16) != checksum:
             raise AssertionError(f"damaged operation {frame!r}")
         # Counted from the fields of the data, which begin behind the operation's number.
-        text = {"01": 4, "51": 20}[self.number]
+        # Of a login it is the user and the password.
+        text = {"01": 4, "51": 20, "60": 4}[self.number]
         self.recipient = self.fields[4]
         self.text = bytes.fromhex(self.fields[4 + text]).decode("ascii")
 

@@ -368,6 +368,37 @@ class ManyNumbers(unittest.TestCase):
         self.assertEqual([t["recipient"] for t in told if not t["result"]], zeros)
 
 
+class LineLogin(unittest.TestCase):
+    """A centre that wants a login of the line before all else."""
+
+    def send(self, password):
+        def answer(operation):
+            if operation.number == "60" and operation.text != PASSWORD:
+                return operation.refused("07", "Authentication failure")
+            return operation.acknowledged()
+
+        self.centre = TcpCentre(Ucp(answer))
+        world = World("UCP", QUICK, self.centre)
+        self.addCleanup(world.close)
+        file = pathlib.Path(world.environment["MVSMS_HOME"], "password")
+        file.write_text(password + "\n")
+        world.do("modem", "set", "Modem", "--login", "user", "--password-file", str(file))
+        out, err = world.send("--json", "--to", TO, TEXT).communicate(timeout=LONGEST)
+        self.assertEqual(self.centre.faults, [])
+        self.assertNotIn(password, out + err)
+        return json.loads(out)
+
+    def test_comes_before_the_message(self):
+        self.assertEqual(self.send(PASSWORD)["outcome"], "accepted")
+        self.assertEqual(self.centre.received, [("user", PASSWORD), (TO, TEXT)])
+
+    def test_refused_is_refused_in_the_centre_s_words(self):
+        told = self.send("Wrong1234")
+        self.assertEqual((told["outcome"], told["exit_code"]), ("refused", 1))
+        self.assertIn("07/Authentication failure", told["reason"])
+        self.assertEqual(self.centre.received, [("user", "Wrong1234")])
+
+
 class ExampleScript(unittest.TestCase):
     """How often the example for the shell calls, of three times that the profile allows."""
 

@@ -81,6 +81,13 @@ void Trip::CentreOnModem(const std::string& protocol, const Words& behaviour,
   AddService(protocol == "tap" ? "TAP" : "UCP", "0301234", service);
 }
 
+void Trip::CentreOnSerialServer(const std::string& protocol) {
+  const int port = StartCentre({"--tcp", "0", "--modem", "rfc2217"}, protocol, {})["port"];
+  Do({"modem", "add", "Modem", "--kind", "hayes", "--device",
+      "rfc2217://127.0.0.1:" + std::to_string(port)});
+  AddService(protocol == "tap" ? "TAP" : "UCP", "0301234", {});
+}
+
 void Trip::AnotherModem(const std::string& name, const std::string& protocol,
                         const Words& behaviour) {
   first_centre_ = std::move(centre_);

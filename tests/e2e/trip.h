@@ -44,6 +44,8 @@ class Trip : public ::testing::Test {
   /// The same on a socket.
   void CentreOnTcp(const std::string& protocol, const Words& behaviour = {},
                    const Words& service = {});
+  /// The same behind a modem that a serial server has (RFC 2217).
+  void CentreOnSerialServer(const std::string& protocol);
   /// Starts another centre on another modem; the first one's goes on.
   void AnotherModem(const std::string& name, const std::string& protocol,
                     const Words& behaviour = {});

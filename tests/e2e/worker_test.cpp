@@ -10,6 +10,7 @@
 namespace mvsms::cli {
 namespace {
 
+using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::SizeIs;
 using ::testing::UnorderedElementsAre;
@@ -54,7 +55,7 @@ TEST_F(WorkerTrip, AStormGoesOutInOneCall) {
   EXPECT_THAT(Journal(), SizeIs(10));
   // One login in all: the send of the first page alone takes longer than one of the others.
   EXPECT_GT(Journal()[0]["seconds"], 5.0);
-  EXPECT_LT(Journal()[9]["seconds"], 5.0);
+  EXPECT_LT(Journal()[9]["seconds"], Journal()[0]["seconds"]);
 }
 
 TEST_F(WorkerTrip, APageThatComesIsSentByTheRunningWorker) {
@@ -122,12 +123,14 @@ TEST_F(WorkerTrip, AKilledWorkerLeavesAPageInDoubtThatIsSentAgainAndMarked) {
 }
 
 TEST_F(WorkerTrip, SigtermLetsThePageOnTheLineComeToItsEnd) {
-  CentreOnTcp("ucp", {}, {"TimeOut=1000"});
+  CentreOnTcp("ucp", {}, {"TimeOut=12000"});
   Queue("A", "0171");
   Queue("B", "0172");
+  centre_->Signal(SIGSTOP);  // no answer to A before the worker was told to end
   const auto worker = StartWorker();
   ASSERT_TRUE(Comes("A", "dialling"));
   worker->Signal(SIGTERM);
+  centre_->Signal(SIGCONT);
   EXPECT_EQ(Finish(*worker).exit_code, 0);
   EXPECT_EQ(StateOf("A"), "accepted");
   EXPECT_EQ(StateOf("B"), "ready");
@@ -149,6 +152,7 @@ TEST_F(WorkerTrip, ASecondSignalAbortsTheCall) {
 TEST_F(WorkerTrip, SighupTakesUpANewModem) {
   CentreOnTcp("ucp", {}, {"TimeOut=50"});
   const auto worker = StartWorker({});
+  ASSERT_TRUE(WaitForLine(*worker, "Working for the profile"));
   Do({"modem", "add", "Second", "--kind", "tcp"});
   Do({"service", "set", "Pager", "ModemName=Second"});
   Queue("A");
@@ -157,6 +161,32 @@ TEST_F(WorkerTrip, SighupTakesUpANewModem) {
   worker->Signal(SIGHUP);
   EXPECT_TRUE(Comes("A", "accepted"));
   EXPECT_EQ(Page("A")["last_result"]["modem"], "Second");
+}
+
+TEST_F(WorkerTrip, WhenTheHubIsAwayAPersonIsToldOverAModemHere) {
+  CentreOnTcp("ucp", {}, {"TimeOut=50"});
+  Do({"config", "set", "Hub", "host=" + home_.path() + " dbname=mvsms"});
+  Do({"config", "set", "HubName", "pump house"});
+  Do({"config", "set", "HubAlarmTo", "0171"});
+  Do({"config", "set", "HubAlarmAfter", "1"});
+  const auto worker = StartWorker();
+  EXPECT_THAT(Received(1), ElementsAre(HasSubstr("mvSMS pump house: the hub is away since 20")));
+  worker->Signal(SIGTERM);
+  EXPECT_EQ(Finish(*worker).exit_code, 0);
+  EXPECT_THAT(Journal(), SizeIs(1)) << "once";
+}
+
+TEST_F(WorkerTrip, PagesThatNoLineCanCarryAreTold) {
+  CentreOnTcp("ucp", {}, {"TimeOut=50"});
+  Do({"modem", "add", "Second", "--kind", "tcp"});
+  Do({"service", "set", "Pager", "ModemName=Second"});
+  Queue("A");
+  const auto worker = StartWorker({"--lines", "Modem"});
+  EXPECT_TRUE(WaitForLine(*worker, "pages wait for the service \"Pager\""));
+  usleep(500'000);
+  EXPECT_THAT(Run({"queue", "list"}).err, HasSubstr("whose modem the worker does not have"));
+  EXPECT_THAT(Run({"lines"}).err, HasSubstr("whose modem the worker does not have"));
+  EXPECT_EQ(StateOf("A"), "ready");
 }
 
 TEST_F(WorkerTrip, ASigtermThatComesWhileItBeginsAnewEndsIt) {
