@@ -24,6 +24,33 @@ unpack_debian() {
   mv "$2.new" "$2"
 }
 
+# libraries_of PROGRAM...: the packages of the libraries that they are linked with here.
+libraries_of() {
+  ldd "$@" | awk '$2 == "=>" {print $3}' | xargs --max-args=1 realpath |
+    sed 's,^\(/usr\)\?,*,' | xargs dpkg-query --search | cut --delimiter=: --fields=1 | sort --unique
+}
+
+# chroot_with NAME PACKAGE...: makes $root a fresh chroot of this machine's release with the packages,
+# and in its /usr/bin the programs of the array `commands`, with what they are linked with. Locked until
+# the end.
+chroot_with() {
+  local suite needed name
+  suite=$(. /etc/os-release && echo "$VERSION_CODENAME")
+  mapfile -t needed < <(libraries_of "${commands[@]}"; printf '%s\n' "${@:2}")
+  name=$1-$suite-$(printf '%s\n' "${needed[@]}" | sha256sum | cut --characters=1-8)
+  lock_chroot "$name"
+  if [ ! -s "$chroots/$name.tar" ]; then
+    install_missing mmdebstrap
+    mmdebstrap --quiet --variant=minbase --include="$(IFS=,; echo "${needed[*]}")" \
+      "$suite" "$chroots/$name.new.tar" >&2
+    mv "$chroots/$name.new.tar" "$chroots/$name.tar"
+  fi
+  root=$chroots/$name
+  rm -rf --one-file-system "$root"
+  unpack_debian "$name" "$root"
+  cp "${commands[@]}" "$root/usr/bin"
+}
+
 # enter_chroot ROOT FOLDER COMMAND...: becomes the command, in that folder of the chroot, with the
 # environment's MVSMS_ variables and CI, and with mounts and processes of its own, so that nothing of
 # them is left when it has ended. SHARED, when set, is a folder of this machine that has its place
@@ -34,6 +61,7 @@ enter_chroot() {
   passed=$(env | sed -n 's/^\(CI\|MVSMS_[A-Z_]*\)=.*/\1/p' | tr '\n' ' ')
   export passed
   cp --dereference /etc/resolv.conf "$root/etc/resolv.conf"
+  [ -e "$root/etc/hosts" ] || echo "127.0.0.1 localhost" >"$root/etc/hosts"
   exec unshare --mount --pid --fork --kill-child --mount-proc bash -c '
     set -eu
     mount --rbind /dev "$root/dev"
