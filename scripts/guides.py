@@ -12,8 +12,8 @@ import sys
 
 SOURCE = pathlib.Path(__file__).resolve().parent.parent
 DOCS = SOURCE / "docs"
-GUIDES = ("user-guide", "user-guide.de", "windows-installation", "monitoring-guide", "integrator-guide",
-          "lines-and-centres", "message-centre")
+GUIDES = ("user-guide", "user-guide.de", "windows-installation", "monitoring-guide", "gateway-guide", "hub-guide", "hub-sizing",
+          "integrator-guide", "lines-and-centres", "message-centre")
 PRINTED = ("user-guide", "user-guide.de", "integrator-guide")
 NO_HEAD = r"<table>\n<thead>\n<tr>\n(<th></th>\n)+</tr>\n</thead>\n"  # a table to place pictures by
 WORDS = {"en": {"contents": "Contents", "all": "All guides"},

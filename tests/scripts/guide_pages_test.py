@@ -11,8 +11,8 @@ import tempfile
 import unittest
 
 SOURCE = pathlib.Path(__file__).resolve().parent.parent.parent
-PAGES = ["index", "integrator-guide", "lines-and-centres", "message-centre", "monitoring-guide",
-         "user-guide", "user-guide.de", "windows-installation"]
+PAGES = ["gateway-guide", "hub-guide", "hub-sizing", "index", "integrator-guide", "lines-and-centres",
+         "message-centre", "monitoring-guide", "user-guide", "user-guide.de", "windows-installation"]
 PRINTED = ["integrator-guide", "user-guide", "user-guide.de"]
 
 

@@ -47,7 +47,7 @@ LONGEST = 100  # seconds for a block
 DEVICES = {"/dev/ttyUSB0": "tap", "/dev/ttyUSB1": "tap", "/dev/ttyS0": "tap",
            "/dev/serial/by-id/usb-Modem-if00": "tap"}
 HOSTS = {"centre.example:4000": "ucp"}
-OWN_PORT = "4000"  # where a guide starts a centre itself
+OWN_PORTS = ("4000", "8026")  # where a guide starts a centre or the gateway itself
 
 RUN = ("sh", "console", "dialogue", "cpp")
 COMMAND = re.compile(r"^\s*(\$ )?(mvsms|apt-get|cmake|systemctl|regsvr32|scripts/\w+\.sh) ",
@@ -146,7 +146,7 @@ class World:
                                 MVSMS_LOCK_DIR=str(self.folder),
                                 PATH=f"{MVSMS.parent}:{os.environ['PATH']}")
         self.running = []
-        self.stand_ins = {OWN_PORT: free_port()}
+        self.stand_ins = {port: free_port() for port in OWN_PORTS}
         self.ran = 0
 
     # --- centres behind what is named
@@ -170,14 +170,21 @@ class World:
     def placed(self, command):
         """The command with stand-ins for the devices and hosts of its guide."""
         named = re.findall(r"/dev/(?:tty|serial)[\w/.-]*|\b[\w.-]+\.example:\d+", command)
-        for name in [*named, *([OWN_PORT] if re.search(rf"\b{OWN_PORT}\b", command) else [])]:
+        for name in named:
             if name not in self.stand_ins:
                 if name not in DEVICES and name not in HOSTS:
                     raise Wrong(f"there is no stand-in for {name}")
                 self.stand_ins[name] = self.stand_in_for(name)
         for name in sorted(set(named), key=len, reverse=True):
             command = command.replace(name, self.stand_ins[name])
-        return re.sub(rf"\b{OWN_PORT}\b", self.stand_ins[OWN_PORT], command)
+        return re.sub("|".join(rf"\b{port}\b" for port in OWN_PORTS),
+                      lambda port: self.stand_ins[port[0]], command)
+
+    def unplaced(self, printed):
+        """What was printed, with the names that the guide has for the stand-ins."""
+        for name, stand_in in self.stand_ins.items():
+            printed = printed.replace(stand_in, name) if name in DEVICES else printed
+        return printed
 
     # --- commands
 
@@ -215,7 +222,7 @@ class World:
 
     def console(self, block):
         for command, shown in console_steps(block):
-            printed = self.run(command)
+            printed = self.unplaced(self.run(command))
             if not matches(shown, printed):
                 raise Wrong(f"{command}printed\n{printed}and not\n{shown}")
 
