@@ -2,7 +2,8 @@
 # scripts/package.sh [--linux] [OUTPUT-FOLDER]: everything that is handed out, into dist/ unless told
 # otherwise: Debian and RPM packages, what scripts/package-windows.sh makes, the guides, a bill of
 # materials (SPDX) and SHA256SUMS. Made from a clean clone of the last commit; installs what is
-# missing on a bare Debian 12. The packages for Linux run where they were built, and on what is newer.
+# missing on a bare Debian 12. The packages for Linux install on the release of Debian that makes them
+# and on later ones; mvsms-gateway on that one alone, for its libraries have other names in each.
 #
 #   --linux  the packages for Linux alone
 #
@@ -47,7 +48,7 @@ make_rpm_packages() {
   cmake -S "$clone" -B "$build" -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_INSTALL_LIBDIR=lib64 \
     -DMVSMS_UNITS=lib/systemd/system -DMVSMS_UDEV_RULES=lib/udev/rules.d \
     -DMVSMS_ZSH_COMPLETIONS=share/zsh/site-functions >/dev/null
-  cmake --build "$build" --target mvsms libmvsms libmvsms_static mvsms_pages
+  cmake --build "$build" --target mvsms mvsms-gateway mvsms-hub libmvsms libmvsms_static mvsms_pages
   (cd "$build" && cpack -G RPM >"$work/rpm.log") || { cat "$work/rpm.log" >&2; return 1; }
   cp "$build"/*.rpm "$output"
 }

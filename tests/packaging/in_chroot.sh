@@ -82,13 +82,47 @@ has "the sentence" "No space left on device" "$(cat /tmp/dpkg.log)"
 is "the version" "0.9.0-1 installed" "$(dpkg-query --show --showformat='${Version} ${db:Status-Status}' mvsms)"
 mvsms apply --export | cmp - /tmp/state-before || fail "the earlier version does not work"
 
-echo "an upgrade keeps what is set, and what runs"
+echo "an upgrade keeps what is set, what waits, and what runs"
+sqlite3 $home/queue.db <older_queue.sql >/dev/null
+chown mvsms:mvsms $home/queue.db
+chmod 660 $home/queue.db
 install mvsms_*.deb libmvsms1_*.deb libmvsms-dev_*.deb
 mvsms apply --export >/tmp/state-after
 cmp /tmp/state-before /tmp/state-after || fail "the upgrade changed the settings"
+has "a page of before" "the line is busy" "$(as anna mvsms queue show A1 --json)"
+is "the queue's format" 3 "$(sqlite3 $home/queue.db 'PRAGMA user_version')"
+as anna mvsms queue cancel A1 || fail "a page of before cannot be cancelled"
 as anna mvsms send --to 0172 --quiet "Pump 6 has stopped" || fail "a send to the centre of the old package"
 stop_centre
+shopt -s nullglob
+gateway=(mvsms-gateway_*.deb)
+shopt -u nullglob
+said=$(as anna mvsms serve --http 127.0.0.1:0 2>&1) && fail "served without a gateway"
+has "the sentence" "this needs mvsms-gateway, which is a package of its own" "$said"
+code=0
+as anna mvsms mail 0172@pager <<<"Subject: x" 2>/dev/null || code=$?
+is "what the mail system is told" 75 "$code"
 is "sends in the journal" 4 "$(mvsms journal --json | grep --count '"outcome": *"accepted"')"
+
+echo "the hub's part, a package of its own"
+said=$(as anna mvsms hub status --at host=/nowhere 2>&1) && fail "a hub without its part"
+has "the sentence" "install the package mvsms-hub" "$said"
+install mvsms-hub_*.deb
+said=$(as anna mvsms hub status --at host=/nowhere 2>&1) && fail "a hub that is nowhere"
+has "the sentence" "The hub cannot be used: " "$said"
+
+if [ ${#gateway[@]} -gt 0 ]; then
+  echo "the gateway, a package of its own"
+  install "${gateway[@]}"
+  : >/tmp/serve
+  as anna mvsms serve --http 127.0.0.1:0 >>/tmp/serve &
+  serve=$!
+  until grep --quiet Serving /tmp/serve; do sleep 0.1; done
+  has "where it serves" '^Serving http://127\.0\.0\.1:[0-9]+$' "$(cat /tmp/serve)"
+  kill $serve 2>/dev/null && wait $serve || true
+  as anna mvsms mail --quiet 0172@pager <<<"Subject: Pump 7 has stopped" || fail "mail"
+  has "the page of a mail" "Pump 7" "$(mvsms queue list)"
+fi
 
 echo "the demonstration, the pages, the completions"
 as anna mvsms demo >/tmp/demo 2>&1 || { cat /tmp/demo >&2; fail "demo"; }
@@ -106,7 +140,7 @@ echo "the pieces for the system"
 logrotate --force /etc/logrotate.d/mvsms --state /tmp/rotated || fail "logrotate"
 is "the new log" "660 mvsms mvsms" "$(stat --format='%a %U %G' $home/SMSLog.txt)"
 is "the old log" yes "$([ -s $home/SMSLog.txt.1 ] && echo yes)"
-for name in mvsms-centre mvsms-worker; do
+for name in mvsms-centre mvsms-worker mvsms-heartbeat ${gateway:+mvsms-serve}; do
   unit=$(find /lib/systemd/system -name $name.service)
   systemd-analyze security --offline=yes --threshold=49 "$unit" >/dev/null || fail "the hardening of $name"
   is "what systemd says of $name" "" "$(systemd-analyze verify "$unit" 2>&1 | grep mvsms || true)"
@@ -127,12 +161,12 @@ is "the refused file" "$sum" "$(sha256sum <$home/settings.db)"
 cp -p /tmp/settings.db $home/settings.db
 
 echo "removed, the state stays; purged, what is ours goes and nothing else"
-dpkg --remove mvsms >/dev/null 2>&1
+dpkg --remove ${gateway:+mvsms-gateway} mvsms-hub mvsms >/dev/null 2>&1
 is "the settings" yes "$([ -s $home/settings.db ] && echo yes)"
 install mvsms_*.deb
 has "the services after a new installation" Pager "$(mvsms service list)"
 touch $home/backup-of-the-administrator
-dpkg --purge libmvsms-dev libmvsms1 mvsms >/dev/null 2>&1 </dev/null || fail "purge"
+dpkg --purge libmvsms-dev libmvsms1 ${gateway:+mvsms-gateway} mvsms-hub mvsms >/dev/null 2>&1 </dev/null || fail "purge"
 is "what is left" backup-of-the-administrator "$(ls $home)"
 rm -r $home
 picture >/tmp/after
@@ -146,5 +180,5 @@ for file in /usr/lib64/libmvsms.so.1 /usr/lib/sysusers.d/mvsms.conf /etc/logrota
     /usr/share/man/man1/mvsms.1; do
   [ -e $file ] || [ -e $file.gz ] || fail "no $file in the RPM packages"
 done
-rpm --dbpath /tmp/rpm --erase --nodeps libmvsms-devel libmvsms1 mvsms 2>/tmp/rpm.log || fail "rpm --erase"
+rpm --dbpath /tmp/rpm --erase --nodeps libmvsms-devel libmvsms1 ${gateway:+mvsms-gateway} mvsms-hub mvsms 2>/tmp/rpm.log || fail "rpm --erase"
 echo "all is well"

@@ -1,17 +1,25 @@
 #!/usr/bin/env bash
 # linux_test.sh FOLDER [SUITE...]: the packages of that folder (scripts/package.sh --linux made them) in
-# a minimal chroot of each release of Debian (bookworm and trixie unless told otherwise): in_chroot.sh
-# is what happens there. Needs root; the chroots' base is kept in the user's cache folder.
+# minimal chroots of releases of Debian: the one that made them and Debian 13, unless told otherwise.
+# in_chroot.sh is what happens there; the gateway is for the release that made it. Needs root; the
+# chroots' bases are kept in the user's cache folder.
 set -euo pipefail
 folder=$(realpath "$1")
 cd "$(dirname "$0")/../.."
 . scripts/packages.sh
 . scripts/chroots.sh
 suites=("${@:2}")
-[ ${#suites[@]} -gt 0 ] || suites=(bookworm trixie)
+own=$(. /etc/os-release && echo "$VERSION_CODENAME")
+[ ${#suites[@]} -gt 0 ] || mapfile -t suites < <(printf '%s\n' "$own" trixie | uniq)
 
-# What the packages need, and what only the tests do: so that dpkg alone installs, without a network.
-needed=libsqlite3-dev,libstdc++6,systemd
+# What packages need, the first of alternatives, so that dpkg alone installs, without a network.
+needed_by() {  # PACKAGE...
+  local package
+  for package in "$@"; do dpkg-deb --field "$package" Depends; done |
+    tr ',' '\n' | sed 's/[(|].*//; s/ //g' | grep --invert-match mvsms | sort --unique |
+    paste --serial --delimiters=,
+}
+# And what only the tests need.
 tools=adduser,bash-completion,logrotate,man-db,rpm,sqlite3
 
 work=$(mktemp --directory)
@@ -26,12 +34,14 @@ make_older() {  # PACKAGE
 
 collect() {
   mkdir "$work/packages"
-  cp "$folder"/*.deb "$folder"/*.rpm tests/packaging/in_chroot.sh "$work/packages"
+  cp "$folder"/*.deb "$folder"/*.rpm tests/packaging/{in_chroot.sh,older_queue.sql} "$work/packages"
   make_older "$folder"/mvsms_*.deb
 }
 
 base_of() {  # SUITE
-  local base=$chroots/packages-$1.tar
+  local base needed
+  needed=$(needed_by "$work/$1/packages"/{mvsms,libmvsms}*.deb)
+  base=$chroots/packages-$1-$(sha256sum <<<"$needed" | cut --characters=1-8).tar
   if [ ! -s "$base" ]; then
     install_missing mmdebstrap
     mmdebstrap --quiet --variant=minbase --include="$needed,$tools" "$1" "$base.new.tar" >&2
@@ -44,9 +54,10 @@ try() (  # SUITE
   lock_chroot "packages-$1"
   root=$work/$1
   mkdir "$root"
+  cp -r "$work/packages" "$root/packages"
+  [ "$1" = "$own" ] || rm "$root"/packages/mvsms-gateway*
   base=$(base_of "$1")
   tar --extract --file "$base" --directory "$root" --exclude './dev/*'
-  cp -r "$work/packages" "$root/packages"
   enter_chroot "$root" /packages bash in_chroot.sh
 )
 

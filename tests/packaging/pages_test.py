@@ -167,7 +167,7 @@ class Completions(unittest.TestCase):
                                 *words).split("\n")[:-1]
 
     def test_bash_takes_what_begins_alike(self):
-        self.assertEqual(self.in_bash("se"), ["send", "service", "setup"])
+        self.assertEqual(self.in_bash("se"), ["send", "service", "setup", "serve"])
         self.assertEqual(self.in_bash("send", "--pro"), ["--profile"])
         self.assertEqual(self.in_bash("modem", "test", "M"), ["Modem\\ 1"])
 
