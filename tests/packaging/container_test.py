@@ -37,7 +37,7 @@ class Container(unittest.TestCase):
         self.starts = json.loads(of(self.last, "ENTRYPOINT"))
 
     def test_it_builds_with_the_packages_that_the_tree_needs(self):
-        needed = subprocess.run(["bash", "-c", '. scripts/packages.sh; echo "${build_packages[@]}"'],
+        needed = subprocess.run(["bash", "-c", '. scripts/packages.sh; echo "${command_packages[@]}"'],
                                 cwd=SOURCE, check=True, encoding="utf-8", stdout=subprocess.PIPE).stdout
         installed = of(self.build, "RUN").split("--no-install-recommends")[1]
         self.assertEqual(sorted(installed.split()), sorted(set(needed.split()) - {"ccache"}))
