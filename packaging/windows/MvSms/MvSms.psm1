@@ -40,22 +40,34 @@ Sends a message and returns what became of it.
 .DESCRIPTION
 An object for each recipient, as 'mvsms send --json' prints it: outcome, reason, advice, exit_code and
 more. A message that was not accepted is no error of PowerShell's; look at the outcome.
+
+With -Queue the page is handed over to the queue of the machine that the setting Gateway names; an object
+has the page's id. That no page was taken is an error whose exception has the command's exit code in
+Data['ExitCode']: 75 try again, 65 the text or the recipient, 78 the settings. With the same -Id another
+try is the same page.
 .EXAMPLE
 (Send-MvSms -To 01711234567 -Text 'Pump 3 has stopped').outcome
 .EXAMPLE
 Send-MvSms -To 01711234567, 01721234567 -Text 'Level 5' -Fit | Where-Object exit_code -eq 75
+.EXAMPLE
+(Send-MvSms -Queue -To 01711234567 -Text 'Pump 3 has stopped' -Priority 0 -ExpiresMinutes 60).id
 #>
 function Send-MvSms {
-    [CmdletBinding()]
+    [CmdletBinding(DefaultParameterSetName = 'Send')]
     param(
         [Parameter(Mandatory)][string[]]$To,
         [Parameter(Mandatory, ValueFromPipeline)][string]$Text,
         [string]$From,
         [string]$Service,
         [string]$ProfileName = 'Standard',
-        [int]$TimeoutSeconds,
         [switch]$Fit,
-        [switch]$DryRun
+        [Parameter(ParameterSetName = 'Send')][int]$TimeoutSeconds,
+        [Parameter(ParameterSetName = 'Send')][switch]$DryRun,
+        [Parameter(Mandatory, ParameterSetName = 'Queue')][switch]$Queue,
+        [Parameter(ParameterSetName = 'Queue')][string]$Id,
+        [Parameter(ParameterSetName = 'Queue')][ValidateRange(0, 9)][Nullable[int]]$Priority,
+        [Parameter(ParameterSetName = 'Queue')][int]$ExpiresMinutes,
+        [Parameter(ParameterSetName = 'Queue')][string]$NotBefore
     )
     process {
         $arguments = @('send', '--json', '--profile', $ProfileName)
@@ -65,11 +77,18 @@ function Send-MvSms {
         if ($TimeoutSeconds) { $arguments += '--timeout', "$TimeoutSeconds" }
         if ($Fit) { $arguments += '--fit' }
         if ($DryRun) { $arguments += '--dry-run' }
+        if ($Queue) { $arguments += '--queue' }
+        if ($Id) { $arguments += '--id', $Id }
+        if ($null -ne $Priority) { $arguments += '--priority', "$Priority" }
+        if ($ExpiresMinutes) { $arguments += '--expires', "$ExpiresMinutes" }
+        if ($NotBefore) { $arguments += '--not-before', $NotBefore }
         $ended = Invoke-MvSms ($arguments + '--' + $Text)
-        if (-not $ended.Output.Trim()) { throw $ended.Complaint }
-        # With several recipients a line is an object; with one the object has several lines.
-        if ($To.Count -gt 1) { $ended.Output.Trim() -split "`r?`n" | ForEach-Object { ConvertFrom-Json $_ } }
-        else { ConvertFrom-Json $ended.Output }
+        # An object of one line or of several begins at the beginning of a line.
+        $ended.Output -split '(?m)^(?=\{)' | Where-Object { $_.Trim() } | ForEach-Object { ConvertFrom-Json $_ }
+        if ($ended.Output.Trim() -and -not ($Queue -and $ended.ExitCode)) { return }
+        $failure = New-Object System.InvalidOperationException $ended.Complaint
+        $failure.Data['ExitCode'] = $ended.ExitCode
+        throw $failure
     }
 }
 
