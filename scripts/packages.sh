@@ -5,20 +5,32 @@
 # name the compiler of the fuzz targets by it too.
 llvm=19
 
-build_packages=(
+# For the command, the library and the message centre.
+command_packages=(
   build-essential
   ccache
   cmake
   libcli11-dev
   libsqlite3-dev
+  libssl-dev
   ninja-build
   nlohmann-json3-dev
   pkg-config
   python3
 )
 
+# For everything.
+build_packages=(
+  "${command_packages[@]}"
+  libcpp-httplib-dev
+  libctemplate-dev
+  libgmime-3.0-dev
+  libpq-dev
+)
+
 check_packages=(
   "clang-format-$llvm"
+  curl  # the gateway guide shows it
   fish
   git
   googletest
@@ -26,6 +38,9 @@ check_packages=(
   libgmock-dev
   libgtest-dev
   man-db
+  postgresql  # the hub's server
+  python3-jsonschema  # the gateway's description against its answers
+  ser2net  # the serial server that lines over the network are tried against
   zsh
 )
 
@@ -64,6 +79,14 @@ package_packages=(
   git
   lintian
   rpm
+)
+
+# The gateway's status page, as a browser shows it.
+browser_packages=(
+  chromium
+  chromium-driver
+  fonts-dejavu-core
+  python3
 )
 
 # Making what is handed out for Windows.

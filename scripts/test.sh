@@ -1,11 +1,12 @@
 #!/usr/bin/env bash
 # scripts/test.sh [--all | --native] [--no-x86]: the checks of the tree, from a clean clone on a bare
-# Debian 12 or 13; installs what is missing. Quick ones first: formatting, layers; then the tests
+# Debian 12 or 13; installs what is missing. Quick ones first: formatting, layers, linter; then the tests
 # with AddressSanitizer and UBSan, a few seconds of each fuzz target, the optimised command as a
 # whole, and the Windows component and its tests under Wine, in 64 and 32 bits.
 #
-#   --all     the slow lanes too: the unit tests optimised, the guides as pages and on paper, the
-#             packages for Linux in chroots and those for Windows under Wine, and the native tests on
+#   --all     the slow lanes too: the queue's proofs in full, the status page in a browser, the programs
+#             of other people that page with it and those that call its message centre, the guides as pages and on paper, the packages for
+#             Linux in chroots and those for Windows under Wine, and the native tests, optimised, on
 #             the other Debian
 #   --native  the optimised build and its tests, nothing else: what one lane runs on another release
 #   --no-x86  without the 32-bit component, where Wine cannot run it
@@ -44,7 +45,8 @@ build_and_test() {
   ctest --preset "$1"
 }
 
-# The optimised command and library as a whole. Their unit tests have just run with the sanitizers.
+# The optimised command and library as a whole. Their unit tests have just run with the sanitizers;
+# optimised they run on the other release.
 try_finished() {
   step "Build and test: release, the finished command"
   cmake --preset release
@@ -71,6 +73,17 @@ check_imports() {  # PRESET
   scripts/windows_imports.py "build/$1/bin/mvSMS.dll" "build/$1/bin/mvsms.exe"
 }
 
+# What the tests take a sample of: every step of the queue at which a worker can die or the disk be
+# full, ten thousand pages in virtual time, kills and a storm in real time.
+try_queue() {
+  step "The queue: every step, ten thousand pages, kills, a storm"
+  MVSMS_THOROUGH=1 build/dev/bin/sweep_test --gtest_filter='*Dies*:*Disk*:HandingOver*:QueueStorm*'
+  tests/e2e/queue_trial.py build/release/bin/mvsms kills 400
+  tests/e2e/queue_trial.py build/release/bin/mvsms storm 160
+  MVSMS_THOROUGH=1 build/dev/bin/dispatch_test --gtest_filter='TwoSites.*'
+  tests/e2e/hub_trial.py build/release/bin/mvsms kills 24
+}
+
 # The guides as they are packaged.
 try_guides() {
   step "Guides: HTML and PDF, twice the same"
@@ -81,7 +94,27 @@ try_guides() {
   python3 -B tests/scripts/guide_pages_test.py build/guides
 }
 
-# The packages for Linux, in chroots of both releases, as their users meet them.
+# The status page in a headless browser: over a gateway that the tests play, and over the command.
+try_browser() {
+  step "Status page: in a browser"
+  install_missing "${browser_packages[@]}"
+  python3 -B tests/gateway/status_page/status_page_test.py
+  python3 -B tests/gateway/status_page/real_gateway_test.py build/release/bin/mvsms
+}
+
+# Monitoring systems, mail and paging clients, as Debian has them.
+try_integrations() {
+  step "Integrations: with the real programs"
+  tests/integrations/run.sh build/release/bin/mvsms
+}
+
+# Paging programs of other people, as Debian has them, that call our message centre.
+try_peers() {
+  step "Peers: programs that call the message centre"
+  tests/peers/run.sh build/release/bin/mvsms
+}
+
+# The packages for Linux, in a chroot of the release that makes them, as their users meet them.
 try_packages() {
   step "Packages: twice the same, installed, used, upgraded, purged"
   install_missing "${package_packages[@]}" mmdebstrap
@@ -122,17 +155,17 @@ windows_packages_lane() {
   tests/packaging/windows/run.sh build/dist-windows
 }
 
-local_lanes() {  # COMMAND... for the optimised build
+local_lanes() {
   install_missing "${build_packages[@]}" "${check_packages[@]}" "${windows_packages[@]}"
   check_format
   check_layers
+  lint_changes
   build_and_test dev
   fuzz_briefly
-  "$@"
+  try_finished
   try_benchmarks
   windows_lane windows-x64
   if [ $x86 = yes ]; then windows_lane windows-x86 scripts/wine32.sh; fi
-  lint_changes
 }
 
 # The last line of all, so that nobody takes the half for the whole.
@@ -151,9 +184,13 @@ for option in "$@"; do
 done
 case $lanes in
   native) native_lane ;;
-  usual) local_lanes try_finished; tell_of_x86 ;;
+  usual) local_lanes; tell_of_x86 ;;
   all)
-    local_lanes build_and_test release
+    local_lanes
+    try_queue
+    try_browser
+    try_integrations
+    try_peers
     try_guides
     try_packages
     if [ $x86 = yes ]; then windows_packages_lane; fi
