@@ -31,16 +31,20 @@ ROOMS = {
     "backends/posix/system": "base platform",
     "backends/posix/store": "base platform dispatch backends/posix/system",
     "backends/posix/line": "base platform backends/posix/system backends/posix/store",
+    "backends/posix/hub": "base dispatch",
     "backends/posix": "base platform backends/posix/system backends/posix/store backends/posix/line",
     "centre": "",
     "centre/posix": "centre",
     "com": "base platform resources media engine ui backends/win32",
+    "gateway": "base platform engine dispatch backends/posix/system",
     "cli": "base platform media protocols engine dispatch",
-    "cli/posix": "base platform media engine dispatch cli backends/posix backends/posix/line backends/posix/store "
-                 "backends/posix/system centre centre/posix",
+    "cli/posix": "base platform media engine dispatch gateway cli backends/posix backends/posix/line backends/posix/store "
+                 "backends/posix/hub backends/posix/system centre centre/posix",
+    "cli/gateway": "base platform engine dispatch gateway cli cli/posix backends/posix backends/posix/store "
+                   "backends/posix/system",
     "cli/win32": "base platform media engine dispatch ui cli backends/win32",
     "include": "",
-    "library": "base platform media engine dispatch backends/posix backends/posix/system include",
+    "library": "base platform media engine dispatch backends/posix backends/posix/store backends/posix/system include",
     "examples": "",
     "packaging": "",
 }

@@ -15,7 +15,7 @@ cmake --preset windows-x64 >/dev/null
 cmake --build --preset windows-x64 --target mvSMS_headers >/dev/null
 
 windows_rooms='^(backends/win32|com|cli/win32)/'
-product='^(base|platform|forms|resources|media|protocols|engine|dispatch|diagnostics|ui|backends|centre|library|cli|com|fuzz|bench)/'
+product='^(base|platform|forms|resources|media|protocols|engine|dispatch|diagnostics|ui|backends|centre|library|gateway|cli|com|fuzz|bench)/'
 
 sources() {  # [--changed | FILE...]
   case "${1:-}" in
@@ -34,7 +34,7 @@ flags() {  # FILE
       -isystem "$gcc/include/c++/x86_64-w64-mingw32" -isystem /usr/share/mingw-w64/include \
       -isystem build/windows-x64/com -isystem build/windows-x64/cli/headers
   fi
-  echo -std=c++20 -I. -Iinclude "-DMVSMS_VERSION=\"$version\""
+  echo -std=c++20 -I. -Iinclude -Ibuild/release/embedded $(pkg-config --cflags gmime-3.0 libpq) "-DMVSMS_VERSION=\"$version\""
 }
 
 # check FILE: quiet and remembered when it is clean.

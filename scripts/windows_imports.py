@@ -11,12 +11,12 @@ import sys
 import tempfile
 
 OLDEST = "0x0601"  # Windows 7
-DLLS = set("ADVAPI32 COMCTL32 GDI32 KERNEL32 MSVCRT OLE32 OLEAUT32 SHELL32 SHLWAPI USER32 VERSION".split())
+DLLS = set("ADVAPI32 COMCTL32 GDI32 KERNEL32 MSVCRT OLE32 OLEAUT32 SHELL32 SHLWAPI USER32 VERSION WINHTTP".split())
 NEWER = {  # declared there all the same
     "GetSystemTimePreciseAsFileTime", "GetSystemCpuSetInformation", "GetCurrentThreadStackLimits",
     "QueryInterruptTime", "QueryInterruptTimePrecise", "GetOverlappedResultEx",
 }
-HEADERS = "windows.h ole2.h oleauto.h olectl.h commctrl.h shellapi.h shlwapi.h tlhelp32.h io.h".split()
+HEADERS = "windows.h ole2.h oleauto.h olectl.h commctrl.h shellapi.h shlwapi.h tlhelp32.h io.h winhttp.h".split()
 
 
 def tools(path):
