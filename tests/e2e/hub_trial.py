@@ -5,10 +5,12 @@ code 1 when a page is lost, twice without a word, or nobody knows where. Without
 says so, with exit code 77.
 
     hub_trial.py MVSMS kills [KILLS]             submitters, workers and the server, SIGKILL at any moment
-    hub_trial.py MVSMS links [PAGES] [MINUTES]   eight modems; each machine's way to the hub is cut in both
-                                                 directions or in one, delayed and broken at random; workers
-                                                 and server are killed; half-way a standby takes the server's
-                                                 place; one machine's clock is an hour ahead
+    hub_trial.py MVSMS links [PAGES] [MINUTES] [MODEMS]
+                                                 three machines, a server and its standby, each with a network of
+                                                 its own: wires are cut in both directions or in one, lose packets,
+                                                 are slow, connections end, all at random; workers and server are
+                                                 killed; half-way the standby takes the server's place; one
+                                                 machine's clock is an hour ahead
     hub_trial.py MVSMS away [PAGES]              the hub takes calls and never answers: each machine sends
                                                  what its own modems can
     hub_trial.py MVSMS restore                   a backup is put back that is older than its machines: it is held
@@ -31,6 +33,7 @@ import tempfile
 import threading
 import time
 
+import network
 from queue_trial import Home, kill
 
 PAUSES = "0 1 2 3 5"
@@ -51,30 +54,32 @@ def runs(process):
 
 
 class Server:
-    """A server of its own in a folder, reached by a socket there, and with `port` over the network, too."""
+    """A server of its own in a folder, reached by a socket there, and on a machine of a network by its address, too."""
 
-    def __init__(self, path, settings=(), port=None, follows=None):
+    def __init__(self, path, settings=(), machine=None, follows=None):
         self.path = pathlib.Path(path)
-        self.port = port
-        self.settings = ["-c", f"listen_addresses={'127.0.0.1' if port else ''}", "-c", f"port={port or 5432}",
-                         "-c", "shared_buffers=16MB", *settings]
+        self.machine = machine
+        self.settings = ["-c", f"listen_addresses={machine.address if machine else ''}", "-c", "shared_buffers=16MB",
+                         *settings]
         self.bin = programs()
-        self.as_user = []
+        self.as_user = machine.enter if machine else []
         if os.geteuid() == 0:
             user = pwd.getpwnam("postgres")
             os.chown(path, user.pw_uid, user.pw_gid)
-            self.as_user = ["setpriv", "--reuid", "postgres", "--regid", "postgres", "--clear-groups"]
+            self.as_user = [*self.as_user, "setpriv", "--reuid", "postgres", "--regid", "postgres", "--clear-groups"]
         self.environment = dict(os.environ, HOME=str(path))
         if follows:
-            self.run("pg_basebackup", "-D", "data", "-R", "-X", "stream", "-c", "fast", "-h", str(follows.path), "-p",
-                     str(follows.port or 5432), "-U", "mvsms")
+            self.run("pg_basebackup", "-D", "data", "-R", "-X", "stream", "-c", "fast", "-h",
+                     follows.machine.address, "-U", "mvsms")
         else:
             self.run("initdb", "-D", "data", "-A", "trust", "-U", "mvsms", "--no-locale", "-E", "UTF8")
+            with open(self.path / "data/pg_hba.conf", "a", encoding="utf-8") as access:
+                access.write("host all,replication all samenet trust\n")
         self.process = None
         self.start()
 
     def words(self, user):
-        return f"host={self.path} port={self.port or 5432} dbname=postgres user={user}"
+        return f"host={self.path} dbname=postgres user={user}"
 
     def run(self, program, *arguments):
         subprocess.run([*self.as_user, self.bin / program, *arguments], cwd=self.path, env=self.environment, check=True,
@@ -89,7 +94,7 @@ class Server:
         log = open(self.path / "log", "ab")
         self.process = subprocess.Popen([*self.as_user, self.bin / "postgres", "-D", "data", "-k", str(self.path),
                                          *self.settings], cwd=self.path, env=self.environment, stdout=log, stderr=log)
-        ready = [*self.as_user, self.bin / "pg_isready", "-q", "-h", str(self.path), "-p", str(self.port or 5432)]
+        ready = [*self.as_user, self.bin / "pg_isready", "-q", "-h", str(self.path)]
         while subprocess.run(ready, env=self.environment, cwd=self.path).returncode != 0:
             time.sleep(0.05)
 
@@ -124,73 +129,6 @@ class Server:
         if self.process.poll() is None:
             self.process.send_signal(signal.SIGINT)
             self.process.wait()
-
-
-class Link:
-    """A way to a server that can be cut: what is under way is held back, in both directions or in one, and goes on
-    when the cut is over, perhaps long after whoever sent it has given up; as it is when packets are sent again."""
-
-    def __init__(self, port):
-        self.to = port
-        self.open = [threading.Event(), threading.Event()]
-        self.delay = 0
-        self.ends = []
-        for way in self.open:
-            way.set()
-        self.listener = socket.create_server(("127.0.0.1", 0))
-        self.port = self.listener.getsockname()[1]
-        threading.Thread(target=self.accept, daemon=True).start()
-
-    def accept(self):
-        while True:
-            near, _ = self.listener.accept()
-            threading.Thread(target=self.connect, args=(near,), daemon=True).start()
-
-    def connect(self, near):
-        self.open[0].wait()
-        try:
-            far = socket.create_connection(("127.0.0.1", self.to))
-        except OSError:
-            near.close()
-            return
-        for end in (near, far):
-            end.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
-        self.ends += [near, far]
-        for way, ends in enumerate(((near, far), (far, near))):
-            threading.Thread(target=self.carry, args=(way, *ends), daemon=True).start()
-
-    def carry(self, way, source, sink):
-        try:
-            while data := source.recv(65536):
-                time.sleep(self.delay)
-                self.open[way].wait()
-                sink.sendall(data)
-            self.open[way].wait()
-            sink.shutdown(socket.SHUT_WR)
-        except OSError:
-            for end in (source, sink):
-                end.close()
-
-    def cut(self, ways, seconds):
-        for way in ways:
-            self.open[way].clear()
-        time.sleep(seconds)
-        for way in ways:
-            self.open[way].set()
-
-    def slow(self, delay, seconds):
-        self.delay = delay
-        time.sleep(seconds)
-        self.delay = 0
-
-    def shake_off(self):
-        """All who are connected lose their connections at once."""
-        ends, self.ends = self.ends, []
-        for end in ends:
-            try:
-                end.shutdown(socket.SHUT_RDWR)
-            except OSError:
-                pass
 
 
 class Trial:
@@ -291,9 +229,9 @@ class Trial:
 class LinkTrial(Trial):
     """Faults of all kinds until the pages are handed over."""
 
-    def __init__(self, server, standby, homes, links, dice, pages, seconds):
+    def __init__(self, server, standby, homes, machines, dice, pages, seconds):
         super().__init__(server, homes, dice, 0)
-        self.standby, self.links, self.count, self.seconds = standby, links, pages, seconds
+        self.standby, self.machines, self.count, self.seconds = standby, machines, pages, seconds
         self.over = threading.Event()
         self.had = collections.Counter()
 
@@ -316,17 +254,24 @@ class LinkTrial(Trial):
             kill(process)
             self.had["workers killed"] += 1
 
-    def trouble(self, links):
+    def trouble(self, machine):
         dice = random.Random(self.dice.random())
-        faults = {"cut in both directions": lambda seconds: each(links, lambda link: link.cut((0, 1), seconds)),
-                  "cut on the way there": lambda seconds: each(links, lambda link: link.cut((0,), seconds)),
-                  "cut on the way back": lambda seconds: each(links, lambda link: link.cut((1,), seconds)),
-                  "delayed": lambda seconds: each(links, lambda link: link.slow(dice.uniform(0.2, 3), seconds)),
-                  "broken": lambda seconds: each(links, Link.shake_off)}
+        faults = {"cut in both directions": lambda seconds: machine.fail(("there", "back"), seconds),
+                  "cut on the way there": lambda seconds: machine.fail(("there",), seconds),
+                  "cut on the way back": lambda seconds: machine.fail(("back",), seconds),
+                  "packets lost": lambda seconds: machine.lose(dice.uniform(0.05, 0.5), seconds),
+                  "slow": lambda seconds: machine.slow(dice.uniform(0.2, 3), seconds),
+                  "connections ended": lambda seconds: self.end_connections(machine)}
         while not self.over.wait(dice.uniform(2, 25)):
             name = dice.choice(list(faults))
             faults[name](dice.choice([1, 5, 15, 40]))
             self.had[name] += 1
+
+    def end_connections(self, machine):
+        """By the server, if there is one just now."""
+        with contextlib.suppress(subprocess.CalledProcessError):
+            self.server.ask("SELECT pg_terminate_backend(pid) FROM pg_stat_activity"
+                            f" WHERE client_addr = '{machine.address}'")
 
     def crash_until_over(self):
         """The server dies now and then; half-way it does not come back."""
@@ -344,7 +289,7 @@ class LinkTrial(Trial):
 
     def run(self):
         faults = [threading.Thread(target=self.work_until_over, args=(home,)) for home in self.homes]
-        faults += [threading.Thread(target=self.trouble, args=(links,)) for links in self.links]
+        faults += [threading.Thread(target=self.trouble, args=(machine,)) for machine in self.machines]
         faults += [threading.Thread(target=self.crash_until_over)]
         submitters = [threading.Thread(target=self.submit_all, args=(home,)) for home in self.homes]
         for thread in faults + submitters:
@@ -356,20 +301,6 @@ class LinkTrial(Trial):
             thread.join()
         print(", ".join(f"{name} {times}" for name, times in sorted(self.had.items())))
         self.drain([home.worker() for home in self.homes], 3600)
-
-
-def each(things, do):
-    """To all of them at the same time."""
-    threads = [threading.Thread(target=do, args=(thing,)) for thing in things]
-    for thread in threads:
-        thread.start()
-    for thread in threads:
-        thread.join()
-
-
-def free_port():
-    with socket.create_server(("127.0.0.1", 0)) as server:
-        return server.getsockname()[1]
 
 
 AN_HOUR_AHEAD = """
@@ -408,11 +339,11 @@ def hurry(home):
     home.environment["LD_PRELOAD"] = str(library)
 
 
-def make_home(mvsms, path, name, words, modems=1):
-    """A machine; without modems, its pages are sent by the others. One modem is a connection, several are a pool of
+def make_home(mvsms, path, name, words, modems=1, enter=()):
+    """A machine, whose programs are started by the words `enter`; without modems, its pages are sent by the others. One modem is a connection, several are a pool of
     emulated ones."""
     path.mkdir()
-    home = Home(mvsms, path)
+    home = Home(mvsms, path, enter)
     home.run("config", "set", "Hub", words)
     home.run("config", "set", "HubName", name)
     home.run("config", "set", "QuickRetries", " ".join([PAUSES] * 40))
@@ -447,23 +378,24 @@ def trial_of_kills(mvsms, folder, dice, kills=200):
             return trial.faults()
 
 
-def trial_of_links(mvsms, folder, dice, pages=600, minutes=10):
-    with serving(folder / "server", port=free_port()) as server:
+def trial_of_links(mvsms, folder, dice, pages=600, minutes=10, modems=8):
+    sites = {"north": 0, "east": modems // 2, "west": modems - modems // 2}
+    with (network.Network(["server", "standby", *sites], random.Random(dice.random())) as machines,
+          serving(folder / "server", machine=machines["server"]) as server):
         make_hub(mvsms, folder, server)
-        with serving(folder / "standby", ["-c", "cluster_name=standby"], free_port(), server) as standby:
+        with serving(folder / "standby", ["-c", "cluster_name=standby"], machines["standby"], server) as standby:
             server.ask("ALTER SYSTEM SET synchronous_standby_names = 'ANY 1 (standby)'")
             server.ask("SELECT pg_reload_conf()")
-            homes, links = [], []
+            words = f"host={machines['server'].address},{machines['standby'].address} dbname=postgres user=site"
+            homes = []
             with ending(homes):
-                for name, modems in (("north", 0), ("east", 4), ("west", 4)):
-                    links.append([Link(server.port), Link(standby.port)])
-                    ports = ",".join(str(link.port) for link in links[-1])
-                    words = f"host=127.0.0.1,127.0.0.1 port={ports} dbname=postgres user=site"
-                    homes.append(make_home(mvsms, folder / name, name, words, modems))
+                for name, own in sites.items():
+                    homes.append(make_home(mvsms, folder / name, name, words, own, machines[name].enter))
                     homes[-1].run("config", "set", "SpillAfter", "20")
-                    homes[-1].run("config", "set", "PagesPerCall", "20")
+                    homes[-1].run("config", "set", "PagesPerCall", "40")
                 hurry(homes[-1])
-                trial = LinkTrial(server, standby, homes, links, dice, pages, 60 * minutes)
+                trial = LinkTrial(server, standby, homes, [machines[name] for name in ("standby", *sites)], dice, pages,
+                                  60 * minutes)
                 begun = time.monotonic()
                 trial.run()
                 print(f"{pages} pages in {time.monotonic() - begun:.0f} s")
@@ -521,9 +453,9 @@ def until(what, longest=120):
 
 
 @contextlib.contextmanager
-def serving(path, settings=(), port=None, follows=None):
+def serving(path, settings=(), machine=None, follows=None):
     path.mkdir()
-    server = Server(path, settings, port, follows)
+    server = Server(path, settings, machine, follows)
     try:
         yield server
     finally:
@@ -548,6 +480,9 @@ def main():
     mvsms, what, *more = sys.argv[1:]
     if programs() is None or not pathlib.Path(mvsms).with_name("mvsms-hub.so").exists():
         print("no PostgreSQL server, or no plug-in for a hub")
+        return 77
+    if what == "links" and not network.possible():
+        print("networks of their own need root and /dev/net/tun")
         return 77
     seed = int(os.environ.get("SEED", random.randrange(10**6)))
     print(f"seed {seed}", flush=True)

@@ -55,16 +55,17 @@ class Centre:
 
 
 class Home:
-    """A folder of all state, with the programs that work on it."""
+    """A folder of all state, with the programs that work on it; `enter` are the words that start them elsewhere."""
 
-    def __init__(self, mvsms, path):
+    def __init__(self, mvsms, path, enter=()):
         self.mvsms = mvsms
+        self.enter = enter
         self.path = pathlib.Path(path)
         self.environment = dict(os.environ, MVSMS_HOME=str(path), MVSMS_LOCK_DIR=str(path))
         self.processes = []
 
     def start(self, *arguments, out=subprocess.PIPE):
-        return subprocess.Popen([self.mvsms, *arguments], stdout=out, stderr=subprocess.DEVNULL, env=self.environment)
+        return subprocess.Popen([*self.enter, self.mvsms, *arguments], stdout=out, stderr=subprocess.DEVNULL, env=self.environment)
 
     def worker(self):
         return self.start("worker", out=subprocess.DEVNULL)
