@@ -1,13 +1,13 @@
 #!/usr/bin/env bash
 # scripts/test.sh [--all | --native] [--no-x86]: the checks of the tree, from a clean clone on a bare
-# Debian 12 or 13; installs what is missing. Quick ones first: formatting, layers, linter; then the tests
-# with AddressSanitizer and UBSan, a few seconds of each fuzz target, the optimised command as a
+# Debian 12 or 13; installs what is missing. Quick ones first: formatting, layers, linter; then the
+# tests with AddressSanitizer and UBSan, a few seconds of each fuzz target, the optimised command as a
 # whole, and the Windows component and its tests under Wine, in 64 and 32 bits.
 #
 #   --all     the slow lanes too: the queue's proofs in full, the status page in a browser, the programs
-#             of other people that page with it and those that call its message centre, the guides as pages and on paper, the packages for
-#             Linux in chroots and those for Windows under Wine, and the native tests, optimised, on
-#             the other Debian
+#             of other people that page with it and those that call its message centre, the guides as
+#             pages and on paper, the packages for Linux in chroots and those for Windows under Wine,
+#             and the native tests, optimised, on the other Debian
 #   --native  the optimised build and its tests, nothing else: what one lane runs on another release
 #   --no-x86  without the 32-bit component, where Wine cannot run it
 #
@@ -18,7 +18,8 @@ cd "$(dirname "$0")/.."
 
 export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1 CCACHE_SLOPPINESS=pch_defines,time_macros
 
-step() { printf '\n== %s\n' "$*"; }
+# With the minutes that all has taken so far.
+step() { printf '\n== %d:%02d %s\n' $((SECONDS / 60)) $((SECONDS % 60)) "$*"; }
 
 check_format() {
   step "Formatting"
@@ -63,7 +64,8 @@ fuzz_briefly() {
 # The benchmarks, so that they still build and run when somebody wants their figures.
 try_benchmarks() {
   step "Benchmarks: one turn of each"
-  cmake --build --preset release --target mvsms_bench mvsms_whole_sends mvsms_soak
+  cmake --build --preset release --target mvsms_bench mvsms_whole_sends mvsms_soak \
+    mvsms_gateway_load mvsms_hub_load
   build/release/bin/mvsms_bench --benchmark_min_time=0 --benchmark_filter=-/100000 >/dev/null
 }
 

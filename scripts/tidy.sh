@@ -34,7 +34,8 @@ flags() {  # FILE
       -isystem "$gcc/include/c++/x86_64-w64-mingw32" -isystem /usr/share/mingw-w64/include \
       -isystem build/windows-x64/com -isystem build/windows-x64/cli/headers
   fi
-  echo -std=c++20 -I. -Iinclude -Ibuild/release/embedded $(pkg-config --cflags gmime-3.0 libpq) "-DMVSMS_VERSION=\"$version\""
+  pkg-config --cflags-only-I gmime-3.0 libpq | sed 's/-I/-isystem /g'
+  echo -std=c++20 -I. -Iinclude -Ibuild/release/embedded "-DMVSMS_VERSION=\"$version\""
 }
 
 # check FILE: quiet and remembered when it is clean.
