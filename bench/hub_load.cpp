@@ -178,7 +178,7 @@ int Main(int count, char** words) {
   std::printf("%d finished pages put there in %.0f s, of %s\n", finished, filled, size.c_str());
   Run(where, "full", pages, kWorkers);
   posix::ServerHub hub(*wire);
-  const dispatch::Machine machine{.name = "site", .version = "1.0", .services = "City"};
+  const dispatch::Machine machine{.name = "site", .version = "1.0", .services = {"City"}};
   std::printf(
       "with them: a beat %.1f ms, what is waited for %.1f ms, results %.1f ms, the sweep %.1f ms,"
       " what is unknown %.1f ms, the counts of 'hub status' %.0f ms\n",

@@ -115,7 +115,7 @@ std::string SnppSession::Farewell() { return Line("421 Gateway service is closin
 
 std::string SnppSession::Take(const std::string& line) {
   if (over_) return {};
-  return data_ ? Data(line) : Command(line);
+  return data_ ? Data(*data_, line) : Command(line);
 }
 
 std::string SnppSession::Command(const std::string& line) {
@@ -171,16 +171,15 @@ std::string SnppSession::BeginData(const std::string&) {
 }
 
 /// A line that begins with a dot has had one put before it.
-std::string SnppSession::Data(const std::string& line) {
-  if (line == ".") return EndData();
-  const std::string text = line.starts_with('.') ? line.substr(1) : line;
-  data_is_too_long_ = data_is_too_long_ || data_->size() + text.size() >= kLongestText;
-  if (!data_is_too_long_) *data_ += text + " ";
+std::string SnppSession::Data(std::string& text, const std::string& line) {
+  if (line == ".") return EndData(Trim(Cleaned(text)));
+  const std::string more = line.starts_with('.') ? line.substr(1) : line;
+  data_is_too_long_ = data_is_too_long_ || text.size() + more.size() >= kLongestText;
+  if (!data_is_too_long_) text += more + " ";
   return {};
 }
 
-std::string SnppSession::EndData() {
-  const std::string text = Trim(Cleaned(*data_));
+std::string SnppSession::EndData(const std::string& text) {
   data_.reset();
   if (data_is_too_long_) return Bad("550 Error, the message is too long");
   return Mess(text);

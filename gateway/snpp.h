@@ -65,8 +65,8 @@ class SnppSession {
   using Reply = std::string;
 
   Reply Command(const std::string& line);
-  Reply Data(const std::string& line);
-  Reply EndData();
+  Reply Data(std::string& text, const std::string& line);
+  Reply EndData(const std::string& text);
   Reply Bad(const std::string& code_and_text);
   Reply SendBrowserAway();
 

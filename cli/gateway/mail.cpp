@@ -22,7 +22,7 @@ constexpr int kExitSettings = static_cast<int>(dispatch::Exit::kSettings);
 /// Whom an address means: "0171123@pager.example" a number, "night@pager.example" a group. Empty
 /// when it is neither.
 std::string RecipientOf(ProfileStore& store, const std::string& address) {
-  const std::string user = address.substr(0, address.rfind('@'));
+  std::string user = address.substr(0, address.rfind('@'));
   const std::string digits = user.starts_with('+') ? user.substr(1) : user;
   if (!digits.empty() && AllDigits(digits)) return user;
   const bool is_group = HasAnsiForm(user) && !user.empty() && user.find('\\') == user.npos &&

@@ -58,11 +58,11 @@ std::string DefaultText(std::int64_t now) {
   return "mvSMS heartbeat " + LocalMoment(now).substr(0, 16);
 }
 
-/// Why the page will not be accepted any more; nothing while it may be.
-std::optional<std::string> EndOf(const QueuedPage& queued) {
+/// Why the page will not be accepted any more; empty while it may be.
+std::string EndOf(const QueuedPage& queued) {
   const bool over = queued.state == PageState::kParked || queued.state == PageState::kExpired ||
                     queued.state == PageState::kCancelled;
-  if (!over) return std::nullopt;
+  if (!over) return {};
   const std::string reason = queued.result ? Utf8FromAnsi(queued.result->reason) : "";
   return "the page is " + std::string(NameOf(queued.state)) + (reason.empty() ? "" : ": " + reason);
 }
@@ -102,10 +102,13 @@ void Await(Context& context, Heartbeat& heartbeat, std::int64_t within) {
       continue;
     }
     heartbeat.seconds = std::time(nullptr) - begun;
-    heartbeat.accepted = queued && queued->state == PageState::kAccepted;
-    if (heartbeat.accepted) return;
-    heartbeat.why = queued ? EndOf(*queued).value_or("") : "the page is gone";
-    if (!heartbeat.why.empty()) return;
+    if (!queued) {
+      heartbeat.why = "the page is gone";
+      return;
+    }
+    heartbeat.accepted = queued->state == PageState::kAccepted;
+    heartbeat.why = EndOf(*queued);
+    if (heartbeat.accepted || !heartbeat.why.empty()) return;
     if (heartbeat.seconds >= within || watch.Interrupted()) {
       queue.Operate(id, dispatch::kCancelPage);
       heartbeat.why = watch.Interrupted() ? "interrupted" : Pending(*queued);

@@ -224,8 +224,8 @@ void ServerHub::Init() { MakeVersions(0); }
 
 void ServerHub::Upgrade() {
   const auto version = Version();
-  if (!version) CheckVersion();
-  MakeVersions(version.value());
+  if (version) MakeVersions(*version);
+  CheckVersion();
 }
 
 void ServerHub::MakeVersions(std::int32_t from) {
