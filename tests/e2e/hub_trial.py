@@ -180,12 +180,15 @@ class Trial:
         worker.terminate()
         worker.communicate()
 
+    def waiting(self):
+        """How many pages are not over."""
+        return sum(counted["pages"] for home in self.homes for state, counted in home.stats().items()
+                   if state not in ("accepted", "parked"))
+
     def drain(self, workers, longest):
         end = time.monotonic() + longest
-        waiting = 1
-        while waiting and time.monotonic() < end:
+        while self.waiting() and time.monotonic() < end:
             time.sleep(1)
-            waiting = sum(page["state"] not in ("accepted", "parked") for home in self.homes for page in home.pages())
         for worker in workers:
             worker.terminate()
             worker.communicate()
@@ -227,7 +230,7 @@ class Trial:
 
 
 class LinkTrial(Trial):
-    """Faults of all kinds until the pages are handed over."""
+    """Faults of all kinds until all but a few pages are over."""
 
     def __init__(self, server, standby, homes, machines, dice, pages, seconds):
         super().__init__(server, homes, dice, 0)
@@ -296,6 +299,9 @@ class LinkTrial(Trial):
             thread.start()
         for thread in submitters:
             thread.join()
+        end = time.monotonic() + 2 * self.seconds
+        while self.waiting() > self.count / 20 and time.monotonic() < end:
+            time.sleep(1)
         self.over.set()
         for thread in faults:
             thread.join()

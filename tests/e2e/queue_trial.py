@@ -89,12 +89,12 @@ class Home:
         states = [word for state in STATES for word in ("--state", state)]
         return json.loads(self.run("queue", "list", "--json", *states))
 
+    def stats(self):
+        return json.loads(self.run("queue", "stats", "--json"))
+
     def drain(self, seconds):
         end = time.monotonic() + seconds
-        while time.monotonic() < end:
-            waiting = sum(page["state"] in ON_THE_WAY for page in self.pages())
-            if waiting == 0:
-                return
+        while time.monotonic() < end and any(self.stats()[state]["pages"] for state in ON_THE_WAY):
             time.sleep(0.5)
 
     def journal(self):
