@@ -56,14 +56,16 @@ void Courier::Work() try {
 
 void Courier::Round() {
   state_ = host_.Look();
+  // Before: the worker of another profile may have spoken by this name since.
+  const std::int64_t before = record_.Beats(machine_);
   HubNews news = hub_.Beat(Self());
   hub_now_ = news.now;
-  if (news.beats <= record_.Beats()) {
+  if (news.beats <= before) {
     hub_.Hold(machine_ + " knows more than the hub, which is older than it was");
     news.held = true;
     news.told = false;
   }
-  record_.NoteBeats(news.beats);
+  record_.NoteBeats(machine_, news.beats);
   TellHub();
   if (news.held && !news.told) Remind();
   Withdraw();
@@ -139,8 +141,14 @@ void Courier::TellResult(const HubRow& row) {
              "twice.");
 }
 
+std::vector<QueuedPage> Courier::Own(PageState state) {
+  std::vector<QueuedPage> pages = own_.List({.states = {state}});
+  std::erase_if(pages, [this](const QueuedPage& one) { return one.page.profile != profile_; });
+  return pages;
+}
+
 void Courier::HandOver() {
-  for (const QueuedPage& queued : own_.List({.states = {PageState::kOffering}})) Submit(queued);
+  for (const QueuedPage& queued : Own(PageState::kOffering)) Submit(queued);
   if (own_.NextDue(profile_) > now_()) return;
   std::int64_t after = 0;
   for (std::size_t found = kBatch; found == kBatch;) {
@@ -185,7 +193,7 @@ void Courier::Submit(const QueuedPage& queued) {
 
 /// What an operator has cancelled here while it was there.
 void Courier::Withdraw() {
-  for (const QueuedPage& queued : own_.List({.states = {PageState::kWithdrawing}})) {
+  for (const QueuedPage& queued : Own(PageState::kWithdrawing)) {
     const std::string& id = queued.page.id;
     if (hub_.Withdraw(HubId(machine_, id), queued.epoch)) {
       own_.Operate(id, kWithdrawPage);
@@ -235,7 +243,7 @@ void Courier::Remind() {
   for (const HubRow& row : record_.Open()) {
     if (row.step == HubStep::kDialling) Replay(row);  // the call is on
   }
-  for (const QueuedPage& queued : own_.List({.states = {PageState::kAtHub}})) Submit(queued);
+  for (const QueuedPage& queued : Own(PageState::kAtHub)) Submit(queued);
   if (!CancelWhatIsOverHere()) return;
   hub_.HasTold(machine_);
   host_.Tell("The hub is held; it was told what is known here.");

@@ -77,6 +77,9 @@ class Courier {
   void GiveBack(const HubRow& row);
   bool HasHeard(const HubRow& row);
   void TellResult(const HubRow& row);
+  /// The pages of this profile in that state. Those of another one are at the hub by the name of
+  /// its worker.
+  std::vector<QueuedPage> Own(PageState state);
   void HandOver();
   bool IsForHub(const QueuedPage& queued) const;
   void Offer(const std::string& id);

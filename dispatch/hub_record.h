@@ -60,9 +60,10 @@ class HubRecord {
   /// Deletes the kept rows that were closed before that moment.
   virtual void Prune(Moment before) = 0;
 
-  /// How often the hub has heard of this machine, as it last said; 0 at first.
-  virtual std::int64_t Beats() = 0;
-  virtual void NoteBeats(std::int64_t beats) = 0;
+  /// How often the hub has heard of this machine by that name, as it last said; 0 at first. The
+  /// workers of several profiles may have a name each.
+  virtual std::int64_t Beats(const std::string& machine) = 0;
+  virtual void NoteBeats(const std::string& machine, std::int64_t beats) = 0;
 };
 
 }  // namespace mvsms::dispatch

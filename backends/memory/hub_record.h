@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <string>
 #include <utility>
 #include <vector>
@@ -35,8 +36,10 @@ class MemoryHubRecord : public dispatch::HubRecord {
   void Prune(dispatch::Moment before) override {
     std::erase_if(kept_, [&](const auto& kept) { return kept.second < before; });
   }
-  std::int64_t Beats() override { return beats_; }
-  void NoteBeats(std::int64_t beats) override { beats_ = beats; }
+  std::int64_t Beats(const std::string& machine) override { return beats_[machine]; }
+  void NoteBeats(const std::string& machine, std::int64_t beats) override {
+    beats_[machine] = beats;
+  }
 
  private:
   std::vector<dispatch::HubRow>::iterator Look(const std::string& id, std::int64_t epoch) {
@@ -46,7 +49,7 @@ class MemoryHubRecord : public dispatch::HubRecord {
   std::function<dispatch::Moment()> now_;
   std::vector<dispatch::HubRow> open_;
   std::vector<std::pair<dispatch::HubRow, dispatch::Moment>> kept_;
-  std::int64_t beats_ = 0;
+  std::map<std::string, std::int64_t> beats_;
 };
 
 }  // namespace mvsms::memory

@@ -81,8 +81,8 @@ class Site : public CourierHost {
   }
   PageState StateOf(const std::string& id) { return own.Find(id).value().state; }
   std::string Holder() const { return std::to_string(life_) + "/Modem"; }
-  /// Lets the courier die when the hub is asked this.
   void Work() { courier->Work(); }
+  void SpeakForAWhile() { record.NoteBeats(name_, record.Beats(name_) + 10); }
 
  private:
   std::string name_;
@@ -599,6 +599,58 @@ TEST_F(TwoSites, TheHubForgetsPagesThatAreOverAndSeen) {
   EXPECT_FALSE(hub_.Find("a/A"));
 }
 
+// The workers of two profiles on one machine have one queue and one record.
+
+class TwoProfiles : public TwoSites {
+ protected:
+  Courier Other(const std::string& name) {
+    return Courier(a_.own, hub_, a_.record, hints_, a_, name, "Night", "1.0",
+                   [this] { return now_; });
+  }
+  HubHints hints_;
+};
+
+TEST_F(TwoProfiles, SpeakAtTheSameTimeWithoutHoldingTheHub) {
+  Courier other = Other("a");
+  Round();
+  hub_.peril = [&](const std::string& name, bool done) {
+    if (name != "beat" || !done) return;
+    hub_.peril = nullptr;
+    other.Work();  // while the answer is on the way
+  };
+  Round();
+  Round();
+  EXPECT_EQ(hub_.HeldBecause(), "");
+}
+
+TEST_F(TwoProfiles, MayHaveANameEach) {
+  Courier other = Other("a at night");
+  Round();
+  Round();
+  other.Work();
+  Round();
+  other.Work();
+  EXPECT_EQ(hub_.HeldBecause(), "");
+}
+
+TEST_F(TwoProfiles, LookAfterTheirOwnPages) {
+  Courier other = Other("a at night");
+  a_.Put("A");
+  Lose("submit", false);
+  a_.Work();
+  other.Work();
+  EXPECT_FALSE(hub_.Find("a at night/A")) << "offered, by the other name";
+  Round();
+  ASSERT_TRUE(a_.own.Operate("A", kCancelPage));
+  other.Work();
+  EXPECT_EQ(a_.StateOf("A"), PageState::kWithdrawing) << "the hub was asked by the other name";
+  ASSERT_TRUE(a_.own.Operate("A", kRetryPage));
+  Round();
+  hub_.Hold("a backup was put back");
+  other.Work();
+  EXPECT_FALSE(hub_.Find("a at night/A"));
+}
+
 // A backup of the hub is put back: what it has forgotten is told again before it gives anything
 // out.
 
@@ -613,7 +665,7 @@ class RestoredHub : public TwoSites {
   }
   /// The machines have spoken for a while since it was made.
   void PutBack(const std::function<void()>& restore) {
-    for (Site* site : {&a_, &b_}) site->record.NoteBeats(site->record.Beats() + 10);
+    for (Site* site : {&a_, &b_}) site->SpeakForAWhile();
     restore();
   }
   /// As an operator does it, when every machine has told what it knew.
@@ -911,8 +963,8 @@ TEST_F(TwoSites, NoPageIsLostOrSentTwiceWithoutAWord) {
       if (perilous && one_in(150)) {
         restore();
         for (auto& site : sites) {
-          site->hints->Set({});                               // their connections are gone
-          site->record.NoteBeats(site->record.Beats() + 10);  // that was a while ago
+          site->hints->Set({});  // their connections are gone
+          site->SpeakForAWhile();
         }
       }
       // An operator, who is allowed to see everything.

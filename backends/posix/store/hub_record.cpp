@@ -31,7 +31,7 @@ constexpr const char* kFirstFormat[] = {
         closed INTEGER NOT NULL DEFAULT 0,
         UNIQUE(id, epoch)))",
     "CREATE INDEX pages_open ON pages(number) WHERE closed = 0",
-    "CREATE TABLE hub(beats INTEGER NOT NULL)", "INSERT INTO hub VALUES(0)",
+    "CREATE TABLE hub(machine TEXT PRIMARY KEY, beats INTEGER NOT NULL)",
     "PRAGMA user_version = 1"};
 constexpr std::span<const char* const> kFormats[] = {kFirstFormat};
 
@@ -52,8 +52,9 @@ constexpr char kDrop[] =
     "DELETE FROM pages WHERE id = ?1 AND epoch = ?2"
     " AND step NOT IN ('dialling', 'again', 'finished')";
 constexpr char kPrune[] = "DELETE FROM pages WHERE closed > 0 AND closed < ?1";
-constexpr char kBeats[] = "SELECT beats FROM hub";
-constexpr char kNoteBeats[] = "UPDATE hub SET beats = ?1";
+constexpr char kBeats[] = "SELECT beats FROM hub WHERE machine = ?1";
+constexpr char kNoteBeats[] =
+    "INSERT INTO hub VALUES(?1, ?2) ON CONFLICT(machine) DO UPDATE SET beats = ?2";
 
 template <typename Value, std::size_t kCount>
 Value Named(const std::array<std::string_view, kCount>& names, const std::string& name) {
@@ -137,14 +138,19 @@ void HubFile::Prune(dispatch::Moment before) {
               [&] { Opened().Execute(kPrune, {before.time_since_epoch().count()}); });
 }
 
-std::int64_t HubFile::Beats() {
-  return WithTrouble("HubFile", "record of the hub's pages", file_,
-                     [&] { return Opened().Value(kBeats); });
+std::int64_t HubFile::Beats(const std::string& machine) {
+  return WithTrouble("HubFile", "record of the hub's pages", file_, [&] {
+    const std::string utf8 = Utf8FromAnsi(machine);
+    Rows rows = Opened().Query(kBeats, {Text{utf8}});
+    return rows.Next() ? rows.Int(0) : 0;
+  });
 }
 
-void HubFile::NoteBeats(std::int64_t beats) {
-  WithTrouble("HubFile", "record of the hub's pages", file_,
-              [&] { Opened().Execute(kNoteBeats, {beats}); });
+void HubFile::NoteBeats(const std::string& machine, std::int64_t beats) {
+  WithTrouble("HubFile", "record of the hub's pages", file_, [&] {
+    const std::string utf8 = Utf8FromAnsi(machine);
+    Opened().Execute(kNoteBeats, {Text{utf8}, beats});
+  });
 }
 
 }  // namespace mvsms::posix

@@ -113,11 +113,12 @@ TEST_P(Record, ClosingWhatIsNotThereChangesNothing) {
 }
 
 TEST_P(Record, RemembersHowOftenTheHubHasHeardOfThisMachine) {
-  EXPECT_EQ(Another().Beats(), 0);
-  Another().NoteBeats(7);
-  EXPECT_EQ(Another().Beats(), 7);
-  Another().NoteBeats(3);
-  EXPECT_EQ(Another().Beats(), 3);
+  EXPECT_EQ(Another().Beats("a"), 0);
+  Another().NoteBeats("a", 7);
+  EXPECT_EQ(Another().Beats("a"), 7);
+  Another().NoteBeats("a", 3);
+  EXPECT_EQ(Another().Beats("a"), 3);
+  EXPECT_EQ(Another().Beats("b"), 0) << "by its other name";
 }
 
 INSTANTIATE_TEST_SUITE_P(EveryRecord, Record, testing::Values("File", "Memory"),
