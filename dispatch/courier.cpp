@@ -47,11 +47,22 @@ Courier::Courier(HomeQueue& own, Hub& hub, HubRecord& record, HubHints& hints, C
 void Courier::Work() try {
   Round();
   if (std::exchange(sight_.away_since, std::nullopt)) host_.Tell("The hub answers again.");
+  TellOfLines();
 } catch (const RaisedError& error) {
   hints_.Set({});
+  hints_.TakeTrouble();
   if (sight_.away_since) return;
   sight_.away_since = now_();
   host_.Tell(error.description() + " Own pages go on.");
+}
+
+/// That lines get no pages of a hub that answers the courier.
+void Courier::TellOfLines() {
+  const std::string trouble = hints_.TakeTrouble();
+  if (!trouble.empty() && trouble != lines_trouble_) {
+    host_.Tell("The lines get no pages of others. " + trouble);
+  }
+  lines_trouble_ = trouble;
 }
 
 void Courier::Round() {
@@ -187,7 +198,14 @@ void Courier::Submit(const QueuedPage& queued) {
   page.joins = 0min;
   page.not_before = translated(page.not_before);
   page.expires = translated(page.expires);
-  hub_.Submit(there);
+  try {
+    hub_.Submit(there);
+  } catch (const HubRefusal& refusal) {
+    // It stays as it is, and the others go on.
+    const bool told = !refused_.insert(queued.page.id).second;
+    if (!told) host_.Tell("The page " + queued.page.id + " stays here. " + refusal.description());
+    return;
+  }
   own_.Operate(queued.page.id, kHandPageOver);
 }
 

@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -71,6 +72,7 @@ class Courier {
 
  private:
   void Round();
+  void TellOfLines();
   Machine Self();
   void TellHub();
   void TellOf(const HubRow& row);
@@ -111,6 +113,8 @@ class Courier {
   Moment next_sight_{};
   Moment next_prune_{};
   HubSight sight_;
+  std::set<std::string> refused_;  // pages that the hub did not take, by their ids here
+  std::string lines_trouble_;      // as it was last told
 };
 
 }  // namespace mvsms::dispatch

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "base/raised_error.h"
 #include "dispatch/queue.h"
 
 namespace mvsms::dispatch {
@@ -64,6 +65,12 @@ struct WaitedService {
   std::int32_t priority = kUsualPriority;
 };
 
+/// The hub has answered that it cannot take such a page, nor will.
+class HubRefusal : public RaisedError {
+ public:
+  using RaisedError::RaisedError;
+};
+
 class Hub : public Queue {
  public:
   /// By the hub's clock. A machine translates the times of its pages by it.
@@ -73,7 +80,7 @@ class Hub : public Queue {
   /// it and the pages that have joined it. Its epoch is that of the offer, by which a known page
   /// that was seen to be over, or was withdrawn, is to be sent anew. False when this offer, or one
   /// after it, is known, and when a holder has the page, or its origin has not seen its result:
-  /// that counts, then.
+  /// that counts, then. Throws HubRefusal for one that it cannot keep.
   virtual bool Submit(const QueuedPage& page) = 0;
   /// Nobody sends the page by this offer, now or later: one that waits is cancelled, and an id that
   /// is not known is from now on, so that a Submit still on its way changes nothing. False when a

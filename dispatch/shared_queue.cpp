@@ -34,6 +34,16 @@ std::optional<std::int32_t> HubHints::MostUrgent(std::span<const std::string> se
   return most;
 }
 
+void HubHints::Trouble(const std::string& sentence) {
+  const std::lock_guard guard(mutex_);
+  trouble_ = sentence;
+}
+
+std::string HubHints::TakeTrouble() {
+  const std::lock_guard guard(mutex_);
+  return std::exchange(trouble_, "");
+}
+
 void HubHints::IsAtWork(const std::string& id) {
   const std::lock_guard guard(mutex_);
   at_work_.insert(id);
@@ -67,8 +77,9 @@ std::optional<QueuedPage> SharedQueue::Claim(const std::string& holder, const st
 template <class Question>
 auto SharedQueue::Asked(Question question) try {
   return question();
-} catch (const RaisedError&) {
+} catch (const RaisedError& error) {
   hints_.Set({});
+  hints_.Trouble(error.description());
   throw;
 }
 

@@ -26,6 +26,10 @@ class HubHints {
   bool Any();
   /// How urgent the most urgent page for one of the services is; nothing when none waits.
   std::optional<std::int32_t> MostUrgent(std::span<const std::string> services);
+  /// A line got no answer that it could use.
+  void Trouble(const std::string& sentence);
+  /// The latest of these since this was last asked; empty without one.
+  std::string TakeTrouble();
   /// The line with this page of the hub is at work.
   void IsAtWork(const std::string& id);
   /// Whether one has said so since this was last asked.
@@ -35,6 +39,7 @@ class HubHints {
   std::mutex mutex_;
   std::set<std::string> at_work_;
   std::map<std::string, std::int32_t> waited_;
+  std::string trouble_;
 };
 
 /// Own pages come before those of the hub that are as urgent. A page of the hub is dialled only
@@ -64,7 +69,7 @@ class SharedQueue : public PageSource {
   std::optional<QueuedPage> ClaimAtHub(const std::string& holder, const std::string& profile,
                                        std::span<const std::string> services);
   /// As the hub says. When it does not answer, nothing there is waited for until the courier has
-  /// looked again: it may come back as another one.
+  /// looked again, and has said what is the matter: it may come back as another one.
   template <class Question>
   auto Asked(Question question);
   void Note(HubStep step, const std::string& id, std::int64_t epoch, HubRow row = {});

@@ -252,6 +252,34 @@ TEST_F(TwoSites, WithTheHubAwayOwnPagesGoOnAndItIsToldOnce) {
   EXPECT_THAT(b_.told, SizeIs(2));
 }
 
+TEST_F(TwoSites, APageThatTheHubRefusesHoldsUpNoOther) {
+  a_.Put("A");
+  a_.Put("B");
+  bool refuses = true;
+  hub_.peril = [&](const std::string& name, bool) {
+    if (name == "submit" && std::exchange(refuses, false)) throw HubRefusal(5, "Hub", "Too long.");
+  };
+  a_.Work();
+  EXPECT_EQ(a_.StateOf("A"), PageState::kOffering);
+  EXPECT_EQ(a_.StateOf("B"), PageState::kAtHub);
+  refuses = true;
+  a_.Work();
+  EXPECT_THAT(a_.told, ElementsAre("The page A stays here. Too long."));
+}
+
+TEST_F(TwoSites, WhatKeepsLinesFromPagesOfOthersIsToldOnce) {
+  a_.Put("A");
+  Round();
+  Lose("claim", false, true);
+  for (int i = 0; i < 3; ++i) {
+    Round();
+    EXPECT_EQ(b_.Claim(), std::nullopt);
+  }
+  Round();
+  EXPECT_THAT(b_.told,
+              ElementsAre("The lines get no pages of others. The hub cannot be used: gone."));
+}
+
 // The submitter's side: S1 the page is offered, S2 it is submitted, S3 it is at the hub.
 
 TEST_F(TwoSites, ASubmitterThatDiesBeforeOrAfterTheHubHasThePageOffersItAgain) {

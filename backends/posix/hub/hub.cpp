@@ -19,6 +19,7 @@
 namespace mvsms::posix {
 namespace {
 
+using dispatch::HubRefusal;
 using dispatch::HubTry;
 using dispatch::Machine;
 using dispatch::Moment;
@@ -30,6 +31,8 @@ using dispatch::QueuedPage;
 
 /// What a host knows as "Path/File access error".
 constexpr std::int32_t kAccessError = 75;
+/// What a host knows as "Invalid procedure call or argument".
+constexpr std::int32_t kInvalidCall = 5;
 
 constexpr std::int64_t kPruned = 5000;  // pages in one call
 
@@ -47,6 +50,12 @@ constexpr char kColumns[] =
 [[noreturn]] void Fail(const std::string& utf8) {
   throw RaisedError(kAccessError, "ServerHub",
                     AnsiFromUtf8("The hub cannot be used: " + utf8 + "."));
+}
+
+/// Of the server's classes of errors those that are the fault of what it was given: characters or
+/// numbers that it does not have, and what is longer than it can be.
+bool IsAboutWords(const std::string& code) {
+  return code.starts_with("22") || code.starts_with("23") || code.starts_with("54");
 }
 
 template <std::integral Number>
@@ -195,8 +204,12 @@ QueuedPage PageIn(const std::vector<std::string>& row) {
 
 ServerHub::Table ServerHub::Ask(const std::string& sql, const std::vector<std::string>& values) {
   HubAnswer answer = wire_.Ask(sql, values);
-  if (!answer.done) Fail(answer.trouble);
-  return std::move(answer.rows);
+  if (answer.done) return std::move(answer.rows);
+  if (IsAboutWords(answer.code)) {
+    throw HubRefusal(kInvalidCall, "ServerHub",
+                     AnsiFromUtf8("The hub does not take it: " + answer.trouble + "."));
+  }
+  Fail(answer.trouble);
 }
 
 ServerHub::Table ServerHub::Call(const std::string& function,

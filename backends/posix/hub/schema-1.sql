@@ -60,7 +60,9 @@ CREATE TABLE mvsms.pages(
 CREATE INDEX pages_by_turn ON mvsms.pages(profile, service, priority, position) WHERE state = 'ready';
 CREATE INDEX pages_by_due ON mvsms.pages(profile, not_before) WHERE state = 'ready';
 CREATE INDEX pages_by_end ON mvsms.pages(expires) WHERE state = 'ready';
-CREATE INDEX pages_waited_for ON mvsms.pages(profile, number, priority, position)
+-- By the beginning of the number: an index takes no text of some thousand characters, and one such
+-- page would keep all claims from being made.
+CREATE INDEX pages_waited_for ON mvsms.pages(profile, left(number, 64), priority, position)
   WHERE state IN ('claimed', 'dialling') OR (state = 'ready' AND attempts > 0);
 CREATE INDEX pages_by_lease ON mvsms.pages(lease_until) WHERE state IN ('claimed', 'dialling');
 CREATE INDEX pages_by_state ON mvsms.pages(state, withdrawn, arrived);
@@ -175,7 +177,8 @@ BEGIN
           WHERE page.state = 'ready' AND page.profile = of_profile AND page.service = one.service
             AND page.not_before <= moment AND page.expires > moment
             AND (SELECT true FROM pages AS other
-              WHERE other.profile = page.profile AND other.number = page.number
+              WHERE other.profile = page.profile AND left(other.number, 64) = left(page.number, 64)
+                AND other.number = page.number
                 AND other.priority = page.priority AND other.position < page.position
                 AND (other.state IN ('claimed', 'dialling')
                      OR (other.state = 'ready' AND other.attempts > 0)) LIMIT 1) IS NULL

@@ -30,14 +30,18 @@ class OnServer : public testing::Test {
     wire_->Ask("CREATE ROLE site LOGIN IN ROLE mvsms_worker", {});
   }
 
-  void Submit(const std::string& id, const std::string& text = "Pump 3") {
+  static QueuedPage PageOf(const std::string& id) {
     QueuedPage queued;
     queued.page.id = dispatch::HubId("a", id);
     queued.page.profile = "Standard";
     queued.page.number = "0171" + id;
-    queued.page.text = text;
     queued.page.service = "City";
     queued.page.origin = "a";
+    return queued;
+  }
+  void Submit(const std::string& id, const std::string& text = "Pump 3") {
+    QueuedPage queued = PageOf(id);
+    queued.page.text = text;
     ASSERT_TRUE(hub_->Submit(queued));
   }
 
@@ -167,6 +171,23 @@ TEST_F(OnServer, TextsArriveAsTheyAre) {
   Submit("2", std::string("a\0b", 3));
   EXPECT_EQ(hub_->Find("a/1")->page.text, odd);
   EXPECT_EQ(hub_->Find("a/2")->page.text, "a?b") << "the server takes no such character";
+}
+
+TEST_F(OnServer, ANumberOfAnyLengthHoldsUpNobody) {
+  QueuedPage queued = PageOf("1");
+  std::string& number = queued.page.number;
+  for (unsigned i = 1; number.size() < 20'000; ++i) number += std::to_string(i * 2'654'435'761U);
+  ASSERT_TRUE(hub_->Submit(queued));
+  const QueuedPage page = hub_->Claim("b", "Standard", city_).value();
+  EXPECT_TRUE(hub_->Begin(page.page.id, page.epoch));
+  EXPECT_TRUE(hub_->TryAgain(page.page.id, page.epoch, {}, hub_->Now()));
+}
+
+TEST_F(OnServer, APageThatTheServerCannotKeepIsRefused) {
+  QueuedPage page = PageOf("1");
+  page.page.service = std::string(10'000, 'x');
+  EXPECT_THROW(hub_->Submit(page), dispatch::HubRefusal);
+  EXPECT_FALSE(hub_->Find("a/1"));
 }
 
 TEST_F(OnServer, AServerThatIsNotThereIsToldWithoutAPassword) {
