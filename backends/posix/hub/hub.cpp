@@ -135,6 +135,12 @@ std::string PausesOf(const dispatch::RetryRules& rules) {
   return pauses;
 }
 
+/// Of an answer that always has one.
+const std::vector<std::string>& First(const std::vector<std::vector<std::string>>& rows) {
+  if (rows.empty()) Fail("its answer has no row");
+  return rows.front();
+}
+
 /// A page as the function submit has it.
 std::string Row(const QueuedPage& queued) {
   const Page& page = queued.page;
@@ -223,7 +229,7 @@ ServerHub::Table ServerHub::Call(const std::string& function,
 }
 
 bool ServerHub::Changed(const std::string& function, const std::vector<std::string>& values) {
-  return TruthIn(Call(function, values).at(0).at(0));
+  return TruthIn(First(Call(function, values)).at(0));
 }
 
 std::vector<QueuedPage> ServerHub::Pages(const std::string& function,
@@ -252,8 +258,8 @@ void ServerHub::MakeVersions(std::int32_t from) {
 
 std::optional<std::int32_t> ServerHub::Version() {
   const Table there = Ask("SELECT to_regprocedure('mvsms.version()') IS NOT NULL");
-  if (!TruthIn(there.at(0).at(0))) return std::nullopt;
-  return SmallIn(Call("version", {}).at(0).at(0));
+  if (!TruthIn(First(there).at(0))) return std::nullopt;
+  return SmallIn(First(Call("version", {})).at(0));
 }
 
 void ServerHub::CheckVersion() {
@@ -277,7 +283,7 @@ std::size_t ServerHub::Put(std::span<const Page> pages) {
     queued.page = page;
     rows.push_back(Row(queued));
   }
-  return static_cast<std::size_t>(NumberIn(Call("submit", {ArrayOf(rows, false)}).at(0).at(0)));
+  return static_cast<std::size_t>(NumberIn(First(Call("submit", {ArrayOf(rows, false)})).at(0)));
 }
 
 std::optional<QueuedPage> ServerHub::Claim(const std::string& holder, const std::string& profile,
@@ -319,7 +325,7 @@ bool ServerHub::TryAgain(const std::string& id, std::int64_t epoch, const PageRe
 }
 
 std::int64_t ServerHub::Divert(const std::string& profile, std::span<const std::string> services) {
-  return NumberIn(Call("divert", {Word(profile), ArrayOf(Words(services))}).at(0).at(0));
+  return NumberIn(First(Call("divert", {Word(profile), ArrayOf(Words(services))})).at(0));
 }
 
 void ServerHub::Sweep(const std::function<bool(const std::string& holder)>& gone) {
@@ -373,16 +379,16 @@ Moment ServerHub::NextDue(const std::string& profile) {
 std::int64_t ServerHub::Prune(Moment before) {
   std::int64_t pruned = 0;
   for (std::int64_t some = kPruned; some == kPruned; pruned += some) {
-    const Table rows = Call("prune", {NamesOf(dispatch::kOver), Word(before), Word(kPruned)});
-    some = NumberIn(rows.at(0).at(0));
+    some = NumberIn(
+        First(Call("prune", {NamesOf(dispatch::kOver), Word(before), Word(kPruned)})).at(0));
   }
   return pruned;
 }
 
-Moment ServerHub::Now() { return MomentIn(Call("clock", {}).at(0).at(0)); }
+Moment ServerHub::Now() { return MomentIn(First(Call("clock", {})).at(0)); }
 
 bool ServerHub::Submit(const QueuedPage& page) {
-  return NumberIn(Call("submit", {ArrayOf({Row(page)}, false)}).at(0).at(0)) == 1;
+  return NumberIn(First(Call("submit", {ArrayOf({Row(page)}, false)})).at(0)) == 1;
 }
 
 bool ServerHub::Withdraw(const std::string& id, std::int64_t offer) {
@@ -427,12 +433,11 @@ std::vector<dispatch::WaitedService> ServerHub::Waited(const std::string& profil
 }
 
 dispatch::HubNews ServerHub::Beat(const Machine& machine) {
-  const Table rows =
-      Call("beat",
-           {Word(machine.name), Word(machine.version), ArrayOf(Words(machine.services)),
-            Word(machine.modems), Word(machine.free), Word(machine.at_hub)},
-           "moment, held, told, beats");
-  const auto& row = rows.at(0);
+  const auto row =
+      First(Call("beat",
+                 {Word(machine.name), Word(machine.version), ArrayOf(Words(machine.services)),
+                  Word(machine.modems), Word(machine.free), Word(machine.at_hub)},
+                 "moment, held, told, beats"));
   return {.now = MomentIn(row.at(0)),
           .held = TruthIn(row.at(1)),
           .told = TruthIn(row.at(2)),
@@ -457,10 +462,9 @@ std::vector<Machine> ServerHub::Machines() {
 }
 
 dispatch::HubRests ServerHub::Rests(const std::string& origin) {
-  const Table rows =
+  const auto row = First(
       Call("rests", {Word(origin), Word(std::chrono::milliseconds(dispatch::kLivesFor).count())},
-           "unfetched, unfetched_since, unknown, array_to_string(unserved, E'\\n')");
-  const auto& row = rows.at(0);
+           "unfetched, unfetched_since, unknown, array_to_string(unserved, E'\\n')"));
   return {.unfetched = NumberIn(row.at(0)),
           .unfetched_since = MomentIn(row.at(1)),
           .unknown = NumberIn(row.at(2)),
@@ -481,6 +485,6 @@ void ServerHub::Hold(const std::string& why) { Call("hold", {Word(why)}); }
 
 void ServerHub::Release() { Call("release", {}); }
 
-std::string ServerHub::HeldBecause() { return AnsiFromUtf8(Call("held", {}).at(0).at(0)); }
+std::string ServerHub::HeldBecause() { return AnsiFromUtf8(First(Call("held", {})).at(0)); }
 
 }  // namespace mvsms::posix

@@ -203,5 +203,35 @@ TEST_F(OnServer, WordsThatCannotBeReadAreToldBeforeAnybodyIsCalled) {
               HasSubstr("The setting Hub cannot be read: "));
 }
 
+/// Answers whatever it is asked, with nothing.
+class EmptyWire : public HubWire {
+ public:
+  HubAnswer Ask(const std::string&, const std::vector<std::string>&) override {
+    HubAnswer answer;
+    answer.done = true;
+    return answer;
+  }
+  std::optional<std::vector<HubNotice>> Hear(std::chrono::milliseconds) override { return {}; }
+};
+
+TEST(ServerHub, AnAnswerWithoutARowIsATroubleOfTheHubLikeAnyOther) {
+  EmptyWire wire;
+  ServerHub hub(wire);
+  const QueuedPage page;
+  const std::function<void()> calls[] = {
+      [&] { hub.Beat({.name = "a"}); },
+      [&] { hub.Begin("a/1", 1); },
+      [&] { hub.Submit(page); },
+      [&] { hub.Rests(""); },
+      [&] { hub.HeldBecause(); },
+      [&] { hub.Prune({}); },
+      [&] { hub.Now(); },
+      [&] { hub.Version(); },
+      [&] { hub.Divert("", {}); },
+      [&] { hub.Put({&page.page, 1}); },
+  };
+  for (const auto& call : calls) EXPECT_THROW(call(), RaisedError);
+}
+
 }  // namespace
 }  // namespace mvsms::posix
