@@ -12,6 +12,20 @@
 
 namespace mvsms::cli {
 
+namespace {
+
+/// Every user sees the command lines of all programs.
+void CheckServerWords(const std::string& where) {
+  const bool holds = FoldCase(where).find(FoldCase("password")) != std::string::npos;
+  const bool is_address = where.find("://") != std::string::npos;
+  if (!holds && !is_address) return;
+  throw UsageError(
+      "--at is words such as host=a,b dbname=mvsms, and holds no password: it belongs into "
+      "~/.pgpass, or the file that PGPASSFILE names");
+}
+
+}  // namespace
+
 bool HasHub(Context& context) { return !SettingOrInitial(context, setting::kHub).empty(); }
 
 std::unique_ptr<posix::HubWire> HubWireOf(Context& context, const std::string& where) {
@@ -19,7 +33,11 @@ std::unique_ptr<posix::HubWire> HubWireOf(Context& context, const std::string& w
   if (where.empty() && set.empty()) {
     throw UsageError("no hub is set; see 'mvsms config set Hub \"host=... dbname=...\"'");
   }
-  return posix::MakeHubWire(where.empty() ? set : where,
+  if (!where.empty()) {
+    CheckServerWords(where);
+    return posix::MakeHubWire(where, "");
+  }
+  return posix::MakeHubWire(set,
                             Utf8FromAnsi(SettingOrInitial(context, setting::kHubPasswordFile)));
 }
 

@@ -175,8 +175,8 @@ void AddHubCommand(Command& app, Context& context) {
       AddGroup(app, "hub", "The queue that several machines share, on a PostgreSQL server");
   AddHubAction(*group, context, "init", "Make the hub's tables and functions in a database",
                "  mvsms hub init --at 'host=db1 dbname=mvsms user=owner sslmode=verify-full'\n"
-               "As the owner of the database, who may make roles. The password comes from\n"
-               "~/.pgpass, or the file that PGPASSFILE or the setting HubPasswordFile names.",
+               "As the owner of the database, who may make roles. His password comes from\n"
+               "~/.pgpass, or the file that PGPASSFILE names.",
                Init, std::make_shared<HubOptions>());
   AddHubAction(*group, context, "status", "Show pages, machines, and whether the hub is held",
                "  mvsms hub status --json\n"

@@ -1,5 +1,6 @@
 // mvsms hub and the settings of it: what is refused, and a hub from its beginning on.
 #include "backends/posix/hub/hub.h"
+#include "tests/backends/posix/tls_server.h"
 #include "tests/cli/command_test.h"
 #include "tests/support/hub_server.h"
 
@@ -21,6 +22,14 @@ TEST_F(HubCommand, APasswordIsNotTakenIntoTheSettingsNorRepeated) {
   EXPECT_EQ(refused.exit_code, kExitUsage);
   EXPECT_THAT(refused.err, AllOf(HasSubstr("holds no password"), HasSubstr("HubPasswordFile"),
                                  Not(HasSubstr("geheim"))));
+}
+
+TEST_F(HubCommand, APasswordIsNotTakenFromTheCommandLineEither) {
+  for (const char* words : {"host=a PassWord=geheim", "postgresql://site:geheim@a/mvsms"}) {
+    const Outcome refused = Run({"hub", "status", "--at", words});
+    EXPECT_EQ(refused.exit_code, kExitUsage);
+    EXPECT_THAT(refused.err, AllOf(HasSubstr("~/.pgpass"), Not(HasSubstr("geheim"))));
+  }
 }
 
 TEST_F(HubCommand, TheSettingIsWordsWithValues) {
@@ -118,6 +127,22 @@ TEST_F(HubCommandOnServer, AHeldHubWithoutMachinesIsReleased) {
   posix::ServerHub(*HubServer::Get()->Wire()).Hold("for a while");
   Do({"hub", "release"});
   EXPECT_EQ(Ask({"hub", "status"})["held"], "");
+}
+
+TEST_F(HubCommandOnServer, AnotherWayToItHasTheUsersOwnFileOfPasswords) {
+  const posix::Certificate own = posix::MakeCertificate({.name = "localhost"});
+  const auto server = HubServer::WithTls(own.certificate, own.key);
+  server->Wire()->Ask("CREATE ROLE site LOGIN PASSWORD 'geheim'", {});
+  const std::string where =
+      "host=127.0.0.1 port=" + server->port() + " dbname=postgres user=site sslmode=require";
+  Do({"config", "set", "Hub", where});
+  Do({"config", "set", "HubPasswordFile", Path("of the machine")});
+  setenv("PGPASSFILE", Path("of the user").c_str(), 1);
+  const std::string set = Run({"hub", "status"}).err,
+                    other = Run({"hub", "status", "--at", where}).err;
+  unsetenv("PGPASSFILE");
+  EXPECT_THAT(set, HasSubstr("of the machine is not there"));
+  EXPECT_THAT(other, HasSubstr("of the user is not there"));
 }
 
 TEST_F(HubCommandOnServer, AMachineMayNotRelease) {
