@@ -20,6 +20,8 @@ constexpr auto kKept = std::chrono::days(30);  // pages that are over, and seen
 constexpr auto kRecordKept = std::chrono::days(14);
 constexpr auto kLateResult = 60s;  // for a machine to say what became of a page that it has lost
 constexpr std::size_t kBatch = 200;
+/// What a host knows as "This key is already associated with an element of this collection".
+constexpr std::int32_t kNameIsTaken = 457;
 
 bool Among(const std::vector<std::string>& names, const std::string& name) {
   return std::find(names.begin(), names.end(), name) != names.end();
@@ -71,6 +73,11 @@ void Courier::Round() {
   const std::int64_t before = record_.Beats(machine_);
   HubNews news = hub_.Beat(Self());
   hub_now_ = news.now;
+  if (news.twin) {
+    throw RaisedError(kNameIsTaken, "Courier",
+                      "Another machine has the name " + machine_ +
+                          " at the hub; each needs a HubName of its own.");
+  }
   if (news.beats <= before) {
     hub_.Hold(machine_ + " knows more than the hub, which is older than it was");
     news.held = true;
@@ -89,6 +96,7 @@ void Courier::Round() {
 
 Machine Courier::Self() {
   return {.name = machine_,
+          .home = record_.Home(),
           .version = version_,
           .services = state_.served,
           .modems = state_.modems,

@@ -20,6 +20,7 @@ namespace mvsms::dispatch {
 /// A machine as it last spoke of itself.
 struct Machine {
   std::string name{};
+  std::string home{};  // by which it is told from another one of that name
   std::string version{};
   std::vector<std::string> services{};  // that its modems carry
   std::int32_t modems = 0;
@@ -37,6 +38,8 @@ struct HubNews {
   /// How often the machine has spoken of itself. Where that is not more than it was, the hub is an
   /// older one, as from a backup.
   std::int64_t beats = 0;
+  /// Another machine of this name is alive. Nothing has changed then.
+  bool twin = false;
 };
 
 /// One try of a page, by whichever machine.
@@ -64,6 +67,9 @@ struct WaitedService {
   std::string service{};
   std::int32_t priority = kUsualPriority;
 };
+
+/// A machine that was not heard of for so long is held for dead.
+inline constexpr std::chrono::seconds kLivesFor{60};
 
 /// The hub has answered that it cannot take such a page, nor will.
 class HubRefusal : public RaisedError {
@@ -103,7 +109,8 @@ class Hub : public Queue {
   /// What pages of the profile that are due wait for.
   virtual std::vector<WaitedService> Waited(const std::string& profile) = 0;
 
-  /// The machine is alive, and so.
+  /// The machine is alive, and so. One that has another home than the one of its name takes its
+  /// place when that has not been heard of for kLivesFor, and is its twin before.
   virtual HubNews Beat(const Machine& machine) = 0;
   virtual std::vector<Machine> Machines() = 0;
   /// Of the pages of this origin; of all without one.
@@ -125,9 +132,6 @@ class Hub : public Queue {
   /// Why it is held; empty when it is not.
   virtual std::string HeldBecause() = 0;
 };
-
-/// A machine that was not heard of for so long is held for dead.
-inline constexpr std::chrono::seconds kLivesFor{60};
 
 /// The id of a machine's page at the hub, where pages of all machines lie.
 inline std::string HubId(const std::string& machine, const std::string& id) {

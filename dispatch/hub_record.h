@@ -60,6 +60,8 @@ class HubRecord {
   /// Deletes the kept rows that were closed before that moment.
   virtual void Prune(Moment before) = 0;
 
+  /// A word that no other machine's record has.
+  virtual std::string Home() = 0;
   /// How often the hub has heard of this machine by that name, as it last said; 0 at first. The
   /// workers of several profiles may have a name each.
   virtual std::int64_t Beats(const std::string& machine) = 0;

@@ -255,6 +255,9 @@ std::vector<dispatch::WaitedService> MemoryHub::Waited(const std::string& profil
 dispatch::HubNews MemoryHub::Beat(const Machine& machine) {
   return Ask("beat", [&](State& state) {
     Machine& known = state.machines[machine.name];
+    if (known.home != machine.home && known.seen > now_() - dispatch::kLivesFor) {
+      return dispatch::HubNews{.now = now_(), .twin = true};
+    }
     const bool told = known.told;
     known = machine;
     known.seen = now_();

@@ -36,6 +36,7 @@ class MemoryHubRecord : public dispatch::HubRecord {
   void Prune(dispatch::Moment before) override {
     std::erase_if(kept_, [&](const auto& kept) { return kept.second < before; });
   }
+  std::string Home() override { return home_; }
   std::int64_t Beats(const std::string& machine) override { return beats_[machine]; }
   void NoteBeats(const std::string& machine, std::int64_t beats) override {
     beats_[machine] = beats;
@@ -47,6 +48,8 @@ class MemoryHubRecord : public dispatch::HubRecord {
         open_, [&](const auto& row) { return row.id == id && row.epoch == epoch; });
   }
   std::function<dispatch::Moment()> now_;
+  static inline int homes_ = 0;
+  const std::string home_ = std::to_string(++homes_);
   std::vector<dispatch::HubRow> open_;
   std::vector<std::pair<dispatch::HubRow, dispatch::Moment>> kept_;
   std::map<std::string, std::int64_t> beats_;

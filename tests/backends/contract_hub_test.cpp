@@ -334,6 +334,19 @@ TEST_P(HubContract, KnowsItsMachines) {
   EXPECT_EQ(machines[0].seen, now_ - 10s);
 }
 
+TEST_P(HubContract, TellsAMachineThatAnotherOneHasItsName) {
+  EXPECT_FALSE(hub_.Beat({.name = "a", .home = "here", .modems = 1}).twin);
+  now_ += 59s;
+  const HubNews news = hub_.Beat({.name = "a", .home = "there", .modems = 2});
+  EXPECT_TRUE(news.twin);
+  EXPECT_EQ(hub_.Machines().front().modems, 1);
+  EXPECT_EQ(hub_.Machines().front().seen, now_ - 59s);
+  now_ += 1s;
+  EXPECT_FALSE(hub_.Beat({.name = "a", .home = "there", .modems = 2}).twin) << "instead of it";
+  EXPECT_EQ(hub_.Machines().front().modems, 2);
+  EXPECT_TRUE(hub_.Beat({.name = "a", .home = "here"}).twin);
+}
+
 TEST_P(HubContract, WhileItIsHeldItGivesNothingOutAndTakesWhatComes) {
   Submit("A");
   EXPECT_EQ(hub_.HeldBecause(), "");

@@ -280,6 +280,19 @@ TEST_F(TwoSites, WhatKeepsLinesFromPagesOfOthersIsToldOnce) {
               ElementsAre("The lines get no pages of others. The hub cannot be used: gone."));
 }
 
+TEST_F(TwoSites, AMachineOfAnothersNameTouchesNoneOfItsPages) {
+  const QueuedPage page = OnTheLine();
+  Site twin("b", hub_, [this] { return now_; });
+  twin.state = b_.state;
+  twin.Work();
+  EXPECT_THAT(twin.told, ElementsAre(HasSubstr("Another machine has the name b at the hub")));
+  EXPECT_TRUE(twin.courier->sight().away_since);
+  EXPECT_EQ(AtHub("A").state, PageState::kDialling) << "whose holder the twin thinks gone";
+  b_.line->Finish(page.page.id, page.epoch, kYes, PageState::kAccepted);
+  b_.Work();
+  EXPECT_EQ(AtHub("A").state, PageState::kAccepted);
+}
+
 // The submitter's side: S1 the page is offered, S2 it is submitted, S3 it is at the hub.
 
 TEST_F(TwoSites, ASubmitterThatDiesBeforeOrAfterTheHubHasThePageOffersItAgain) {

@@ -433,15 +433,17 @@ std::vector<dispatch::WaitedService> ServerHub::Waited(const std::string& profil
 }
 
 dispatch::HubNews ServerHub::Beat(const Machine& machine) {
-  const auto row =
-      First(Call("beat",
-                 {Word(machine.name), Word(machine.version), ArrayOf(Words(machine.services)),
-                  Word(machine.modems), Word(machine.free), Word(machine.at_hub)},
-                 "moment, held, told, beats"));
+  const auto row = First(
+      Call("beat",
+           {Word(machine.name), Word(machine.home), Word(machine.version),
+            ArrayOf(Words(machine.services)), Word(machine.modems), Word(machine.free),
+            Word(machine.at_hub), Word(std::chrono::milliseconds(dispatch::kLivesFor).count())},
+           "moment, held, told, beats, twin"));
   return {.now = MomentIn(row.at(0)),
           .held = TruthIn(row.at(1)),
           .told = TruthIn(row.at(2)),
-          .beats = NumberIn(row.at(3))};
+          .beats = NumberIn(row.at(3)),
+          .twin = TruthIn(row.at(4))};
 }
 
 std::vector<Machine> ServerHub::Machines() {

@@ -84,6 +84,7 @@ CREATE TABLE mvsms.tries(
 
 CREATE TABLE mvsms.machines(
   name text PRIMARY KEY,
+  home text NOT NULL,                    -- what tells it from another one of that name
   version text NOT NULL,
   services text[] NOT NULL,
   modems integer NOT NULL,
@@ -413,18 +414,20 @@ END $$;
 CREATE FUNCTION mvsms.tries(of text) RETURNS SETOF mvsms.tries LANGUAGE sql STABLE SECURITY DEFINER
   SET search_path = mvsms, pg_temp AS $$ SELECT * FROM tries WHERE id = of ORDER BY epoch $$;
 
-CREATE FUNCTION mvsms.beat(its_name text, its_version text, its_services text[], its_modems integer,
-                           its_free integer, its_at_hub integer)
-  RETURNS TABLE(moment bigint, held boolean, told boolean, beats bigint)
+CREATE FUNCTION mvsms.beat(its_name text, its_home text, its_version text, its_services text[],
+                           its_modems integer, its_free integer, its_at_hub integer, lives bigint)
+  RETURNS TABLE(moment bigint, held boolean, told boolean, beats bigint, twin boolean)
   LANGUAGE plpgsql SECURITY DEFINER SET search_path = mvsms, pg_temp AS $$
 BEGIN
   moment := clock();
   INSERT INTO machines AS known
-    VALUES(its_name, its_version, its_services, its_modems, its_free, its_at_hub, moment)
-    ON CONFLICT(name) DO UPDATE SET version = its_version, services = its_services,
-      modems = its_modems, free = its_free, at_hub = its_at_hub, seen = moment,
-      beats = known.beats + 1
+    VALUES(its_name, its_home, its_version, its_services, its_modems, its_free, its_at_hub, moment)
+    ON CONFLICT(name) DO UPDATE SET home = its_home, version = its_version,
+      services = its_services, modems = its_modems, free = its_free, at_hub = its_at_hub,
+      seen = moment, beats = known.beats + 1
+      WHERE known.home = its_home OR known.seen <= moment - lives
     RETURNING known.told, known.beats INTO told, beats;
+  twin := NOT FOUND;
   held := (SELECT hub.held <> '' FROM hub);
   RETURN NEXT;
 END $$;

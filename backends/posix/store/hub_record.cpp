@@ -32,6 +32,8 @@ constexpr const char* kFirstFormat[] = {
         UNIQUE(id, epoch)))",
     "CREATE INDEX pages_open ON pages(number) WHERE closed = 0",
     "CREATE TABLE hub(machine TEXT PRIMARY KEY, beats INTEGER NOT NULL)",
+    "CREATE TABLE home(word TEXT NOT NULL)",
+    "INSERT INTO home VALUES(lower(hex(randomblob(16))))",
     "PRAGMA user_version = 1"};
 constexpr std::span<const char* const> kFormats[] = {kFirstFormat};
 
@@ -136,6 +138,13 @@ void HubFile::Close(const std::string& id, std::int64_t epoch) {
 void HubFile::Prune(dispatch::Moment before) {
   WithTrouble("HubFile", "record of the hub's pages", file_,
               [&] { Opened().Execute(kPrune, {before.time_since_epoch().count()}); });
+}
+
+std::string HubFile::Home() {
+  return WithTrouble("HubFile", "record of the hub's pages", file_, [&] {
+    Rows rows = Opened().Query("SELECT word FROM home");
+    return rows.Next() ? rows.Bytes(0) : "";
+  });
 }
 
 std::int64_t HubFile::Beats(const std::string& machine) {

@@ -27,6 +27,7 @@ class HubFile : public dispatch::HubRecord {
   void Close(const std::string& id, std::int64_t epoch) override;
   std::vector<dispatch::HubRow> Kept() override;
   void Prune(dispatch::Moment before) override;
+  std::string Home() override;
   std::int64_t Beats(const std::string& machine) override;
   void NoteBeats(const std::string& machine, std::int64_t beats) override;
 

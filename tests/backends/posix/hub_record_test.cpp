@@ -121,6 +121,15 @@ TEST_P(Record, RemembersHowOftenTheHubHasHeardOfThisMachine) {
   EXPECT_EQ(Another().Beats("b"), 0) << "by its other name";
 }
 
+TEST_P(Record, HasAHomeOfItsOwn) {
+  const std::string home = Another().Home();
+  EXPECT_NE(home, "");
+  EXPECT_EQ(Another().Home(), home);
+  const TempFolder elsewhere;
+  EXPECT_NE(HubFile(elsewhere.path()).Home(), home);
+  EXPECT_NE(memory::MemoryHubRecord([this] { return now_; }).Home(), home);
+}
+
 INSTANTIATE_TEST_SUITE_P(EveryRecord, Record, testing::Values("File", "Memory"),
                          [](const auto& which) { return std::string(which.param); });
 
