@@ -119,8 +119,9 @@ void Courier::TellHub() {
 /// the page unknown.
 void Courier::TellOf(const HubRow& row) {
   const bool claimed = row.step == HubStep::kClaimed, dialling = row.step == HubStep::kDialling;
+  const bool was_at_work = hints_.WasAtWork(row.id);
   if ((claimed || dialling) && !host_.IsGone(row.holder)) {
-    if (dialling && hints_.WasAtWork(row.id)) hub_.Extend(row.id, row.epoch);
+    if (dialling && was_at_work) hub_.Extend(row.id, row.epoch);
     return;
   }
   if (claimed || row.step == HubStep::kReturned) GiveBack(row);
@@ -259,7 +260,11 @@ void Courier::RecordTry(const std::string& id, const Page& page, const HubTry& o
   row.reason = one.reason + (one.late ? "; told late, perhaps twice" : "");
   row.duration = std::max(ended - one.begun, 0ms);
   row.ago = std::max(hub_now_ - ended, 0ms);
-  host_.Record(row);
+  try {
+    host_.Record(row);
+  } catch (const RaisedError& error) {  // whose damage keeps no result from its page
+    host_.Tell(error.description());
+  }
 }
 
 /// Its backup may be older than anything that happened since: tries that lines here have made,

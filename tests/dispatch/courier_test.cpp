@@ -93,7 +93,10 @@ class Site : public CourierHost {
  public:
   MachineState Look() override { return state; }
   bool IsGone(const std::string& holder) override { return holder != Holder(); }
-  void Record(const JournalRow& row) override { journal[row.id] = row; }
+  void Record(const JournalRow& row) override {
+    if (journal_is_broken) throw RaisedError(75, "Journal", "The journal cannot be used: gone.");
+    journal[row.id] = row;
+  }
   std::optional<JournalRow> Recorded(const std::string& id, Moment) override {
     const auto row = journal.find(id);
     return row != journal.end() ? std::optional(row->second) : std::nullopt;
@@ -103,6 +106,7 @@ class Site : public CourierHost {
   memory::MemoryQueue own;
   memory::MemoryHubRecord record{now_};
   std::map<std::string, JournalRow> journal;
+  bool journal_is_broken = false;
   std::vector<std::string> told;
   MachineState state{.rules = {.retries = 3, .delay = 1min}};
   std::unique_ptr<HubHints> hints;
@@ -349,6 +353,17 @@ TEST_F(TwoSites, AResultIsTakenOnceHoweverOftenItsAnswersAreLost) {
   EXPECT_THAT(hub_.Results("a", 9), IsEmpty());
 }
 
+TEST_F(TwoSites, AResultComesHomeWithoutAJournalToo) {
+  const QueuedPage page = OnTheLine();
+  b_.line->Finish(page.page.id, page.epoch, kYes, PageState::kAccepted);
+  b_.Work();
+  a_.journal_is_broken = true;
+  Round();
+  EXPECT_EQ(a_.StateOf("A"), PageState::kAccepted);
+  EXPECT_THAT(a_.told, ElementsAre("The journal cannot be used: gone."));
+  EXPECT_FALSE(a_.courier->sight().away_since) << "it is not the hub that is broken";
+}
+
 // An operator at home: what he cancels and has tried again.
 
 TEST_F(TwoSites, APageThatIsCancelledAtHomeIsWithdrawn) {
@@ -577,6 +592,10 @@ TEST_F(TwoSites, ACallIsKeptAliveAsLongAsItsLineIsAtWork) {
   EXPECT_EQ(AtHub("A").epoch, page.epoch);
   for (int i = 0; i < 10; ++i) Round(10s);
   EXPECT_EQ(AtHub("A").state, PageState::kUnknown) << "the line hangs, its courier does not";
+  EXPECT_TRUE(b_.line->Extend(page.page.id, page.epoch));
+  b_.line->Finish(page.page.id, page.epoch, kYes, PageState::kAccepted);
+  Round();
+  EXPECT_FALSE(b_.hints->WasAtWork(page.page.id)) << "nothing is kept of what is over";
 }
 
 TEST_F(TwoSites, AResultAfterACutIsHeardWhenTheCutIsOver) {
