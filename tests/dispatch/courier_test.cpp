@@ -12,6 +12,7 @@
 #include <memory>
 #include <random>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -42,6 +43,18 @@ const PageResult kDoubt{.outcome = Outcome::kUnknown,
 struct Death {};
 
 [[noreturn]] void Away() { throw RaisedError(75, "Hub", "The hub cannot be used: gone."); }
+
+/// Whose disk fails, or whose program dies at it.
+class PerilousRecord : public memory::MemoryHubRecord {
+ public:
+  using MemoryHubRecord::MemoryHubRecord;
+  std::function<void(bool done)> peril = [](bool) {};
+  void Note(const HubRow& row) override {
+    peril(false);
+    MemoryHubRecord::Note(row);
+    peril(true);
+  }
+};
 
 /// A machine: its queue, record and journal outlive its programs.
 class Site : public CourierHost {
@@ -104,7 +117,7 @@ class Site : public CourierHost {
   void Tell(const std::string& sentence) override { told.push_back(sentence); }
 
   memory::MemoryQueue own;
-  memory::MemoryHubRecord record{now_};
+  PerilousRecord record{now_};
   std::map<std::string, JournalRow> journal;
   bool journal_is_broken = false;
   std::vector<std::string> told;
@@ -494,6 +507,25 @@ TEST_F(TwoSites, NobodyDialsWithoutAnAnswerToBegin) {
   }
 }
 
+TEST_F(TwoSites, NobodyDialsWithoutARecordOfIt) {
+  a_.Put("A");
+  Round();
+  Round();
+  b_.record.peril = [](bool) { throw RaisedError(61, "Record", "The disk is full."); };
+  EXPECT_EQ(b_.Claim(), std::nullopt);
+  b_.record.peril = [](bool) {};
+  now_ += kClaimLease;
+  Round();
+  const QueuedPage page = b_.Claim().value();
+  b_.record.peril = [](bool) { throw RaisedError(61, "Record", "The disk is full."); };
+  EXPECT_THROW(b_.line->Begin(page.page.id, page.epoch), RaisedError);
+  b_.record.peril = [](bool) {};
+  ASSERT_TRUE(b_.line->GiveBack(page.page.id, page.epoch)) << "as lines do then";
+  Round();
+  EXPECT_EQ(AtHub("A").state, PageState::kReady);
+  EXPECT_EQ(AtHub("A").attempts, 0);
+}
+
 TEST_F(TwoSites, AWorkerThatDiesBetweenBeginAndItsRecordHasNotDialled) {
   for (const bool swept : {false, true}) {
     const std::string id = swept ? "swept" : "not swept";
@@ -646,6 +678,69 @@ TEST_F(TwoSites, AResultAfterACutResolvesWhatWasParked) {
   Round();
   Round();
   EXPECT_EQ(a_.StateOf("A"), PageState::kAccepted);
+}
+
+/// Each step of a page's way, at the hub and in the record of its sender: a program dies before it
+/// or after it, or its call or answer is lost.
+TEST_F(TwoSites, AtEveryStepOfItsWayAPageIsNeitherLostNorSentTwiceWithoutAWord) {
+  enum class Step { kCall, kNote };
+  const std::tuple<Step, bool, bool> perils[] = {
+      {Step::kCall, true, false}, {Step::kCall, true, true},  {Step::kCall, false, false},
+      {Step::kCall, false, true}, {Step::kNote, true, false}, {Step::kNote, true, true}};
+  for (const auto& [kind, dies, done] : perils) {
+    bool met = true;
+    for (int at = 1; met; ++at) {
+      memory::MemoryHub hub([this] { return HubTime(); });
+      Site x("x", hub, [this] { return now_; }), y("y", hub, [this] { return now_; });
+      y.state = b_.state;
+      int steps = 0, sent = 0;
+      met = false;
+      const auto step = [&](bool is_done) {
+        if (is_done != done || ++steps != at) return;
+        met = true;
+        if (dies) throw Death();
+        Away();
+      };
+      hub.peril = [&](const std::string&, bool is_done) {
+        if (kind == Step::kCall) step(is_done);
+      };
+      y.record.peril = [&](bool is_done) {
+        if (kind == Step::kNote) step(is_done);
+      };
+      const auto live = [&](Site& site, const std::function<void()>& work) {
+        try {
+          site.Work();
+          work();
+        } catch (const Death&) {
+          site.Restart();
+        }
+      };
+      const auto send = [&] {
+        const auto page = y.Claim();
+        if (!page) return;
+        try {
+          if (!y.line->Begin(page->page.id, page->epoch)) return;
+        } catch (const RaisedError&) {
+          y.line->GiveBack(page->page.id, page->epoch);
+          return;
+        }
+        ++sent;
+        y.line->Finish(page->page.id, page->epoch, kYes, PageState::kAccepted);
+      };
+      x.Put("A");
+      for (int round = 0; round < 40 && x.StateOf("A") != PageState::kAccepted; ++round) {
+        now_ += 5s;
+        live(x, [] {});
+        live(y, send);
+      }
+      SCOPED_TRACE("step " + std::to_string(at));
+      const QueuedPage page = x.own.Find("A").value();
+      EXPECT_EQ(NameOf(page.state), NameOf(PageState::kAccepted));
+      EXPECT_TRUE(sent == 1 || (sent == 2 && page.perhaps_twice)) << sent;
+      EXPECT_TRUE(kind == Step::kNote || !page.perhaps_twice) << "nobody died while it was out";
+      EXPECT_GE(x.journal.size(), 1U);
+    }
+  }
 }
 
 TEST_F(TwoSites, TheHubForgetsPagesThatAreOverAndSeen) {
