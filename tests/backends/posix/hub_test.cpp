@@ -64,6 +64,43 @@ TEST_F(OnServer, AMachineMayCallFunctionsAndSeesNoTable) {
   }
 }
 
+TEST_F(OnServer, AMachineHasNoRightOnAnyTableOrSequence) {
+  const HubAnswer all = wire_->Ask(
+      "SELECT count(*) FROM pg_class WHERE relnamespace = 'mvsms'::regnamespace"
+      " AND relkind IN ('r', 'S')",
+      {});
+  EXPECT_GT(std::stoi(all.rows.at(0).at(0)), 4) << "the tables, and the sequence of the pages";
+  const HubAnswer open = wire_->Ask(
+      "SELECT relname FROM pg_class WHERE relnamespace = 'mvsms'::regnamespace AND CASE relkind"
+      " WHEN 'r' THEN has_table_privilege('site', oid,"
+      "   'SELECT, INSERT, UPDATE, DELETE, TRUNCATE, REFERENCES, TRIGGER')"
+      "   OR has_any_column_privilege('site', oid, 'SELECT, INSERT, UPDATE, REFERENCES')"
+      " WHEN 'S' THEN has_sequence_privilege('site', oid, 'USAGE, SELECT, UPDATE')"
+      " ELSE false END",
+      {});
+  ASSERT_TRUE(open.done) << open.trouble;
+  EXPECT_THAT(open.rows, IsEmpty());
+}
+
+TEST_F(OnServer, WhatAMachineMakesForItselfStandsInNobodysPlace) {
+  Submit("1");
+  const auto wire = HubServer::Get()->Wire("site");
+  for (const char* statement :
+       {"CREATE TEMP TABLE hub(version int, held text)", "CREATE TEMP TABLE pages(id text)",
+        "CREATE TEMP TABLE machines(name text)",
+        "CREATE FUNCTION pg_temp.clock() RETURNS bigint LANGUAGE sql AS 'SELECT 0::bigint'",
+        "SET search_path = pg_temp, mvsms, pg_catalog"}) {
+    const HubAnswer made = wire->Ask(statement, {});
+    ASSERT_TRUE(made.done) << made.trouble;
+  }
+  ServerHub site(*wire);
+  EXPECT_EQ(site.Version(), kHubVersion);
+  site.Beat({.name = "b"});
+  EXPECT_EQ(hub_->Machines().size(), 1U);
+  EXPECT_GT(hub_->Machines().front().seen, dispatch::Moment(std::chrono::hours(24)));
+  EXPECT_EQ(site.Claim("b", "Standard", city_)->page.id, "a/1");
+}
+
 TEST_F(OnServer, WhoHasNoRoleMayCallNothing) {
   wire_->Ask("CREATE ROLE stranger LOGIN", {});
   const auto wire = HubServer::Get()->Wire("stranger");
