@@ -149,28 +149,40 @@ class Watch {
 
   /// The hub, where one is set and can be spoken to at all. Without it this machine goes on alone.
   std::unique_ptr<HubShare> Share() try {
+    alone_since_.reset();
     if (!HasHub(context_)) return nullptr;
     return std::make_unique<HubShare>(HubWireOf(context_), HubWireOf(context_),
                                       HubNameOf(context_));
   } catch (const RaisedError& error) {
     context_.Warn(Utf8FromAnsi(error.description()) + " Own pages go on.");
+    alone_since_ = posix::SystemNow();
     return nullptr;
   }
 
-  bool HubAnswers() const { return courier_ != nullptr && !courier_->sight().away_since; }
+  /// Nothing where none is set.
+  std::optional<dispatch::HubSight> Sight() const {
+    if (courier_ != nullptr) return courier_->sight();
+    if (!alone_since_) return std::nullopt;
+    return dispatch::HubSight{.away_since = alone_since_};
+  }
+
+  bool HubAnswers() const {
+    const auto sight = Sight();
+    return sight && !sight->away_since;
+  }
 
   Json HubJson() const {
-    if (courier_ == nullptr) return nullptr;
-    const dispatch::HubSight sight = courier_->sight();
+    const auto sight = Sight();
+    if (!sight) return nullptr;
     Json machines = Json::array();
-    for (const dispatch::Machine& machine : sight.machines) {
+    for (const dispatch::Machine& machine : sight->machines) {
       machines.push_back(MachineJson(machine));
     }
     return {{"machine", Utf8FromAnsi(HubNameOf(context_))},
             {"away_since",
-             sight.away_since ? Json(LocalMoment(SecondsOf(*sight.away_since))) : Json(nullptr)},
-            {"held", Utf8FromAnsi(sight.held)},
-            {"unserved", Utf8Words(sight.unserved)},
+             sight->away_since ? Json(LocalMoment(SecondsOf(*sight->away_since))) : Json(nullptr)},
+            {"held", Utf8FromAnsi(sight->held)},
+            {"unserved", Utf8Words(sight->unserved)},
             {"machines", machines}};
   }
 
@@ -219,7 +231,8 @@ class Watch {
   /// Pages a person over the modems here, once for each time that the hub is away too long: nobody
   /// else may know.
   void LookAfterHub() {
-    const auto away = courier_ != nullptr ? courier_->sight().away_since : std::nullopt;
+    const auto sight = Sight();
+    const auto away = sight ? sight->away_since : std::nullopt;
     if (!away || away == alarmed_) return;
     std::string profile = AnsiFromUtf8(context_.profile);
     const Profile settings(context_.platform().registry(), BaseKey(profile));
@@ -278,7 +291,8 @@ class Watch {
   const ServiceSignals signals_;
   posix::PageQueue queue_;
   CourierThread* courier_ = nullptr;
-  std::optional<dispatch::Moment> alarmed_;  // that the hub is away since then
+  std::optional<dispatch::Moment> alone_since_;  // a hub is set, and there is no way to it
+  std::optional<dispatch::Moment> alarmed_;      // that the hub is away since then
   Ticks::time_point sweeps_{};
   Ticks::time_point prunes_{};
   std::vector<std::string> modems_;  // by all names that the lines stand for

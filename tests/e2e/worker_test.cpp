@@ -176,6 +176,17 @@ TEST_F(WorkerTrip, WhenTheHubIsAwayAPersonIsToldOverAModemHere) {
   EXPECT_THAT(Journal(), SizeIs(1)) << "once";
 }
 
+TEST_F(WorkerTrip, AHubThatCannotBeSpokenToAtAllIsAwayToo) {
+  CentreOnTcp("ucp", {}, {"TimeOut=50"});
+  Do({"config", "set", "Hub", "hots=db1"});
+  Do({"config", "set", "HubAlarmTo", "0171"});
+  Do({"config", "set", "HubAlarmAfter", "1"});
+  const auto worker = StartWorker();
+  EXPECT_THAT(Received(1), ElementsAre(HasSubstr(": the hub is away since 20")));
+  const Json status = Json::parse(Run({"worker", "--status", "--json"}).out);
+  EXPECT_NE(status["worker"]["hub"]["away_since"], nullptr);
+}
+
 TEST_F(WorkerTrip, PagesThatNoLineCanCarryAreTold) {
   CentreOnTcp("ucp", {}, {"TimeOut=50"});
   Do({"modem", "add", "Second", "--kind", "tcp"});
