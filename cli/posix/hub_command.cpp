@@ -65,7 +65,7 @@ void Init(Context& context, const HubOptions& options) {
 void Upgrade(Context& context, const HubOptions& options) {
   Reached reached(context, options);
   reached.hub.Upgrade();
-  context.out << "The hub has version " << posix::kHubVersion << ".\n";
+  context.out << "The hub has version " << reached.hub.Version().value_or(0) << ".\n";
 }
 
 void Release(Context& context, const HubOptions& options) {

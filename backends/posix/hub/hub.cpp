@@ -239,7 +239,14 @@ std::vector<QueuedPage> ServerHub::Pages(const std::string& function,
   return pages;
 }
 
-void ServerHub::Init() { MakeVersions(0); }
+void ServerHub::Init() {
+  const std::string encoding = First(Ask("SHOW server_encoding")).at(0);
+  if (encoding != "UTF8") {
+    Fail("its database has the encoding " + encoding +
+         "; make one by 'createdb --encoding UTF8 --template template0'");
+  }
+  MakeVersions(0);
+}
 
 void ServerHub::Upgrade() {
   const auto version = Version();
@@ -269,7 +276,8 @@ void ServerHub::CheckVersion() {
     Fail("it has version " + Word(*version) + ", this program needs " + Word(kHubVersion) +
          "; see 'mvsms hub upgrade'");
   }
-  if (*version > kHubVersion) {
+  if (*version == kHubVersion) return;
+  if (NumberIn(First(Call("serves_from", {})).at(0)) > kHubVersion) {
     Fail("it has version " + Word(*version) + ", this program knows versions up to " +
          Word(kHubVersion) + "; install a newer program");
   }

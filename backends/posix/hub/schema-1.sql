@@ -17,6 +17,9 @@ END $$;
 
 CREATE TABLE mvsms.hub(
   version integer NOT NULL,
+  -- The oldest version whose programs find everything here as they know it. So those can go on while
+  -- machines are upgraded one after the other.
+  serves_from integer NOT NULL DEFAULT 1,
   held text NOT NULL DEFAULT '');
 INSERT INTO mvsms.hub(version) VALUES(0);
 
@@ -99,6 +102,9 @@ CREATE FUNCTION mvsms.clock() RETURNS bigint LANGUAGE sql VOLATILE AS
 
 CREATE FUNCTION mvsms.version() RETURNS integer LANGUAGE sql STABLE SECURITY DEFINER
   SET search_path = mvsms, pg_temp AS $$ SELECT version FROM hub $$;
+
+CREATE FUNCTION mvsms.serves_from() RETURNS integer LANGUAGE sql STABLE SECURITY DEFINER
+  SET search_path = mvsms, pg_temp AS $$ SELECT serves_from FROM hub $$;
 
 -- The pages, one a row of texts: id, profile, recipient, number, originator, text, service,
 -- fallback, priority, not_before, expires, origin, quick, retries, delay, repeats_unknown, attempts,

@@ -127,12 +127,29 @@ TEST_F(OnServer, BeginningTwiceIsAnErrorThatChangesNothing) {
 
 TEST_F(OnServer, AHubOfAnotherVersionIsTold) {
   hub_->CheckVersion();
-  wire_->Ask("UPDATE mvsms.hub SET version = 2", {});
+  wire_->Ask("UPDATE mvsms.hub SET version = 0", {});
+  EXPECT_THAT(std::get<2>(RaisedBy([this] { hub_->CheckVersion(); })),
+              HasSubstr("it has version 0, this program needs 1; see 'mvsms hub upgrade'"));
+  wire_->Ask("UPDATE mvsms.hub SET version = 2, serves_from = 2", {});
   EXPECT_THAT(std::get<2>(RaisedBy([this] { hub_->CheckVersion(); })),
               HasSubstr("it has version 2, this program knows versions up to 1"));
   wire_->Ask("DROP SCHEMA mvsms CASCADE", {});
   EXPECT_THAT(std::get<2>(RaisedBy([this] { hub_->CheckVersion(); })),
               HasSubstr("see 'mvsms hub init'"));
+}
+
+TEST_F(OnServer, ANewerHubThatServesThisProgramIsGoneOnWith) {
+  wire_->Ask("UPDATE mvsms.hub SET version = 2", {});
+  const auto wire = HubServer::Get()->Wire("site");
+  ServerHub(*wire).CheckVersion();
+}
+
+TEST_F(OnServer, ADatabaseThatDoesNotHaveAllCharactersIsRefused) {
+  wire_->Ask("CREATE DATABASE latin ENCODING 'LATIN1' TEMPLATE template0", {});
+  const auto wire =
+      MakeHubWire("host=" + HubServer::Get()->folder() + " dbname=latin user=mvsms", "");
+  EXPECT_THAT(std::get<2>(RaisedBy([&] { ServerHub(*wire).Init(); })),
+              HasSubstr("its database has the encoding LATIN1"));
 }
 
 TEST_F(OnServer, SeveralWhoClaimAtOnceShareNoPage) {
