@@ -260,6 +260,30 @@ TEST_F(Worker, ABusyNumberIsTriedAgainAfterThePause) {
   EXPECT_THAT(JournalOf("A"), SizeIs(6));
 }
 
+TEST_F(Worker, APageOfAnotherMachineIsTriedAgainAsThatOneHasIt) {
+  host_.platform.lines[0].cause = CallCause::kDisconnectBusy;
+  host_.platform.lines[0].outcome = CallState::kDisconnected;
+  Page page = PageOf("A", "One");
+  page.rules = RetryRules{.quick = {}, .retries = 1, .delay = 7min};
+  queue_.Put({&page, 1});
+  EXPECT_TRUE(worker_.Work());
+  EXPECT_EQ(Find("A").page.not_before, Now() + 7min);
+  Wait(7min);
+  EXPECT_TRUE(worker_.Work());
+  EXPECT_EQ(StateOf("A"), PageState::kParked);
+  EXPECT_THAT(Find("A").result->reason, EndsWith("; it was tried 2 times"));
+}
+
+TEST_F(Worker, SilenceOnAPageOfAnotherMachineParksItWhereThatOneHasItSo) {
+  host_.tap.block_answers = {""};
+  Page page = PageOf("A", "One");
+  page.rules = RetryRules{.retries = 3, .repeat_unknown = false};
+  queue_.Put({&page, 1});
+  EXPECT_TRUE(worker_.Work());
+  EXPECT_EQ(StateOf("A"), PageState::kParked);
+  EXPECT_FALSE(Find("A").perhaps_twice);
+}
+
 TEST_F(Worker, SilenceAfterAPageEndsTheCallAndMarksThePage) {
   host_.tap.block_answers = {""};
   Put("A", "One");
