@@ -190,6 +190,7 @@ bool Courier::IsForHub(const QueuedPage& queued) const {
   const Page& page = queued.page;
   const Moment now = now_();
   if (page.profile != profile_ || page.not_before > now || page.expires <= now) return false;
+  if (refused_.count(page.id) > 0 && Among(state_.served, page.service)) return false;
   if (!Among(state_.working, page.service)) return true;
   return std::max(queued.changed, page.not_before) + state_.spill_after <= now;
 }
@@ -210,12 +211,21 @@ void Courier::Submit(const QueuedPage& queued) {
   try {
     hub_.Submit(there);
   } catch (const HubRefusal& refusal) {
-    // It stays as it is, and the others go on.
-    const bool told = !refused_.insert(queued.page.id).second;
-    if (!told) host_.Tell("The page " + queued.page.id + " stays here. " + refusal.description());
+    KeepHere(queued, refusal.description());
     return;
   }
   own_.Operate(queued.page.id, kHandPageOver);
+}
+
+/// What the hub will never take. Lines here still may; where there are none, somebody must know.
+void Courier::KeepHere(const QueuedPage& queued, const std::string& why) {
+  const bool told = !refused_.insert(queued.page.id).second;
+  if (!told) host_.Tell("The page " + queued.page.id + " stays here. " + why);
+  if (queued.state != PageState::kOffering) return;
+  QueuedPage kept = queued;
+  kept.state = Among(state_.served, queued.page.service) ? PageState::kReady : PageState::kParked;
+  kept.result = PageResult{.outcome = Outcome::kUnusable, .reason = why};
+  own_.BringHome(queued.page.id, kept);
 }
 
 /// What an operator has cancelled here while it was there.

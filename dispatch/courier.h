@@ -83,6 +83,7 @@ class Courier {
   /// its worker.
   std::vector<QueuedPage> Own(PageState state);
   void HandOver();
+  void KeepHere(const QueuedPage& queued, const std::string& why);
   bool IsForHub(const QueuedPage& queued) const;
   void Offer(const std::string& id);
   void Submit(const QueuedPage& queued);

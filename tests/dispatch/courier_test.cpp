@@ -277,11 +277,28 @@ TEST_F(TwoSites, APageThatTheHubRefusesHoldsUpNoOther) {
     if (name == "submit" && std::exchange(refuses, false)) throw HubRefusal(5, "Hub", "Too long.");
   };
   a_.Work();
-  EXPECT_EQ(a_.StateOf("A"), PageState::kOffering);
+  a_.Work();
+  EXPECT_EQ(a_.StateOf("A"), PageState::kParked) << "no line here could send it";
+  EXPECT_EQ(a_.own.Find("A")->result->reason, "Too long.");
   EXPECT_EQ(a_.StateOf("B"), PageState::kAtHub);
+  a_.own.Operate("A", kRetryPage);
   refuses = true;
   a_.Work();
+  EXPECT_EQ(a_.StateOf("A"), PageState::kParked);
   EXPECT_THAT(a_.told, ElementsAre("The page A stays here. Too long."));
+}
+
+TEST_F(TwoSites, APageThatTheHubRefusesWaitsForALineHere) {
+  b_.Put("B");
+  b_.state.working.clear();  // its modem rests
+  hub_.peril = [&](const std::string& name, bool) {
+    if (name == "submit") throw HubRefusal(5, "Hub", "Too long.");
+  };
+  b_.Work();
+  b_.Work();
+  EXPECT_EQ(b_.StateOf("B"), PageState::kReady);
+  EXPECT_EQ(b_.Claim()->page.id, "B");
+  EXPECT_THAT(b_.told, ElementsAre("The page B stays here. Too long."));
 }
 
 TEST_F(TwoSites, WhatKeepsLinesFromPagesOfOthersIsToldOnce) {
