@@ -34,6 +34,7 @@ check_packages=(
   fish
   git
   googletest
+  iproute2  # networks of their own for the hub's machines
   libbenchmark-dev
   libgmock-dev
   libgtest-dev

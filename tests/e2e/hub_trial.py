@@ -488,7 +488,7 @@ def main():
         print("no PostgreSQL server, or no plug-in for a hub")
         return 77
     if what == "links" and not network.possible():
-        print("networks of their own need root and /dev/net/tun")
+        print("networks of their own need root, /dev/net/tun and namespaces")
         return 77
     seed = int(os.environ.get("SEED", random.randrange(10**6)))
     print(f"seed {seed}", flush=True)
