@@ -21,8 +21,8 @@ function* troubles({ worker, lines, hub, pages, now }) {
   const whyOf = (line) => ({ name: line.name, why: line.why || line.state });
   const broken = lines.filter((line) => !works(line));
   if (!worker) yield reason("bad", "noWorker");
-  else if (!lines.length) yield reason("bad", "noLines");
-  else if (broken.length === lines.length) yield reason("bad", "noLine", whyOf(broken[0]), "lines-title");
+  else if (!lines.length && !hub) yield reason("bad", "noLines"); // with a hub, other machines have some
+  else if (lines.length && broken.length === lines.length) yield reason("bad", "noLine", whyOf(broken[0]), "lines-title");
   else for (const line of broken) yield reason("warn", "lineFails", whyOf(line), "lines-title");
 
   const failed = pages.filter((page) => page.state === "ready" && page.attempts > 0 && page.last_result);

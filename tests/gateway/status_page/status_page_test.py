@@ -94,6 +94,7 @@ class Verdict(StatusPage):
         cases = [
             ("bad", "No worker is running", [], {"worker": False}),
             ("bad", "There is no modem", [], {"lines": []}),
+            ("ok", "The last page", [page("B", "accepted", 8)], {"lines": [], "hub": hub(machine("north"))}),
             ("bad", "No line works. Modem 1: no dial tone", [], {"lines": [line("Modem 1", "resting", "no dial tone")]}),
             ("warn", "Modem 2 does not work: no dial tone", [],
              {"lines": [line("Modem 1"), line("Modem 2", "resting", "no dial tone")]}),
