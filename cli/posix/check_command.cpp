@@ -18,6 +18,7 @@
 #include "base/texts.h"
 #include "cli/commands.h"
 #include "cli/json.h"
+#include "cli/posix/hub_access.h"
 #include "cli/posix/since.h"
 #include "cli/posix/state.h"
 #include "cli/posix/worker_file.h"
@@ -108,12 +109,15 @@ std::int64_t SecondsSince(Moment then, Moment now) {
       0, std::chrono::duration_cast<std::chrono::seconds>(now - then).count());
 }
 
+/// Where the hub has a page, it is this machine's all the same.
+constexpr dispatch::PageStates kWaiting = {
+    PageState::kReady,    PageState::kClaimed, PageState::kDialling,   PageState::kUnknown,
+    PageState::kOffering, PageState::kAtHub,   PageState::kWithdrawing};
+
 void CheckOldest(Report& report, posix::PageQueue& queue, const Limits& limits, Moment now) {
   std::int64_t waiting = 0;
   std::int64_t age = 0;
-  for (const QueuedPage& queued :
-       queue.List({.states = {PageState::kReady, PageState::kClaimed, PageState::kDialling,
-                              PageState::kUnknown}})) {
+  for (const QueuedPage& queued : queue.List({.states = kWaiting})) {
     if (queued.page.not_before > now && queued.attempts == 0) continue;  // for later
     ++waiting;
     const Moment since =
@@ -195,11 +199,27 @@ void CheckModems(Context& context, Report& report, bool dial_tone) {
     good += level == Level::kOk;
     if (level != Level::kOk) report.Say(level, Utf8FromAnsi(modem.name) + ": " + sentence);
   }
-  if (all == 0) report.Say(Level::kCritical, "there is no modem");
+  if (all == 0 && !HasHub(context)) report.Say(Level::kCritical, "there is no modem");
   if (all > 0 && good == all) {
     report.Say(Level::kOk, all == 1 ? "the modem answers" : "all modems answer");
   }
   report.Measure("modems=" + std::to_string(good) + ";;;0;" + std::to_string(all));
+}
+
+/// As the worker sees it, where one is set.
+void CheckHub(Report& report, const Json& hub) {
+  if (!hub.is_object()) return;
+  const Json& away = hub.at("away_since");
+  report.Measure("hub=" + std::to_string(away.is_null() ? 1 : 0) + ";;;0;1");
+  if (!away.is_null()) {
+    return report.Say(Level::kWarning, "the hub is away since " + away.get<std::string>());
+  }
+  report.Say(Level::kOk, "the hub answers");
+  const auto held = hub.at("held").get<std::string>();
+  if (!held.empty()) report.Say(Level::kWarning, "the hub gives nothing out: " + held);
+  for (const Json& service : hub.at("unserved")) {
+    report.Say(Level::kWarning, "no machine has a modem for " + service.get<std::string>());
+  }
 }
 
 void CheckWorker(Context& context, Report& report) {
@@ -212,6 +232,7 @@ void CheckWorker(Context& context, Report& report) {
     if (line.value("state", "") != "resting") continue;
     report.Say(Level::kWarning, line.value("name", "") + " rests: " + line.value("why", ""));
   }
+  CheckHub(report, status.value("hub", Json()));
 }
 
 Report Check(Context& context, const CheckOptions& options) {

@@ -120,6 +120,17 @@ TEST_F(CheckCommand, AnOldPageIsOneByItsLimits) {
   EXPECT_EQ(exit_code_, 0);
 }
 
+TEST_F(CheckCommand, APageAtTheHubWaits) {
+  BeginWorker();
+  Put("A");
+  for (const auto& [action, state] :
+       {std::pair(dispatch::kOfferPage, "offering"), std::pair(dispatch::kHandPageOver, "at-hub"),
+        std::pair(dispatch::kCancelPage, "withdrawing")}) {
+    ASSERT_TRUE(queue_.Operate("A", action));
+    EXPECT_THAT(Check({"--oldest", "0s,1h"}), StartsWith("MVSMS WARNING: 1 waiting")) << state;
+  }
+}
+
 TEST_F(CheckCommand, APageForLaterDoesNotWait) {
   BeginWorker();
   Put("A", posix::SystemNow() + 1h);
@@ -154,6 +165,31 @@ TEST_F(CheckCommand, ALineThatRestsIsAWarning) {
   BeginWorker();
   worker_.Write({{"lines", {{{"name", "M1"}, {"state", "resting"}, {"why", "no | dial tone"}}}}});
   EXPECT_THAT(Check(), StartsWith("MVSMS WARNING: M1 rests: no / dial tone,"));
+}
+
+TEST_F(CheckCommand, WhatIsWrongWithTheHubIsAWarning) {
+  BeginWorker();
+  const auto said = [&](const Json& away, const std::string& held, const Json& unserved) {
+    worker_.Write({{"hub", {{"away_since", away}, {"held", held}, {"unserved", unserved}}}});
+    return Check();
+  };
+  EXPECT_THAT(
+      said(nullptr, "", Json::array()),
+      AllOf(StartsWith("MVSMS OK: the worker runs, the hub answers,"), HasSubstr(" hub=1;;;0;1 ")));
+  EXPECT_THAT(said("2026-11-23T01:02:03+00:00", "", Json::array()),
+              AllOf(StartsWith("MVSMS WARNING: the hub is away since 2026-11-23T01:02:03+00:00,"),
+                    HasSubstr(" hub=0;;;0;1 ")));
+  EXPECT_THAT(said(nullptr, "north knows more", Json::array()),
+              StartsWith("MVSMS WARNING: the hub gives nothing out: north knows more,"));
+  EXPECT_THAT(said(nullptr, "", {"City", "Night"}),
+              StartsWith("MVSMS WARNING: no machine has a modem for City, no machine has a modem "
+                         "for Night,"));
+}
+
+TEST_F(CheckCommand, WithAHubAModemIsNotMissed) {
+  BeginWorker();
+  Do({"config", "set", "Hub", "host=db1.example"});
+  EXPECT_THAT(Run({"check"}).out, Not(HasSubstr("there is no modem")));
 }
 
 TEST_F(CheckCommand, ModemsAreAsked) {
