@@ -66,13 +66,9 @@ bool IsWebAddress(const std::string& text) {
          text.find_first_of(" @?#\"<>\\") == std::string::npos;
 }
 
-// How to reach a server, in its own words. A password would stand in every listing.
-bool IsServer(const std::string& text) {
-  return text.find('=') != std::string::npos && text.find("://") == std::string::npos;
-}
-
+// A password would stand in every listing.
 void CheckServer(const Subject& subject) {
-  if (FoldCase(subject.value).find(FoldCase("password")) != std::string::npos) {
+  if (HoldsPassword(subject.value)) {
     throw UsageError(std::string(subject.info.name) +
                      " is shown to everybody and holds no password: it belongs into a file; see " +
                      setting::kHubPasswordFile.name);
@@ -155,6 +151,14 @@ RegistryValue Encode(const ValueInfo& info, const std::string& utf8) {
 }
 
 }  // namespace
+
+bool IsServer(const std::string& text) {
+  return text.find('=') != std::string::npos && text.find("://") == std::string::npos;
+}
+
+bool HoldsPassword(const std::string& text) {
+  return FoldCase(text).find(FoldCase("password")) != std::string::npos;
+}
 
 const ValueInfo& FindValue(std::span<const ValueInfo> values, const std::string& name) {
   std::string names;

@@ -14,6 +14,12 @@
 
 namespace mvsms::cli {
 
+/// Whether it says how to reach a server in the server's own words, such as host=a,b dbname=mvsms,
+/// and not as an address.
+bool IsServer(const std::string& text);
+/// Whether such words give a password, or speak of one.
+bool HoldsPassword(const std::string& text);
+
 /// The entry of `name` (in any case), else a UsageError that lists the names there are.
 const ValueInfo& FindValue(std::span<const ValueInfo> values, const std::string& name);
 

@@ -7,6 +7,7 @@
 #include <array>
 
 #include "base/ansi.h"
+#include "cli/setting_rules.h"
 #include "cli/store.h"
 #include "engine/settings.h"
 
@@ -16,9 +17,7 @@ namespace {
 
 /// Every user sees the command lines of all programs.
 void CheckServerWords(const std::string& where) {
-  const bool holds = FoldCase(where).find(FoldCase("password")) != std::string::npos;
-  const bool is_address = where.find("://") != std::string::npos;
-  if (!holds && !is_address) return;
+  if (IsServer(where) && !HoldsPassword(where)) return;
   throw UsageError(
       "--at is words such as host=a,b dbname=mvsms, and holds no password: it belongs into "
       "~/.pgpass, or the file that PGPASSFILE names");
