@@ -53,7 +53,7 @@ class Browser:
         """What a script returns; it may be a promise."""
         return self.call("POST", "/execute/sync", {"script": script, "args": arguments})
 
-    def until(self, script, *arguments, seconds=10):
+    def until(self, script, *arguments, seconds=60):
         """Waits until the script returns something true, and gives it."""
         end = time.monotonic() + seconds
         while not (value := self.run(script, *arguments)):
@@ -66,7 +66,7 @@ class Browser:
         """What can be seen of it."""
         return self.run(SEEN, selector)
 
-    def until_text(self, selector, text, seconds=10):
+    def until_text(self, selector, text, seconds=60):
         self.until(SEEN + ".includes(arguments[1])", selector, text, seconds=seconds)
 
     def click(self, selector):

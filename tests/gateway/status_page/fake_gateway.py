@@ -1,11 +1,14 @@
 """A gateway whose state a test sets, with the status page as it lies in the tree. What it serves beside
 the page has the forms of the real one, and so have its headers."""
+import contextlib
 import datetime
 import http.server
 import json
 import pathlib
 import queue
+import random
 import re
+import socket
 import threading
 import time
 import urllib.parse
@@ -59,12 +62,23 @@ def history(accepted=lambda quarter: 0, failed=lambda quarter: 0):
 class FakeGateway:
     def __init__(self):
         self.streams = []
+        self.connections = set()
+        self.slowness = 0.03  # s: replies come in any order, as over a network
         self.reset()
         outer = self
 
         class Handler(http.server.BaseHTTPRequestHandler):
             protocol_version = "HTTP/1.1"
             do_GET = do_POST = do_DELETE = lambda self: outer.answer(self)
+
+            def handle(self):
+                outer.connections.add(self.connection)
+                try:
+                    super().handle()
+                except ConnectionError:  # a browser drops what it no longer needs
+                    pass
+                finally:
+                    outer.connections.discard(self.connection)
 
             def log_message(self, *_):
                 pass
@@ -101,6 +115,9 @@ class FakeGateway:
         """Goes away, with all its connections, as a machine does that is switched off."""
         self._server.shutdown()
         self._server.server_close()
+        for connection in list(self.connections):
+            with contextlib.suppress(OSError):
+                connection.shutdown(socket.SHUT_RDWR)
         self.tell(None, None)
 
     def start(self):
@@ -114,6 +131,7 @@ class FakeGateway:
         body = json.loads(request.rfile.read(length)) if length else None
         path, _, query = request.path.partition("?")
         self.heard.append((request.command, request.path, body))
+        time.sleep(random.random() * self.slowness)
         if path.startswith("/v1/") and self.token and request.headers["Authorization"] != f"Bearer {self.token}":
             return self.reply(request, 401, {"error": "the token is not known"})
         if path == "/v1/events":
