@@ -147,7 +147,7 @@ begin_other_release() {
   try_other_release >build/other-release.log 2>&1 &
   set +m
   other_release=$!
-  trap 'kill -- -$other_release' EXIT
+  trap abandon_other_release EXIT
 }
 
 end_other_release() {
@@ -156,6 +156,13 @@ end_other_release() {
   trap - EXIT
   cat build/other-release.log
   return "$code"
+}
+
+# Another lane failed. This one may have failed before it, which is worth knowing as well.
+abandon_other_release() {
+  step "The other release, as far as it came"
+  kill -- "-$other_release" 2>/dev/null || true
+  tail --lines 20 build/other-release.log
 }
 
 native_lane() {
