@@ -1,6 +1,6 @@
 // Items of the lists: pages of the queue, attempts of the journal, lines.
 import { ask, now } from "./api.js";
-import { facts, make } from "./dom.js";
+import { facts, keep, make } from "./dom.js";
 import { isSilent } from "./verdict.js";
 import { ago, clock, exactly, length, say, sayState } from "./words.js";
 
@@ -68,23 +68,26 @@ const attemptItem = () => opening(
   (attempt) => heading(attempt.begun, attempt.outcome, attempt.recipient, byWhat(attempt), attempt.text, [why(attempt)]),
   (place, attempt) => showAttempt(place, attempt.id));
 
-const tryItem = (one) => {
-  const item = opening(() => heading(one.begun, one.outcome, "", byWhat(one), why(one)), (place) => showAttempt(place, one.id));
-  item.tell(one);
-  return item;
-};
+const tryItem = () => opening(
+  (one) => heading(one.begun, one.outcome, "", byWhat(one), why(one)), (place, one) => showAttempt(place, one.id));
 
+// A try whose dialogue somebody reads stays open when its page changes.
 async function showPage(place, { id }) {
-  const page = await ask(`/v1/pages/${encodeURIComponent(id)}`).catch((error) => ({ text: error.message }));
-  const tries = page.tries?.length ? [make("h3", {}, say("tries")), make("ul", { class: "pages" }, page.tries.map(tryItem))] : [];
-  place.replaceChildren(
+  const page = await ask(`/v1/pages/${encodeURIComponent(id)}`).catch((error) => error);
+  if (!place.hasChildNodes()) place.append(make("div"), make("h3"), make("ul", { class: "pages" }));
+  const [about, title, list] = place.children;
+  title.hidden = list.hidden = !page.tries?.length;
+  if (page instanceof Error) return about.replaceChildren(make("p", { class: "none" }, say("failed", { why: page.message })));
+  about.replaceChildren(
     page.perhaps_twice ? make("p", { class: "note" }, say("perhapsTwice")) : "",
     facts([
       [say("service"), page.service], [say("from"), page.from], [say("priority"), page.priority], [say("arrived"), when(page.arrived)],
       [say("notBefore"), when(page.not_before)], [say("expires"), when(page.expires)], [say("attempts"), page.attempts],
       [say("modem"), page.last_result?.modem], [say("reason"), page.last_result?.reason], [say("answer"), page.last_result?.answer],
       [say("id"), page.id],
-    ]), ...tries);
+    ]));
+  title.textContent = say("tries");
+  keep(list, page.tries ?? [], (one) => one.id, tryItem);
 }
 
 // A page; `operate(action, page)` is called when the operator wants something of it, and `may` says

@@ -287,6 +287,25 @@ class Reading(StatusPage):
         self.browser.click("#attention-pages .body summary")
         self.browser.until_text("#attention-pages pre", "<ESC>PG1<CR>")
 
+    def test_a_dialogue_stays_open_when_its_page_changes_and_the_new_try_is_there(self):
+        self.show(page("A", "parked", 9, attempts=1), journal=[attempt("A.1")])
+        self.browser.click("#attention-pages summary")
+        self.browser.until_text("#attention-pages .body .pages", "refused")
+        self.browser.run("document.querySelector('#attention-pages .body summary').focus()")
+        self.browser.press(ENTER)
+        self.browser.until_text("#attention-pages pre", "<ESC>PG1<CR>")
+        self.gateway.journal.append(attempt("A.2"))
+        self.gateway.put(page("A", "parked", 0, attempts=2))
+        self.browser.until("return document.querySelectorAll('#attention-pages .body li').length === 2")
+        self.assertIn("<ESC>PG1<CR>", self.browser.text("#attention-pages pre"))
+        self.assertTrue(self.browser.run("const now = document.activeElement; return now.matches('.body summary') && now.parentElement.open"))
+
+    def test_a_page_of_which_nothing_can_be_told_says_why(self):
+        self.show(page("A", "parked"))
+        del self.gateway.pages["A"]
+        self.browser.click("#attention-pages summary")
+        self.browser.until_text("#attention-pages .body", "there is no such page")
+
     def test_the_journal_is_searched(self):
         self.show(journal=[attempt("A.1"), attempt("B.1", "accepted", text="Backup failed")])
         self.browser.click("#search-words")
