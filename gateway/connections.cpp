@@ -171,9 +171,10 @@ void Connections::Run() {
                                  static_cast<int>(std::chrono::milliseconds(kLook).count()));
     for (int i = 0; i < count; ++i) {
       const auto& event = events.at(static_cast<std::size_t>(i));
-      const auto listener = std::ranges::find(listeners_, event.data.u64, &Listener::key);
+      const std::uint64_t key = event.data.u64;  // not aligned there: the kernel's record is packed
+      const auto listener = std::ranges::find(listeners_, key, &Listener::key);
       if (listener != listeners_.end()) Accept(*listener);
-      const auto found = connections_.find(event.data.u64);
+      const auto found = connections_.find(key);
       if (found != connections_.end()) Serve(*found->second, event.events);
     }
     Deliver();

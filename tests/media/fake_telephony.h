@@ -130,9 +130,9 @@ class FakeTelephony : public Telephony {
     void PutEventFilter(std::int32_t mask) override {
       fake.Note("PutEventFilter", Arguments({Text(mask)}));
     }
-    void SetEventSink(EventSink sink) override {
-      fake.Note(sink ? "BindEvents" : "UnbindEvents");
-      fake.sink = std::move(sink);
+    void SetEventSink(EventSink bound) override {
+      fake.Note(bound ? "BindEvents" : "UnbindEvents");
+      fake.sink = std::move(bound);
     }
     std::vector<std::shared_ptr<ITAddress>> GetAddresses() override {
       fake.Note("GetAddresses");

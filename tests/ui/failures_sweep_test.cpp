@@ -41,8 +41,7 @@ class DialogFailures : public testing::TestWithParam<Sweep> {
       SetComboString(dialog.cmbService, "Example");
       dialog.cmdOK.Click();
     });
-    desk.When<frmError>("frmError",
-                        [this](frmError& dialog) { (dialog.*GetParam().answer).Click(); });
+    desk.When<frmError>("frmError", [](frmError& dialog) { (dialog.*GetParam().answer).Click(); });
     desk.When<frmConfig>("frmConfig", [](frmConfig& form) {
       form.txtCountry.SetText("0049");
       form.cmdSrvAdd.Click();
