@@ -9,21 +9,21 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
-export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1
+export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1 CCACHE_SLOPPINESS=pch_defines,time_macros
 
 seconds=${1:-60}
 targets=("${@:2}")
 [ ${#targets[@]} -gt 0 ] || mapfile -t targets < <(ls fuzz/corpus)
 
-install_missing "${build_packages[@]}" "${fuzz_packages[@]}"
-cmake --preset fuzz >/dev/null
-cmake --build --preset fuzz
+install_missing "${build_packages[@]}" "${clang_packages[@]}"
+cmake --preset dev >/dev/null
+cmake --build --preset dev --target "${targets[@]/#/fuzz_}"
 
 # run TARGET: one line with the number of executions, or all that the target said when it failed.
 run() {
   local work=build/fuzz found=build/fuzz/corpus/$1
   mkdir -p "$found" $work/failures
-  if "$work/bin/fuzz_$1" -max_total_time="$seconds" -timeout=60 -rss_limit_mb=2048 \
+  if "build/dev/bin/fuzz_$1" -max_total_time="$seconds" -timeout=60 -rss_limit_mb=2048 \
       -print_final_stats=1 -artifact_prefix="$work/failures/$1-" \
       "$found" "fuzz/corpus/$1" >"$work/$1.log" 2>&1; then
     printf '%-15s %10s executions, %s inputs known\n' "$1" \

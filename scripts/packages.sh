@@ -1,8 +1,8 @@
 # The Debian packages that building and checking need, in one place. Sourced by the other scripts.
 # The names are those of Debian 12 and 13 alike.
 
-# What a formatter or linter says depends on its version; this one is in both releases. The presets
-# name the compiler of the fuzz targets by it too.
+# What a formatter or linter says depends on its version; this one is in both releases. The dev preset
+# names its compiler by it too.
 llvm=19
 
 # For the command, the library and the message centre.
@@ -45,7 +45,8 @@ check_packages=(
   zsh
 )
 
-fuzz_packages=(
+# The sanitizers' compiler, which has libFuzzer too.
+clang_packages=(
   "clang-$llvm"
   "libclang-rt-$llvm-dev"  # the runtimes of libFuzzer and the sanitizers, which clang only recommends
 )

@@ -10,7 +10,7 @@ export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1 CCACHE_SLOPPINESS=pch_defines,time
 build=build/dev
 if [ ! -e $build/build.ninja ]; then
   # The tree configures its tests too, so their sources must be there.
-  install_missing "${build_packages[@]}" googletest
+  install_missing "${build_packages[@]}" "${clang_packages[@]}" googletest
   cmake --preset dev >/dev/null
 fi
 

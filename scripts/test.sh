@@ -186,7 +186,8 @@ windows_packages_lane() {
 }
 
 local_lanes() {
-  install_missing "${build_packages[@]}" "${check_packages[@]}" "${windows_packages[@]}"
+  install_missing "${build_packages[@]}" "${check_packages[@]}" "${clang_packages[@]}" \
+    "${windows_packages[@]}"
   check_format
   check_layers
   lint_changes
