@@ -74,10 +74,14 @@ const tryItem = () => opening(
 // A try whose dialogue somebody reads stays open when its page changes.
 async function showPage(place, { id }) {
   const page = await ask(`/v1/pages/${encodeURIComponent(id)}`).catch((error) => error);
-  if (!place.hasChildNodes()) place.append(make("div"), make("h3"), make("ul", { class: "pages" }));
+  if (!place.hasChildNodes()) {
+    place.append(make("div"), make("h3", { hidden: true }), make("ul", { class: "pages", hidden: true }));
+  }
   const [about, title, list] = place.children;
-  title.hidden = list.hidden = !page.tries?.length;
-  if (page instanceof Error) return about.replaceChildren(make("p", { class: "none" }, say("failed", { why: page.message })));
+  if (page instanceof Error) {
+    about.replaceChildren(make("p", { class: "none" }, say("failed", { why: page.message })));
+    return;
+  }
   about.replaceChildren(
     page.perhaps_twice ? make("p", { class: "note" }, say("perhapsTwice")) : "",
     facts([
@@ -86,6 +90,7 @@ async function showPage(place, { id }) {
       [say("modem"), page.last_result?.modem], [say("reason"), page.last_result?.reason], [say("answer"), page.last_result?.answer],
       [say("id"), page.id],
     ]));
+  title.hidden = list.hidden = !page.tries?.length;
   title.textContent = say("tries");
   keep(list, page.tries ?? [], (one) => one.id, tryItem);
 }

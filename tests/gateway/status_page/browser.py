@@ -8,6 +8,7 @@ import time
 
 SEEN = """const seen = document.querySelector(arguments[0]);
           return (seen?.checkVisibility() ? seen.innerText : "")"""
+PATIENCE = 60  # s, of a machine that has much else to do
 ELEMENT = "element-6066-11e4-a52e-4f735466cecf"
 
 
@@ -53,12 +54,12 @@ class Browser:
         """What a script returns; it may be a promise."""
         return self.call("POST", "/execute/sync", {"script": script, "args": arguments})
 
-    def until(self, script, *arguments, seconds=60):
+    def until(self, script, *arguments):
         """Waits until the script returns something true, and gives it."""
-        end = time.monotonic() + seconds
+        end = time.monotonic() + PATIENCE
         while not (value := self.run(script, *arguments)):
             if time.monotonic() > end:
-                raise AssertionError(f"not within {seconds} s: {script} {arguments}\n{self.text()}")
+                raise AssertionError(f"not within {PATIENCE} s: {script} {arguments}\n{self.text()}")
             time.sleep(0.05)
         return value
 
@@ -66,8 +67,8 @@ class Browser:
         """What can be seen of it."""
         return self.run(SEEN, selector)
 
-    def until_text(self, selector, text, seconds=60):
-        self.until(SEEN + ".includes(arguments[1])", selector, text, seconds=seconds)
+    def until_text(self, selector, text):
+        self.until(SEEN + ".includes(arguments[1])", selector, text)
 
     def click(self, selector):
         found = self.call("POST", "/element", {"using": "css selector", "value": selector})[ELEMENT]

@@ -15,6 +15,7 @@ import urllib.parse
 
 FILES = pathlib.Path(__file__).resolve().parents[3] / "gateway/status_page"
 TYPES = {".html": "text/html", ".css": "text/css", ".js": "text/javascript", ".svg": "image/svg+xml"}
+SLOWEST = 0.03  # s: replies come in any order, as over a network
 POLICY = ("default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; connect-src 'self'; "
           "base-uri 'none'; form-action 'none'; frame-ancestors 'none'")
 
@@ -63,7 +64,6 @@ class FakeGateway:
     def __init__(self):
         self.streams = []
         self.connections = set()
-        self.slowness = 0.03  # s: replies come in any order, as over a network
         self.reset()
         outer = self
 
@@ -131,7 +131,7 @@ class FakeGateway:
         body = json.loads(request.rfile.read(length)) if length else None
         path, _, query = request.path.partition("?")
         self.heard.append((request.command, request.path, body))
-        time.sleep(random.random() * self.slowness)
+        time.sleep(random.random() * SLOWEST)
         if path.startswith("/v1/") and self.token and request.headers["Authorization"] != f"Bearer {self.token}":
             return self.reply(request, 401, {"error": "the token is not known"})
         if path == "/v1/events":

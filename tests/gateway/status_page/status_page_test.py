@@ -299,6 +299,11 @@ class Reading(StatusPage):
         self.browser.until("return document.querySelectorAll('#attention-pages .body li').length === 2")
         self.assertIn("<ESC>PG1<CR>", self.browser.text("#attention-pages pre"))
         self.assertTrue(self.browser.run("const now = document.activeElement; return now.matches('.body summary') && now.parentElement.open"))
+        changed = page("A", "parked", 0, attempts=3)
+        del self.gateway.pages["A"]  # it cannot be asked for any more
+        self.gateway.tell("page", changed)
+        self.browser.until_text("#attention-pages .body", "there is no such page")
+        self.assertIn("<ESC>PG1<CR>", self.browser.text("#attention-pages pre"))
 
     def test_a_page_of_which_nothing_can_be_told_says_why(self):
         self.show(page("A", "parked"))
