@@ -356,8 +356,7 @@ def make_home(mvsms, path, name, words, modems=1, enter=()):
     number = "127.0.0.1:9"
     if modems > 1:
         for modem in range(modems):
-            device = home.centre(["--pty"], "ucp").address["path"]
-            home.run("modem", "add", f"Modem{modem}", "--kind", "hayes", "--device", device)
+            home.modem(f"Modem{modem}", "ucp")
         home.run("modem", "add", "Modem", "--kind", "pool", "--members", ",".join(f"Modem{i}" for i in range(modems)))
         number = "0301234"
     else:

@@ -81,6 +81,13 @@ class Home:
         self.processes.append(Centre(self, len(self.processes), *details))
         return self.processes[-1]
 
+    def modem(self, name, protocol, settings=()):
+        """A modem with a centre behind it. Its device is a link of this home: the terminal's own name is somebody
+        else's as soon as the centre has ended, and a worker would go on opening it."""
+        device = self.path / name
+        self.centre(["--pty", "--link", device], protocol, settings)
+        self.run("modem", "add", name, "--kind", "hayes", "--device", device)
+
     def service(self, name, protocol, number, modem, timeout):
         self.run("service", "add", name, f"Protocol={protocol.upper()}", f"PhoneNumber={number}",
                  f"ModemName={modem}", "UCPCommand=51", f"TimeOut={timeout}")
@@ -195,8 +202,7 @@ def trial_of_kills(home, dice, kills):
 def trial_of_a_storm(home, dice, count, protocol):
     troubles = [[], ["call=busy", "failed-calls=8"], ["call=no-carrier", "failed-calls=5"], []]
     for number, settings in enumerate(troubles):
-        device = home.centre(["--pty"], protocol, settings).address["path"]
-        home.run("modem", "add", f"Modem{number}", "--kind", "hayes", "--device", device)
+        home.modem(f"Modem{number}", protocol, settings)
     home.run("modem", "add", "Pool", "--kind", "pool", "--members", "Modem0,Modem1,Modem2,Modem3")
     home.service("Pager", protocol, "0301234", "Pool", 200)
     home.run("config", "set", "DefaultService", "Pager")
@@ -210,6 +216,7 @@ def trial_of_a_storm(home, dice, count, protocol):
                                  f"Alarm {number}") or f"S{number}")
         if number == count // 2:
             time.sleep(5)
+            (home.path / "Modem3").unlink()
             home.processes[3].process.kill()  # in the middle of a call
     put = time.monotonic() - begun
     home.drain(3600)

@@ -74,10 +74,17 @@ void Trip::AddService(const std::string& protocol, const std::string& number,
   Do({"config", "set", "DefaultService", "Pager"});
 }
 
+std::string Trip::StartModem(const std::string& name, const std::string& protocol,
+                             const Words& behaviour) {
+  const std::string device = home_.path() + "/" + name;
+  StartCentre({"--pty", "--link", device}, protocol, behaviour);
+  Do({"modem", "add", name, "--kind", "hayes", "--device", device});
+  return device;
+}
+
 void Trip::CentreOnModem(const std::string& protocol, const Words& behaviour,
                          const Words& service) {
-  device_ = StartCentre({"--pty"}, protocol, behaviour)["path"];
-  Do({"modem", "add", "Modem", "--kind", "hayes", "--device", device_});
+  device_ = StartModem("Modem", protocol, behaviour);
   AddService(protocol == "tap" ? "TAP" : "UCP", "0301234", service);
 }
 
@@ -91,8 +98,7 @@ void Trip::CentreOnSerialServer(const std::string& protocol) {
 void Trip::AnotherModem(const std::string& name, const std::string& protocol,
                         const Words& behaviour) {
   first_centre_ = std::move(centre_);
-  Do({"modem", "add", name, "--kind", "hayes", "--device",
-      StartCentre({"--pty"}, protocol, behaviour)["path"]});
+  StartModem(name, protocol, behaviour);
 }
 
 void Trip::CentreOnTcp(const std::string& protocol, const Words& behaviour, const Words& service) {

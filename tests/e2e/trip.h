@@ -73,6 +73,10 @@ class Trip : public ::testing::Test {
   std::unique_ptr<ChildProcess> StartProgram(const Words& command) const;
   static void Note(const std::string& line, std::vector<std::string>& messages);
   Json StartCentre(const Words& where, const std::string& protocol, const Words& behaviour);
+  /// A modem with a centre behind it; its device. That is a link of this trip: the terminal's own
+  /// name is somebody else's as soon as the centre has ended.
+  std::string StartModem(const std::string& name, const std::string& protocol,
+                         const Words& behaviour);
   void AddService(const std::string& protocol, const std::string& number, const Words& service);
 };
 
