@@ -139,30 +139,33 @@ try_other_release() {
   scripts/on-debian.sh $other scripts/test.sh --native
 }
 
-# It compiles while the lanes after it wait for message centres most of the time; what it prints comes
-# at its end.
-begin_other_release() {
-  install_missing mmdebstrap
+# beside NAME COMMAND...: begins what spends its time otherwise than the lanes after it, one compiling
+# and the other waiting for message centres. finish NAME waits for its end and prints what it printed.
+declare -A beside
+beside() {
   set -m  # a process group of its own, which ends with this script
-  try_other_release >build/other-release.log 2>&1 &
+  "${@:2}" >"build/$1.log" 2>&1 &
   set +m
-  other_release=$!
-  trap abandon_other_release EXIT
+  beside[$1]=$!
+  trap abandon EXIT
 }
 
-end_other_release() {
+finish() {
   local code=0
-  wait "$other_release" || code=$?
-  trap - EXIT
-  cat build/other-release.log
+  wait "${beside[$1]}" || code=$?
+  unset "beside[$1]"
+  cat "build/$1.log"
   return "$code"
 }
 
-# Another lane failed. This one may have failed before it, which is worth knowing as well.
-abandon_other_release() {
-  step "The other release, as far as it came"
-  kill -- "-$other_release" 2>/dev/null || true
-  tail --lines 20 build/other-release.log
+# Another lane failed. These may have failed before it, which is worth knowing as well.
+abandon() {
+  local name
+  for name in "${!beside[@]}"; do
+    step "Beside it, as far as it came: $name"
+    kill -- "-${beside[$name]}" 2>/dev/null || true
+    tail --lines 20 "build/$name.log"
+  done
 }
 
 native_lane() {
@@ -170,12 +173,16 @@ native_lane() {
   build_and_test release
 }
 
-windows_lane() {  # PRESET [WHERE]
-  step "Build and test: $1"
+build_windows() {  # PRESET
+  step "Build: $1"
   cmake --preset "$1"
   cmake --build --preset "$1"
-  ${2:-} ctest --preset "$1"
   check_imports "$1"
+}
+
+test_windows() {  # PRESET [WHERE]
+  step "Test: $1"
+  ${2:-} ctest --preset "$1"
 }
 
 # What is handed out for Windows: made, installed, used and removed again, under Wine.
@@ -195,8 +202,11 @@ local_lanes() {
   fuzz_briefly
   try_finished
   try_benchmarks
-  windows_lane windows-x64
-  if [ $x86 = yes ]; then windows_lane windows-x86 scripts/wine32.sh; fi
+  build_windows windows-x64
+  beside windows-x64-tests test_windows windows-x64
+  if [ $x86 = yes ]; then build_windows windows-x86; fi
+  finish windows-x64-tests
+  if [ $x86 = yes ]; then test_windows windows-x86 scripts/wine32.sh; fi
 }
 
 # The last line of all, so that nobody takes the half for the whole.
@@ -218,7 +228,8 @@ case $lanes in
   usual) local_lanes; tell_of_x86 ;;
   all)
     local_lanes
-    begin_other_release
+    install_missing mmdebstrap
+    beside other-release try_other_release
     try_queue
     try_browser
     try_integrations
@@ -226,6 +237,6 @@ case $lanes in
     try_guides
     try_packages
     if [ $x86 = yes ]; then windows_packages_lane; fi
-    end_other_release
+    finish other-release
     tell_of_x86 ;;
 esac
