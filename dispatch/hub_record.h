@@ -60,7 +60,7 @@ class HubRecord {
   /// Deletes the kept rows that were closed before that moment.
   virtual void Prune(Moment before) = 0;
 
-  /// A word that no other machine's record has.
+  /// A word that no other machine's record has, not even one that began as a copy of this.
   virtual std::string Home() = 0;
   /// How often the hub has heard of this machine by that name, as it last said; 0 at first. The
   /// workers of several profiles may have a name each.

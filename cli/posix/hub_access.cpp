@@ -1,11 +1,9 @@
 // See hub_access.h.
 #include "cli/posix/hub_access.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <array>
 
+#include "backends/posix/system/machine.h"
 #include "base/ansi.h"
 #include "cli/setting_rules.h"
 #include "cli/store.h"
@@ -43,9 +41,7 @@ std::unique_ptr<posix::HubWire> HubWireOf(Context& context, const std::string& w
 std::string HubNameOf(Context& context) {
   std::string name = SettingOrInitial(context, setting::kHubName);
   if (name.empty()) {
-    std::array<char, 256> host{};
-    gethostname(host.data(), host.size() - 1);
-    name = host.data();
+    name = posix::HostName();
   }
   std::ranges::replace(name, '/', '-');  // which stands behind it in the ids of its pages
   return name.empty() ? "machine" : name;

@@ -7,6 +7,7 @@
 
 #include "backends/posix/store/database_file.h"
 #include "base/ansi.h"
+#include "base/sha256.h"
 
 namespace mvsms::posix {
 namespace {
@@ -57,6 +58,8 @@ constexpr char kPrune[] = "DELETE FROM pages WHERE closed > 0 AND closed < ?1";
 constexpr char kBeats[] = "SELECT beats FROM hub WHERE machine = ?1";
 constexpr char kNoteBeats[] =
     "INSERT INTO hub VALUES(?1, ?2) ON CONFLICT(machine) DO UPDATE SET beats = ?2";
+
+constexpr std::size_t kHomeDigits = 32;  // enough of a digest to be like no other
 
 template <typename Value, std::size_t kCount>
 Value Named(const std::array<std::string_view, kCount>& names, const std::string& name) {
@@ -143,7 +146,8 @@ void HubFile::Prune(dispatch::Moment before) {
 std::string HubFile::Home() {
   return WithTrouble("HubFile", "record of the hub's pages", file_, [&] {
     Rows rows = Opened().Query("SELECT word FROM home");
-    return rows.Next() ? rows.Bytes(0) : "";
+    // A digest, for it goes to the hub.
+    return Sha256((rows.Next() ? rows.Bytes(0) : "") + machine_).substr(0, kHomeDigits);
   });
 }
 

@@ -11,6 +11,7 @@
 
 #include "backends/posix/store/queue.h"
 #include "backends/posix/store/sqlite.h"
+#include "backends/posix/system/machine.h"
 #include "dispatch/hub_record.h"
 
 namespace mvsms::posix {
@@ -18,9 +19,11 @@ namespace mvsms::posix {
 /// Of one thread. Every failure is thrown as RaisedError with a sentence that names the file.
 class HubFile : public dispatch::HubRecord {
  public:
-  /// `home` is the folder of all state, UTF-8. Touches nothing yet.
-  explicit HubFile(const std::string& home, std::function<dispatch::Moment()> now = SystemNow)
-      : home_(home), file_(home + "/hub.db"), now_(std::move(now)) {}
+  /// `home` is the folder of all state, UTF-8; `machine` tells a copy of it on another machine from
+  /// this one. Touches nothing yet.
+  explicit HubFile(const std::string& home, std::function<dispatch::Moment()> now = SystemNow,
+                   std::string machine = MachineId())
+      : home_(home), file_(home + "/hub.db"), now_(std::move(now)), machine_(std::move(machine)) {}
 
   void Note(const dispatch::HubRow& row) override;
   std::vector<dispatch::HubRow> Open() override;
@@ -38,6 +41,7 @@ class HubFile : public dispatch::HubRecord {
   std::string home_;
   std::string file_;
   std::function<dispatch::Moment()> now_;
+  std::string machine_;
   std::unique_ptr<Connection> connection_;
 };
 

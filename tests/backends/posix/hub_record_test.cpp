@@ -130,6 +130,17 @@ TEST_P(Record, HasAHomeOfItsOwn) {
   EXPECT_NE(memory::MemoryHubRecord([this] { return now_; }).Home(), home);
 }
 
+TEST(RecordInAFile, OfACopyOnAnotherMachineHasAnotherHome) {
+  const TempFolder folder;
+  const auto home_on = [&](const char* machine) {
+    return HubFile(folder.path(), SystemNow, machine).Home();
+  };
+  const std::string home = home_on("b08dfa6083e7567a");
+  EXPECT_EQ(home_on("b08dfa6083e7567a"), home);
+  EXPECT_NE(home_on("4c4c454400395a10"), home);
+  EXPECT_EQ(home.find("b08dfa6083e7567a"), std::string::npos) << "what stays on the machine";
+}
+
 INSTANTIATE_TEST_SUITE_P(EveryRecord, Record, testing::Values("File", "Memory"),
                          [](const auto& which) { return std::string(which.param); });
 
