@@ -30,4 +30,4 @@ if [ ! -e "$WINEPREFIX/drive_c/windows/syswow64/kernel32.dll" ] && [ -f "$1" ] &
 fi
 # Without a locale, Wine could make no file whose name has umlauts.
 exec env LC_ALL="${MVSMS_LOCALE:-C.UTF-8}" \
-  timeout "${MVSMS_WINE_LIMIT:-300}" wine "$@" 2>>"$WINEPREFIX/stderr.log"
+  timeout "${MVSMS_WINE_LIMIT:-600}" wine "$@" 2>>"$WINEPREFIX/stderr.log"
