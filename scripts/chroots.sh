@@ -64,6 +64,7 @@ enter_chroot() {
   [ -e "$root/etc/hosts" ] || echo "127.0.0.1 localhost" >"$root/etc/hosts"
   exec unshare --mount --pid --fork --kill-child --mount-proc bash -c '
     set -eu
+    mount --bind "$root" "$root"  # what is a mount may enter another chroot from within
     mount --rbind /dev "$root/dev"
     mount --rbind /sys "$root/sys"
     mount -t proc proc "$root/proc"
